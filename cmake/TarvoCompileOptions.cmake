@@ -1,0 +1,15 @@
+# Warnings and sanitizers for everything that is built here.
+
+function(tarvo_set_compile_options target)
+  target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual;-Wcast-align;-Wshadow=local>")
+  if(TARVO_WARNINGS_AS_ERRORS)
+    target_compile_options(${target} PRIVATE -Werror)
+  endif()
+endfunction()
+
+if(TARVO_SANITIZE)
+  # For the whole tree: the library, the LZMA SDK inside it and every program that loads it.
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
