@@ -1,0 +1,12 @@
+#pragma once
+
+#include "support/Export.h"
+
+#include <QtCore/QByteArray>
+
+/// Inflates a gzip or zlib body, as the classroom service sends its compressed replies.
+///
+/// A broken body gives an empty array; of one that was cut off, what can be read is returned. Both
+/// without a message, except that a body under 5 bytes gives a warning. A pure function that may run
+/// on any thread.
+TARVOCLIENT_EXPORT QByteArray gUncompress(const QByteArray &data);
