@@ -40,9 +40,9 @@ private:                                                            \
     Type m_##name = initial;
 
 /// A row that refers to an object, which becomes a nested JSON object. Its type is `QObject*`,
-/// because the serializer descends into that type alone. The object's owner stays who it was; one
-/// that is destroyed elsewhere leaves null behind.
-#define TARVO_OBJECT_PROPERTY(name, argument)           \
+/// because the serializer descends into that type alone. An object that is put in its place keeps
+/// its owner, the one it replaces stays where it was; one that is destroyed leaves null behind.
+#define TARVO_OBJECT_PROPERTY(name, argument, initial)  \
     Q_PROPERTY(QObject *name READ name WRITE set##name) \
 public:                                                 \
     QObject *name() const                               \
@@ -56,4 +56,4 @@ public Q_SLOTS:                                         \
     }                                                   \
                                                         \
 private:                                                \
-    QPointer<QObject> m_##name;
+    QPointer<QObject> m_##name = initial;

@@ -1,0 +1,8 @@
+#include "model/ActivityOption.h"
+
+namespace Tarvo
+{
+
+ActivityOption::ActivityOption(QObject *parent) : QObject(parent) { }
+
+} // namespace Tarvo

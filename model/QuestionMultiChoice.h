@@ -1,0 +1,27 @@
+#pragma once
+
+#include "model/PropertyRecord.h"
+#include "model/QuestionBaseWithOptions.h"
+#include "support/Export.h"
+
+namespace Tarvo
+{
+
+/// A question that is answered by choosing one or several options: kind "multiple".
+class TARVOCLIENT_EXPORT QuestionMultiChoice : public QuestionBaseWithOptions
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(QuestionMultiChoice)
+
+    TARVO_PROPERTY(int, numberOfCorrectOptions, 1)
+
+public:
+    explicit QuestionMultiChoice(QObject *parent);
+
+    QString getType() const override;
+
+    /// Makes the options chosen that the characters of \a answer name, one each.
+    void setPriorAnswer(QString answer) override;
+};
+
+} // namespace Tarvo

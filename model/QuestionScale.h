@@ -1,0 +1,21 @@
+#pragma once
+
+#include "model/QuestionBaseWithOptions.h"
+#include "support/Export.h"
+
+namespace Tarvo
+{
+
+/// A question that is answered with a place on a scale: kind "scale". Adds no properties; to
+/// the meta-object system it is a plain question with options.
+class TARVOCLIENT_EXPORT QuestionScale : public QuestionBaseWithOptions
+{
+    Q_DISABLE_COPY(QuestionScale)
+
+public:
+    explicit QuestionScale(QObject *parent);
+
+    QString getType() const override;
+};
+
+} // namespace Tarvo

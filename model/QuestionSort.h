@@ -1,0 +1,24 @@
+#pragma once
+
+#include "model/QuestionBaseWithOptions.h"
+#include "support/Export.h"
+
+namespace Tarvo
+{
+
+/// A question that is answered by ordering the options: kind "sort". Adds no properties; to the
+/// meta-object system it is a plain question with options.
+class TARVOCLIENT_EXPORT QuestionSort : public QuestionBaseWithOptions
+{
+    Q_DISABLE_COPY(QuestionSort)
+
+public:
+    explicit QuestionSort(QObject *parent);
+
+    QString getType() const override;
+
+    /// Puts the options into the order in which the characters of \a answer name them.
+    void setPriorAnswer(QString answer) override;
+};
+
+} // namespace Tarvo

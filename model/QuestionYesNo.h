@@ -1,0 +1,24 @@
+#pragma once
+
+#include "model/QuestionBaseWithOptions.h"
+#include "support/Export.h"
+
+namespace Tarvo
+{
+
+/// A question that is answered by yes or no, or by true or false.
+class TARVOCLIENT_EXPORT QuestionYesNo : public QuestionBaseWithOptions
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(QuestionYesNo)
+
+public:
+    explicit QuestionYesNo(QObject *parent);
+
+    QString getType() const override;
+
+    /// Which of its two kinds the question is: "true-false", or else "yes-no-other".
+    bool trueFalse = false;
+};
+
+} // namespace Tarvo
