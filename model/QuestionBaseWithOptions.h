@@ -26,8 +26,8 @@ class TARVOCLIENT_EXPORT QuestionBaseWithOptions : public QuestionBase
 public Q_SLOTS:
     void setmetadata(QuestionMetadata *metadata) { m_metadata = metadata; }
 
-    Q_PROPERTY(QVariantList activityOptions READ activityOptions)
 public:
+    Q_PROPERTY(QVariantList activityOptions READ activityOptions)
     /// The options, a map each, in the order in which they were added.
     QVariantList activityOptions() const;
 
