@@ -1,0 +1,285 @@
+#pragma once
+
+#include "model/Learner.h"
+#include "support/Export.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QObject>
+#include <QtCore/QPointer>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QTimer>
+#include <QtCore/QVariant>
+#include <QtNetwork/QAuthenticator>
+#include <QtNetwork/QNetworkReply>
+#include <QtNetwork/QSslError>
+
+class PresenterCollab;
+class QNetworkAccessManager;
+class QUrl;
+
+/// The host's entry point to the classroom service: signs a teacher in, creates and starts a class
+/// session, opens its real-time channel, uploads files and stops the session again.
+///
+/// **Operations wait.** Every `do...` operation (and `checkServer`, `sendKeepAlive`, `reLogin` and
+/// `startWebsocket`) sends POST requests with fixed JSON texts and waits for each reply in a local
+/// event loop, at most 10,000 ms a request. User input is kept back meanwhile, but timers, sockets
+/// and slots of the host run. The client is meant to have one request in flight at a time: the first
+/// reply that is handled ends every wait in progress, and the requests that are still open then are
+/// aborted and fail.
+///
+/// **Results.** Nothing throws. An operation returns its result; why it failed is told by
+/// `getLastErrorKey()`, as far as the service or the TLS policy gave a reason, and by the debug
+/// stream.
+///
+/// **Values are sent as they are.** User ids, passwords and names stand in the JSON texts without
+/// any escaping; a value with a double quote in it makes a text that the service refuses.
+///
+/// **Life.** The client may be deleted at any time, also from a slot or timer that runs while one of
+/// its operations waits: the operation then returns false (or a null string) without touching the
+/// client again. The destructor stops a running session first, and waits for that like any other
+/// operation. Everything runs on the thread that the client lives on.
+class TARVOCLIENT_EXPORT PresenterClient : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(PresenterClient)
+
+public:
+    /// Takes the decoded body of a reply that came without an error.
+    using SuccessHandler = void (PresenterClient::*)(QString);
+    /// Takes a failed reply and its decoded body. The reply is the client's.
+    using FailureHandler = void (PresenterClient::*)(QNetworkReply *, QString);
+
+    /// What runs when an outstanding reply has come; null pointers run nothing.
+    struct CALLBACKS {
+        SuccessHandler success;
+        FailureHandler failure;
+    };
+
+    /// Parts the fields of a multipart form: "----boundary".
+    static const QString MULTIPART_BOUNDARY;
+
+    /// A client of the service at `server`, such as "https://classroom.example.com". One trailing
+    /// slash is dropped. Sends nothing yet.
+    PresenterClient(QObject *parent, QString server);
+    /// Stops a running session, which waits up to 10,000 ms for the service. A channel that
+    /// `startWebsocket` made is a child of the client and goes with it.
+    ~PresenterClient() override;
+
+    /// \name State that the host reads
+    /// @{
+
+    /// Whether the last sign-in succeeded and was not undone since.
+    bool isLoggedIn() const { return loggedIn; }
+    /// Whether the last check or keep-alive was answered with JSON, or a redirect was followed.
+    bool isServerReachable() const { return serverReachable; }
+    /// The service's base address without a trailing slash; a followed redirect rewrites it.
+    QString getServerUrl() const { return serverUrl; }
+    /// The error key of the last failed request, such as "SSLRootCertificateMissing", or null.
+    /// `checkServer`, `doLogin`, `doLoginWithOAuth` and `doStartSession` clear it before they send.
+    QString getLastErrorKey() const { return lastErrorKey; }
+    /// The code that learners type in, or null without a session.
+    QString getSessionCode() const { return sessionCode; }
+    /// The token of the started session, or null when none is running.
+    QString getSessionToken() const { return sessionToken; }
+    /// The presenter's own token in the session that was joined last.
+    QString getUserToken() const { return userToken; }
+    /// The collaboration server that `startWebsocket` found last.
+    QString getCollabServerUrl() const { return collabServerUrl; }
+    /// The learners that `doGetLearners` found last.
+    QList<Tarvo::Learner> getLearners() const { return learners; }
+    /// @}
+
+    /// \name Requests
+    /// @{
+
+    /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms until a reply has
+    /// been handled; a reply that is still missing then is aborted and counts as failed. The content
+    /// type is JSON, or that of a form parted by `MULTIPART_BOUNDARY` if `multipart` is set. Handlers
+    /// may be null. The client may be gone when a waiting call returns.
+    void doRequest(bool wait, const QUrl &url, const QByteArray &body, SuccessHandler success,
+                   FailureHandler failure, bool multipart);
+    /// The same with a text, which is sent as UTF-8.
+    void doRequest(bool wait, const QUrl &url, const QString &body, SuccessHandler success,
+                   FailureHandler failure, bool multipart);
+    /// The same with a JSON text and no failure handler.
+    void doRequest(bool wait, const QUrl &url, const QString &body, SuccessHandler success);
+
+    /// Looks for an error key in a reply: the first element of its "errorMsgKeys" list, if that
+    /// contains "error". Sets `errorKey` to it and returns true; otherwise sets `errorKey` to null
+    /// and returns false. Later elements are not looked at.
+    bool isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey);
+    /// @}
+
+    /// \name Sign-in and account
+    /// @{
+
+    /// Asks whether the service answers. `user` and `password` are the credentials for HTTP
+    /// authentication, not for signing in; an empty one keeps the one given before. Sends an empty
+    /// body. Returns true when the reply is JSON or a redirect was followed, which also moves
+    /// `getServerUrl()` to the service's own address.
+    bool checkServer(const QString &user, const QString &password);
+    /// Signs in with a password. On success the keep-alive starts: one request every 60,000 ms until
+    /// `doLogout`. On failure returns false, and `getLastErrorKey()` tells the service's reason.
+    bool doLogin(QString userId, QString password);
+    /// Signs in with a token that `doGetAccessToken` or `doGetOAuthAccessToken` got for the device
+    /// `deviceId`. Otherwise as with a password.
+    bool doLogin(QString userId, QString deviceId, QString deviceAccessToken);
+    /// Signs in with the authorisation code of the OAuth provider named `provider`, which stands in
+    /// the request's path as it is.
+    ///
+    /// Call it with an empty `registrationData` first. If it returns false with a non-empty one, the
+    /// user must register: let them complete that JSON object and call again with it. What
+    /// `registrationData` holds is replaced in any case, unless the client is deleted meanwhile.
+    bool doLoginWithOAuth(QString provider, QString code, QString &registrationData);
+    /// Gets an access token for the device, with a password. Returns the token, the earlier one if the
+    /// request failed, or null. The keep-alive is not started.
+    QString doGetAccessToken(QString userId, QString password, QString deviceId,
+                             QString deviceName);
+    /// Gets an access token for the device through OAuth. An empty token with a non-empty
+    /// `registrationData` means that the user must register first, as with `doLoginWithOAuth`.
+    QString doGetOAuthAccessToken(QString provider, QString code, QString deviceId,
+                                  QString deviceName, QString &registrationData);
+    /// Signs in again with what was used last, the password before the device token before OAuth.
+    /// Does nothing without a stored user id. The result is `isLoggedIn()`.
+    void reLogin();
+    /// Sends one keep-alive, which refreshes `isServerReachable()`.
+    void sendKeepAlive();
+    /// Asks the service who is signed in. Returns the user's login id, which also says whether the
+    /// client counts as signed in; the id known before if the request failed.
+    QString doGetUserName();
+    /// Stops the keep-alive and a running session, then signs out. Returns true when no longer signed
+    /// in, also without a request when that was so before.
+    bool doLogout();
+    /// @}
+
+    /// \name Session
+    /// @{
+
+    /// Creates a session, after signing in again if the service no longer knows the teacher. Returns
+    /// false if that fails or no session code comes back. The argument is accepted and ignored.
+    bool doStartSession(QString ignored);
+    /// Starts and joins the created session and opens its channel: five requests, then
+    /// `PresenterCollab::open`, which waits for the web socket. On success `*collabOut` is the
+    /// channel, a child of this client that the host may delete earlier. A second call makes a second
+    /// channel; the first stays until the client goes or the host deletes it. Returns false, without
+    /// touching `*collabOut`, if no collaboration server is named, the start is refused with an error
+    /// key, or the host deletes the client or the channel meanwhile.
+    bool startWebsocket(PresenterCollab **collabOut);
+    /// The transports ("websocket", "xhr-streaming", "xhr-polling") that later sessions use instead of
+    /// those the tenant prefers; an empty list goes back to the tenant's.
+    void setSockJSOverrideProtocols(QStringList protocols);
+    /// Refreshes `getLearners()`. Returns false, without a request, when no session is running, and
+    /// true otherwise, also if the request fails and the list stays as it was.
+    bool doGetLearners();
+    /// Closes the channel and stops the session. Returns false, without a request, when no session is
+    /// running, and true otherwise, also if the request fails.
+    bool doStopSession();
+    /// @}
+
+    /// \name Resources
+    /// @{
+
+    /// Uploads one file, which should be small (the image of a slide): it is held in memory twice.
+    /// `fileName` is sent as it is and must not contain a double quote. On success `*resourceIdOut` is
+    /// the resource's id and `*downloadPathOut` the path, to be appended to `getServerUrl()`, from
+    /// which it is downloaded. On failure returns false and leaves both alone.
+    bool doUploadResource(QString fileName, QByteArray data, QString *resourceIdOut,
+                          QString *downloadPathOut);
+    /// One text field of a form and the boundary line that follows it; the form ends after it if
+    /// `last` is set.
+    QString addMultipartValue(QString name, QString value, bool last);
+    /// Unpacks a base64 block as `Lzma::decompress64` does and returns its result, 0 or 1.
+    int LzmaDecompress64(QString input, QString *output);
+    /// @}
+
+signals:
+    /// A reply has been handled. Ends the waits of all operations in progress.
+    void requestProcessed();
+
+protected:
+    void loginFailureResponse(QNetworkReply *reply, QString body);
+    void sessionStartFailureResponse(QNetworkReply *reply, QString body);
+    void sessionFailureResponse(QNetworkReply *reply, QString body);
+
+    void serverCheckResponse(QString body);
+    void loginSuccessResponse(QString body);
+    void getDeviceAccessTokenResponse(QString body);
+    void userNameResponse(QString body);
+    void logoutResponse(QString body);
+
+    void sessionSuccessResponse(QString body);
+    void getCollabUrlResponse(QString body);
+    void getTenantFeatureDetailsResponse(QString body);
+    void sessionStartSuccessResponse(QString body);
+    void sessionJoinResponse(QString body);
+    void getLearnersResponse(QString body);
+
+    void uploadResourceResponse(QString body);
+
+protected slots:
+    void slotRequestFinished(QNetworkReply *reply);
+    void onPingTimer();
+    void slotSslErrors(QNetworkReply *reply, QList<QSslError> errors);
+    void authenticationRequired(QNetworkReply *reply, QAuthenticator *authenticator);
+
+private:
+    bool post(const QString &path, const QString &body, SuccessHandler success,
+              FailureHandler failure = nullptr);
+    void waitForReply(QNetworkReply *reply);
+    bool followRedirect(const QNetworkReply *reply);
+    void handleReply(QNetworkReply *reply);
+
+    bool signIn(const QString &path, const QString &body);
+    QString oauthCallbackUrl(const QString &provider) const;
+    void extractRegistrationData(const QString &body);
+
+    bool findCollabServer();
+    bool startCreatedSession();
+    bool joinSession();
+
+    bool hasSession() const { return !sessionCode.isNull() || !sessionToken.isNull(); }
+
+    // Engine. The manager is a child of the client and carries every request; the table has one entry
+    // for each reply that has not been handled.
+    QTimer pingTimer;
+    bool loggedIn = false;
+    bool serverReachable = false;
+    QString protocolVersion;
+    QString serverUrl;
+    QNetworkAccessManager *networkManager = nullptr;
+    QMap<QNetworkReply *, CALLBACKS> replyCallbacks;
+    QString lastErrorKey;
+    QString httpUser;
+    QString httpPassword;
+
+    // Sign-in. What was used last, for signing in again; kept in memory only.
+    QString userId;
+    QString password;
+    QString deviceId;
+    QString loginDeviceAccessToken;
+    QString oauthProvider;
+    QString oauthCode;
+    QString deviceAccessToken;
+    QString registrationData;
+
+    // Session. The channel is a child of the client, but the host may delete it.
+    QString sessionCode;
+    QString collabServerUrl;
+    QStringList sockJSProtocols;
+    QStringList overrideSockJSProtocols;
+    QString sessionToken;
+    QString userToken;
+    QList<Tarvo::Learner> learners;
+    QPointer<PresenterCollab> collab;
+
+    // Upload.
+    QString resourceId;
+    QString resourcePath;
+
+    // How many replies are being completed on the stack. While it is not 0, the manager or one of its
+    // replies is in the middle of a signal and must not be deleted.
+    int completions = 0;
+};
