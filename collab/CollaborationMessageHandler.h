@@ -1,0 +1,80 @@
+#pragma once
+
+#include "model/Learner.h"
+#include "model/RemoteControlMessage.h"
+#include "support/Export.h"
+
+#include <QtCore/QMap>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QVariant>
+
+/// Turns each text message of the collaboration channel into a typed signal.
+///
+/// A message is an event-bus message whose body names an "action" or else a "type"; the payload in
+/// the body's "data" arrives compressed and is unpacked on the way. Every message is handled by
+/// itself, to the end, on the channel's thread; nothing is kept between messages.
+///
+/// Whatever arrives, nothing is raised: text that is not JSON and unknown actions are dropped,
+/// unknown types are handed on with unhandledMessage(), a payload that cannot be unpacked is handed
+/// on as it came, and a missing field reads as empty text or 0. The host may do anything in a slot
+/// connected to a signal, deleting the channel included.
+class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Learner = Tarvo::Learner;
+    using RemoteControlMessage = Tarvo::RemoteControlMessage;
+
+    /// A handler owned by \a parent, with its tables filled.
+    explicit CollaborationMessageHandler(QObject *parent);
+
+    /// Unpacks the "data" of \a body, which the senders compress.
+    ///
+    /// A text is taken as base64 of a block or as the block's bracketed list, a list of texts as
+    /// base64 pieces of one payload, a list of numbers as the block's bytes; the result is the JSON
+    /// inside, as a map, a list or, when it is neither, invalid. Data in another form and data that
+    /// cannot be unpacked come back as they are; a body without data gives an invalid QVariant.
+    QVariant getDataValue(QVariantMap body);
+
+Q_SIGNALS:
+    /// A learner answered: the device, what was answered ("pollId" of a poll, "questionId" of a
+    /// question), how long it took in the unit that the device counts in, and the answer; the parts
+    /// of an answer that has several are separated by commas.
+    void learnerPollResponse(QString deviceId, QString pollId, int responseTime, QString answer);
+    /// A learner's device has joined the session.
+    void learnerJoin(Learner learner);
+    /// A learner's device has left the session.
+    void learnerUnregister(QString deviceId);
+    /// A remote controller came (true) or went (false). No message makes a remote come at present.
+    void controllerRegister(bool isRegister);
+    /// A remote controller sent a command.
+    void remoteControl(RemoteControlMessage Signal);
+    /// A message of a type that has no handler: its body, and its data unpacked.
+    void unhandledMessage(QVariantMap jsonMessage, QVariant data);
+    /// The learner device \a id asks for question number \a questionId of an assessment.
+    void learnerGetQuestion(QString id, int questionId);
+
+protected Q_SLOTS:
+    /// Handles one text message of the event bus; the channel connects the connector to it.
+    void onHandleMessage(QString message);
+
+private:
+    friend class PresenterCollab; // wires the slot to its connector
+
+    using ActionHandler = void (CollaborationMessageHandler::*)(QVariantMap body);
+    using DataHandler = void (CollaborationMessageHandler::*)(QVariantMap body, QVariant data);
+
+    void actionRegister(QVariantMap body);
+    void actionUnregister(QVariantMap body);
+
+    void dataJoin(QVariantMap body, QVariant data);
+    void dataPollResponse(QVariantMap body, QVariant data);
+    void dataQuestionResponse(QVariantMap body, QVariant data);
+    void dataGetQuestion(QVariantMap body, QVariant data);
+    void dataRemote(QVariantMap body, QVariant data);
+
+    QMap<QString, ActionHandler> actions;
+    QMap<QString, DataHandler> dataTypes;
+};

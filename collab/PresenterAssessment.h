@@ -1,0 +1,64 @@
+#pragma once
+
+#include "support/Export.h"
+
+#include <QtCore/QObject>
+#include <QtCore/QPointer>
+#include <QtCore/QString>
+
+class PresenterCollab;
+
+namespace Tarvo
+{
+class AssessmentOptions;
+class QuestionBase;
+} // namespace Tarvo
+
+/// Runs one assessment, a set of questions that learners work through at their own pace, on a
+/// session's channel.
+///
+/// The host calls start() for a device; the device asks for a question, which arrives as
+/// learnerGetQuestion(); the host answers with sendQuestion(); answers come back as the channel's
+/// learnerPollResponse(); stop() ends the assessment for all.
+///
+/// The channel is not owned. Once it is gone every operation does nothing. Nothing waits or reports
+/// an error; what the channel does while its connection is down holds here too.
+class TARVOCLIENT_EXPORT PresenterAssessment : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// An assessment of the session that \a collab serves, with a token of its own.
+    PresenterAssessment(QObject *parent, PresenterCollab *collab);
+
+    /// The identity of this assessment: a UUID without braces. Learners' devices know it from the
+    /// options of start().
+    QString getAssessmentToken() const;
+
+    /// Starts the assessment on one learner's device with \a options, which go out as they stand: set
+    /// their assessmentToken to getAssessmentToken() first. They stay the caller's.
+    void start(QString deviceId, Tarvo::AssessmentOptions *options);
+    /// Ends the assessment on every device of the session.
+    void stop();
+    /// Sends one learner's device a question, after setting the question's questionSetMode to
+    /// "Assessment". The question stays the caller's; a null one is not sent.
+    void sendQuestion(QString deviceId, Tarvo::QuestionBase *question);
+    /// Pauses the work on every device, as the channel's pausePoll() does.
+    void pause();
+    /// Goes on with what pause() paused.
+    void resume();
+    /// Shows a text on one learner's device: in the review of the question set, with the navigation
+    /// shown, when \a review is true; else as a dialog that the learner can close if
+    /// \a isDismissible is true.
+    void sendMessage(QString deviceId, QString text, bool isDismissible, bool review);
+    /// The same for the device without an id, address ".user.", which the service understands so.
+    void sendMessage(QString text, bool isDismissible, bool review);
+
+Q_SIGNALS:
+    /// The learner device \a id asks for question number \a questionId.
+    void learnerGetQuestion(QString id, int questionId);
+
+private:
+    QPointer<PresenterCollab> collab;
+    QString assessmentToken;
+};

@@ -1,0 +1,189 @@
+#pragma once
+
+#include "collab/OrdinalType.h"
+#include "collab/PollType.h"
+#include "model/Learner.h"
+#include "model/RemoteControlMessage.h"
+#include "support/Export.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QTimer>
+#include <QtCore/QVariant>
+
+class CollaborationMessageHandler;
+class SockJSConnector;
+
+namespace Tarvo
+{
+class QuestionBase;
+class TarvoCollabMessage;
+} // namespace Tarvo
+
+/// The real-time channel of one running class session: polls, questions, cards and the lesson go out
+/// to the learners' devices and the remote, and what they do comes back as signals.
+///
+/// PresenterClient::startWebsocket() makes the channel and opens it; the client owns it. Everything
+/// runs on the host's event loop, and every signal is emitted directly. In a slot connected to any of
+/// them the host may call back into the channel, close it or delete it.
+///
+/// No operation waits for an answer or reports an error. A text payload published while the
+/// connection is down is dropped with a debug line; a message object is handed to the connection as
+/// it is, which loses it when it is down. A lost connection shows as connectionClosed() only.
+///
+/// An address that begins with "." is relative and is completed by putting the session token in front
+/// of it; any other address is used as it stands. The addresses of a session are
+/// - the session token: every device of the session,
+/// - ".presenter" and ".presenter." + user token: this presenter,
+/// - ".learner": the learners' devices,
+/// - ".user." + device id: one learner's device,
+/// - ".controller": the remote controllers.
+class TARVOCLIENT_EXPORT PresenterCollab : public QObject
+{
+    Q_OBJECT
+
+public:
+    using Learner = Tarvo::Learner;
+    using RemoteControlMessage = Tarvo::RemoteControlMessage;
+    using POLL_TYPE = Tarvo::PollType::POLL_TYPE;
+    using ORDINAL_TYPE = Tarvo::OrdinalType::ORDINAL_TYPE;
+
+    /// A channel that is not yet open: \a serverUrl is the collaboration server's, \a sessionCode the
+    /// code that learners type in, \a sessionToken the base of every address, \a userToken the
+    /// presenter's identity, sent as "from" with every message.
+    PresenterCollab(QObject *parent, QString serverUrl, QString sessionCode, QString sessionToken,
+                    QString userToken);
+    /// Closes the connection if it is open, without a word to the devices and without a signal.
+    ~PresenterCollab() override;
+
+    /// Connects with the transports named in \a protocols ("websocket", "xhr-streaming",
+    /// "xhr-polling"), tried in that order; unknown names are skipped, and with none left every
+    /// transport is tried. The call waits, dispatching events, until a transport has started or all
+    /// have failed; connected or not, it returns nothing: see isConnected().
+    void open(QStringList protocols);
+    /// Connects with every transport there is, in the order of their values.
+    void open();
+    /// Tells every device of the session to disconnect, and closes the connection.
+    /// connectionClosed() follows.
+    void close();
+
+    /// Publishes \a message to \a address after setting its sender and compressing its payload. The
+    /// message stays the caller's and is not needed once the call returns.
+    void publishMessage(QString address, Tarvo::TarvoCollabMessage *message);
+    /// Publishes the text \a data, compressed, as a message of type \a type to \a address.
+    void publishMessage(QString address, QString type, QString data);
+    /// The same under its older name.
+    void publishMessage64(QString address, QString type, QString data);
+
+    /// Tells one learner's device to disconnect, and emits learnerUnregister(), also when the
+    /// connection is down.
+    void removeLearner(QString deviceId);
+    /// Keeps the connection alive at the far end; sent every minute by itself. It does not count as
+    /// activity, so a channel without other messages still closes after an hour.
+    void sendPing();
+    /// Tells the learners' devices that a large message is on its way.
+    void sendHeavy();
+
+    // ---- Polls and questions ---------------------------------------------------------------------
+
+    /// Makes the question object of a poll, or null for "word-seed", "creative" and unknown kinds.
+    ///
+    /// Kinds that have options get \a count of them, labelled as \a ordinalType says, and none when
+    /// \a count is below 1. The last argument is accepted for the callers' sake and not used. The
+    /// caller owns the result.
+    Tarvo::QuestionBase *createPollQuestion(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, int count,
+                                            int);
+    /// Starts a poll on every device of the session, with the card image as its background, under a
+    /// new poll id; the card image is used up by it. The arguments are createPollQuestion()'s.
+    ///
+    /// A kind that has a question object is sent as that question, which learners answer by the
+    /// question's own id; "word-seed" and "creative" are sent in a fixed form under the poll id.
+    void startPoll(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, int count, int);
+    /// Ends the running poll on every device, and empties the card image.
+    void stopPoll();
+    /// Pauses the running poll, or the assessment, on every device.
+    void pausePoll();
+    /// Goes on with what pausePoll() paused.
+    void resumePoll();
+    /// Sends \a question to \a address. Its activityType is set to the question-type id and the wire
+    /// name of its kind, and stays so. The question stays the caller's; a null one is not sent.
+    void sendQuestion(QString address, Tarvo::QuestionBase *question);
+    /// Sends \a question to every device of the session.
+    void sendQuestion(Tarvo::QuestionBase *question);
+
+    // ---- Cards and the remote --------------------------------------------------------------------
+
+    /// Sets the PNG image of the next poll or image card; it goes before an image reference. Both
+    /// are emptied once used.
+    void setCardImageData(QByteArray data);
+    /// Sets the URL of the image of the next poll or image card.
+    void setCardImageRef(QString url);
+    /// The card image as one text: a data URI when there is image data; else the reference, as a CSS
+    /// value url('...') when \a wrapUrl is true and bare when it is false; else empty.
+    QString getCardImageRef(bool wrapUrl);
+    /// Empties both forms of the card image.
+    void clearCardImage();
+    /// Shows the card image on the learners' devices and empties it; \a wrapUrl is
+    /// getCardImageRef()'s.
+    void showImageCard(bool wrapUrl);
+
+    /// Shows a lesson on the remote.
+    void sendCurrentLessonToRemote(QString lessonId, QString name);
+    /// Shows on the remote that the presenter is there.
+    void sendPresenterIsActiveToRemote();
+    /// Shows on the remote that card number \a currentCard of the cards 1 to \a totalCards is up.
+    void sendCurrentCardToRemote(int currentCard, int totalCards);
+
+    // ---- What the channel knows ------------------------------------------------------------------
+
+    QString getSessionCode() const;
+    QString getSessionToken() const;
+    QString getUserToken() const;
+    /// The id of the poll started last; empty before the first. pausePoll(), resumePoll() and
+    /// stopPoll() carry it.
+    QString getCurrentPollId() const;
+    /// True from the server's word that the session is open until the connection is closed.
+    bool isConnected() const;
+    /// The dispatcher of incoming messages; the channel owns it.
+    CollaborationMessageHandler *messageHandler() const;
+
+Q_SIGNALS:
+    /// The connection is closed; true when it closed by itself, after more than an hour without a
+    /// message to the devices.
+    void connectionClosed(bool bClosedForInactivity);
+    /// A learner answered a poll or a question; see CollaborationMessageHandler.
+    void learnerPollResponse(QString deviceId, QString pollId, int responseTime, QString answer);
+    /// A learner's device has joined the session.
+    void learnerJoin(Learner learner);
+    /// A learner's device has left the session, or was removed with removeLearner().
+    void learnerUnregister(QString deviceId);
+    /// A remote controller came (true) or went (false).
+    void controllerRegister(bool isRegister);
+    /// A remote controller sent a command.
+    void remoteControl(RemoteControlMessage signal);
+    /// A message of a type that the library does not know: its body, and its data unpacked.
+    void unhandledMessage(QVariantMap jsonMessage, QVariant data);
+
+protected Q_SLOTS:
+    /// Registers the presenter on its three addresses and starts the ping.
+    void onConnected();
+    /// Stops the ping and tells the host.
+    void onClosed(bool bClosedForInactivity);
+    void onPingTimer();
+
+private:
+    QString fullAddress(const QString &address) const;
+
+    QTimer pingTimer;
+    QString serverUrl;
+    QString sessionCode;
+    QString sessionToken;
+    QString userToken;
+    QString currentPollId;
+    QByteArray imageData;
+    QString imageRef;
+    SockJSConnector *connector;                    // child
+    CollaborationMessageHandler *m_messageHandler; // child
+};
