@@ -1,0 +1,34 @@
+#!/usr/bin/env node
+// The command: reads the options, starts the classroom, says where it listens, ends on a signal.
+
+import { Classroom } from '../src/classroom.js';
+import { HELP, parseOptions, UsageError } from '../src/options.js';
+
+const USAGE_ERROR = 2;
+const FAILURE = 1;
+
+async function main() {
+  const options = parseOptions(process.argv.slice(2));
+  if (options.help) {
+    process.stdout.write(HELP);
+    return;
+  }
+  const classroom = new Classroom(options);
+  const url = await classroom.start();
+  console.log(`classroom: listening on ${url}`);
+  for (const signal of ['SIGTERM', 'SIGINT']) {
+    process.once(signal, async () => {
+      await classroom.stop();
+      // The SockJS server still waits for sessions to come back; nobody else does.
+      process.exit(0);
+    });
+  }
+}
+
+main().catch((error) => {
+  console.error(`classroom: ${error.message}`);
+  if (error instanceof UsageError) {
+    console.error('Try --help.');
+  }
+  process.exit(error instanceof UsageError ? USAGE_ERROR : FAILURE);
+});

@@ -1,0 +1,125 @@
+// What happened in the classroom, in order: one entry per request, bus event, received message and
+// device event. Tests read it field by field (through the control endpoints or the record file),
+// people read it with --log.
+//
+// An entry whose payload is still being decoded holds back the entries behind it, so that the order
+// of entries is always the order of events.
+
+import { createWriteStream } from 'node:fs';
+import { once } from 'node:events';
+
+// The entries that stay readable; older ones are forgotten. The record file keeps all.
+const KEPT_ENTRIES = 20_000;
+
+// A line of the log shows this much of a payload.
+const LOGGED_CHARS = 2_000;
+
+export class Journal {
+  #entries = [];
+  #count = 0;
+  #tail = Promise.resolve();
+  #watchers = new Set();
+  #log;
+  #file = null;
+
+  /** log: the stream that gets a readable line per entry, or null; file: path of the record, or null. */
+  constructor({ log = null, file = null } = {}) {
+    this.#log = log;
+    if (file) {
+      this.#file = createWriteStream(file);
+    }
+  }
+
+  /** Resolves when the record file can be written to; rejects when it cannot. */
+  async ready() {
+    if (this.#file?.pending) {
+      await once(this.#file, 'open');
+    }
+  }
+
+  /** Notes an event; fields may be a promise of the fields. */
+  note(kind, fields) {
+    const entry = { n: ++this.#count, time: new Date().toISOString(), kind };
+    this.#tail = this.#tail.then(async () => this.#publish(Object.assign(entry, await fields)));
+  }
+
+  /** Resolves when everything noted so far is readable. */
+  settled() {
+    return this.#tail;
+  }
+
+  /** The kept entries after number `since` that match every field of `filter`. */
+  find(since, filter) {
+    const wanted = Object.entries(filter);
+    const first = this.#entries[0]?.n ?? 1;
+    return this.#entries
+      .slice(Math.max(0, since + 1 - first))
+      .filter((entry) => wanted.every(([name, value]) => String(entry[name] ?? '') === value));
+  }
+
+  /** As find(), but waits up to `waitMs` for `count` matches. */
+  async waitFor(since, filter, count, waitMs) {
+    await this.settled();
+    const deadline = Date.now() + waitMs;
+    const found = this.find(since, filter);
+    let seen = this.#lastPublished();
+    while (found.length < count && Date.now() < deadline) {
+      await this.#nextEntry(deadline - Date.now());
+      found.push(...this.find(Math.max(since, seen), filter));
+      seen = this.#lastPublished();
+    }
+    return found;
+  }
+
+  get lastNumber() {
+    return this.#count;
+  }
+
+  async close() {
+    await this.#tail;
+    this.#watchers.forEach((wake) => wake());
+    if (this.#file) {
+      this.#file.end();
+      await once(this.#file, 'close');
+    }
+  }
+
+  #lastPublished() {
+    return this.#entries.at(-1)?.n ?? 0;
+  }
+
+  #publish(entry) {
+    this.#entries.push(entry);
+    if (this.#entries.length > 2 * KEPT_ENTRIES) {
+      this.#entries.splice(0, KEPT_ENTRIES);
+    }
+    this.#file?.write(`${JSON.stringify(entry)}\n`);
+    this.#log?.write(`${logLine(entry)}\n`);
+    this.#watchers.forEach((wake) => wake());
+  }
+
+  #nextEntry(limitMs) {
+    return new Promise((resolve) => {
+      const wake = () => {
+        clearTimeout(timer);
+        this.#watchers.delete(wake);
+        resolve();
+      };
+      const timer = setTimeout(wake, limitMs);
+      this.#watchers.add(wake);
+    });
+  }
+}
+
+function logLine({ time, kind, data, ...fields }) {
+  const words = Object.entries(fields)
+    .filter(([name, value]) => name !== 'n' && value !== undefined && value !== null)
+    .map(([name, value]) => `${name}=${shorten(typeof value === 'string' ? value : JSON.stringify(value))}`);
+  return `${time.slice(11, 23)} ${kind.padEnd(10)} ${words.join(' ')}`;
+}
+
+function shorten(text) {
+  return text.length <= LOGGED_CHARS
+    ? text
+    : `${text.slice(0, LOGGED_CHARS)}... (${text.length} characters)`;
+}
