@@ -194,7 +194,7 @@ bool Lzma::decompress(const unsigned char *src, unsigned int srcLen, unsigned ch
     ISzAlloc allocator = sdkAllocator();
     SizeT textLength = declaredLength;
     SizeT streamLength = srcLen - HEADER_SIZE;
-    ELzmaStatus status;
+    ELzmaStatus status = LZMA_STATUS_NOT_SPECIFIED;
     const SRes result =
         LzmaDecode(text, &textLength, src + HEADER_SIZE, &streamLength, src + PROPERTIES_OFFSET,
                    PROPERTIES_SIZE, LZMA_FINISH_END, &status, &allocator);
