@@ -3,6 +3,8 @@
 
 #include <QtTest/QtTest>
 
+#include <dlfcn.h>
+
 using namespace Samples;
 
 namespace
@@ -54,6 +56,7 @@ private slots:
     void impossiblePropertiesFail_data();
     void impossiblePropertiesFail();
     void allocatorRecordCallsTheHeapFunctions();
+    void sdkStaysInsideTheLibrary();
 };
 
 void tst_LzmaBlock::blockIsHeaderAndStreamWithEndMarker_data()
@@ -235,6 +238,14 @@ void tst_LzmaBlock::allocatorRecordCallsTheHeapFunctions()
     Lzma::SzFree(nullptr, Lzma::SzAlloc(nullptr, 1));
     Lzma::SzFree(nullptr, nullptr);
     QVERIFY(!MyAlloc(0));
+}
+
+// A host may carry an LZMA library of its own.
+void tst_LzmaBlock::sdkStaysInsideTheLibrary()
+{
+    QVERIFY(dlsym(RTLD_DEFAULT, "MyAlloc"));
+    for (const char *name : {"LzmaEncode", "LzmaDecode", "LzmaEncProps_Init", "LzmaDec_Init"})
+        QVERIFY2(!dlsym(RTLD_DEFAULT, name), name);
 }
 
 QTEST_GUILESS_MAIN(tst_LzmaBlock)
