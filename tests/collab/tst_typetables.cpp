@@ -1,0 +1,119 @@
+#include "collab/OrdinalType.h"
+#include "collab/PollType.h"
+
+#include <QtTest/QtTest>
+
+using Tarvo::OrdinalType;
+using Tarvo::PollType;
+
+class tst_TypeTables : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void everyPollTypeHasItsNameAndId_data();
+    void everyPollTypeHasItsNameAndId();
+    void everyOrdinalTypeHasItsName_data();
+    void everyOrdinalTypeHasItsName();
+    void tablesHoldNothingElse();
+    void yesNoPollsShareAnId();
+    void tablesAreBuiltAfresh();
+    void valuesPrintTheirEnumerators();
+};
+
+void tst_TypeTables::everyPollTypeHasItsNameAndId_data()
+{
+    QTest::addColumn<int>("value");
+    QTest::addColumn<int>("enumerator");
+    QTest::addColumn<QString>("id");
+    const auto row = [](int value, PollType::POLL_TYPE enumerator, const char *name,
+                        const char *id) {
+        QTest::newRow(name) << value << int(enumerator) << QString(id);
+    };
+    row(0, PollType::TRUE_FALSE, "true-false", "3c476afbcfce45eda0b44df4737c3d27");
+    row(1, PollType::YES_NO_OTHER, "yes-no-other", "3c476afbcfce45eda0b44df4737c3d27");
+    row(2, PollType::MULTIPLE, "multiple", "8755bfc923cb492094df5c842a30da5f");
+    row(3, PollType::SCALE, "scale", "c80eb89f2c7240fb83d53069bf4c1f2c");
+    row(4, PollType::SORT, "sort", "be8a3a7f5d624a798ec54900385a9eb8");
+    row(5, PollType::TEXT, "text", "6efc81c52cfe4502976de55df9af2f89");
+    row(6, PollType::WORD_SEED, "word-seed", "cfd9a136d9c44699ae1d7f489f6c513b");
+    row(7, PollType::NUMBER, "number", "24e7bda40c4140f896648511a5782466");
+    row(8, PollType::CREATIVE, "creative", "5446bd7896d54c7d84e2aeb75904ddab");
+    row(9, PollType::MATH_FORMULA, "math formula", "9f31dd1a55374c49a3127b8f94a1f1a6");
+}
+
+void tst_TypeTables::everyPollTypeHasItsNameAndId()
+{
+    QFETCH(int, value);
+    QFETCH(int, enumerator);
+    QFETCH(QString, id);
+    QCOMPARE(enumerator, value);
+    const QString name = PollType::POLL_TYPE_STR().value(static_cast<PollType::POLL_TYPE>(value));
+    QCOMPARE(name, QString(QTest::currentDataTag()));
+    QCOMPARE(PollType::POLL_TYPE_ID().value(name), id);
+}
+
+void tst_TypeTables::everyOrdinalTypeHasItsName_data()
+{
+    QTest::addColumn<int>("value");
+    QTest::addColumn<int>("enumerator");
+    const auto row = [](int value, OrdinalType::ORDINAL_TYPE enumerator, const char *name) {
+        QTest::newRow(name) << value << int(enumerator);
+    };
+    row(0, OrdinalType::TRUE_FALSE, "true-false");
+    row(1, OrdinalType::YES_NO, "yes-no");
+    row(2, OrdinalType::YES_NO_MAYBE, "yes-no-maybe");
+    row(3, OrdinalType::YES_NO_UNSURE, "yes-no-unsure");
+    row(4, OrdinalType::YES_NO_OTHER, "yes-no-other");
+    row(5, OrdinalType::ALPHA_UPPER, "alpha-upper");
+    row(6, OrdinalType::ALPHA_LOWER, "alpha-lower");
+    row(7, OrdinalType::NUMBER, "number");
+    row(8, OrdinalType::AGREEMENT, "agreement");
+    row(9, OrdinalType::CONFIDENCE, "confidence");
+    row(10, OrdinalType::GENERIC, "generic");
+}
+
+void tst_TypeTables::everyOrdinalTypeHasItsName()
+{
+    QFETCH(int, value);
+    QFETCH(int, enumerator);
+    QCOMPARE(enumerator, value);
+    QCOMPARE(OrdinalType::ORDINAL_TYPE_STR().value(static_cast<OrdinalType::ORDINAL_TYPE>(value)),
+             QString(QTest::currentDataTag()));
+}
+
+void tst_TypeTables::tablesHoldNothingElse()
+{
+    QCOMPARE(PollType::POLL_TYPE_STR().size(), 10);
+    QCOMPARE(PollType::POLL_TYPE_ID().size(), 10);
+    QCOMPARE(OrdinalType::ORDINAL_TYPE_STR().size(), 11);
+    QCOMPARE(PollType::POLL_TYPE_STR().value(static_cast<PollType::POLL_TYPE>(10)), QString());
+    QCOMPARE(OrdinalType::ORDINAL_TYPE_STR().value(static_cast<OrdinalType::ORDINAL_TYPE>(11)),
+             QString());
+}
+
+void tst_TypeTables::yesNoPollsShareAnId()
+{
+    const QMap<QString, QString> ids = PollType::POLL_TYPE_ID();
+    QCOMPARE(ids["true-false"], ids["yes-no-other"]);
+    const QStringList all = ids.values();
+    QCOMPARE(QSet<QString>(all.begin(), all.end()).size(), 9);
+}
+
+void tst_TypeTables::tablesAreBuiltAfresh()
+{
+    QMap<PollType::POLL_TYPE, QString> names = PollType::POLL_TYPE_STR();
+    names.clear();
+    QCOMPARE(PollType::POLL_TYPE_STR().size(), 10);
+}
+
+void tst_TypeTables::valuesPrintTheirEnumerators()
+{
+    QString printed;
+    QDebug(&printed) << PollType::MATH_FORMULA << OrdinalType::ALPHA_UPPER;
+    QCOMPARE(printed.trimmed(),
+             QString("Tarvo::PollType::MATH_FORMULA Tarvo::OrdinalType::ALPHA_UPPER"));
+}
+
+QTEST_GUILESS_MAIN(tst_TypeTables)
+#include "tst_typetables.moc"

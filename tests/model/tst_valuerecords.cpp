@@ -1,0 +1,161 @@
+// The records that travel by value in signals: what they hold, and that both spellings of their
+// names cross a queued connection.
+
+#include "model/JsonSerializer.h"
+#include "model/Learner.h"
+#include "model/RemoteControlMessage.h"
+#include "support/LogCapture.h"
+
+#include <QtCore/QThread>
+#include <QtTest/QtTest>
+
+using Tarvo::Learner;
+using Tarvo::RemoteControlMessage;
+
+class Sender : public QObject
+{
+    Q_OBJECT
+
+Q_SIGNALS:
+    void learnerJoin(Learner learner);
+    void remoteControl(RemoteControlMessage Signal);
+    void qualifiedLearner(Tarvo::Learner learner);
+    void qualifiedRemote(Tarvo::RemoteControlMessage message);
+};
+
+class Receiver : public QObject
+{
+    Q_OBJECT
+
+public Q_SLOTS:
+    void onLearner(Learner learner) { learners << learner; }
+    void onRemote(RemoteControlMessage message) { messages << message; }
+    void onQualifiedLearner(Tarvo::Learner learner) { learners << learner; }
+    void onQualifiedRemote(Tarvo::RemoteControlMessage message) { messages << message; }
+
+public:
+    QList<Learner> learners;
+    QList<RemoteControlMessage> messages;
+};
+
+class tst_ValueRecords : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase();
+    void bothSpellingsAreKnownOnceTheLibraryIsLoaded();
+    void fieldsAreInTheirOrder();
+    void copiesAreIndependent();
+    void queuedConnectionsByNameCarryThem();
+    void queuedConnectionsByPointerCarryThem();
+    void connectionsToAnotherThreadCarryThem();
+    void variantsCarryThem();
+};
+
+void tst_ValueRecords::initTestCase()
+{
+    // Something of the library's, so that this program really needs it.
+    QCOMPARE(Tarvo::JsonSerializer::getIgnorePropertiesList().size(), 1);
+}
+
+void tst_ValueRecords::bothSpellingsAreKnownOnceTheLibraryIsLoaded()
+{
+    QVERIFY(QMetaType::type("Tarvo::Learner") != QMetaType::UnknownType);
+    QVERIFY(QMetaType::type("Tarvo::RemoteControlMessage") != QMetaType::UnknownType);
+    QCOMPARE(QMetaType::type("Learner"), QMetaType::type("Tarvo::Learner"));
+    QCOMPARE(QMetaType::type("RemoteControlMessage"),
+             QMetaType::type("Tarvo::RemoteControlMessage"));
+    QCOMPARE(qMetaTypeId<Learner>(), QMetaType::type("Learner"));
+    QCOMPARE(qMetaTypeId<RemoteControlMessage>(), QMetaType::type("RemoteControlMessage"));
+}
+
+void tst_ValueRecords::fieldsAreInTheirOrder()
+{
+    const Learner learner{"device", "name", "type"};
+    QCOMPARE(learner.deviceId, QString("device"));
+    QCOMPARE(learner.userName, QString("name"));
+    QCOMPARE(learner.deviceType, QString("type"));
+    const RemoteControlMessage message{"nextCard", "remote-1", 7};
+    QCOMPARE(message.type, QString("nextCard"));
+    QCOMPARE(message.from, QString("remote-1"));
+    QCOMPARE(message.data, QVariant(7));
+    QVERIFY(!RemoteControlMessage().data.isValid());
+    QVERIFY(Learner().deviceId.isEmpty());
+}
+
+void tst_ValueRecords::copiesAreIndependent()
+{
+    Learner learner{"device", "name", "type"};
+    QList<Tarvo::Learner> list = {learner};
+    learner.userName = "another";
+    QCOMPARE(list.first().userName, QString("name"));
+    list.first() = learner;
+    QCOMPARE(list.first().userName, QString("another"));
+}
+
+void tst_ValueRecords::queuedConnectionsByNameCarryThem()
+{
+    Sender sender;
+    Receiver receiver;
+    const LogCapture log;
+    const auto queued = [&](const char *signal, const char *slot) {
+        return bool(connect(&sender, signal, &receiver, slot, Qt::QueuedConnection));
+    };
+    QVERIFY(queued(SIGNAL(learnerJoin(Learner)), SLOT(onLearner(Learner))));
+    QVERIFY(
+        queued(SIGNAL(remoteControl(RemoteControlMessage)), SLOT(onRemote(RemoteControlMessage))));
+    QVERIFY(
+        queued(SIGNAL(qualifiedLearner(Tarvo::Learner)), SLOT(onQualifiedLearner(Tarvo::Learner))));
+    QVERIFY(queued(SIGNAL(qualifiedRemote(Tarvo::RemoteControlMessage)),
+                   SLOT(onQualifiedRemote(Tarvo::RemoteControlMessage))));
+    emit sender.learnerJoin({"d1", "Ada", "phone"});
+    emit sender.qualifiedLearner({"d2", "Grace", "tablet"});
+    emit sender.remoteControl({"nextCard", "r1", 1});
+    emit sender.qualifiedRemote({"previousCard", "r2", 2});
+    QVERIFY(receiver.learners.isEmpty());
+    QTRY_COMPARE(receiver.learners.size(), 2);
+    QTRY_COMPARE(receiver.messages.size(), 2);
+    QCOMPARE(receiver.learners.last().userName, QString("Grace"));
+    QCOMPARE(receiver.messages.last().type, QString("previousCard"));
+    QCOMPARE(log.messages(), QStringList()); // no complaint about an unknown type
+}
+
+void tst_ValueRecords::queuedConnectionsByPointerCarryThem()
+{
+    Sender sender;
+    Receiver receiver;
+    connect(&sender, &Sender::learnerJoin, &receiver, &Receiver::onLearner, Qt::QueuedConnection);
+    connect(&sender, &Sender::remoteControl, &receiver, &Receiver::onRemote, Qt::QueuedConnection);
+    emit sender.learnerJoin({"d1", "Ada", "phone"});
+    emit sender.remoteControl({"nextCard", "r1", 1});
+    QTRY_COMPARE(receiver.learners.size(), 1);
+    QTRY_COMPARE(receiver.messages.size(), 1);
+    QCOMPARE(receiver.learners.first().deviceId, QString("d1"));
+    QCOMPARE(receiver.messages.first().data, QVariant(1));
+}
+
+void tst_ValueRecords::connectionsToAnotherThreadCarryThem()
+{
+    Sender sender;
+    Receiver receiver;
+    QThread thread;
+    receiver.moveToThread(&thread);
+    thread.start();
+    connect(&sender, SIGNAL(learnerJoin(Learner)), &receiver, SLOT(onLearner(Learner)));
+    emit sender.learnerJoin({"d1", "Ada", "phone"});
+    // In the thread, behind the learner.
+    QMetaObject::invokeMethod(&receiver, [&thread] { thread.quit(); });
+    QVERIFY(thread.wait(30000));
+    QCOMPARE(receiver.learners.size(), 1);
+    QCOMPARE(receiver.learners.first().deviceType, QString("phone"));
+}
+
+void tst_ValueRecords::variantsCarryThem()
+{
+    const QVariant variant = QVariant::fromValue(Learner{"d1", "Ada", "phone"});
+    QCOMPARE(variant.value<Tarvo::Learner>().userName, QString("Ada"));
+}
+
+QTEST_GUILESS_MAIN(tst_ValueRecords)
+#include "tst_valuerecords.moc"
