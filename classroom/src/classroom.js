@@ -1,7 +1,6 @@
 // Puts the service together: state, bus, REST interface, control endpoints and simulated devices on one
 // HTTP or HTTPS server, and takes it down again.
 
-import { readFileSync } from 'node:fs';
 import http from 'node:http';
 import https from 'node:https';
 import { setTimeout as pause } from 'node:timers/promises';
@@ -81,7 +80,7 @@ export class Classroom {
   #createServer() {
     const { tls } = this.#options;
     const server = tls
-      ? https.createServer({ cert: readFileSync(tls.cert), key: readFileSync(tls.key) })
+      ? https.createServer(tls)
       : http.createServer();
     server.keepAliveTimeout = KEEP_ALIVE_MS;
     server.headersTimeout = KEEP_ALIVE_MS + 1_000;
@@ -104,6 +103,7 @@ export class Classroom {
       }
     });
     this.#server.on('upgrade', (request, socket, head) => {
+      socket.on('error', () => socket.destroy());
       if (!gate.handle(request, socket, head)) {
         socket.end('HTTP/1.1 404 Not Found\r\nConnection: close\r\nContent-Length: 0\r\n\r\n');
       }

@@ -17,16 +17,16 @@ export class Control {
   #routes = {
     [`${ROOT}/journal`]: { GET: (context) => this.#readJournal(context.query) },
     [`${ROOT}/received`]: { GET: ({ query }) => this.#readJournal(query, { kind: 'received' }) },
-    [`${ROOT}/sessions`]: { GET: () => this.#services.sessions.running },
+    [`${ROOT}/sessions`]: { GET: () => this.#services.sessions.running.map(describeSession) },
     [`${ROOT}/learners`]: {
       GET: () => this.#services.crowd.learners.map(describeLearner),
       POST: ({ json }) => this.#addLearners(json),
-      DELETE: () => this.#services.crowd.learners.map((learner) => learner.leave('left')).length,
+      DELETE: () => dismiss(this.#services.crowd.learners),
     },
     [`${ROOT}/learners/:deviceId`]: { DELETE: ({ params: [deviceId] }) => this.#removeLearner(deviceId) },
     [`${ROOT}/remote`]: {
       POST: ({ json }) => this.#remote(json),
-      DELETE: () => this.#services.crowd.remotes.map((remote) => remote.leave('left')).length,
+      DELETE: () => dismiss(this.#services.crowd.remotes),
     },
     [`${ROOT}/publish`]: { POST: ({ json }) => this.#publish(json) },
     [`${ROOT}/connections`]: {
@@ -98,7 +98,7 @@ export class Control {
     if (!learner) {
       throw new RequestError(404, 'no such learner');
     }
-    learner.leave('left');
+    return dismiss([learner]);
   }
 
   // Without a command the remote only joins.
@@ -123,7 +123,7 @@ export class Control {
     const connections = this.#services.bus.connections
       .filter((connection) => connection.transport !== 'simulated' && (transport ?? connection.transport) === connection.transport);
     connections.forEach((connection) => connection.close());
-    return connections.length;
+    return { closed: connections.length };
   }
 
   // Tests mostly have one session; it need not be named.
@@ -135,6 +135,15 @@ export class Control {
     }
     return session;
   }
+}
+
+function dismiss(devices) {
+  devices.forEach((device) => device.leave('left'));
+  return { left: devices.length };
+}
+
+function describeSession({ code, token, owner, users }) {
+  return { code, token, owner, users: [...users.values()] };
 }
 
 function describeLearner({ deviceId, number, session, details }) {

@@ -8,14 +8,16 @@
 import { createWriteStream } from 'node:fs';
 import { once } from 'node:events';
 
-// The entries that stay readable; older ones are forgotten. The record file keeps all.
-const KEPT_ENTRIES = 20_000;
+// What stays readable; the older half of the entries is forgotten beyond it. The record file keeps all.
+const KEPT_ENTRIES = 40_000;
+const KEPT_CHARS = 256 * 1024 * 1024;
 
 // A line of the log shows this much of a payload.
 const LOGGED_CHARS = 2_000;
 
 export class Journal {
   #entries = [];
+  #keptChars = 0;
   #count = 0;
   #tail = Promise.resolve();
   #watchers = new Set();
@@ -89,13 +91,19 @@ export class Journal {
   }
 
   #publish(entry) {
-    this.#entries.push(entry);
-    if (this.#entries.length > 2 * KEPT_ENTRIES) {
-      this.#entries.splice(0, KEPT_ENTRIES);
-    }
+    this.#keep(entry);
     this.#file?.write(`${JSON.stringify(entry)}\n`);
     this.#log?.write(`${logLine(entry)}\n`);
     this.#watchers.forEach((wake) => wake());
+  }
+
+  #keep(entry) {
+    this.#entries.push(entry);
+    this.#keptChars += payloadChars(entry);
+    if (this.#entries.length > KEPT_ENTRIES || this.#keptChars > KEPT_CHARS) {
+      const forgotten = this.#entries.splice(0, Math.ceil(this.#entries.length / 2));
+      this.#keptChars -= forgotten.reduce((sum, old) => sum + payloadChars(old), 0);
+    }
   }
 
   #nextEntry(limitMs) {
@@ -109,6 +117,10 @@ export class Journal {
       this.#watchers.add(wake);
     });
   }
+}
+
+function payloadChars({ text, body, reply }) {
+  return [text, body, reply].reduce((sum, part) => sum + (part?.length ?? 0), 0);
 }
 
 function logLine({ time, kind, data, ...fields }) {

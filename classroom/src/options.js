@@ -1,5 +1,7 @@
 // The command line: one table of options, read by the parser and by --help.
 
+import { readFileSync } from 'node:fs';
+
 import { BUS_PREFIX, TRANSPORTS } from './bus/sockjs.js';
 import { PAYLOAD_FORMS } from './codec/codec.js';
 import { REMOTE_COMMANDS } from './devices/remote.js';
@@ -14,7 +16,7 @@ export class UsageError extends Error {}
 const TABLE = [
   ['host', ['ADDRESS'], 'address to listen on (127.0.0.1)', (o, v) => { o.host = v; }],
   ['port', ['PORT'], `port to listen on; 0 picks a free one (${DEFAULT_PORT})`, (o, v) => { o.port = whole(v, 65535); }],
-  ['tls', ['CERT', 'KEY'], 'serve https and wss with this PEM certificate (chain) and key', (o, cert, key) => { o.tls = { cert, key }; }],
+  ['tls', ['CERT', 'KEY'], 'serve https and wss with this PEM certificate (chain) and key', (o, cert, key) => { o.tls = { cert: readFileSync(cert), key: readFileSync(key) }; }],
   ['user', ['NAME'], `account that can sign in, repeatable (${DEFAULT_ACCOUNT.user})`, (o, v) => { o.accounts.push({ user: v, password: null }); }],
   ['password', ['TEXT'], `password of the --user before it (${DEFAULT_ACCOUNT.password})`, setPassword],
   ['learners', ['N'], 'simulated learners in every session (0)', (o, v) => { o.learners = whole(v); }],
@@ -28,10 +30,10 @@ const TABLE = [
   ['remote-every', ['MS'], 'time between two commands of the remote (500)', (o, v) => { o.remoteEveryMs = whole(v); }],
   ['transports', ['LIST'], 'SockJS transports that the bus offers, comma-separated (all)', (o, v) => { o.transports = listOf(v, TRANSPORTS); }],
   ['tenant-protocols', ['LIST'], 'transports named to presenters; none leaves them out\n(websocket,xhr-streaming,xhr-polling)', (o, v) => { o.tenantProtocols = v === 'none' ? null : v.split(','); }],
-  ['collab-url', ['URL'], 'collaboration server named to presenters (this one)', (o, v) => { o.collabUrl = v; }],
+  ['collab-url', ['URL'], 'collaboration server named to presenters (this one)', (o, v) => { o.collabUrl = url(v); }],
   ['expire-sign-in-after', ['SECONDS'], 'a sign-in ends when unused for so long (1800)', (o, v) => { o.signInLifetimeMs = 1000 * seconds(v); }],
   ['oauth-single-use', [], 'accept each OAuth code only once', (o) => { o.oauthSingleUse = true; }],
-  ['http-auth', ['NAME:TEXT'], 'ask for these HTTP credentials in front of the REST interface', (o, v) => { o.httpAuth = v; }],
+  ['http-auth', ['NAME:TEXT'], 'ask for these HTTP credentials in front of the REST interface', (o, v) => { o.httpAuth = credentials(v); }],
   ['gzip', [], 'compress REST replies', (o) => { o.gzip = true; }],
   ['log', [], 'print every request and message, decompressed, on stderr', (o) => { o.log = true; }],
   ['record', ['FILE'], 'write every request and message to FILE, one JSON object a line', (o, v) => { o.record = v; }],
@@ -144,6 +146,20 @@ function seconds(text) {
     throw new Error(`"${text}" is not a number of seconds`);
   }
   return Number(text);
+}
+
+function url(text) {
+  if (!/^(https?|wss?):\/\/[^/]/.test(text)) {
+    throw new Error(`"${text}" is not a URL`);
+  }
+  return text;
+}
+
+function credentials(text) {
+  if (!text.includes(':')) {
+    throw new Error(`"${text}" is not a name and a password with a colon between`);
+  }
+  return text;
 }
 
 function listOf(text, known) {

@@ -39,7 +39,7 @@ export class SockJsGate {
       disconnect_delay: DISCONNECT_DELAY_MS,
       websocket: transports.includes('websocket'),
       jsessionid: stickyCookie,
-      log: () => {},
+      log: (severity, line) => severity === 'error' && journal.note('sockjs', { line }),
     });
     server.on('connection', (socket) => carry(bus, socket));
     this.#handler = server.middleware({ prefix: BUS_PREFIX });

@@ -72,7 +72,8 @@ export class Device {
     const notice = this.#notice(message);
     this.#services.journal.note('received', notice);
     this.#inbox = this.#inbox
-      .then(async () => this.#take(message.body, await message.payload()));
+      .then(async () => this.#take(message.body, await message.payload()))
+      .catch((error) => this.note(`failed: ${error.message}`));
   }
 
   async #notice(message) {

@@ -70,16 +70,16 @@ export class Learner extends Device {
   }
 
   startPoll(poll) {
-    const pick = this.#nextPick();
+    const pick = answerPoll(poll, this.#nextPick());
     this.#think(POLL, () => this.#tell('pollResponse', {
       pollId: poll.id,
       responseTime: this.#thinkMs,
-      pick: answerPoll(poll, pick),
+      pick,
     }));
   }
 
   startQuestion(question) {
-    const pick = this.#nextPick();
+    const answer = answerQuestion(question, this.#nextPick());
     const isAssessment = question.questionSetMode === 'Assessment';
     this.#think(isAssessment ? ASSESSMENT : POLL, () => {
       this.#tell('questionResponse', {
@@ -87,7 +87,7 @@ export class Learner extends Device {
         studentAssessmentToken: (isAssessment && this.#assessment?.token) || '',
         questionSetMode: question.questionSetMode,
         responseTime: this.#thinkMs,
-        ...answerQuestion(question, pick),
+        ...answer,
       });
       if (isAssessment) {
         this.#askForQuestion();

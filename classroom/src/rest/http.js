@@ -12,16 +12,18 @@ export function splitTarget(target) {
     : { path: target.slice(0, mark), query: new URLSearchParams(target.slice(mark + 1)) };
 }
 
-/** The whole body of a request, as bytes. */
+/** The whole body of a request, as bytes. One that is too large is read to its end and refused. */
 export async function readBody(request) {
   const chunks = [];
   let size = 0;
   for await (const chunk of request) {
     size += chunk.length;
-    if (size > MAX_BODY_BYTES) {
-      throw failures.tooLarge();
+    if (size <= MAX_BODY_BYTES) {
+      chunks.push(chunk);
     }
-    chunks.push(chunk);
+  }
+  if (size > MAX_BODY_BYTES) {
+    throw failures.tooLarge();
   }
   return Buffer.concat(chunks);
 }

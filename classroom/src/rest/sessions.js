@@ -58,7 +58,8 @@ export function sessionRoutes({ sessions, collabUrl, tenantProtocols }) {
   }
 
   function getUsers({ json, user }) {
-    return { body: successBody({ users: owned(sessions.withToken(field(json, 'sessionToken')), user).users }) };
+    const session = owned(sessions.withToken(field(json, 'sessionToken')), user);
+    return { body: successBody({ users: [...session.users.values()] }) };
   }
 
   function stop({ json, user }) {

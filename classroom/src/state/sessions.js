@@ -12,7 +12,7 @@ export class Sessions extends EventEmitter {
   #byToken = new Map();
 
   create(owner) {
-    const session = { code: this.#freeCode(), token: null, owner, users: [] };
+    const session = { code: this.#freeCode(), token: null, owner, users: new Map() };
     this.#byCode.set(session.code, session);
     return session;
   }
@@ -42,15 +42,12 @@ export class Sessions extends EventEmitter {
   /** Adds a user and returns it with its token; details: {userName, mode, deviceName, deviceType}. */
   join(session, details) {
     const user = { ...details, userToken: randomUUID() };
-    session.users.push(user);
+    session.users.set(user.userToken, user);
     return user;
   }
 
   removeUser(sessionToken, userToken) {
-    const session = this.withToken(sessionToken);
-    if (session) {
-      session.users = session.users.filter((user) => user.userToken !== userToken);
-    }
+    this.withToken(sessionToken)?.users.delete(userToken);
   }
 
   stop(session) {

@@ -7,9 +7,9 @@ import { fileURLToPath } from 'node:url';
 
 import SockJS from 'sockjs-client';
 
-import { Codec } from '../src/codec/codec.js';
+import { Codec } from '../../src/codec/codec.js';
 
-const PROGRAM = fileURLToPath(new URL('../bin/classroom.js', import.meta.url));
+const PROGRAM = fileURLToPath(new URL('../../bin/classroom.js', import.meta.url));
 const codec = new Codec();
 
 /** Runs the program to its end: {code, stdout, stderr}. */

@@ -1,0 +1,103 @@
+// The command line: what it accepts, what it refuses, and how the program ends then.
+
+import assert from 'node:assert/strict';
+import { mkdtempSync, rmSync } from 'node:fs';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
+import { test } from 'node:test';
+
+import { HELP, parseOptions } from '../src/options.js';
+import { run, startService } from './support/service.js';
+
+test('without arguments there is the documented account, no learner, every transport', () => {
+  const options = parseOptions([]);
+  assert.equal(options.host, '127.0.0.1');
+  assert.equal(options.port, 8089);
+  assert.deepEqual(options.accounts, [{ user: 'teacher', password: 'secret' }]);
+  assert.equal(options.learners, 0);
+  assert.deepEqual(options.transports, ['websocket', 'xhr-streaming', 'xhr-polling', 'eventsource', 'htmlfile', 'jsonp-polling']);
+  assert.deepEqual(options.tenantProtocols, ['websocket', 'xhr-streaming', 'xhr-polling']);
+  assert.equal(options.signInLifetimeMs, 1_800_000);
+});
+
+test('values stand behind an option or after its equals sign', () => {
+  const options = parseOptions(['--port=0', '--learners', '5', '--think=20', '--learner-stay', '1.5', '--expire-sign-in-after=2']);
+  assert.equal(options.port, 0);
+  assert.equal(options.learners, 5);
+  assert.equal(options.thinkMs, 20);
+  assert.equal(options.stayMs, 1500);
+  assert.equal(options.signInLifetimeMs, 2000);
+});
+
+test('each --user takes the --password behind it', () => {
+  const { accounts } = parseOptions(['--user', 'a', '--password', 'p=1', '--user=b', '--password=x%1"']);
+  assert.deepEqual(accounts, [{ user: 'a', password: 'p=1' }, { user: 'b', password: 'x%1"' }]);
+});
+
+test('lists are read by their commas, and none is an empty list', () => {
+  const options = parseOptions(['--transports', 'xhr-polling', '--remote-commands', 'none', '--tenant-protocols', 'a,b']);
+  assert.deepEqual(options.transports, ['xhr-polling']);
+  assert.deepEqual(options.remoteCommands, []);
+  assert.deepEqual(options.tenantProtocols, ['a', 'b']);
+  assert.equal(parseOptions(['--tenant-protocols', 'none']).tenantProtocols, null);
+});
+
+for (const [args, message] of [
+  [['--nonsense'], 'unknown option --nonsense'],
+  [['here'], 'unknown option here'],
+  [['--port'], '--port needs PORT'],
+  [['--port', 'x'], '--port: "x" is not a whole number up to 65535'],
+  [['--port', '65536'], '--port: "65536" is not a whole number up to 65535'],
+  [['--port', '-1'], '--port: "-1" is not a whole number up to 65535'],
+  [['--learners', '1.5'], '--learners: "1.5" is not a whole number'],
+  [['--learner-stay', 'long'], '--learner-stay: "long" is not a number of seconds'],
+  [['--log=yes'], '--log takes no value'],
+  [['--tls', 'cert.pem'], '--tls needs CERT and KEY'],
+  [['--tls', '/nowhere/cert.pem', '/nowhere/key.pem'], "--tls: ENOENT: no such file or directory, open '/nowhere/cert.pem'"],
+  [['--password', 'x'], '--password: there is no --user before it'],
+  [['--user', 'a', '--password', 'x', '--password', 'y'], '--password: there is no --user before it'],
+  [['--user', 'a'], '--user a needs a --password'],
+  [['--transports', 'carrier-pigeon'], '--transports: "carrier-pigeon" is not one of websocket, xhr-streaming, xhr-polling, eventsource, htmlfile, jsonp-polling'],
+  [['--payload-form', 'base64,string'], '--payload-form: "base64,string" is not one of base64, integers, string, mixed'],
+  [['--remote-commands', 'dance'], '--remote-commands: "dance" is not one of requestLessonInfo, requestLesson, presenterActive, pause, resume, lockAll, unlockAll, nextCard, previousCard, pushCurrentCard, addImageCard, stopSession'],
+  [['--collab-url', 'here'], '--collab-url: "here" is not a URL'],
+  [['--http-auth', 'name'], '--http-auth: "name" is not a name and a password with a colon between'],
+]) {
+  test(`${args.join(' ')} is refused`, () => {
+    assert.throws(() => parseOptions(args), { message });
+  });
+}
+
+test('a bad option ends the program with 2, the reason and a hint', async () => {
+  assert.deepEqual(await run('--port', 'x'), {
+    code: 2,
+    stdout: '',
+    stderr: 'classroom: --port: "x" is not a whole number up to 65535\nTry --help.\n',
+  });
+});
+
+test('--help shows every option and ends with 0', async () => {
+  assert.deepEqual(await run('--help', '--port', '1'), { code: 0, stdout: HELP, stderr: '' });
+  assert.match(HELP, /^Usage: classroom \[options\]\n/);
+  for (const name of ['host', 'port', 'tls', 'user', 'password', 'learners', 'join-every', 'think', 'learner-stay', 'seed',
+    'payload-form', 'remote', 'remote-commands', 'remote-every', 'transports', 'tenant-protocols', 'collab-url',
+    'expire-sign-in-after', 'oauth-single-use', 'http-auth', 'gzip', 'log', 'record', 'help']) {
+    assert.match(HELP, new RegExp(`^  --${name}( |$)`, 'm'));
+  }
+});
+
+test('a port that is taken ends the program with 1 and the reason', async (t) => {
+  const { url } = await startService(t);
+  const { code, stdout, stderr } = await run('--port', new URL(url).port);
+  assert.equal(code, 1);
+  assert.equal(stdout, '');
+  assert.match(stderr, /^classroom: listen EADDRINUSE/);
+});
+
+test('a record file that cannot be written ends the program with 1 and the reason', async (t) => {
+  const folder = mkdtempSync(join(tmpdir(), 'classroom-'));
+  t.after(() => rmSync(folder, { recursive: true }));
+  const { code, stderr } = await run('--port', '0', '--record', join(folder, 'no', 'record'));
+  assert.equal(code, 1);
+  assert.match(stderr, /^classroom: ENOENT: no such file or directory, open /);
+});
