@@ -1,0 +1,327 @@
+#include "AssessmentFile.h"
+
+#include "model/AssessmentOptions.h"
+#include "model/QuestionMathFormula.h"
+#include "model/QuestionMultiChoice.h"
+#include "model/QuestionNumeric.h"
+#include "model/QuestionScale.h"
+#include "model/QuestionSort.h"
+#include "model/QuestionText.h"
+#include "model/QuestionYesNo.h"
+
+#include <QtCore/QFile>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QJsonObject>
+#include <QtCore/QMetaProperty>
+
+#include <optional>
+
+namespace Host
+{
+
+namespace
+{
+
+using Tarvo::OrdinalType;
+using Tarvo::PollType;
+
+constexpr int MAX_CHOICES = 26;
+
+// What the program sets itself.
+const QStringList &ownSettings()
+{
+    static const QStringList names{QStringLiteral("assessmentToken"),
+                                   QStringLiteral("questionCount")};
+    return names;
+}
+const QStringList &ownProperties()
+{
+    static const QStringList names{
+        QStringLiteral("id"),   QStringLiteral("questionSetMode"), QStringLiteral("questionNumber"),
+        QStringLiteral("type"), QStringLiteral("activityType"),    QStringLiteral("hasNext")};
+    return names;
+}
+
+std::unique_ptr<Tarvo::QuestionBase> emptyQuestion(PollType::POLL_TYPE kind)
+{
+    switch (kind) {
+    case PollType::TRUE_FALSE: {
+        auto question = std::make_unique<Tarvo::QuestionYesNo>(nullptr);
+        question->trueFalse = true;
+        return question;
+    }
+    case PollType::YES_NO_OTHER:
+        return std::make_unique<Tarvo::QuestionYesNo>(nullptr);
+    case PollType::MULTIPLE:
+        return std::make_unique<Tarvo::QuestionMultiChoice>(nullptr);
+    case PollType::SCALE:
+        return std::make_unique<Tarvo::QuestionScale>(nullptr);
+    case PollType::SORT:
+        return std::make_unique<Tarvo::QuestionSort>(nullptr);
+    case PollType::TEXT:
+        return std::make_unique<Tarvo::QuestionText>(nullptr);
+    case PollType::NUMBER:
+        return std::make_unique<Tarvo::QuestionNumeric>(nullptr);
+    case PollType::MATH_FORMULA:
+        return std::make_unique<Tarvo::QuestionMathFormula>(nullptr);
+    case PollType::WORD_SEED: // sent in a form of their own, as polls only
+    case PollType::CREATIVE:
+        break;
+    }
+    return nullptr;
+}
+
+bool takesChoices(PollType::POLL_TYPE kind)
+{
+    return qobject_cast<Tarvo::QuestionBaseWithOptions *>(emptyQuestion(kind).get());
+}
+
+// ---- Labels and choices --------------------------------------------------------------------------
+
+struct Labelling {
+    OrdinalType::ORDINAL_TYPE type;
+    QString (*idOf)(int index);
+};
+
+const QVector<Labelling> &labellings()
+{
+    static const QVector<Labelling> rows{
+        {OrdinalType::ALPHA_UPPER, [](int i) { return QString(QChar('A' + i)); }},
+        {OrdinalType::ALPHA_LOWER, [](int i) { return QString(QChar('a' + i)); }},
+        {OrdinalType::NUMBER, [](int i) { return QString::number(i); }},
+    };
+    return rows;
+}
+
+const Labelling *labellingNamed(const QString &name)
+{
+    const auto names = OrdinalType::ORDINAL_TYPE_STR();
+    for (const Labelling &labelling : labellings()) {
+        if (names.value(labelling.type) == name)
+            return &labelling;
+    }
+    return nullptr;
+}
+
+// ---- Reading -------------------------------------------------------------------------------------
+
+// Collects what the values of one JSON object become, and what is wrong with the first wrong one.
+class Reader
+{
+public:
+    Reader(QString place, QJsonObject object)
+        : m_place(std::move(place)), m_object(std::move(object))
+    {
+    }
+
+    QString error() const { return m_error; }
+    void fail(const QString &why)
+    {
+        if (m_error.isEmpty())
+            m_error = m_place + QStringLiteral(": ") + why;
+    }
+
+    // Takes a member out; what is left at the end are properties.
+    QJsonValue take(const QString &name) { return m_object.take(name); }
+
+    // The members that are left, each a writable property of the object of the same type.
+    QVariantMap takeProperties(const QMetaObject &meta, const QStringList &reserved)
+    {
+        QVariantMap properties;
+        for (auto member = m_object.constBegin(); member != m_object.constEnd(); ++member) {
+            const int index = meta.indexOfProperty(member.key().toUtf8().constData());
+            if (index < 0 || reserved.contains(member.key())) {
+                fail(QStringLiteral("there is no '%1' to set").arg(member.key()));
+                break;
+            }
+            const QMetaProperty property = meta.property(index);
+            const QVariant value = convert(member.value(), property.userType());
+            if (!property.isWritable() || !value.isValid()) {
+                fail(QStringLiteral("'%1' takes %2")
+                         .arg(member.key(), nameOfType(property.userType())));
+                break;
+            }
+            properties.insert(member.key(), value);
+        }
+        return properties;
+    }
+
+private:
+    static QVariant convert(const QJsonValue &value, int type)
+    {
+        if (type == QMetaType::QString && value.isString())
+            return value.toString();
+        if (type == QMetaType::Bool && value.isBool())
+            return value.toBool();
+        if (type == QMetaType::Int && value.isDouble() && value.toInt(-1) == value.toDouble())
+            return value.toInt();
+        if (type == QMetaType::QVariantMap && value.isObject())
+            return value.toObject().toVariantMap();
+        return QVariant();
+    }
+
+    static QString nameOfType(int type)
+    {
+        switch (type) {
+        case QMetaType::QString:
+            return QStringLiteral("a text");
+        case QMetaType::Bool:
+            return QStringLiteral("true or false");
+        case QMetaType::Int:
+            return QStringLiteral("a whole number");
+        case QMetaType::QVariantMap:
+            return QStringLiteral("an object");
+        default:
+            return QStringLiteral("no value from a file");
+        }
+    }
+
+    QString m_place;
+    QJsonObject m_object;
+    QString m_error;
+};
+
+QVector<Choice> readChoices(Reader &reader, AssessmentQuestion &question)
+{
+    const bool isYesNo =
+        question.kind == PollType::TRUE_FALSE || question.kind == PollType::YES_NO_OTHER;
+    QString labels = reader.take(QStringLiteral("labels")).toString(QStringLiteral("alpha-upper"));
+    const QJsonValue options = reader.take(QStringLiteral("options"));
+    const Labelling *labelling = labellingNamed(labels);
+    if (!labelling) {
+        reader.fail(QStringLiteral("'labels' is alpha-upper, alpha-lower or number"));
+        return {};
+    }
+    question.labels = labelling->type;
+    QJsonArray texts = options.toArray();
+    if (options.isUndefined() && isYesNo) {
+        texts = QJsonArray::fromStringList(
+            question.kind == PollType::TRUE_FALSE
+                ? QStringList{QStringLiteral("True"), QStringLiteral("False")}
+                : QStringList{QStringLiteral("Yes"), QStringLiteral("No"),
+                              QStringLiteral("Other")});
+    }
+    if (texts.isEmpty() || texts.size() > MAX_CHOICES) {
+        reader.fail(QStringLiteral("'options' is a list of 1 to %1 texts").arg(MAX_CHOICES));
+        return {};
+    }
+    QVector<Choice> choices;
+    for (int i = 0; i < texts.size(); ++i) {
+        if (!texts.at(i).isString())
+            reader.fail(QStringLiteral("'options' is a list of texts"));
+        choices.append({labelling->idOf(i), texts.at(i).toString()});
+    }
+    return choices;
+}
+
+// None when it is no kind of question that an assessment can have.
+std::optional<PollType::POLL_TYPE> kindNamed(const QString &name)
+{
+    const auto names = PollType::POLL_TYPE_STR();
+    for (auto kind = names.constBegin(); kind != names.constEnd(); ++kind) {
+        if (kind.value() == name && emptyQuestion(kind.key()))
+            return kind.key();
+    }
+    return std::nullopt;
+}
+
+AssessmentQuestion readQuestion(Reader &reader)
+{
+    AssessmentQuestion question{PollType::TEXT, OrdinalType::GENERIC, {}, {}};
+    const QString kindName = reader.take(QStringLiteral("kind")).toString();
+    const auto kind = kindNamed(kindName);
+    if (!kind) {
+        reader.fail(QStringLiteral("there is no kind of question '%1'").arg(kindName));
+        return question;
+    }
+    question.kind = *kind;
+    if (takesChoices(question.kind))
+        question.choices = readChoices(reader, question);
+    question.properties =
+        reader.takeProperties(*emptyQuestion(question.kind)->metaObject(), ownProperties());
+    return question;
+}
+
+void setProperties(QObject *object, const QVariantMap &properties)
+{
+    for (auto property = properties.constBegin(); property != properties.constEnd(); ++property)
+        object->setProperty(property.key().toUtf8().constData(), property.value());
+}
+
+} // namespace
+
+int AssessmentFile::firstNumber() const
+{
+    return settings.value(QStringLiteral("startingQuestionNumber"), 0).toInt();
+}
+
+AssessmentFile parseAssessment(const QByteArray &json)
+{
+    AssessmentFile file;
+    QJsonParseError parseError{};
+    const QJsonDocument document = QJsonDocument::fromJson(json, &parseError);
+    if (parseError.error != QJsonParseError::NoError) {
+        file.error = QStringLiteral("not JSON, at byte %1: %2")
+                         .arg(parseError.offset)
+                         .arg(parseError.errorString());
+        return file;
+    }
+    Reader reader(QStringLiteral("the assessment"), document.object());
+    const QJsonArray questions = reader.take(QStringLiteral("questions")).toArray();
+    file.settings =
+        reader.takeProperties(Tarvo::AssessmentOptions::staticMetaObject, ownSettings());
+    if (questions.isEmpty())
+        reader.fail(QStringLiteral("'questions' is a list of at least one question"));
+    file.error = reader.error();
+    for (int i = 0; i < questions.size() && file.error.isEmpty(); ++i) {
+        Reader questionReader(QStringLiteral("question %1").arg(i + 1), questions.at(i).toObject());
+        file.questions.append(readQuestion(questionReader));
+        file.error = questionReader.error();
+    }
+    return file;
+}
+
+AssessmentFile readAssessment(const QString &fileName)
+{
+    QFile file(fileName);
+    AssessmentFile result;
+    if (file.open(QIODevice::ReadOnly))
+        result = parseAssessment(file.readAll());
+    else
+        result.error = file.errorString();
+    if (!result.error.isEmpty())
+        result.error.prepend(fileName + QStringLiteral(": "));
+    return result;
+}
+
+std::unique_ptr<Tarvo::AssessmentOptions> makeOptions(const AssessmentFile &file,
+                                                      const QString &assessmentToken)
+{
+    auto options = std::make_unique<Tarvo::AssessmentOptions>(nullptr);
+    setProperties(options.get(), file.settings);
+    options->setassessmentToken(assessmentToken);
+    options->setquestionCount(file.questions.size());
+    return options;
+}
+
+std::unique_ptr<Tarvo::QuestionBase> makeQuestion(const AssessmentFile &file, int index,
+                                                  const QString &id)
+{
+    const AssessmentQuestion &description = file.questions.at(index);
+    std::unique_ptr<Tarvo::QuestionBase> question = emptyQuestion(description.kind);
+    setProperties(question.get(), description.properties);
+    question->setID(id);
+    question->setquestionNumber(file.firstNumber() + index);
+    question->sethasNext(index + 1 < file.questions.size());
+    if (auto *withOptions = qobject_cast<Tarvo::QuestionBaseWithOptions *>(question.get())) {
+        for (int i = 0; i < description.choices.size(); ++i) {
+            const Choice &choice = description.choices.at(i);
+            withOptions->addActivityOption(choice.id, choice.text, i);
+        }
+        withOptions->setOrdinals(description.labels);
+    }
+    return question;
+}
+
+} // namespace Host

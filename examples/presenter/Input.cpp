@@ -1,0 +1,78 @@
+#include "Input.h"
+
+#include "Terminal.h"
+
+#include <QtCore/QSocketNotifier>
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Host
+{
+
+namespace
+{
+
+constexpr int READ_BYTES = 4096;
+
+} // namespace
+
+Input::Input(Terminal &terminal, QObject *parent) : QObject(parent), m_terminal(terminal) { }
+
+void Input::start()
+{
+    if (m_terminal.hasPrompt()) {
+        m_terminal.editor().onLine = [this](const QString &text) { emit line(text); };
+        m_terminal.editor().onEndOfInput = [this] { end(); };
+    }
+    m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this,
+            m_terminal.hasPrompt() ? &Input::readTyped : &Input::readPiped);
+}
+
+bool Input::isNone()
+{
+    struct stat status {
+    };
+    if (fstat(STDIN_FILENO, &status) != 0)
+        return true;
+    return S_ISCHR(status.st_mode) && !isatty(STDIN_FILENO);
+}
+
+void Input::readTyped()
+{
+    if (!m_terminal.readKeys())
+        end();
+}
+
+void Input::readPiped()
+{
+    char bytes[READ_BYTES];
+    const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
+    if (count < 0 && (errno == EINTR || errno == EAGAIN))
+        return;
+    if (count > 0)
+        m_unfinished.append(bytes, int(count));
+    for (int end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n')) {
+        const QByteArray whole = m_unfinished.left(end);
+        m_unfinished.remove(0, end + 1);
+        emit line(QString::fromUtf8(whole));
+    }
+    if (count > 0)
+        return;
+    if (!m_unfinished.isEmpty())
+        emit line(QString::fromUtf8(m_unfinished));
+    m_unfinished.clear();
+    end();
+}
+
+void Input::end()
+{
+    if (!m_notifier->isEnabled())
+        return;
+    m_notifier->setEnabled(false);
+    emit ended();
+}
+
+} // namespace Host

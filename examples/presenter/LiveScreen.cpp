@@ -1,0 +1,119 @@
+#include "LiveScreen.h"
+
+#include "TextWidth.h"
+
+namespace Host
+{
+
+namespace
+{
+
+const QLatin1String TO_FIRST_COLUMN("\r");
+const QLatin1String ERASE_BELOW("\x1b[J");
+const QLatin1String NEW_LINE("\n");
+
+QString rowsUp(int rows)
+{
+    return rows > 0 ? QStringLiteral("\x1b[%1A").arg(rows) : QString();
+}
+
+QString columnsRight(int columns)
+{
+    return columns > 0 ? QStringLiteral("\x1b[%1C").arg(columns) : QString();
+}
+
+// The beginning of the text that fits into `columns`.
+QString head(const QString &text, int columns)
+{
+    int width = 0;
+    int end = 0;
+    while (end < text.size()) {
+        const int next = end + (text.at(end).isHighSurrogate() ? 2 : 1);
+        width += textWidth(text.mid(end, next - end));
+        if (width > columns)
+            break;
+        end = next;
+    }
+    return text.left(end);
+}
+
+// The end of the text that fits into `columns`.
+QString tail(const QString &text, int columns)
+{
+    int width = 0;
+    int begin = text.size();
+    while (begin > 0) {
+        const int previous = begin - (text.at(begin - 1).isLowSurrogate() ? 2 : 1);
+        width += textWidth(text.mid(previous, begin - previous));
+        if (width > columns)
+            break;
+        begin = previous;
+    }
+    return text.mid(begin);
+}
+
+} // namespace
+
+void LiveScreen::setSize(int columns, int rows)
+{
+    m_columns = qMax(1, columns);
+    m_rows = qMax(1, rows);
+}
+
+void LiveScreen::setInput(const QString &prompt, const QString &text, int cursor)
+{
+    m_prompt = prompt;
+    m_beforeCursor = printable(text.left(cursor));
+    m_afterCursor = printable(text.mid(cursor));
+}
+
+QString LiveScreen::print(const QStringList &lines)
+{
+    QString output = eraseDrawn();
+    for (const QString &line : lines)
+        output += line + NEW_LINE;
+
+    const QStringList block = visibleBlock();
+    for (const QString &line : block)
+        output += line + NEW_LINE;
+
+    // The last column stays free: a terminal may wrap once it is filled.
+    const int room = m_columns - 1;
+    const QString before = tail(m_prompt + m_beforeCursor, room);
+    output += before + head(m_afterCursor, room - textWidth(before));
+    output += TO_FIRST_COLUMN + columnsRight(textWidth(before));
+
+    m_drawnAbove = block.size();
+    m_isDrawn = true;
+    return output;
+}
+
+QString LiveScreen::leave()
+{
+    return eraseDrawn();
+}
+
+QString LiveScreen::eraseDrawn()
+{
+    if (!m_isDrawn)
+        return QString();
+    const QString output = TO_FIRST_COLUMN + rowsUp(m_drawnAbove) + ERASE_BELOW;
+    m_drawnAbove = 0;
+    m_isDrawn = false;
+    return output;
+}
+
+QStringList LiveScreen::visibleBlock() const
+{
+    // A block higher than the screen would scroll out of reach; its last rows give way.
+    const int room = m_rows - 1;
+    QStringList lines;
+    for (const QString &line : m_block.mid(0, room))
+        lines.append(elided(line, m_columns));
+    if (m_block.size() > room && room > 0)
+        lines.last() =
+            elided(QStringLiteral("… %1 more").arg(m_block.size() - room + 1), m_columns);
+    return lines;
+}
+
+} // namespace Host

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+
+namespace Host
+{
+
+// The lower edge of a terminal, where results change in place: lines that scroll away above, below
+// them a live block (the bars of a running poll) and the prompt with what is being typed.
+//
+// Only composes the characters to write, so that what a terminal gets can be looked at in a test. No
+// line that it keeps on screen is wider than the terminal, so that a line is a row and can be found
+// again.
+class LiveScreen
+{
+public:
+    void setSize(int columns, int rows);
+    int columns() const { return m_columns; }
+
+    void setBlock(const QStringList &lines) { m_block = lines; }
+    void setInput(const QString &prompt, const QString &text, int cursor);
+
+    // The lines above block and prompt, which are taken off and put back below.
+    QString print(const QStringList &lines);
+    // Block and prompt as they are now.
+    QString redraw() { return print({}); }
+    // Takes block and prompt off, for good.
+    QString leave();
+
+private:
+    QString eraseDrawn();
+    QStringList visibleBlock() const;
+
+    int m_columns = 80;
+    int m_rows = 24;
+    QStringList m_block;
+    QString m_prompt;
+    QString m_beforeCursor;
+    QString m_afterCursor;
+    int m_drawnAbove = 0; // rows of the block on screen, above the prompt's row
+    bool m_isDrawn = false;
+};
+
+} // namespace Host

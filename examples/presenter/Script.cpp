@@ -1,0 +1,39 @@
+#include "Script.h"
+
+#include "CommandParser.h"
+
+#include <QtCore/QFile>
+
+namespace Host
+{
+
+Script parseScript(const QString &text, const QString &fileName)
+{
+    Script script;
+    const QStringList lines = text.split(QLatin1Char('\n'));
+    for (int i = 0; i < lines.size(); ++i) {
+        const QString line = lines.at(i).trimmed();
+        ParsedCommand parsed = parseCommand(line);
+        if (!parsed.error.isEmpty()) {
+            script.errors.append(
+                QStringLiteral("%1:%2: %3").arg(fileName, QString::number(i + 1), parsed.error));
+        } else if (parsed.command) {
+            script.lines.append({std::move(*parsed.command), line, i + 1});
+        }
+    }
+    return script;
+}
+
+Script readScript(const QString &fileName)
+{
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        Script script;
+        script.errors.append(
+            QStringLiteral("%1: cannot be read: %2").arg(fileName, file.errorString()));
+        return script;
+    }
+    return parseScript(QString::fromUtf8(file.readAll()), fileName);
+}
+
+} // namespace Host

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "Command.h"
+
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtCore/QVector>
+
+namespace Host
+{
+
+// A command and where it was read.
+struct ScriptLine {
+    Command command;
+    QString text;
+    int number; // of the line, from 1
+};
+
+// A whole script. It is read before anything is sent, so that a misspelt last line does not end a
+// lesson that is under way.
+struct Script {
+    QVector<ScriptLine> lines;
+    QStringList errors; // "FILE:LINE: what is wrong"; empty when every line was read
+};
+
+// Reads UTF-8 text, one command a line.
+Script parseScript(const QString &text, const QString &fileName);
+// The same from a file.
+Script readScript(const QString &fileName);
+
+} // namespace Host

@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Failure.h"
+#include "Options.h"
+
+#include "client/PresenterClient.h"
+#include "collab/PresenterCollab.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QObject>
+#include <QtCore/QPointer>
+#include <QtCore/QTimer>
+
+#include <optional>
+
+namespace Host
+{
+
+class Diagnostics;
+
+// One class session from sign-in to stop: owns the client and, through it, the channel.
+class Session : public QObject
+{
+    Q_OBJECT
+
+public:
+    // The diagnostics tell which transport carries the channel, and must outlive the session.
+    Session(const Options &options, const Diagnostics &diagnostics, QObject *parent = nullptr);
+
+    // Signs in and starts the session; waits for the service, at most 10 s a request, while the event
+    // loop turns. Then isOpen(), or what failed. opened() or failed() follows in the first case.
+    std::optional<Failure> start();
+    // Ends the session and signs out; waits in the same way. closed() follows, at once or when the
+    // channel has said goodbye.
+    void stop();
+    // Makes a start() that is waiting come back.
+    void interrupt();
+
+    bool isInterrupted() const { return m_isInterrupted; }
+    PresenterClient &client() { return m_client; }
+    // Null before start() and when it failed.
+    PresenterCollab *channel() const { return m_channel; }
+    QString transport() const;
+
+Q_SIGNALS:
+    void opened();                             // messages flow
+    void failed(const Host::Failure &failure); // not opened in time, or lost later
+    void closed();                             // after stop()
+
+private:
+    void lookAtChannel();
+    void channelClosed();
+    void reportClosed();
+    Failure failure(Step step) const;
+
+    const Options m_options;
+    const Diagnostics &m_diagnostics;
+    PresenterClient m_client;
+    QPointer<PresenterCollab> m_channel; // a child of the client
+    QTimer m_lookTimer;                  // runs until the channel is connected
+    QElapsedTimer m_opening;
+    bool m_isChannelClosed = false;
+    bool m_isStopping = false;
+    bool m_isStopped = false; // stop() has done its part
+    bool m_isReported = false;
+    bool m_isInterrupted = false;
+};
+
+} // namespace Host

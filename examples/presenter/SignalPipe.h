@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QtCore/QObject>
+
+QT_BEGIN_NAMESPACE
+class QSocketNotifier;
+QT_END_NAMESPACE
+
+namespace Host
+{
+
+// Brings process signals into the event loop: the handler writes one byte into a pipe, which is all
+// that is safe there, and the loop reads it. One object at a time.
+class SignalPipe : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit SignalPipe(QObject *parent = nullptr);
+    ~SignalPipe() override;
+    Q_DISABLE_COPY_MOVE(SignalPipe)
+
+Q_SIGNALS:
+    void interrupted();   // SIGINT, SIGTERM or SIGHUP
+    void screenChanged(); // the window has a new size, or the process was continued
+
+private:
+    void readPending();
+
+    QSocketNotifier *m_notifier = nullptr;
+};
+
+} // namespace Host

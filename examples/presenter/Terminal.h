@@ -1,0 +1,67 @@
+#pragma once
+
+#include "Bars.h"
+#include "LineEditor.h"
+#include "LiveScreen.h"
+
+#include <QtCore/QMutex>
+#include <QtCore/QObject>
+#include <QtCore/QStringList>
+
+#include <termios.h>
+
+namespace Host
+{
+
+// Everything that the program shows. On a terminal with a prompt, lines scroll above a live block and
+// the line being typed; everywhere else they are written one after another as they come.
+//
+// Used from the main thread, but for diagnostic(), which any thread may call.
+class Terminal : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit Terminal(QObject *parent = nullptr);
+    ~Terminal() override;
+
+    // Takes over the terminal: from here on keys are read and edited here. False when standard input
+    // or output is not a terminal.
+    bool openPrompt();
+    bool hasPrompt() const { return m_hasPrompt; }
+    // Gives the terminal back as it was. Also done by the destructor.
+    void closePrompt();
+    // After the process was stopped and continued, or the window has changed its size.
+    void restore();
+
+    void print(const QString &line) { print(QStringList{line}); }
+    void print(const QStringList &lines);
+    // Goes to standard error.
+    void complain(const QString &line);
+    void diagnostic(const QString &line);
+
+    // What stands above the prompt and changes in place; nothing is shown without a prompt.
+    void setBlock(const QStringList &lines);
+
+    // For lines that are to fit: the width of the terminal that standard output goes to, or 80.
+    int columns() const;
+    BarStyle barStyle() const { return m_barStyle; }
+
+    LineEditor &editor() { return m_editor; }
+    // Reads what was typed; called when standard input is readable. False at the end of the input.
+    bool readKeys();
+
+private:
+    void redraw();
+    void updateInput();
+    void writeOut(const QString &text);
+
+    QRecursiveMutex m_mutex; // guards the screen and both output streams
+    LiveScreen m_screen;
+    LineEditor m_editor;
+    BarStyle m_barStyle;
+    bool m_hasPrompt = false;
+    termios m_before{}; // the terminal's settings that closePrompt() puts back
+};
+
+} // namespace Host

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QtCore/QString>
+
+namespace Host
+{
+
+// Terminal columns that a text takes: two for the wide characters of East Asian scripts and for most
+// pictographs, none for combining marks, one for the rest.
+int textWidth(const QString &text);
+
+// The text cut to at most `columns` columns, with an ellipsis in the last one when something was cut.
+QString elided(const QString &text, int columns);
+
+// The text filled up with blanks behind it to `columns` columns.
+QString padded(const QString &text, int columns);
+
+// The text with control characters, line ends and changes of direction replaced by blanks. Names and
+// answers come from the learners' devices: an escape sequence in one of them must not reach the
+// terminal.
+QString printable(const QString &text);
+
+} // namespace Host

@@ -1,0 +1,83 @@
+// tarvo-presenter: a console host for live class sessions, on the library's public headers alone.
+
+#include "Diagnostics.h"
+#include "Options.h"
+#include "Program.h"
+#include "Script.h"
+#include "SignalPipe.h"
+#include "Terminal.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QTimer>
+#include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslConfiguration>
+
+#include <csignal>
+
+using namespace Host;
+
+namespace
+{
+
+// Adds the certificates in the file to the roots that every TLS connection of this process trusts.
+// False when there are none.
+bool trustRoots(const QString &fileName)
+{
+    QList<QSslCertificate> roots = QSslCertificate::fromPath(fileName, QSsl::Pem);
+    if (roots.isEmpty())
+        roots = QSslCertificate::fromPath(fileName, QSsl::Der);
+    if (roots.isEmpty())
+        return false;
+    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
+    configuration.addCaCertificates(roots);
+    QSslConfiguration::setDefaultConfiguration(configuration);
+    return true;
+}
+
+int refuse(Terminal &terminal, const QStringList &reasons)
+{
+    for (const QString &reason : reasons)
+        terminal.complain(QStringLiteral("tarvo-presenter: ") + reason);
+    terminal.complain(QStringLiteral("Try --help."));
+    return Program::WrongUsage;
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("tarvo-presenter"));
+    std::signal(SIGPIPE, SIG_IGN); // who stops reading our output does not end the session
+
+    Terminal terminal;
+    const ParsedOptions parsed =
+        parseOptions(QCoreApplication::arguments(), qEnvironmentVariable("TARVO_PASSWORD"));
+    if (parsed.action == ParsedOptions::ShowHelp) {
+        terminal.print(parsed.text.trimmed());
+        return Program::Success;
+    }
+    if (parsed.action == ParsedOptions::Refuse)
+        return refuse(terminal, {parsed.text});
+
+    Script script;
+    if (!parsed.options.scriptFile.isEmpty())
+        script = readScript(parsed.options.scriptFile);
+    if (!script.errors.isEmpty())
+        return refuse(terminal, script.errors);
+    if (!parsed.options.caFile.isEmpty() && !trustRoots(parsed.options.caFile)) {
+        return refuse(terminal,
+                      {QStringLiteral("%1 holds no certificate.").arg(parsed.options.caFile)});
+    }
+
+    Diagnostics::Sink sink;
+    if (parsed.options.verbose)
+        sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
+    const Diagnostics diagnostics(sink);
+    Program program(parsed.options, script, terminal, diagnostics);
+    const SignalPipe signalPipe;
+    QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
+    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);
+    QTimer::singleShot(0, &program, &Program::start);
+    return QCoreApplication::exec();
+}

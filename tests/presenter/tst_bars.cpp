@@ -1,0 +1,220 @@
+#include "Bars.h"
+#include "TextWidth.h"
+
+#include <QtTest/QtTest>
+
+using namespace Host;
+
+class TestBars : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void barsAreDrawnToScale_data();
+    void barsAreDrawnToScale();
+    void eighthsOfAColumnAreDrawn();
+    void percentagesAreRoundedToTheNearest_data();
+    void percentagesAreRoundedToTheNearest();
+    void whatWasChosenAtAllShowsAndOnlyAllFillsTheLine();
+    void noLineIsEverTooWide_data();
+    void noLineIsEverTooWide();
+    void numbersSurviveEveryWidth();
+    void wideCharactersKeepTheColumnsAligned();
+    void controlCharactersNeverReachTheScreen();
+    void nothingToShowIsNoLine();
+    void widthsAreThoseOfTheTerminal_data();
+    void widthsAreThoseOfTheTerminal();
+    void longTextsEndInAnEllipsis_data();
+    void longTextsEndInAnEllipsis();
+};
+
+namespace
+{
+
+QString block(int count)
+{
+    return QString(count, QChar(0x2588));
+}
+
+} // namespace
+
+void TestBars::barsAreDrawnToScale_data()
+{
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<QStringList>("lines");
+
+    // 3 of 5 and 2 of 5, under two labels.
+    QTest::newRow("40 columns") << 40
+                                << QStringList{"A TRUE   #############           3   60%",
+                                               "B FALSE  #########               2   40%"};
+    // A long label gives up half of what the numbers leave.
+    QTest::newRow("24 columns") << 24
+                                << QStringList{"A TRUE  ####     3   60%",
+                                               QString::fromUtf8("B FAL…  ###      2   40%")};
+    QTest::newRow("no room for a bar") << 18 << QStringList{"A TRUE   3   60%", "B FALSE  2   40%"};
+    QTest::newRow("numbers below") << 10 << QStringList{"A TRUE", "3 60%", "B FALSE", "2 40%"};
+}
+
+void TestBars::barsAreDrawnToScale()
+{
+    QFETCH(int, columns);
+    const QStringList lines =
+        renderBars({{"A TRUE", 3}, {"B FALSE", 2}}, 5, columns, BarStyle::Ascii);
+    QTEST(lines, "lines");
+}
+
+void TestBars::eighthsOfAColumnAreDrawn()
+{
+    // 23 columns leave 11 to the bar: 1/8 of them is 11 eighths, 1/2 is 44 eighths.
+    const QStringList lines = renderBars({{"A", 1}, {"B", 4}, {"C", 8}}, 8, 23, BarStyle::Blocks);
+    QCOMPARE(lines,
+             QStringList({"A  " + block(1) + QChar(0x258D) + QString(9, ' ') + "  1   13%",
+                          "B  " + block(5) + QChar(0x258C) + QString(5, ' ') + "  4   50%",
+                          "C  " + block(11) + "  8  100%"}));
+}
+
+void TestBars::percentagesAreRoundedToTheNearest_data()
+{
+    QTest::addColumn<int>("count");
+    QTest::addColumn<int>("total");
+    QTest::addColumn<int>("percent");
+    QTest::newRow("nobody asked") << 0 << 0 << 0;
+    QTest::newRow("nobody") << 0 << 7 << 0;
+    QTest::newRow("a third") << 1 << 3 << 33;
+    QTest::newRow("two thirds") << 2 << 3 << 67;
+    QTest::newRow("an eighth") << 1 << 8 << 13;
+    QTest::newRow("half of a percent") << 1 << 200 << 1;
+    QTest::newRow("less than half of one") << 1 << 201 << 0;
+    QTest::newRow("all") << 7 << 7 << 100;
+    QTest::newRow("many") << 2000000000 << 2000000000 << 100;
+}
+
+void TestBars::percentagesAreRoundedToTheNearest()
+{
+    QFETCH(int, count);
+    QFETCH(int, total);
+    QTEST(percentage(count, total), "percent");
+}
+
+void TestBars::whatWasChosenAtAllShowsAndOnlyAllFillsTheLine()
+{
+    const QStringList lines =
+        renderBars({{"A", 1}, {"B", 9999}, {"C", 10000}, {"D", 0}}, 10000, 40, BarStyle::Ascii);
+    QCOMPARE(lines,
+             QStringList({"A  #                             1    0%",
+                          "B  #######################    9999  100%",
+                          "C  ########################  10000  100%",
+                          "D                                0    0%"}));
+}
+
+void TestBars::noLineIsEverTooWide_data()
+{
+    QTest::addColumn<int>("style");
+    QTest::newRow("blocks") << int(BarStyle::Blocks);
+    QTest::newRow("ascii") << int(BarStyle::Ascii);
+}
+
+void TestBars::noLineIsEverTooWide()
+{
+    QFETCH(int, style);
+    const QVector<TallyRow> rows{{"A", 1},
+                                 {QString(300, 'x'), 23},
+                                 {QString::fromUtf8("山田太郎と花子"), 1234567},
+                                 {QString::fromUtf8("e\u0301te\u0301"), 0},
+                                 {"", 5}};
+    for (int columns = 0; columns <= 400; ++columns) {
+        const QStringList lines = renderBars(rows, 1234567, columns, BarStyle(style));
+        QVERIFY(lines.size() >= rows.size());
+        for (const QString &line : lines)
+            QVERIFY2(textWidth(line) <= qMax(1, columns), qPrintable(line));
+    }
+}
+
+void TestBars::numbersSurviveEveryWidth()
+{
+    for (int columns = 1; columns <= 60; ++columns) {
+        const QStringList lines =
+            renderBars({{"A long label", 1234}}, 4936, columns, BarStyle::Ascii);
+        const QString text = lines.join(QString()).remove(' ').remove('#');
+        QVERIFY2(text.endsWith("123425%"), qPrintable(text));
+    }
+    QCOMPARE(renderBars({{"Yes", 12}}, 24, 4, BarStyle::Ascii), QStringList({"Yes", "12 5", "0%"}));
+}
+
+void TestBars::wideCharactersKeepTheColumnsAligned()
+{
+    const QStringList lines = renderBars({{QString::fromUtf8("日本"), 1},
+                                          {"abcd", 1},
+                                          {QString::fromUtf8("a\u0308bcd"), 1},
+                                          {QString::fromUtf8("😀ok"), 1}},
+                                         4, 30, BarStyle::Ascii);
+    for (const QString &line : lines) {
+        QCOMPARE(textWidth(line), 30);
+        QCOMPARE(textWidth(line.left(line.indexOf('#'))), 6);
+    }
+}
+
+void TestBars::controlCharactersNeverReachTheScreen()
+{
+    const QStringList lines =
+        renderBars({{"a\x1b[2Jb\nc\u202Ed\u0007", 1}}, 1, 60, BarStyle::Ascii);
+    QCOMPARE(lines.size(), 1);
+    QVERIFY2(lines.first().startsWith("a [2Jb c d   ##"), qPrintable(lines.first()));
+}
+
+void TestBars::nothingToShowIsNoLine()
+{
+    QCOMPARE(renderBars({}, 0, 80, BarStyle::Ascii), QStringList());
+}
+
+void TestBars::widthsAreThoseOfTheTerminal_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("width");
+    QTest::newRow("empty") << "" << 0;
+    QTest::newRow("plain") << "abc" << 3;
+    QTest::newRow("accent") << QString::fromUtf8("é") << 1;
+    QTest::newRow("combining accent") << QString::fromUtf8("e\u0301") << 1;
+    QTest::newRow("wide") << QString::fromUtf8("日本語") << 6;
+    QTest::newRow("hangul") << QString::fromUtf8("한글") << 4;
+    QTest::newRow("full-width form") << QString::fromUtf8("Ａ") << 2;
+    QTest::newRow("half-width form") << QString::fromUtf8("ｱ") << 1;
+    QTest::newRow("pictograph outside the first plane") << QString::fromUtf8("😀") << 2;
+    QTest::newRow("cyrillic") << QString::fromUtf8("Жук") << 3;
+}
+
+void TestBars::widthsAreThoseOfTheTerminal()
+{
+    QFETCH(QString, text);
+    QTEST(textWidth(text), "width");
+}
+
+void TestBars::longTextsEndInAnEllipsis_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("columns");
+    QTest::addColumn<QString>("elided");
+    const QString dots(QChar(0x2026));
+    QTest::newRow("fits") << "abc" << 3 << "abc";
+    QTest::newRow("one too long") << "abcd" << 3 << "ab" + dots;
+    QTest::newRow("one column") << "abcd" << 1 << dots;
+    QTest::newRow("no column") << "abcd" << 0 << "";
+    QTest::newRow("wide fits") << QString::fromUtf8("日本") << 4 << QString::fromUtf8("日本");
+    QTest::newRow("wide cut") << QString::fromUtf8("日本") << 3 << QString::fromUtf8("日") + dots;
+    QTest::newRow("wide leaves a gap") << QString::fromUtf8("日本") << 2 << dots;
+    QTest::newRow("accent stays with its letter")
+        << QString::fromUtf8("e\u0301e\u0301e\u0301") << 2 << QString::fromUtf8("e\u0301") + dots;
+    QTest::newRow("surrogates stay together")
+        << QString::fromUtf8("a😀b") << 3 << QString::fromUtf8("a") + dots;
+}
+
+void TestBars::longTextsEndInAnEllipsis()
+{
+    QFETCH(QString, text);
+    QFETCH(int, columns);
+    QTEST(elided(text, columns), "elided");
+    QVERIFY(textWidth(elided(text, columns)) <= columns);
+}
+
+QTEST_GUILESS_MAIN(TestBars)
+#include "tst_bars.moc"

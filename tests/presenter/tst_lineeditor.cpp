@@ -1,0 +1,135 @@
+#include "LineEditor.h"
+
+#include <QtTest/QtTest>
+
+using namespace Host;
+
+class TestLineEditor : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void keysEditTheLine_data();
+    void keysEditTheLine();
+    void enterHandsTheLineOver();
+    void severalLinesInOneReadAreHandedOverOneByOne();
+    void aLetterCutByAReadArrivesWhole();
+    void endOfInputOnlyOnAnEmptyLine();
+    void earlierLinesAreRecalled();
+};
+
+void TestLineEditor::keysEditTheLine_data()
+{
+    QTest::addColumn<QByteArray>("keys");
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<int>("cursor");
+
+    QTest::newRow("typed") << QByteArray("abc") << "abc" << 3;
+    QTest::newRow("tab is a blank") << QByteArray("a\tb") << "a b" << 3;
+    QTest::newRow("backspace") << QByteArray("abc\x7f\b") << "a" << 1;
+    QTest::newRow("backspace at the beginning") << QByteArray("\x7f") << "" << 0;
+    QTest::newRow("backspace takes a letter with its accent")
+        << QByteArray("ae\xCC\x81\x7f") << "a" << 1;
+    QTest::newRow("backspace takes both surrogates")
+        << QByteArray("a\xF0\x9F\x98\x80\x7f") << "a" << 1;
+    QTest::newRow("left and insert") << QByteArray("ac\x1b[Db") << "abc" << 2;
+    QTest::newRow("right") << QByteArray("ac\x1b[D\x1b[D\x1b[Cb") << "abc" << 2;
+    QTest::newRow("right at the end") << QByteArray("a\x1b[Cb") << "ab" << 2;
+    QTest::newRow("left past the beginning") << QByteArray("a\x1b[D\x1b[D\x1b[Db") << "ba" << 1;
+    QTest::newRow("application arrows") << QByteArray("ac\x1bODb") << "abc" << 2;
+    QTest::newRow("home and end") << QByteArray("b\x1b[Ha\x1b[Fc") << "abc" << 3;
+    QTest::newRow("other home and end") << QByteArray("b\x1b[1~a\x1b[4~c") << "abc" << 3;
+    QTest::newRow("delete") << QByteArray("abc\x1b[D\x1b[D\x1b[3~") << "ac" << 1;
+    QTest::newRow("Ctrl-A, Ctrl-E") << QByteArray("b\x01"
+                                                  "a\x05"
+                                                  "c")
+                                    << "abc" << 3;
+    QTest::newRow("Ctrl-B, Ctrl-F") << QByteArray("ac\x02"
+                                                  "b\x06"
+                                                  "d")
+                                    << "abcd" << 4;
+    QTest::newRow("Ctrl-U") << QByteArray("abc\x1b[D\x15") << "c" << 0;
+    QTest::newRow("Ctrl-K") << QByteArray("abc\x1b[D\x0b") << "ab" << 2;
+    QTest::newRow("Ctrl-W") << QByteArray("poll sort  \x17") << "poll " << 5;
+    QTest::newRow("Ctrl-D deletes") << QByteArray("ab\x01\x04") << "b" << 0;
+    QTest::newRow("other keys do nothing")
+        << QByteArray("a\x1b[5~\x1b[1;5X\x07\x1bqb") << "ab" << 2;
+}
+
+void TestLineEditor::keysEditTheLine()
+{
+    QFETCH(QByteArray, keys);
+    LineEditor editor;
+    editor.type(keys);
+    QTEST(editor.text(), "text");
+    QTEST(editor.cursor(), "cursor");
+}
+
+void TestLineEditor::enterHandsTheLineOver()
+{
+    LineEditor editor;
+    QStringList lines;
+    editor.onLine = [&lines](const QString &line) { lines.append(line); };
+    editor.type("bc\x1b[Ha\r");
+    QCOMPARE(lines, QStringList({"abc"}));
+    QCOMPARE(editor.text(), QString());
+    QCOMPARE(editor.cursor(), 0);
+    editor.type("\n");
+    QCOMPARE(lines, QStringList({"abc", ""}));
+}
+
+void TestLineEditor::severalLinesInOneReadAreHandedOverOneByOne()
+{
+    LineEditor editor;
+    QStringList lines;
+    editor.onLine = [&lines](const QString &line) { lines.append(line); };
+    editor.type("one\ntwo\nthr");
+    QCOMPARE(lines, QStringList({"one", "two"}));
+    QCOMPARE(editor.text(), QString("thr"));
+}
+
+void TestLineEditor::aLetterCutByAReadArrivesWhole()
+{
+    LineEditor editor;
+    editor.type("\xE5\xB1");
+    editor.type("\xB1\xF0\x9F");
+    editor.type("\x98\x80");
+    QCOMPARE(editor.text(), QString::fromUtf8("山😀"));
+}
+
+void TestLineEditor::endOfInputOnlyOnAnEmptyLine()
+{
+    LineEditor editor;
+    int ends = 0;
+    editor.onEndOfInput = [&ends] { ++ends; };
+    editor.type("a\x04");
+    QCOMPARE(ends, 0);
+    editor.type("\x7f\x04");
+    QCOMPARE(ends, 1);
+}
+
+void TestLineEditor::earlierLinesAreRecalled()
+{
+    const QByteArray up("\x1b[A");
+    const QByteArray down("\x1b[B");
+    LineEditor editor;
+    editor.type("one\ntwo\ntwo\n\nthr");
+    editor.type(up);
+    QCOMPARE(editor.text(), QString("two"));
+    editor.type(up);
+    QCOMPARE(editor.text(), QString("one"));
+    QCOMPARE(editor.cursor(), 3);
+    editor.type(up);
+    QCOMPARE(editor.text(), QString("one"));
+    editor.type(down + down);
+    QCOMPARE(editor.text(), QString("thr"));
+    editor.type(down);
+    QCOMPARE(editor.text(), QString("thr"));
+    editor.type("\x10"); // Ctrl-P
+    QCOMPARE(editor.text(), QString("two"));
+    editor.type("\x0e"); // Ctrl-N
+    QCOMPARE(editor.text(), QString("thr"));
+}
+
+QTEST_GUILESS_MAIN(TestLineEditor)
+#include "tst_lineeditor.moc"
