@@ -9,6 +9,9 @@ import { REMOTE_COMMANDS } from './devices/remote.js';
 export const DEFAULT_ACCOUNT = { user: 'teacher', password: 'secret' };
 const DEFAULT_PORT = 8089;
 
+// XHR streaming is left out: presenters see what a streaming response holds when it has ended.
+const TENANT_PROTOCOLS = ['websocket', 'xhr-polling'];
+
 /** A command line that cannot be understood; the message says why. */
 export class UsageError extends Error {}
 
@@ -29,7 +32,7 @@ const TABLE = [
   ['remote-commands', ['LIST'], 'what the remote sends, comma-separated; none for nothing (all)', (o, v) => { o.remoteCommands = listOf(v, REMOTE_COMMANDS); }],
   ['remote-every', ['MS'], 'time between two commands of the remote (500)', (o, v) => { o.remoteEveryMs = whole(v); }],
   ['transports', ['LIST'], 'SockJS transports that the bus offers, comma-separated (all)', (o, v) => { o.transports = listOf(v, TRANSPORTS); }],
-  ['tenant-protocols', ['LIST'], 'transports named to presenters; none leaves them out\n(websocket,xhr-streaming,xhr-polling)', (o, v) => { o.tenantProtocols = v === 'none' ? null : v.split(','); }],
+  ['tenant-protocols', ['LIST'], `transports named to presenters; none leaves them out\n(${TENANT_PROTOCOLS}, as far as offered)`, (o, v) => { o.tenantProtocols = v === 'none' ? [] : v.split(','); }],
   ['collab-url', ['URL'], 'collaboration server named to presenters (this one)', (o, v) => { o.collabUrl = url(v); }],
   ['expire-sign-in-after', ['SECONDS'], 'a sign-in ends when unused for so long (1800)', (o, v) => { o.signInLifetimeMs = 1000 * seconds(v); }],
   ['oauth-single-use', [], 'accept each OAuth code only once', (o) => { o.oauthSingleUse = true; }],
@@ -90,7 +93,7 @@ function defaults() {
     remoteCommands: REMOTE_COMMANDS,
     remoteEveryMs: 500,
     transports: TRANSPORTS,
-    tenantProtocols: ['websocket', 'xhr-streaming', 'xhr-polling'],
+    tenantProtocols: null,
     collabUrl: null,
     signInLifetimeMs: 1_800_000,
     oauthSingleUse: false,
@@ -106,6 +109,7 @@ function completed(options) {
   if (options.accounts.length === 0) {
     options.accounts.push({ ...DEFAULT_ACCOUNT });
   }
+  options.tenantProtocols ??= TENANT_PROTOCOLS.filter((name) => options.transports.includes(name));
   const incomplete = options.accounts.find(({ password }) => password === null);
   if (incomplete) {
     throw new UsageError(`--user ${incomplete.user} needs a --password`);

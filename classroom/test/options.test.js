@@ -16,7 +16,7 @@ test('without arguments there is the documented account, no learner, every trans
   assert.deepEqual(options.accounts, [{ user: 'teacher', password: 'secret' }]);
   assert.equal(options.learners, 0);
   assert.deepEqual(options.transports, ['websocket', 'xhr-streaming', 'xhr-polling', 'eventsource', 'htmlfile', 'jsonp-polling']);
-  assert.deepEqual(options.tenantProtocols, ['websocket', 'xhr-streaming', 'xhr-polling']);
+  assert.deepEqual(options.tenantProtocols, ['websocket', 'xhr-polling']);
   assert.equal(options.signInLifetimeMs, 1_800_000);
 });
 
@@ -29,6 +29,12 @@ test('values stand behind an option or after its equals sign', () => {
   assert.equal(options.signInLifetimeMs, 2000);
 });
 
+test('presenters are told only of transports that are offered', () => {
+  assert.deepEqual(parseOptions(['--transports', 'xhr-polling,xhr-streaming']).tenantProtocols, ['xhr-polling']);
+  assert.deepEqual(parseOptions(['--transports', 'eventsource']).tenantProtocols, []);
+  assert.deepEqual(parseOptions(['--transports', 'none', '--tenant-protocols', 'websocket']).tenantProtocols, ['websocket']);
+});
+
 test('each --user takes the --password behind it', () => {
   const { accounts } = parseOptions(['--user', 'a', '--password', 'p=1', '--user=b', '--password=x%1"']);
   assert.deepEqual(accounts, [{ user: 'a', password: 'p=1' }, { user: 'b', password: 'x%1"' }]);
@@ -39,7 +45,7 @@ test('lists are read by their commas, and none is an empty list', () => {
   assert.deepEqual(options.transports, ['xhr-polling']);
   assert.deepEqual(options.remoteCommands, []);
   assert.deepEqual(options.tenantProtocols, ['a', 'b']);
-  assert.equal(parseOptions(['--tenant-protocols', 'none']).tenantProtocols, null);
+  assert.deepEqual(parseOptions(['--tenant-protocols', 'none']).tenantProtocols, []);
 });
 
 for (const [args, message] of [

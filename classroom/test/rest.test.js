@@ -171,7 +171,7 @@ test('a session is created, started, joined, listed and stopped', async (t) => {
   const where = await rest.postJson('/vantora/session/getcollabserverurl');
   assert.equal(where.text, `{"success":true,"infoMsgs":[],"infoMsgKeys":[],"errorMsgKeys":[],"data":{"url":"${service.url}"}}`);
   const features = await rest.postJson('/vantora/config/findTenantFeatureDetails');
-  assert.deepEqual(features.json.data, { sockJSProtocols: ['websocket', 'xhr-streaming', 'xhr-polling'] });
+  assert.deepEqual(features.json.data, { sockJSProtocols: ['websocket', 'xhr-polling'] });
   const started = await rest.post('/vantora/session/start',
     `{"sessionCode": "${sessionCode}","serverUrl":"${service.url}","sourceSystem":"Corvel","version":"3.0.0"}`);
   const { sessionToken } = started.json.data;

@@ -23,7 +23,7 @@ export function sessionRoutes({ sessions, collabUrl, tenantProtocols }) {
   }
 
   function tenantFeatures() {
-    return tenantProtocols === null ? {} : { sockJSProtocols: tenantProtocols };
+    return tenantProtocols.length === 0 ? {} : { sockJSProtocols: tenantProtocols };
   }
 
   function start({ json, user, baseUrl }) {
