@@ -1,7 +1,7 @@
 // The command line: what it accepts, what it refuses, and how the program ends then.
 
 import assert from 'node:assert/strict';
-import { mkdtempSync, rmSync } from 'node:fs';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
@@ -89,6 +89,13 @@ test('--help shows every option and ends with 0', async () => {
     'payload-form', 'remote', 'remote-commands', 'remote-every', 'transports', 'tenant-protocols', 'collab-url',
     'expire-sign-in-after', 'oauth-single-use', 'http-auth', 'gzip', 'log', 'record', 'help']) {
     assert.match(HELP, new RegExp(`^  --${name}( |$)`, 'm'));
+  }
+});
+
+test('the manual has every option', () => {
+  const manual = readFileSync(new URL('../../docs/classroom.md', import.meta.url), 'utf8');
+  for (const [, usage] of HELP.matchAll(/^  (--.+?)(?:  |$)/gm)) {
+    assert.ok(manual.includes(`\`${usage}\``), usage);
   }
 });
 

@@ -2,8 +2,10 @@
 
 import assert from 'node:assert/strict';
 import { randomBytes } from 'node:crypto';
+import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
 
+import { failures } from '../src/rest/reply.js';
 import { RestClient, startService } from './support/service.js';
 
 const UPLOAD_TYPE = 'multipart/form-data; charset=UTF-8; boundary=----boundary';
@@ -84,6 +86,14 @@ test('a device token is issued with a password and signs in without one', async 
   const reply = await deviceSignIn('teacher', 'd1', deviceAccessToken);
   assert.equal(reply.text, '{"success":true,"infoMsgs":[],"infoMsgKeys":["login.submit.success"],"errorMsgKeys":[],"data":{}}');
   assert.equal((await other.postJson('/vantora/login/user')).json.data.userLoginId, 'teacher');
+});
+
+test('the manual has every error key with its status', () => {
+  const manual = readFileSync(new URL('../../docs/classroom.md', import.meta.url), 'utf8');
+  for (const { key, status } of Object.values(failures).map((failure) => failure())) {
+    const row = manual.split('\n').find((line) => line.startsWith('| `') && line.includes(`\`${key}\``));
+    assert.ok(row?.includes(String(status)), key);
+  }
 });
 
 test('an OAuth code signs its user in, with a device token when a device is named', async (t) => {
