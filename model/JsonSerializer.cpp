@@ -62,9 +62,10 @@ QVariantMap JsonSerializer::buildObjectMap(const QObject *object, const QStringL
     if (!object)
         return {};
 
+    const int mapList = mapListType();
     QVariantMap map = readProperties(*object, ignored);
     for (auto entry = map.begin(); entry != map.end(); ++entry) {
-        if (entry->userType() == mapListType())
+        if (entry->userType() == mapList)
             *entry = entry->value<QVariantList>();
         if (entry->userType() != QMetaType::QObjectStar)
             continue;

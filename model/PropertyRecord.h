@@ -24,36 +24,27 @@
 
 /// A row whose setter or setter argument has a name of its own.
 #define TARVO_PROPERTY_NAMED(Type, name, setter, argument, initial) \
-    Q_PROPERTY(Type name READ name WRITE setter)                    \
-public:                                                             \
-    Type name() const                                               \
-    {                                                               \
-        return m_##name;                                            \
-    }                                                               \
-public Q_SLOTS:                                                     \
-    void setter(Type argument)                                      \
-    {                                                               \
-        m_##name = argument;                                        \
-    }                                                               \
-                                                                    \
-private:                                                            \
-    Type m_##name = initial;
+    TARVO_PROPERTY_STORED(Type, Type, name, setter, argument, initial)
 
 /// A row that refers to an object, which becomes a nested JSON object. Its type is `QObject*`,
 /// because the serializer descends into that type alone. An object that is put in its place keeps
 /// its owner, the one it replaces stays where it was; one that is destroyed leaves null behind.
-#define TARVO_OBJECT_PROPERTY(name, argument, initial)  \
-    Q_PROPERTY(QObject *name READ name WRITE set##name) \
-public:                                                 \
-    QObject *name() const                               \
-    {                                                   \
-        return m_##name;                                \
-    }                                                   \
-public Q_SLOTS:                                         \
-    void set##name(QObject *argument)                   \
-    {                                                   \
-        m_##name = argument;                            \
-    }                                                   \
-                                                        \
-private:                                                \
-    QPointer<QObject> m_##name = initial;
+#define TARVO_OBJECT_PROPERTY(name, argument, initial) \
+    TARVO_PROPERTY_STORED(QObject *, QPointer<QObject>, name, set##name, argument, initial)
+
+/// What a row stands for.
+#define TARVO_PROPERTY_STORED(Type, Stored, name, setter, argument, initial) \
+    Q_PROPERTY(Type name READ name WRITE setter)                             \
+public:                                                                      \
+    Type name() const                                                        \
+    {                                                                        \
+        return m_##name;                                                     \
+    }                                                                        \
+public Q_SLOTS:                                                              \
+    void setter(Type argument)                                               \
+    {                                                                        \
+        m_##name = argument;                                                 \
+    }                                                                        \
+                                                                             \
+private:                                                                     \
+    Stored m_##name = initial;

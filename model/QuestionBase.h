@@ -1,5 +1,8 @@
 #pragma once
 
+// The meta-object is the wire contract: no change signals, and types spelt as they are here.
+// clazy:excludeall=qproperty-without-notify,fully-qualified-moc-types
+
 #include "model/PropertyRecord.h"
 #include "model/QuestionFeedback.h"
 #include "support/Export.h"
