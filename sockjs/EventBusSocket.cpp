@@ -1,0 +1,104 @@
+#include "sockjs/EventBusSocket.h"
+
+#include <QtNetwork/QSslSocket>
+
+namespace
+{
+
+constexpr int PATIENCE_MS = 2000;
+// A peer that takes a byte now and then is progress too, but not for ever.
+constexpr int LONGEST_GOODBYE_MS = 60000;
+
+} // namespace
+
+EventBusSocket::Emission::Emission(EventBusSocket *socket) : m_socket(socket)
+{
+    if (m_socket)
+        ++m_socket->m_emissions;
+}
+
+EventBusSocket::Emission::~Emission()
+{
+    if (m_socket && --m_socket->m_emissions == 0 && m_socket->m_doomed)
+        m_socket->deleteLater();
+}
+
+EventBusSocket::EventBusSocket()
+{
+    m_patience.setSingleShot(true);
+    connect(&m_patience, &QTimer::timeout, this, &EventBusSocket::onNoProgress);
+}
+
+// Closing the connection right away would lose messages: data of the server that nobody reads any
+// more, then or later, makes the system reset the connection and drop what it has not delivered yet.
+// A ping is answered when everything before it has been received, so the answer is waited for first,
+// and the server's messages are read and dropped meanwhile.
+void EventBusSocket::leave(const QObject *owner)
+{
+    disconnect();
+    if (state() != QAbstractSocket::ConnectedState) {
+        end();
+        return;
+    }
+    connect(owner, &QObject::destroyed, this, &EventBusSocket::end);
+    connect(this, &QWebSocket::pong, this, &EventBusSocket::sayGoodbye);
+    connect(this, &QWebSocket::disconnected, this, &EventBusSocket::freeLater);
+    connect(this, &QWebSocket::bytesWritten, this, &EventBusSocket::restartPatience);
+    // With TLS, bytesWritten only tells of the encryption.
+    if (const auto *tlsSocket = findChild<QSslSocket *>())
+        connect(tlsSocket, &QSslSocket::encryptedBytesWritten, this,
+                &EventBusSocket::restartPatience);
+    m_limit.setRemainingTime(LONGEST_GOODBYE_MS);
+    restartPatience();
+    ping();
+}
+
+void EventBusSocket::restartPatience()
+{
+    if (!m_limit.hasExpired())
+        m_patience.start(PATIENCE_MS);
+}
+
+void EventBusSocket::onNoProgress()
+{
+    if (m_saidGoodbye)
+        freeLater();
+    else
+        sayGoodbye();
+}
+
+void EventBusSocket::sayGoodbye()
+{
+    if (m_saidGoodbye)
+        return;
+    m_saidGoodbye = true;
+    m_limit.setRemainingTime(LONGEST_GOODBYE_MS);
+    restartPatience();
+    close(QWebSocketProtocol::CloseCodeNormal);
+}
+
+void EventBusSocket::end()
+{
+    disconnect();
+    m_patience.stop();
+    if (state() == QAbstractSocket::ConnectedState) {
+        close(QWebSocketProtocol::CloseCodeNormal);
+    } else {
+        flush();
+        abort();
+    }
+    if (m_emissions > 0)
+        m_doomed = true;
+    else
+        delete this;
+}
+
+void EventBusSocket::freeLater()
+{
+    disconnect();
+    m_patience.stop();
+    if (m_emissions > 0)
+        m_doomed = true;
+    else
+        deleteLater();
+}

@@ -1,0 +1,135 @@
+#pragma once
+
+#include "support/Export.h"
+
+#include <QtCore/QDateTime>
+#include <QtCore/QList>
+#include <QtCore/QMap>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QUrl>
+#include <QtCore/QVariant>
+
+class EventBusSocket;
+class QTimer;
+class SockJSXHRPolling;
+
+/// The client end of a SockJS connection to the collaboration server's event bus.
+///
+/// It chooses the transport (a web socket, or HTTP polling or streaming), builds the SockJS URLs,
+/// takes the frames that arrive apart into single text messages, frames the outgoing ones, and closes
+/// the connection after an hour without outgoing messages.
+///
+/// **Signals.** connected() when the server has opened the session; sockJSMessage() for each message;
+/// closed() exactly once for every connection, whoever ended it. All are emitted directly, on the
+/// thread that the connector lives on, and the host may do anything in a slot: send, close(), open()
+/// again, delete the connector.
+///
+/// **Life.** A connection that is given up is not cut off: what was sent still leaves in the
+/// background, while the event loop turns. Deleting the connector ends everything at once; only what
+/// the system takes without waiting still goes out then.
+class TARVOCLIENT_EXPORT SockJSConnector : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(SockJSConnector)
+
+public:
+    /// The SockJS transports.
+    enum PROTOCOL_TYPE {
+        WEBSOCKET = 1,
+        XHR_STREAMING = 2,
+        XHR_POLLING = 4,
+    };
+    Q_ENUM(PROTOCOL_TYPE)
+
+    explicit SockJSConnector(QObject *parent = nullptr);
+    /// Closes the connection if its session is open, which emits closed().
+    ~SockJSConnector() override;
+
+    /// The transports' wire names: "websocket", "xhr-streaming", "xhr-polling". The keys, walked in
+    /// order, are the default order in which transports are tried.
+    static QMap<PROTOCOL_TYPE, QString> PROTOCOL_TYPE_STR();
+
+    /// Starts a new SockJS session at `url` (scheme "wss" or "https" for TLS; the port defaults to
+    /// 443 with TLS and 80 without), over the first of `protocols` that can be started.
+    ///
+    /// Always returns false: connected() and closed() tell the outcome. No signal is emitted when no
+    /// transport could be started. A web-socket attempt waits, without a time limit, until the server
+    /// has answered or refused; events are dispatched meanwhile, so the host's slots run and may
+    /// close(), open() again or delete the connector, each of which ends the wait. An XHR attempt
+    /// blocks for up to 30,000 ms. A connection that is still in use is closed first, which emits
+    /// closed().
+    bool open(QUrl url, QList<PROTOCOL_TYPE> protocols);
+    /// Ends the connection, or the attempt in progress. closed() is emitted before this returns when
+    /// the transport is a web socket, and from the event loop, once the transport's thread has ended,
+    /// when it is XHR. Without a connection nothing happens.
+    void close();
+    /// Sends one text message, in a SockJS frame, on the transport in use; without one it is lost
+    /// silently. Does not wait. `keepAlive` marks the channel's ping, which does not count as
+    /// activity.
+    ///
+    /// In what goes out, every "[ " has lost its space and every " ]" too, inside the message as
+    /// well: the service knows the frames so.
+    void sendMessage(QString message, bool keepAlive);
+    /// Sends a map as JSON text; counts as activity.
+    void sendMessage(QVariantMap message);
+
+    /// Whether the SockJS session is open: the server's "o" frame was seen and nothing has ended it.
+    bool isConnected() const { return m_connected; }
+
+Q_SIGNALS:
+    void connected();
+    /// One message of a SockJS array frame.
+    void sockJSMessage(QString message);
+    /// Declared for hosts that connect to it; never emitted.
+    void error(int errorCode);
+    /// The connection has ended; true when it was closed after an hour without outgoing messages.
+    void closed(bool bClosedForInactivity);
+
+public Q_SLOTS:
+    /// Opens the session by hand: sets the connected state and emits connected(). Not used here.
+    void onConnected();
+    /// The transport has ended. Before the session was open, a web socket that nobody asked to close
+    /// gives way to XHR polling; in every other case closed() follows.
+    void onClosed();
+    /// Takes one SockJS frame.
+    void onTextMessageReceived(QString frame);
+    /// Closes a connected session when more than 3,600 s have passed without outgoing messages.
+    void onTimeout();
+    void openstate1();
+    void openstate2();
+
+protected:
+    bool openWebsocket();
+    bool openXHRPolling(bool streaming);
+    bool tryNextProtocol();
+
+private:
+    friend struct SockJSProbe;
+
+    void readServerUrl(const QUrl &url);
+    QString sessionPath() const;
+    void endConnection();
+    EventBusSocket *takeWebSocket();
+    SockJSXHRPolling *takeXHRPolling();
+
+    QList<PROTOCOL_TYPE> protocols; // to try, in order
+    int protocolIndex = 0;          // the next entry to try
+    bool ssl = false;
+    int port = -1;
+    QString host;
+    QString sessionId;
+    QString path; // the server URL's, without a trailing "/"
+    bool closedForInactivity = false;
+    QDateTime lastActivity;
+    QTimer *inactivityTimer = nullptr;      // a child; made by the first open()
+    bool closing = false;                   // close() was called since the last open()
+    bool m_connected = false;               // the "o" frame was seen
+    SockJSXHRPolling *xhrPolling = nullptr; // a child; in use
+    EventBusSocket *webSocket = nullptr;    // a QWebSocket; owned while in use or being tried
+    int openState = 0; // of the web-socket attempt: 0 pending, 1 connected, 2 not
+
+    int openCalls = 0;       // tells an open() that another one has begun meanwhile
+    int epoch = 0;           // changes whenever a connection begins or ends
+    bool destroying = false; // the destructor is running
+};

@@ -1,0 +1,102 @@
+#pragma once
+
+#include "sockjs/XHRRequest.h"
+#include "support/Export.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+
+class QNetworkAccessManager;
+class QNetworkCookieJar;
+class QNetworkReply;
+class QTcpSocket;
+class QThread;
+class SockJSXHRPollingWorker;
+
+/// The SockJS transport over plain HTTP, for networks that let no web socket through.
+///
+/// **Receiving** runs over one persistent connection, written by hand, on a worker thread: requests
+/// for "/xhr" (polling), the next one after each response, or one for "/xhr_streaming". **Sending**
+/// runs apart from it, as POST requests to "/xhr_send" through a network access manager; they leave
+/// one after another, so that messages cannot overtake each other, and a post that makes no progress
+/// for 30,000 ms is given up with a debug line. Both halves share the server's cookies and the
+/// system's proxy. HTTP status codes are not read on either.
+///
+/// **Life.** The connector makes the transport and drives it on its own thread, the host's. close()
+/// ends the receiving half; posts that are waiting then still leave, as long as the transport lives.
+/// It may be deleted in any state, also from a slot connected to it: the worker's thread, its socket
+/// and all requests are then gone when the destructor returns, which takes milliseconds.
+class TARVOCLIENT_EXPORT SockJSXHRPolling : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(SockJSXHRPolling)
+
+public:
+    explicit SockJSXHRPolling(QObject *parent = nullptr);
+    ~SockJSXHRPolling() override;
+
+    /// Connects to `host`:`port`, with TLS when `ssl`, and starts polling under the session path
+    /// `path`; `streaming` takes "/xhr_streaming" instead of "/xhr". Blocks the calling thread for up
+    /// to 30,000 ms. False, with a debug line, when no connection came about.
+    bool start(QString host, int port, bool ssl, QString path, bool streaming);
+    /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
+    /// Works after close() too.
+    void sendTextMessage(QString message);
+    /// Ends the polling. connectionClosed() follows from the event loop, once the worker has ended.
+    void close();
+
+    /// Queues a raw POST for `path` with the body `payload` on the polling connection. False, with a
+    /// debug line, when the transport is closed or the queue refused it.
+    bool doRequestXHR(const QString &path, const QString &payload);
+    /// Queues the next polling request.
+    void doPoll();
+    /// The cookies for the session's address as "name=value;" pairs without a space between.
+    QString getCookieString();
+    /// How many cookies there are for the session's address.
+    int getCookieCount();
+
+Q_SIGNALS:
+    /// The receiving half has ended: after close(), or because the server could not be reached any
+    /// more. Emitted once for every start() that succeeded.
+    void connectionClosed();
+    /// The body of one response: one SockJS frame.
+    void textMessageReceived(QString message);
+
+public Q_SLOTS:
+    void onReceivedHeadersResponse(XHRRequest *request, QStringMap headers);
+    void onReceivedMessageResponse(XHRRequest *request, QString message);
+    void onNAMRequestFinished(QNetworkReply *reply);
+    void onReconnected();
+
+private:
+    friend class SockJSConnector;
+    friend struct SockJSProbe;
+
+    void releaseWhenSent();
+    void startWorkerThread(QTcpSocket *socket);
+    void onWorkerFinished();
+    void releaseWorker();
+    void freeRequest(XHRRequest *request);
+    void postNextMessage();
+
+    QNetworkAccessManager *networkAccessManager; // a child; carries the posts
+    QNetworkCookieJar *cookieJar; // a child; holds the polling connection's cookies too
+    QString host;
+    int port = 0;
+    QString requestPath; // the session path with one leading "/"
+    QString baseUrl;
+    QString sessionUrl;
+    bool closed = false;    // close() was called
+    bool keepAlive = false; // start() sets it
+    bool streaming = false;
+    SockJSXHRPollingWorker *worker = nullptr; // lives on workerThread; freed after that has ended
+    QThread *workerThread = nullptr;
+    XHRRequest *lastRequest = nullptr; // whose response is being read
+
+    QList<XHRRequest *> requests;       // all that are not freed yet, lastRequest included
+    QList<QByteArray> postQueue;        // messages that wait for the post before them to end
+    QNetworkReply *postReply = nullptr; // the post under way; a child of the manager
+    bool released = false;              // the connector has let go; ends itself when all is sent
+};

@@ -1,0 +1,13 @@
+#include "sockjs/XHRRequest.h"
+
+#include <atomic>
+
+namespace
+{
+std::atomic<int> requestCount{0};
+} // namespace
+
+XHRRequest::XHRRequest(QObject *parent, QString path, QString payload)
+    : QObject(parent), m_requestId(++requestCount), m_path(path), m_payload(payload)
+{
+}
