@@ -2,7 +2,8 @@
 
 function(tarvo_set_compile_options target)
   target_compile_options(${target} PRIVATE -Wall -Wextra -Wpedantic
-    "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual;-Wcast-align;-Wshadow=local>")
+    "$<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor;-Woverloaded-virtual;-Wcast-align>"
+    "$<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wshadow=local>") # GNU's own
   if(TARVO_WARNINGS_AS_ERRORS)
     target_compile_options(${target} PRIVATE -Werror)
   endif()
@@ -12,4 +13,9 @@ if(TARVO_SANITIZE)
   # For the whole tree: the library, the LZMA SDK inside it and every program that loads it.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+endif()
+
+if(TARVO_BUILD_FUZZERS)
+  # The fuzzer is led by the code that an input reaches, the LZMA SDK's included.
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
