@@ -1,0 +1,78 @@
+#include "fuzz/Fuzzing.h"
+#include "sockjs/SockJSXHRPollingWorker.h"
+
+#include <QtNetwork/QTcpSocket>
+
+#include <cstring>
+#include <memory>
+#include <vector>
+
+namespace
+{
+
+// A socket whose bytes come from the input.
+class FedSocket : public QTcpSocket
+{
+public:
+    FedSocket() { setOpenMode(QIODevice::ReadWrite | QIODevice::Unbuffered); }
+    void feed(const QByteArray &bytes) { m_bytes += bytes; }
+    qint64 bytesAvailable() const override { return m_bytes.size(); }
+
+protected:
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const auto count = static_cast<int>(qMin<qint64>(maxSize, m_bytes.size()));
+        std::memcpy(data, m_bytes.constData(), static_cast<std::size_t>(count));
+        m_bytes.remove(0, count);
+        return count;
+    }
+
+private:
+    QByteArray m_bytes;
+};
+
+constexpr std::size_t REQUESTS = 8;
+
+} // namespace
+
+// Reaches the reading half of the worker without its loop.
+struct SockJSProbe {
+    static void expectResponse(SockJSXHRPollingWorker *worker, XHRRequest *request)
+    {
+        worker->inFlight.append(request);
+    }
+    static void read(SockJSXHRPollingWorker *worker) { worker->onData(); }
+};
+
+extern "C" int LLVMFuzzerInitialize(int *, char ***)
+{
+    Fuzzing::silenceDebugStream();
+    return 0;
+}
+
+// The first byte is the length of a read in bytes; the rest arrives in reads of that length.
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
+{
+    if (size == 0)
+        return 0;
+    const int readLength = data[0] + 1;
+    const QByteArray bytes = Fuzzing::bytesOf(data + 1, size - 1);
+
+    FedSocket socket;
+    SockJSXHRPollingWorker worker(nullptr, &socket, QString(), 80, false, true);
+    std::vector<std::unique_ptr<XHRRequest>> requests;
+    for (std::size_t i = 0; i < REQUESTS; ++i) {
+        requests.push_back(std::make_unique<XHRRequest>(nullptr, QString(), QString()));
+        SockJSProbe::expectResponse(&worker, requests.back().get());
+    }
+    int delivered = 0;
+    QObject::connect(&worker, &SockJSXHRPollingWorker::receivedMessageResponse,
+                     [&delivered](XHRRequest *, const QString &text) { delivered += text.size(); });
+
+    for (int position = 0; position < bytes.size(); position += readLength) {
+        socket.feed(bytes.mid(position, readLength));
+        SockJSProbe::read(&worker);
+    }
+    Fuzzing::require(delivered <= bytes.size());
+    return 0;
+}
