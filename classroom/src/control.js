@@ -121,7 +121,8 @@ export class Control {
 
   #hangUp(transport) {
     const connections = this.#services.bus.connections
-      .filter((connection) => connection.transport !== 'simulated' && (transport ?? connection.transport) === connection.transport);
+      .filter((connection) => connection.transport !== 'simulated')
+      .filter((connection) => transport === null || connection.transport === transport);
     connections.forEach((connection) => connection.close());
     return { closed: connections.length };
   }

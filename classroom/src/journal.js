@@ -12,6 +12,9 @@ import { once } from 'node:events';
 const KEPT_ENTRIES = 40_000;
 const KEPT_CHARS = 256 * 1024 * 1024;
 
+// "text" says in the log what "data" says.
+const UNLOGGED = ['n', 'data'];
+
 // A line of the log shows this much of a payload.
 const LOGGED_CHARS = 2_000;
 
@@ -123,9 +126,9 @@ function payloadChars({ text, body, reply }) {
   return [text, body, reply].reduce((sum, part) => sum + (part?.length ?? 0), 0);
 }
 
-function logLine({ time, kind, data, ...fields }) {
+function logLine({ time, kind, ...fields }) {
   const words = Object.entries(fields)
-    .filter(([name, value]) => name !== 'n' && value !== undefined && value !== null)
+    .filter(([name, value]) => !UNLOGGED.includes(name) && value !== undefined && value !== null)
     .map(([name, value]) => `${name}=${shorten(typeof value === 'string' ? value : JSON.stringify(value))}`);
   return `${time.slice(11, 23)} ${kind.padEnd(10)} ${words.join(' ')}`;
 }

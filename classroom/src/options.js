@@ -8,6 +8,10 @@ import { REMOTE_COMMANDS } from './devices/remote.js';
 
 export const DEFAULT_ACCOUNT = { user: 'teacher', password: 'secret' };
 const DEFAULT_PORT = 8089;
+const MAX_PORT = 65535;
+
+// Node's timers count 31 bits of milliseconds and fire at once beyond; learners think up to twice this.
+const MAX_DELAY_MS = 2 ** 30;
 
 // XHR streaming is left out: presenters see what a streaming response holds when it has ended.
 const TENANT_PROTOCOLS = ['websocket', 'xhr-polling'];
@@ -15,32 +19,33 @@ const TENANT_PROTOCOLS = ['websocket', 'xhr-polling'];
 /** A command line that cannot be understood; the message says why. */
 export class UsageError extends Error {}
 
-// One row per option: name, its values' names for --help, what it does, and how it changes the options.
+// One row per option: name, what follows it, the field it sets, how its values are read, and what it
+// does. A reader gets the values and, behind them, what the field holds so far.
 const TABLE = [
-  ['host', ['ADDRESS'], 'address to listen on (127.0.0.1)', (o, v) => { o.host = v; }],
-  ['port', ['PORT'], `port to listen on; 0 picks a free one (${DEFAULT_PORT})`, (o, v) => { o.port = whole(v, 65535); }],
-  ['tls', ['CERT', 'KEY'], 'serve https and wss with this PEM certificate (chain) and key', (o, cert, key) => { o.tls = { cert: readFileSync(cert), key: readFileSync(key) }; }],
-  ['user', ['NAME'], `account that can sign in, repeatable (${DEFAULT_ACCOUNT.user})`, (o, v) => { o.accounts.push({ user: v, password: null }); }],
-  ['password', ['TEXT'], `password of the --user before it (${DEFAULT_ACCOUNT.password})`, setPassword],
-  ['learners', ['N'], 'simulated learners in every session (0)', (o, v) => { o.learners = whole(v); }],
-  ['join-every', ['MS'], 'time between two learners joining (100)', (o, v) => { o.joinEveryMs = whole(v); }],
-  ['think', ['MS'], 'time the fastest learner takes to answer (300)', (o, v) => { o.thinkMs = whole(v); }],
-  ['learner-stay', ['SECONDS'], 'learners leave after this time; 0 lets them stay (0)', (o, v) => { o.stayMs = 1000 * seconds(v); }],
-  ['seed', ['N'], 'shifts what the learners answer (0)', (o, v) => { o.seed = whole(v); }],
-  ['payload-form', ['FORM'], `how learners send data: ${PAYLOAD_FORMS.join(', ')} or mixed (mixed)`, (o, v) => { [o.payloadForm] = someOf(v, [...PAYLOAD_FORMS, 'mixed'], 1); }],
-  ['remote', [], 'simulate a remote controller in every session', (o) => { o.remote = true; }],
-  ['remote-commands', ['LIST'], 'what the remote sends, comma-separated; none for nothing (all)', (o, v) => { o.remoteCommands = listOf(v, REMOTE_COMMANDS); }],
-  ['remote-every', ['MS'], 'time between two commands of the remote (500)', (o, v) => { o.remoteEveryMs = whole(v); }],
-  ['transports', ['LIST'], 'SockJS transports that the bus offers, comma-separated (all)', (o, v) => { o.transports = listOf(v, TRANSPORTS); }],
-  ['tenant-protocols', ['LIST'], `transports named to presenters; none leaves them out\n(${TENANT_PROTOCOLS}, as far as offered)`, (o, v) => { o.tenantProtocols = v === 'none' ? [] : v.split(','); }],
-  ['collab-url', ['URL'], 'collaboration server named to presenters (this one)', (o, v) => { o.collabUrl = url(v); }],
-  ['expire-sign-in-after', ['SECONDS'], 'a sign-in ends when unused for so long (1800)', (o, v) => { o.signInLifetimeMs = 1000 * seconds(v); }],
-  ['oauth-single-use', [], 'accept each OAuth code only once', (o) => { o.oauthSingleUse = true; }],
-  ['http-auth', ['NAME:TEXT'], 'ask for these HTTP credentials in front of the REST interface', (o, v) => { o.httpAuth = credentials(v); }],
-  ['gzip', [], 'compress REST replies', (o) => { o.gzip = true; }],
-  ['log', [], 'print every request and message, decompressed, on stderr', (o) => { o.log = true; }],
-  ['record', ['FILE'], 'write every request and message to FILE, one JSON object a line', (o, v) => { o.record = v; }],
-  ['help', [], 'show this and exit', (o) => { o.help = true; }],
+  ['host', 'ADDRESS', 'host', text, 'address to listen on (127.0.0.1)'],
+  ['port', 'PORT', 'port', portNumber, `port to listen on; 0 picks a free one (${DEFAULT_PORT})`],
+  ['tls', 'CERT KEY', 'tls', pemFiles, 'serve https and wss with this PEM certificate (chain) and key'],
+  ['user', 'NAME', 'accounts', newAccount, `account that can sign in, repeatable (${DEFAULT_ACCOUNT.user})`],
+  ['password', 'TEXT', 'accounts', accountPassword, `password of the --user before it (${DEFAULT_ACCOUNT.password})`],
+  ['learners', 'N', 'learners', whole, 'simulated learners in every session (0)'],
+  ['join-every', 'MS', 'joinEveryMs', delayMs, 'time between two learners joining (100)'],
+  ['think', 'MS', 'thinkMs', delayMs, 'time the fastest learner takes to answer (300)'],
+  ['learner-stay', 'SECONDS', 'stayMs', secondsAsMs, 'learners leave after this time; 0 lets them stay (0)'],
+  ['seed', 'N', 'seed', whole, 'shifts what the learners answer (0)'],
+  ['payload-form', 'FORM', 'payloadForm', payloadForm, `how learners send data: ${PAYLOAD_FORMS.join(', ')} or mixed (mixed)`],
+  ['remote', '', 'remote', yes, 'simulate a remote controller in every session'],
+  ['remote-commands', 'LIST', 'remoteCommands', commands, 'what the remote sends, comma-separated; none for nothing (all)'],
+  ['remote-every', 'MS', 'remoteEveryMs', delayMs, 'time between two commands of the remote (500)'],
+  ['transports', 'LIST', 'transports', transports, 'SockJS transports that the bus offers, comma-separated (all)'],
+  ['tenant-protocols', 'LIST', 'tenantProtocols', names, `transports named to presenters; none leaves them out\n(${TENANT_PROTOCOLS}, as far as offered)`],
+  ['collab-url', 'URL', 'collabUrl', url, 'collaboration server named to presenters (this one)'],
+  ['expire-sign-in-after', 'SECONDS', 'signInLifetimeMs', secondsAsMs, 'a sign-in ends when unused for so long (1800)'],
+  ['oauth-single-use', '', 'oauthSingleUse', yes, 'accept each OAuth code only once'],
+  ['http-auth', 'NAME:TEXT', 'httpAuth', credentials, 'ask for these HTTP credentials in front of the REST interface'],
+  ['gzip', '', 'gzip', yes, 'compress REST replies'],
+  ['log', '', 'log', yes, 'print every request and message, decompressed, on stderr'],
+  ['record', 'FILE', 'record', text, 'write every request and message to FILE, one JSON object a line'],
+  ['help', '', 'help', yes, 'show this and exit'],
 ];
 
 export const HELP = `Usage: classroom [options]
@@ -67,12 +72,13 @@ export function parseOptions(args) {
     if (!row) {
       throw new UsageError(`unknown option ${argument}`);
     }
-    const [, valueNames, , apply] = row;
-    const values = inlineValue === undefined ? rest.splice(0, valueNames.length) : [inlineValue];
-    if (values.length !== valueNames.length) {
-      throw new UsageError(valueNames.length === 0 ? `${name} takes no value` : `${name} needs ${valueNames.join(' and ')}`);
+    const [, valueNames, key, read] = row;
+    const count = valueNames === '' ? 0 : valueNames.split(' ').length;
+    const values = inlineValue === undefined ? rest.splice(0, count) : [inlineValue];
+    if (values.length !== count) {
+      throw new UsageError(count === 0 ? `${name} takes no value` : `${name} needs ${valueNames.replace(' ', ' and ')}`);
     }
-    applyRow(name, apply, options, values);
+    options[key] = readValues(name, read, [...values, options[key]]);
   }
   return completed(options);
 }
@@ -117,9 +123,9 @@ function completed(options) {
   return options;
 }
 
-function applyRow(name, apply, options, values) {
+function readValues(name, read, values) {
   try {
-    apply(options, ...values);
+    return read(...values);
   } catch (error) {
     throw new UsageError(`${name}: ${error.message}`);
   }
@@ -130,57 +136,99 @@ function splitArgument(argument) {
   return mark < 0 ? [argument] : [argument.slice(0, mark), argument.slice(mark + 1)];
 }
 
-function setPassword(options, value) {
-  const account = options.accounts.at(-1);
+function yes() {
+  return true;
+}
+
+function text(value) {
+  return value;
+}
+
+function whole(value) {
+  if (!/^\d{1,15}$/.test(value)) {
+    throw new Error(`"${value}" is not a whole number`);
+  }
+  return Number(value);
+}
+
+function portNumber(value) {
+  const port = whole(value);
+  if (port > MAX_PORT) {
+    throw new Error(`${port} is more than ${MAX_PORT}`);
+  }
+  return port;
+}
+
+function delayMs(value) {
+  const delay = whole(value);
+  if (delay > MAX_DELAY_MS) {
+    throw new Error('that is more than twelve days');
+  }
+  return delay;
+}
+
+function secondsAsMs(value) {
+  if (!/^\d{1,9}(\.\d+)?$/.test(value)) {
+    throw new Error(`"${value}" is not a number of seconds`);
+  }
+  return delayMs(String(Math.round(1000 * Number(value))));
+}
+
+function pemFiles(cert, key) {
+  return { cert: readFileSync(cert), key: readFileSync(key) };
+}
+
+function newAccount(user, accounts) {
+  return [...accounts, { user, password: null }];
+}
+
+function accountPassword(password, accounts) {
+  const account = accounts.at(-1);
   if (!account || account.password !== null) {
     throw new Error('there is no --user before it');
   }
-  account.password = value;
+  return [...accounts.slice(0, -1), { ...account, password }];
 }
 
-function whole(text, max = Number.MAX_SAFE_INTEGER) {
-  if (!/^\d+$/.test(text) || Number(text) > max) {
-    throw new Error(`"${text}" is not a whole number${max < Number.MAX_SAFE_INTEGER ? ` up to ${max}` : ''}`);
+function url(value) {
+  if (!/^(https?|wss?):\/\/[^/]/.test(value)) {
+    throw new Error(`"${value}" is not a URL`);
   }
-  return Number(text);
+  return value;
 }
 
-function seconds(text) {
-  if (!/^\d+(\.\d+)?$/.test(text)) {
-    throw new Error(`"${text}" is not a number of seconds`);
+function credentials(value) {
+  if (!value.includes(':')) {
+    throw new Error(`"${value}" is not a name and a password with a colon between`);
   }
-  return Number(text);
+  return value;
 }
 
-function url(text) {
-  if (!/^(https?|wss?):\/\/[^/]/.test(text)) {
-    throw new Error(`"${text}" is not a URL`);
+function names(value) {
+  return value === 'none' ? [] : value.split(',');
+}
+
+function commands(value) {
+  return names(value).map((name) => oneOf(name, REMOTE_COMMANDS));
+}
+
+function transports(value) {
+  return names(value).map((name) => oneOf(name, TRANSPORTS));
+}
+
+function payloadForm(value) {
+  return oneOf(value, [...PAYLOAD_FORMS, 'mixed']);
+}
+
+function oneOf(value, known) {
+  if (!known.includes(value)) {
+    throw new Error(`"${value}" is not one of ${known.join(', ')}`);
   }
-  return text;
+  return value;
 }
 
-function credentials(text) {
-  if (!text.includes(':')) {
-    throw new Error(`"${text}" is not a name and a password with a colon between`);
-  }
-  return text;
-}
-
-function listOf(text, known) {
-  return text === 'none' ? [] : someOf(text, known);
-}
-
-function someOf(text, known, atMost = Infinity) {
-  const names = text.split(',');
-  const unknown = names.find((name) => !known.includes(name));
-  if (unknown !== undefined || names.length > atMost) {
-    throw new Error(`"${unknown ?? text}" is not one of ${known.join(', ')}`);
-  }
-  return names;
-}
-
-function helpLine([name, valueNames, text]) {
-  const usage = `  --${[name, ...valueNames].join(' ')}`;
-  const lines = text.split('\n').join(`\n${' '.repeat(34)}`);
+function helpLine([name, valueNames, , , meaning]) {
+  const usage = `  --${name} ${valueNames}`.trimEnd();
+  const lines = meaning.split('\n').join(`\n${' '.repeat(34)}`);
   return usage.length < 33 ? `${usage.padEnd(34)}${lines}` : `${usage}\n${' '.repeat(34)}${lines}`;
 }

@@ -56,11 +56,11 @@ export class Device {
   }
 
   note(event) {
-    this.#services.journal.note('device', { event, role: this.details.mode, deviceId: this.deviceId, userName: this.details.userName });
+    this.#services.journal.note('device', { event, ...this.#identity() });
   }
 
-  /** Overridden: one message with its unpacked payload. */
-  received(_body, _payload) {}
+  /** Overridden: takes one message, as its body and its unpacked payload. */
+  received() {}
 
   /** Overridden: the connection is gone. */
   ended() {}
@@ -77,8 +77,12 @@ export class Device {
   }
 
   async #notice(message) {
+    return { ...this.#identity(), ...await message.description() };
+  }
+
+  #identity() {
     const { mode, userName } = this.details;
-    return { role: mode, deviceId: this.deviceId, userName, ...await message.description() };
+    return { role: mode, deviceId: this.deviceId, userName };
   }
 
   #take(body, payload) {

@@ -166,5 +166,6 @@ export class Learner extends Device {
 function describe(number) {
   const round = Math.floor(number / NAMES.length);
   const userName = NAMES[number % NAMES.length] + (round > 0 ? ` ${round + 1}` : '');
-  return { userName, mode: 'learner', deviceName: `${userName}'s device`, deviceType: DEVICE_TYPES[number % DEVICE_TYPES.length] };
+  const deviceType = DEVICE_TYPES[number % DEVICE_TYPES.length];
+  return { userName, mode: 'learner', deviceName: `${userName}'s ${deviceType}`, deviceType };
 }

@@ -3,13 +3,19 @@
 import { parseUploadForm } from './multipart.js';
 import { failures, successBody } from './reply.js';
 
-export function resourceRoutes({ resources }) {
-  return {
-    '/vantora/resource/uploadResourceFile': { anyBody: true, handle: upload },
-    '/vantora/resource/downloadResourceFile': { open: true, method: 'GET', handle: download },
+export class ResourceCalls {
+  routes = {
+    '/vantora/resource/uploadResourceFile': { anyBody: true, handle: (context) => this.#upload(context) },
+    '/vantora/resource/downloadResourceFile': { open: true, method: 'GET', handle: (context) => this.#download(context) },
   };
 
-  function upload({ headers, bytes, remark }) {
+  #resources;
+
+  constructor({ resources }) {
+    this.#resources = resources;
+  }
+
+  #upload({ headers, bytes, remark }) {
     let form;
     try {
       form = parseUploadForm(headers['content-type'], bytes);
@@ -17,11 +23,11 @@ export function resourceRoutes({ resources }) {
       remark(error.message);
       throw failures.malformedUpload();
     }
-    return { body: successBody(resources.add(form.fileName, form.file), { infoMsgKeys: ['resource.upload.success'] }) };
+    return { body: successBody(this.#resources.add(form.fileName, form.file), { infoMsgKeys: ['resource.upload.success'] }) };
   }
 
-  function download({ query }) {
-    const resource = resources.get(query.get('resourceId'));
+  #download({ query }) {
+    const resource = this.#resources.get(query.get('resourceId'));
     if (!resource) {
       throw failures.unknownResource();
     }

@@ -9,9 +9,9 @@ import { gzipSync } from 'node:zlib';
 
 import { cookieValue, matchRoute, parseObject, readBody, splitTarget } from './http.js';
 import { errorBody, failures, RequestError } from './reply.js';
-import { resourceRoutes } from './resources.js';
-import { sessionRoutes } from './sessions.js';
-import { signInRoutes } from './signin.js';
+import { ResourceCalls } from './resources.js';
+import { SessionCalls } from './sessions.js';
+import { SignInCalls } from './signin.js';
 
 const ROOT = '/vantora';
 const SIGN_IN_COOKIE = 'tarvo_sign_in';
@@ -31,9 +31,9 @@ export class Rest {
     this.#faults = services.faults;
     this.#options = options;
     this.#routes = {
-      ...signInRoutes(services),
-      ...sessionRoutes({ ...services, collabUrl: options.collabUrl, tenantProtocols: options.tenantProtocols }),
-      ...resourceRoutes(services),
+      ...new SignInCalls(services).routes,
+      ...new SessionCalls(services, options).routes,
+      ...new ResourceCalls(services).routes,
     };
   }
 

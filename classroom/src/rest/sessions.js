@@ -6,39 +6,55 @@ import { failures, successBody } from './reply.js';
 const PROTOCOL_VERSION = '3.0.0';
 const MODES = ['presenter', 'learner', 'controller'];
 
-export function sessionRoutes({ sessions, collabUrl, tenantProtocols }) {
-  return {
-    '/vantora/session/create': { handle: create },
-    '/vantora/session/getcollabserverurl': { handle: ({ baseUrl }) => ({ body: successBody({ url: collabUrl ?? baseUrl }) }) },
-    '/vantora/config/findTenantFeatureDetails': { handle: () => ({ body: successBody(tenantFeatures()) }) },
-    '/vantora/session/start': { handle: start },
+export class SessionCalls {
+  routes = {
+    '/vantora/session/create': { handle: (context) => this.#create(context) },
+    '/vantora/session/getcollabserverurl': { handle: (context) => this.#getCollabServerUrl(context) },
+    '/vantora/config/findTenantFeatureDetails': { handle: () => this.#findTenantFeatureDetails() },
+    '/vantora/session/start': { handle: (context) => this.#start(context) },
     // Learners and controllers come with nothing but the session code.
-    '/vantora/classroom/session/join': { open: true, handle: join },
-    '/vantora/session/getusers': { handle: getUsers },
-    '/vantora/session/stop': { handle: stop },
+    '/vantora/classroom/session/join': { open: true, handle: (context) => this.#join(context) },
+    '/vantora/session/getusers': { handle: (context) => this.#getUsers(context) },
+    '/vantora/session/stop': { handle: (context) => this.#stop(context) },
   };
 
-  function create({ user }) {
-    return { body: successBody({ sessionCode: sessions.create(user).code }, { infoMsgKeys: ['session.create.success'] }) };
+  #sessions;
+  #collabUrl;
+  #tenantProtocols;
+
+  /** options: {collabUrl, tenantProtocols}; without a URL, presenters stay where they came to. */
+  constructor({ sessions }, { collabUrl, tenantProtocols }) {
+    this.#sessions = sessions;
+    this.#collabUrl = collabUrl;
+    this.#tenantProtocols = tenantProtocols;
   }
 
-  function tenantFeatures() {
-    return tenantProtocols.length === 0 ? {} : { sockJSProtocols: tenantProtocols };
+  #create({ user }) {
+    return { body: successBody({ sessionCode: this.#sessions.create(user).code }, { infoMsgKeys: ['session.create.success'] }) };
   }
 
-  function start({ json, user, baseUrl }) {
+  #getCollabServerUrl({ baseUrl }) {
+    return { body: successBody({ url: this.#collabUrl ?? baseUrl }) };
+  }
+
+  #findTenantFeatureDetails() {
+    const sockJSProtocols = this.#tenantProtocols;
+    return { body: successBody(sockJSProtocols.length === 0 ? {} : { sockJSProtocols }) };
+  }
+
+  #start({ json, user, baseUrl }) {
     oneOf(json, 'sourceSystem', ['Corvel']);
-    oneOf(json, 'serverUrl', [collabUrl ?? baseUrl]);
+    oneOf(json, 'serverUrl', [this.#collabUrl ?? baseUrl]);
     if (field(json, 'version') !== PROTOCOL_VERSION) {
       throw failures.unsupportedVersion();
     }
-    const session = owned(sessions.withCode(field(json, 'sessionCode')), user);
-    return { body: successBody({ sessionToken: sessions.start(session) }, { infoMsgKeys: ['session.start.success'] }) };
+    const session = owned(this.#sessions.withCode(field(json, 'sessionCode')), user);
+    return { body: successBody({ sessionToken: this.#sessions.start(session) }, { infoMsgKeys: ['session.start.success'] }) };
   }
 
-  function join({ json, user }) {
+  #join({ json, user }) {
     const mode = oneOf(json, 'mode', MODES);
-    const session = sessions.withCode(field(json, 'sessionCode'));
+    const session = this.#sessions.withCode(field(json, 'sessionCode'));
     if (!session) {
       throw failures.unknownSession();
     }
@@ -48,7 +64,7 @@ export function sessionRoutes({ sessions, collabUrl, tenantProtocols }) {
     if (session.token === null) {
       throw failures.sessionNotStarted();
     }
-    const { userToken } = sessions.join(session, {
+    const { userToken } = this.#sessions.join(session, {
       userName: field(json, 'userName'),
       mode,
       deviceName: field(json, 'deviceName'),
@@ -57,23 +73,23 @@ export function sessionRoutes({ sessions, collabUrl, tenantProtocols }) {
     return { body: successBody({ userToken, sessionToken: session.token }, { infoMsgKeys: ['session.join.success'] }) };
   }
 
-  function getUsers({ json, user }) {
-    const session = owned(sessions.withToken(field(json, 'sessionToken')), user);
+  #getUsers({ json, user }) {
+    const session = owned(this.#sessions.withToken(field(json, 'sessionToken')), user);
     return { body: successBody({ users: [...session.users.values()] }) };
   }
 
-  function stop({ json, user }) {
-    sessions.stop(owned(sessions.withToken(field(json, 'sessionToken')), user));
+  #stop({ json, user }) {
+    this.#sessions.stop(owned(this.#sessions.withToken(field(json, 'sessionToken')), user));
     return { body: successBody({}, { infoMsgKeys: ['session.stop.success'] }) };
   }
+}
 
-  function owned(session, user) {
-    if (!session) {
-      throw failures.unknownSession();
-    }
-    if (session.owner !== user) {
-      throw failures.foreignSession();
-    }
-    return session;
+function owned(session, user) {
+  if (!session) {
+    throw failures.unknownSession();
   }
+  if (session.owner !== user) {
+    throw failures.foreignSession();
+  }
+  return session;
 }

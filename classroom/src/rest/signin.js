@@ -6,81 +6,87 @@ import { field, oneOf } from './fields.js';
 // This provider hands its codes only to callback URLs that end in a slash.
 const SLASHED_CALLBACK_PROVIDER = 'facebook';
 
-export function signInRoutes({ accounts }) {
-  return {
+export class SignInCalls {
+  routes = {
     '/vantora': { open: true, anyBody: true, handle: () => ({ body: successBody() }) },
-    '/vantora/login/submit': { open: true, handle: submit },
-    '/vantora/login/oauth/:provider/callback': { open: true, handle: oauthCallback },
-    '/vantora/register/oauth/submit': { open: true, handle: register },
+    '/vantora/login/submit': { open: true, handle: (context) => this.#submit(context) },
+    '/vantora/login/oauth/:provider/callback': { open: true, handle: (context) => this.#oauthCallback(context) },
+    '/vantora/register/oauth/submit': { open: true, handle: (context) => this.#register(context) },
     '/vantora/login/keepSessionAlive': { anyBody: true, handle: () => ({ body: successBody() }) },
-    '/vantora/login/user': { open: true, handle: user },
-    '/vantora/login/logout': { open: true, handle: logout },
+    '/vantora/login/user': { open: true, handle: (context) => this.#user(context) },
+    '/vantora/login/logout': { open: true, handle: (context) => this.#logout(context) },
   };
 
+  #accounts;
+
+  constructor({ accounts }) {
+    this.#accounts = accounts;
+  }
+
   // One path, told apart by the fields: a device token, or a password with or without a new device.
-  function submit({ json }) {
+  #submit({ json }) {
     const userId = field(json, 'userId');
     oneOf(json, 'sourceSystem', ['Corvel']);
     if ('deviceAccessToken' in json) {
-      if (!accounts.hasDeviceToken(userId, field(json, 'deviceId'), field(json, 'deviceAccessToken'))) {
+      if (!this.#accounts.hasDeviceToken(userId, field(json, 'deviceId'), field(json, 'deviceAccessToken'))) {
         throw failures.wrongDeviceToken();
       }
-      return signedIn(userId, json, { infoMsgKeys: ['login.submit.success'] });
+      return this.#signedIn(userId, json, { infoMsgKeys: ['login.submit.success'] });
     }
-    if (!accounts.hasPassword(userId, field(json, 'password'))) {
+    if (!this.#accounts.hasPassword(userId, field(json, 'password'))) {
       throw failures.wrongCredentials();
     }
-    return signedIn(userId, json, { infoMsgs: ['Login success'], infoMsgKeys: ['login.submit.success'] });
+    return this.#signedIn(userId, json, { infoMsgs: ['Login success'], infoMsgKeys: ['login.submit.success'] });
   }
 
-  function oauthCallback({ json, params: [provider] }) {
+  #oauthCallback({ json, params: [provider] }) {
     oneOf(json, 'sourceSystem', ['Corvel']);
     checkCallbackUrl(provider, field(json, 'callbackUrl'));
-    const who = accounts.redeemCode(provider, field(json, 'code'));
+    const who = this.#accounts.redeemCode(provider, field(json, 'code'));
     if (!who) {
       throw failures.wrongOAuthCode();
     }
     return who.registration
-      ? registrationRequest(provider, who.registration)
-      : signedIn(who.userId, json, { infoMsgKeys: ['login.oauth.success'] });
+      ? this.#registrationRequest(provider, who.registration)
+      : this.#signedIn(who.userId, json, { infoMsgKeys: ['login.oauth.success'] });
   }
 
   // The last member has to be a text: presenters put "sourceSystem" behind the last quote.
-  function registrationRequest(provider, userLoginId) {
-    const data = { registrationToken: accounts.startRegistration(userLoginId), provider, userLoginId, userName: '' };
+  #registrationRequest(provider, userLoginId) {
+    const data = { registrationToken: this.#accounts.startRegistration(userLoginId), provider, userLoginId, userName: '' };
     return { body: successBody(data, { infoMsgKeys: ['login.oauth.registration.success'] }) };
   }
 
   // This reply announces its success in "infoMsgs": presenters that find both success and registration
   // in "infoMsgKeys" would ask the user to register once more.
-  function register({ json }) {
+  #register({ json }) {
     oneOf(json, 'sourceSystem', ['Corvel']);
-    const userId = accounts.finishRegistration(field(json, 'registrationToken'));
+    const userId = this.#accounts.finishRegistration(field(json, 'registrationToken'));
     if (userId === null) {
       throw failures.unknownRegistration();
     }
-    return signedIn(userId, json, {
+    return this.#signedIn(userId, json, {
       infoMsgs: ['Registration success'],
       infoMsgKeys: ['register.oauth.registration.success'],
     });
   }
 
   // Not being signed in is an answer here, not a failure: the presenter asks in order to find out.
-  function user({ user: userLoginId }) {
+  #user({ user: userLoginId }) {
     return { body: successBody(userLoginId === null ? {} : { userLoginId }) };
   }
 
-  function logout({ cookie }) {
-    accounts.signOut(cookie);
+  #logout({ cookie }) {
+    this.#accounts.signOut(cookie);
     return { body: successBody({}, { infoMsgKeys: ['login.logout.success'] }) };
   }
 
   // A device that gives its name wants a token with which it can sign in without a password.
-  function signedIn(userId, json, messages) {
+  #signedIn(userId, json, messages) {
     const data = 'deviceName' in json
-      ? { deviceAccessToken: accounts.issueDeviceToken(userId, field(json, 'deviceId')) }
+      ? { deviceAccessToken: this.#accounts.issueDeviceToken(userId, field(json, 'deviceId')) }
       : {};
-    return { body: successBody(data, messages), signIn: accounts.signIn(userId) };
+    return { body: successBody(data, messages), signIn: this.#accounts.signIn(userId) };
   }
 }
 
