@@ -28,6 +28,12 @@ QDebug debug()
     return qDebug().noquote() << "[SockJSXHRPollingWorker]";
 }
 
+// The whole of it: the toolkit's own conversion of a byte array stops at the first zero byte.
+QString toText(const QByteArray &bytes)
+{
+    return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
 // The line at `position` without its end; moves `position` behind it. The last line may lack its
 // line feed.
 QByteArray takeLine(const QByteArray &data, int *position)
@@ -192,13 +198,13 @@ void SockJSXHRPollingWorker::deliverMessage()
     if (bytes.endsWith('\n'))
         bytes.chop(1);
     message = QString();
-    Q_EMIT receivedMessageResponse(current, QString::fromUtf8(bytes));
+    Q_EMIT receivedMessageResponse(current, toText(bytes));
 }
 
 void SockJSXHRPollingWorker::clearBuffer()
 {
     debug() << "Incoming data timeout, clearing buffer";
-    qDebug().noquote() << "[SockJSXHRPollingWorker.BufferData] =" << buffer;
+    qDebug().noquote() << "[SockJSXHRPollingWorker.BufferData] =" << toText(buffer);
     buffer.clear();
     headerSearchStart = 0;
     // The request keeps waiting, but what comes next may as well be a new response.
@@ -245,8 +251,7 @@ int SockJSXHRPollingWorker::parseHttpHeaderResponse(QByteArray data, int *status
             break;
         const int colon = line.indexOf(':');
         if (colon > 0)
-            headers->insert(QString::fromUtf8(line.left(colon)),
-                            QString::fromUtf8(line.mid(colon + 1)));
+            headers->insert(toText(line.left(colon)), toText(line.mid(colon + 1)));
     }
     return position;
 }

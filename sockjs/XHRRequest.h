@@ -43,5 +43,3 @@ public:
     /// The response's "Content-Length" in bytes; 0 until a header sets it.
     int contentLength = 0;
 };
-
-Q_DECLARE_METATYPE(QStringMap)

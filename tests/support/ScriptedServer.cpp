@@ -206,7 +206,13 @@ private:
 
     bool expectRequest()
     {
-        if (!readUntil(QStringLiteral("request"), [this] { return requestLength(m_pending) >= 0; }))
+        const auto enough = [this] {
+            // Line ends behind the request before, which its length did not count.
+            while (m_pending.startsWith("\r\n"))
+                m_pending.remove(0, 2);
+            return requestLength(m_pending) >= 0;
+        };
+        if (!readUntil(QStringLiteral("request"), enough))
             return false;
         const QByteArray request = m_pending.left(requestLength(m_pending));
         m_pending.remove(0, request.size());

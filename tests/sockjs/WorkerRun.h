@@ -1,0 +1,94 @@
+#pragma once
+
+#include "SockJSProbe.h"
+#include "sockjs/SockJSXHRPollingWorker.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QThread>
+#include <QtNetwork/QSslSocket>
+
+#include <memory>
+#include <vector>
+
+// A worker on a thread of its own, connected, moved and started as the transport does it, with what
+// it reports written down on the test's thread.
+class WorkerRun
+{
+public:
+    WorkerRun(const QString &host, quint16 port, bool ssl = false, bool keepAlive = true)
+        : socket(ssl ? new QSslSocket : new QTcpSocket),
+          worker(
+              std::make_unique<SockJSXHRPollingWorker>(nullptr, socket, host, port, ssl, keepAlive))
+    {
+        using Worker = SockJSXHRPollingWorker;
+        socket->setProxy(QNetworkProxy::NoProxy);
+        QObject::connect(worker.get(), &Worker::receivedHeadersResponse, &m_context,
+                         [this](XHRRequest *request, QStringMap header) {
+                             answered.append(request);
+                             headers.append(header);
+                         });
+        QObject::connect(worker.get(), &Worker::receivedMessageResponse, &m_context,
+                         [this](XHRRequest *, QString message) { messages.append(message); });
+        QObject::connect(worker.get(), &Worker::reconnected, &m_context,
+                         [this] { ++reconnections; });
+        QObject::connect(worker.get(), &Worker::finished, &m_context, [this] { ++ends; });
+    }
+    ~WorkerRun() { stop(); }
+    WorkerRun(const WorkerRun &) = delete;
+    WorkerRun &operator=(const WorkerRun &) = delete;
+
+    bool connectToServer() { return worker->connectToServer(); }
+    // Takes a request as already written, so that the first response is one to it.
+    XHRRequest *expectResponse()
+    {
+        SockJSProbe::inFlight(*worker).append(makeRequest(QString()));
+        return m_requests.back().get();
+    }
+    bool queue(const QString &payload) { return worker->queueRequest(makeRequest(payload)); }
+    XHRRequest *makeRequest(const QString &payload)
+    {
+        m_requests.push_back(
+            std::make_unique<XHRRequest>(nullptr, QStringLiteral("/x/xhr"), payload));
+        return m_requests.back().get();
+    }
+    void start()
+    {
+        worker->moveToThread(&thread);
+        socket->moveToThread(&thread);
+        QObject::connect(worker.get(), &SockJSXHRPollingWorker::finished, &thread, &QThread::quit,
+                         Qt::DirectConnection);
+        QObject::connect(&thread, &QThread::started, worker.get(),
+                         &SockJSXHRPollingWorker::process);
+        QObject::connect(&thread, &QThread::finished, socket, &QObject::deleteLater);
+        thread.start();
+        m_started = true;
+    }
+    // Ends the worker and delivers all it reported.
+    void stop()
+    {
+        if (m_started) {
+            worker->forceClose();
+            thread.wait();
+        } else {
+            delete socket;
+        }
+        socket = nullptr;
+        m_started = false;
+        QCoreApplication::sendPostedEvents(&m_context);
+    }
+
+    QTcpSocket *socket;
+    std::unique_ptr<SockJSXHRPollingWorker> worker;
+    QThread thread;
+
+    QList<XHRRequest *> answered;
+    QList<QStringMap> headers;
+    QStringList messages;
+    int reconnections = 0;
+    int ends = 0;
+
+private:
+    std::vector<std::unique_ptr<XHRRequest>> m_requests;
+    QObject m_context;
+    bool m_started = false;
+};
