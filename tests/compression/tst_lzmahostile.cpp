@@ -52,7 +52,7 @@ long peakResidentKilobytes()
 } // namespace
 
 // Blocks and texts that no honest writer makes. The sanitizers see what a return value cannot show.
-class tst_LzmaHostile : public QObject
+class tst_lzmahostile : public QObject
 {
     Q_OBJECT
 
@@ -73,7 +73,7 @@ private slots:
     void integersOutsideEveryRangeAreSurvived();
 };
 
-void tst_LzmaHostile::blocksOfEveryShortLengthFail_data()
+void tst_lzmahostile::blocksOfEveryShortLengthFail_data()
 {
     QTest::addColumn<QByteArray>("block");
     // Huge declared lengths have a test of their own; the sanitizer takes long over each.
@@ -89,7 +89,7 @@ void tst_LzmaHostile::blocksOfEveryShortLengthFail_data()
     }
 }
 
-void tst_LzmaHostile::blocksOfEveryShortLengthFail()
+void tst_lzmahostile::blocksOfEveryShortLengthFail()
 {
     QFETCH(QByteArray, block);
     // The first five zeros of a stream are a whole one when no text is declared.
@@ -109,7 +109,7 @@ void tst_LzmaHostile::blocksOfEveryShortLengthFail()
     QCOMPARE(text, isEmptyText ? QString() : EARLIER);
 }
 
-void tst_LzmaHostile::everyTruncationFails()
+void tst_lzmahostile::everyTruncationFails()
 {
     const QByteArray block = packed(lessonText(2000).toUtf8());
     for (int length = 0; length < block.size(); ++length) {
@@ -119,7 +119,7 @@ void tst_LzmaHostile::everyTruncationFails()
     }
 }
 
-void tst_LzmaHostile::everyFlippedBitIsSurvived()
+void tst_lzmahostile::everyFlippedBitIsSurvived()
 {
     const QByteArray block = packed(lessonText(400).toUtf8());
     for (int bit = 0; bit < block.size() * 8; ++bit) {
@@ -129,7 +129,7 @@ void tst_LzmaHostile::everyFlippedBitIsSurvived()
     }
 }
 
-void tst_LzmaHostile::randomStreamsAreSurvived_data()
+void tst_lzmahostile::randomStreamsAreSurvived_data()
 {
     QTest::addColumn<int>("properties");
     QTest::addColumn<int>("dictionary");
@@ -140,7 +140,7 @@ void tst_LzmaHostile::randomStreamsAreSurvived_data()
     }
 }
 
-void tst_LzmaHostile::randomStreamsAreSurvived()
+void tst_lzmahostile::randomStreamsAreSurvived()
 {
     QFETCH(int, properties);
     QFETCH(int, dictionary);
@@ -157,7 +157,7 @@ void tst_LzmaHostile::randomStreamsAreSurvived()
     }
 }
 
-void tst_LzmaHostile::hugeDeclaredLengthCostsNeitherTimeNorMemory_data()
+void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory_data()
 {
     QTest::addColumn<QByteArray>("block");
     QTest::addColumn<bool>("readable");
@@ -169,7 +169,7 @@ void tst_LzmaHostile::hugeDeclaredLengthCostsNeitherTimeNorMemory_data()
     QTest::newRow("4 bytes of text") << withDeclaredLength(packed("test"), 0xFFFFFFFFu) << true;
 }
 
-void tst_LzmaHostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
+void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
 {
     QFETCH(QByteArray, block);
     QFETCH(bool, readable);
@@ -190,7 +190,7 @@ void tst_LzmaHostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
         QVERIFY(peakResidentKilobytes() - before < 64L * 1024);
 }
 
-void tst_LzmaHostile::textOf16MegabytesInASmallBlockIsRead()
+void tst_lzmahostile::textOf16MegabytesInASmallBlockIsRead()
 {
     const QByteArray block = packed(QByteArray(16 << 20, 'a'));
     QVERIFY(block.size() < 5000);
@@ -199,7 +199,7 @@ void tst_LzmaHostile::textOf16MegabytesInASmallBlockIsRead()
     QCOMPARE(text, QString(16 << 20, QLatin1Char('a')));
 }
 
-void tst_LzmaHostile::randomBase64IsSurvived()
+void tst_lzmahostile::randomBase64IsSurvived()
 {
     // Behind a header that declares 200 bytes, so that the stream is reached.
     const QString header = QStringLiteral("XQBAAADIAAAAAAAAAAAA");
@@ -214,7 +214,7 @@ void tst_LzmaHostile::randomBase64IsSurvived()
     QCOMPARE(text, EARLIER);
 }
 
-void tst_LzmaHostile::randomListsAreSurvived()
+void tst_lzmahostile::randomListsAreSurvived()
 {
     const QString letters = QStringLiteral("0123456789,,,,,,[]- x.");
     QRandomGenerator generator(9);
@@ -230,7 +230,7 @@ void tst_LzmaHostile::randomListsAreSurvived()
     }
 }
 
-void tst_LzmaHostile::tenMegabytesOfListAreSurvived_data()
+void tst_lzmahostile::tenMegabytesOfListAreSurvived_data()
 {
     QTest::addColumn<QString>("list");
     QTest::newRow("separators") << QString(10000000, QLatin1Char(','));
@@ -238,7 +238,7 @@ void tst_LzmaHostile::tenMegabytesOfListAreSurvived_data()
     QTest::newRow("one number") << QString(10000000, QLatin1Char('9'));
 }
 
-void tst_LzmaHostile::tenMegabytesOfListAreSurvived()
+void tst_lzmahostile::tenMegabytesOfListAreSurvived()
 {
     QFETCH(QString, list);
     QString text = EARLIER;
@@ -248,7 +248,7 @@ void tst_LzmaHostile::tenMegabytesOfListAreSurvived()
     QCOMPARE(text, isEmptyText ? QString() : EARLIER);
 }
 
-void tst_LzmaHostile::integersOutsideEveryRangeAreSurvived()
+void tst_lzmahostile::integersOutsideEveryRangeAreSurvived()
 {
     QVariantList integers;
     for (int i = 0; i < 4; ++i) {
@@ -265,5 +265,5 @@ void tst_LzmaHostile::integersOutsideEveryRangeAreSurvived()
     QCOMPARE(text, EARLIER);
 }
 
-QTEST_GUILESS_MAIN(tst_LzmaHostile)
-#include "tst_LzmaHostile.moc"
+QTEST_GUILESS_MAIN(tst_lzmahostile)
+#include "tst_lzmahostile.moc"

@@ -56,7 +56,7 @@ const QString TEST_LIST = QStringLiteral("[93,0,64,0,0,4,0,0,0,4,0,0,0,"
 Q_DECLARE_METATYPE(Form)
 
 // The text forms of a block: base64, bracketed list, list of integers.
-class tst_LzmaText : public QObject
+class tst_lzmatext : public QObject
 {
     Q_OBJECT
 
@@ -90,20 +90,20 @@ private slots:
     void operationsRunOnManyThreadsAtOnce();
 };
 
-void tst_LzmaText::initTestCase()
+void tst_lzmatext::initTestCase()
 {
     const QString letters = QStringLiteral("é€✓😀");
     QCOMPARE(letters.toLocal8Bit(), letters.toUtf8()); // what the learners' devices read
 }
 
-void tst_LzmaText::textIsWrittenAsBase64()
+void tst_lzmatext::textIsWrittenAsBase64()
 {
     QString block;
     QVERIFY(Lzma::compress64(QStringLiteral("test"), &block));
     QCOMPARE(block, TEST_BASE64);
 }
 
-void tst_LzmaText::base64HasPaddingAndNoLineBreaks()
+void tst_lzmatext::base64HasPaddingAndNoLineBreaks()
 {
     QSet<int> paddings;
     for (int characters = 0; characters < 40; ++characters) {
@@ -121,14 +121,14 @@ void tst_LzmaText::base64HasPaddingAndNoLineBreaks()
     QVERIFY(alphabet.match(block).hasMatch());
 }
 
-void tst_LzmaText::textIsWrittenAsBracketedList()
+void tst_lzmatext::textIsWrittenAsBracketedList()
 {
     QString block;
     QVERIFY(Lzma::compress(QStringLiteral("test"), &block));
     QCOMPARE(block, TEST_LIST);
 }
 
-void tst_LzmaText::anyListBeginsWithTheProperties_data()
+void tst_lzmatext::anyListBeginsWithTheProperties_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QString();
@@ -137,7 +137,7 @@ void tst_LzmaText::anyListBeginsWithTheProperties_data()
     QTest::newRow("random") << randomText(5000, 5);
 }
 
-void tst_LzmaText::anyListBeginsWithTheProperties()
+void tst_lzmatext::anyListBeginsWithTheProperties()
 {
     QFETCH(QString, text);
     QString list;
@@ -148,7 +148,7 @@ void tst_LzmaText::anyListBeginsWithTheProperties()
     QVERIFY(syntax.match(list).hasMatch());
 }
 
-void tst_LzmaText::everyFormComesBack_data()
+void tst_lzmatext::everyFormComesBack_data()
 {
     QTest::addColumn<Form>("form");
     QTest::addColumn<QString>("text");
@@ -165,7 +165,7 @@ void tst_LzmaText::everyFormComesBack_data()
     }
 }
 
-void tst_LzmaText::everyFormComesBack()
+void tst_lzmatext::everyFormComesBack()
 {
     QFETCH(Form, form);
     QFETCH(QString, text);
@@ -176,14 +176,14 @@ void tst_LzmaText::everyFormComesBack()
     QCOMPARE(back, text);
 }
 
-void tst_LzmaText::rawBlockIsReadAsText()
+void tst_lzmatext::rawBlockIsReadAsText()
 {
     QString text;
     QVERIFY(unpack(QByteArray::fromHex(TEST_HEX.toLatin1()), &text));
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::textIsPackedInTheLocalEncodingAndReadAsUtf8()
+void tst_lzmatext::textIsPackedInTheLocalEncodingAndReadAsUtf8()
 {
     QTextCodec *utf8 = QTextCodec::codecForLocale();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO 8859-1"));
@@ -198,7 +198,7 @@ void tst_LzmaText::textIsPackedInTheLocalEncodingAndReadAsUtf8()
     QCOMPARE(text, QStringLiteral("n\uFFFD"));
 }
 
-void tst_LzmaText::textIsCutAtAZeroByte()
+void tst_lzmatext::textIsCutAtAZeroByte()
 {
     QString text;
     QVERIFY(unpack(packed(QByteArray("before\0after", 12)), &text));
@@ -207,14 +207,14 @@ void tst_LzmaText::textIsCutAtAZeroByte()
     QCOMPARE(text, QString());
 }
 
-void tst_LzmaText::textEndsWhereTheStreamEnds()
+void tst_lzmatext::textEndsWhereTheStreamEnds()
 {
     QString text;
     QVERIFY(unpack(withDeclaredLength(packed("test"), 100000), &text));
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::base64Of13BytesIsRejectedAndOf14IsTried()
+void tst_lzmatext::base64Of13BytesIsRejectedAndOf14IsTried()
 {
     QString text = EARLIER;
     const QByteArray block = packed("");
@@ -226,7 +226,7 @@ void tst_LzmaText::base64Of13BytesIsRejectedAndOf14IsTried()
     QCOMPARE(text, QString());
 }
 
-void tst_LzmaText::base64IgnoresForeignCharacters()
+void tst_lzmatext::base64IgnoresForeignCharacters()
 {
     QString broken = TEST_BASE64;
     broken.insert(20, QStringLiteral("\r\n")).insert(5, QLatin1Char(' ')).append(QChar(0x20AC));
@@ -235,7 +235,7 @@ void tst_LzmaText::base64IgnoresForeignCharacters()
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::listIsReadWithoutItsBracketsAndWithBracketsAnywhere_data()
+void tst_lzmatext::listIsReadWithoutItsBracketsAndWithBracketsAnywhere_data()
 {
     QTest::addColumn<QString>("list");
     const QString bare = TEST_LIST.mid(1, TEST_LIST.size() - 2);
@@ -252,7 +252,7 @@ void tst_LzmaText::listIsReadWithoutItsBracketsAndWithBracketsAnywhere_data()
                                                                QStringLiteral(" , "));
 }
 
-void tst_LzmaText::listIsReadWithoutItsBracketsAndWithBracketsAnywhere()
+void tst_lzmatext::listIsReadWithoutItsBracketsAndWithBracketsAnywhere()
 {
     QFETCH(QString, list);
     QString text;
@@ -260,7 +260,7 @@ void tst_LzmaText::listIsReadWithoutItsBracketsAndWithBracketsAnywhere()
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::listElementsAreReadModulo256()
+void tst_lzmatext::listElementsAreReadModulo256()
 {
     // A text of 300 times "a" declares its length as 44, 1, 0, 0; 300 is 44 modulo 256.
     QString list;
@@ -272,14 +272,14 @@ void tst_LzmaText::listElementsAreReadModulo256()
     QCOMPARE(text, QString(300, QLatin1Char('a')));
 }
 
-void tst_LzmaText::listElementThatIsNoNumberIsZero_data()
+void tst_lzmatext::listElementThatIsNoNumberIsZero_data()
 {
     QTest::addColumn<QString>("zero");
     for (const char *zero : {"x", "", " ", "0x10", "4.5", "1e1", "99999999999", "\"0\"", "null"})
         QTest::addRow("'%s'", zero) << QString::fromLatin1(zero);
 }
 
-void tst_LzmaText::listElementThatIsNoNumberIsZero()
+void tst_lzmatext::listElementThatIsNoNumberIsZero()
 {
     QFETCH(QString, zero);
     QStringList numbers = TEST_LIST.split(QLatin1Char(','));
@@ -293,7 +293,7 @@ void tst_LzmaText::listElementThatIsNoNumberIsZero()
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::integersAreReadModulo256AndFromAnyType()
+void tst_lzmatext::integersAreReadModulo256AndFromAnyType()
 {
     QVariantList integers = integersOf(TEST_LIST);
     integers[0] = 93 + 256;
@@ -310,7 +310,7 @@ void tst_LzmaText::integersAreReadModulo256AndFromAnyType()
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::signedBytesAsDevicesSendThemAreRead()
+void tst_lzmatext::signedBytesAsDevicesSendThemAreRead()
 {
     QVariantList integers;
     for (char byte : QByteArray::fromHex(TEST_HEX.toLatin1()))
@@ -321,7 +321,7 @@ void tst_LzmaText::signedBytesAsDevicesSendThemAreRead()
     QCOMPARE(text, QStringLiteral("test"));
 }
 
-void tst_LzmaText::emptyListsFail_data()
+void tst_lzmatext::emptyListsFail_data()
 {
     QTest::addColumn<QString>("list");
     QTest::newRow("nothing") << QString();
@@ -329,7 +329,7 @@ void tst_LzmaText::emptyListsFail_data()
     QTest::newRow("many brackets") << QStringLiteral("[[]][");
 }
 
-void tst_LzmaText::emptyListsFail()
+void tst_lzmatext::emptyListsFail()
 {
     QFETCH(QString, list);
     QString text = EARLIER;
@@ -338,7 +338,7 @@ void tst_LzmaText::emptyListsFail()
     QCOMPARE(text, EARLIER);
 }
 
-void tst_LzmaText::failureLeavesTheResultAlone_data()
+void tst_lzmatext::failureLeavesTheResultAlone_data()
 {
     QTest::addColumn<QByteArray>("block");
     const QByteArray block = packed(lessonText(1000).toUtf8());
@@ -355,7 +355,7 @@ void tst_LzmaText::failureLeavesTheResultAlone_data()
     QTest::newRow("13 bytes") << block.left(13);
 }
 
-void tst_LzmaText::failureLeavesTheResultAlone()
+void tst_lzmatext::failureLeavesTheResultAlone()
 {
     QFETCH(QByteArray, block);
     QStringList numbers;
@@ -372,7 +372,7 @@ void tst_LzmaText::failureLeavesTheResultAlone()
     QCOMPARE(text, EARLIER);
 }
 
-void tst_LzmaText::nothingIsLogged()
+void tst_lzmatext::nothingIsLogged()
 {
     LogCapture log;
     QString text;
@@ -384,7 +384,7 @@ void tst_LzmaText::nothingIsLogged()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_LzmaText::operationsRunOnManyThreadsAtOnce()
+void tst_lzmatext::operationsRunOnManyThreadsAtOnce()
 {
     std::atomic_int right{0};
     std::vector<std::thread> threads;
@@ -405,5 +405,5 @@ void tst_LzmaText::operationsRunOnManyThreadsAtOnce()
     QCOMPARE(right.load(), 160);
 }
 
-QTEST_GUILESS_MAIN(tst_LzmaText)
-#include "tst_LzmaText.moc"
+QTEST_GUILESS_MAIN(tst_lzmatext)
+#include "tst_lzmatext.moc"

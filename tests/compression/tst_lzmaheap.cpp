@@ -48,7 +48,7 @@ extern "C" Q_DECL_EXPORT void MyFree(void *address)
 using namespace Samples;
 
 // Who allocates what, and that nothing of it stays behind, whatever fails.
-class tst_LzmaHeap : public QObject
+class tst_lzmaheap : public QObject
 {
     Q_OBJECT
 
@@ -65,7 +65,7 @@ private slots:
     void bytesThatTheDecoderDidNotWriteAreNeverRead();
 };
 
-void tst_LzmaHeap::initTestCase()
+void tst_lzmaheap::initTestCase()
 {
     QString text;
     Lzma::compress64(QStringLiteral("test"), &text);
@@ -73,7 +73,7 @@ void tst_LzmaHeap::initTestCase()
         QSKIP("This build does not let a program replace the library's heap functions.");
 }
 
-void tst_LzmaHeap::packingReservesOneFixedBudget_data()
+void tst_lzmaheap::packingReservesOneFixedBudget_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<quint64>("reserved");
@@ -84,7 +84,7 @@ void tst_LzmaHeap::packingReservesOneFixedBudget_data()
     QTest::newRow("100000") << 100000 << quint64(133474);
 }
 
-void tst_LzmaHeap::packingReservesOneFixedBudget()
+void tst_lzmaheap::packingReservesOneFixedBudget()
 {
     QFETCH(int, length);
     QFETCH(quint64, reserved);
@@ -101,7 +101,7 @@ void tst_LzmaHeap::packingReservesOneFixedBudget()
     MyFree(block);
 }
 
-void tst_LzmaHeap::unpackingAllocatesTheDeclaredLengthPlusOne()
+void tst_lzmaheap::unpackingAllocatesTheDeclaredLengthPlusOne()
 {
     const QByteArray block = withDeclaredLength(packed("test"), 12345);
     heap.reset();
@@ -115,7 +115,7 @@ void tst_LzmaHeap::unpackingAllocatesTheDeclaredLengthPlusOne()
     MyFree(text);
 }
 
-void tst_LzmaHeap::textOperationsLeaveNothingBehind_data()
+void tst_lzmaheap::textOperationsLeaveNothingBehind_data()
 {
     QTest::addColumn<QByteArray>("block");
     QTest::addColumn<bool>("readable");
@@ -130,7 +130,7 @@ void tst_LzmaHeap::textOperationsLeaveNothingBehind_data()
     QTest::newRow("nothing") << QByteArray() << false;
 }
 
-void tst_LzmaHeap::textOperationsLeaveNothingBehind()
+void tst_lzmaheap::textOperationsLeaveNothingBehind()
 {
     QFETCH(QByteArray, block);
     QFETCH(bool, readable);
@@ -151,7 +151,7 @@ void tst_LzmaHeap::textOperationsLeaveNothingBehind()
     QVERIFY(heap.live.empty());
 }
 
-void tst_LzmaHeap::packingWithoutMemoryFails()
+void tst_lzmaheap::packingWithoutMemoryFails()
 {
     QString result;
     QVERIFY(Lzma::compress64(QStringLiteral("test"), &result));
@@ -178,7 +178,7 @@ void tst_LzmaHeap::packingWithoutMemoryFails()
     }
 }
 
-void tst_LzmaHeap::unpackingWithoutMemoryFails()
+void tst_lzmaheap::unpackingWithoutMemoryFails()
 {
     const QByteArray block = packed("test");
     const QString base64 = QString::fromLatin1(block.toBase64());
@@ -196,7 +196,7 @@ void tst_LzmaHeap::unpackingWithoutMemoryFails()
     }
 }
 
-void tst_LzmaHeap::bytesThatTheDecoderDidNotWriteAreNeverRead()
+void tst_lzmaheap::bytesThatTheDecoderDidNotWriteAreNeverRead()
 {
     QString text;
     QVERIFY(unpack(withDeclaredLength(packed("test"), 5000), &text));
@@ -205,5 +205,5 @@ void tst_LzmaHeap::bytesThatTheDecoderDidNotWriteAreNeverRead()
     QCOMPARE(text, QString());
 }
 
-QTEST_GUILESS_MAIN(tst_LzmaHeap)
-#include "tst_LzmaHeap.moc"
+QTEST_GUILESS_MAIN(tst_lzmaheap)
+#include "tst_lzmaheap.moc"

@@ -87,7 +87,7 @@ void logMessage(QtMsgType type, const QMessageLogContext &context, const QString
 
 } // namespace
 
-class tst_gUncompress : public QObject
+class tst_guncompress : public QObject
 {
     Q_OBJECT
 
@@ -111,14 +111,14 @@ private slots:
     void randomBytesAreSurvived();
 };
 
-void tst_gUncompress::init()
+void tst_guncompress::init()
 {
     initialiseResult = PASS_ON;
     inflateResult = PASS_ON;
     openStreams = 0;
 }
 
-void tst_gUncompress::gzipAndZlibBodiesAreInflated_data()
+void tst_guncompress::gzipAndZlibBodiesAreInflated_data()
 {
     QTest::addColumn<int>("format");
     QTest::addColumn<QByteArray>("bytes");
@@ -133,21 +133,21 @@ void tst_gUncompress::gzipAndZlibBodiesAreInflated_data()
     }
 }
 
-void tst_gUncompress::gzipAndZlibBodiesAreInflated()
+void tst_guncompress::gzipAndZlibBodiesAreInflated()
 {
     QFETCH(int, format);
     QFETCH(QByteArray, bytes);
     QCOMPARE(gUncompress(deflated(bytes, format)), bytes);
 }
 
-void tst_gUncompress::outputOfWholeChunksIsComplete_data()
+void tst_guncompress::outputOfWholeChunksIsComplete_data()
 {
     QTest::addColumn<int>("length");
     for (int length : {1023, 1024, 1025, 2047, 2048, 2049, 10240, 65536})
         QTest::addRow("%d", length) << length;
 }
 
-void tst_gUncompress::outputOfWholeChunksIsComplete()
+void tst_guncompress::outputOfWholeChunksIsComplete()
 {
     QFETCH(int, length);
     const QByteArray repetitive(length, 'a');
@@ -156,14 +156,14 @@ void tst_gUncompress::outputOfWholeChunksIsComplete()
     QCOMPARE(gUncompress(deflated(random, ZLIB)), random);
 }
 
-void tst_gUncompress::inputUnder5BytesGivesAWarning_data()
+void tst_guncompress::inputUnder5BytesGivesAWarning_data()
 {
     QTest::addColumn<int>("length");
     for (int length = 0; length < 5; ++length)
         QTest::addRow("%d", length) << length;
 }
 
-void tst_gUncompress::inputUnder5BytesGivesAWarning()
+void tst_guncompress::inputUnder5BytesGivesAWarning()
 {
     QFETCH(int, length);
     const QByteArray input = deflated("text", GZIP).left(length);
@@ -179,7 +179,7 @@ void tst_gUncompress::inputUnder5BytesGivesAWarning()
     QCOMPARE(logged.first().text, QStringLiteral("gUncompress: Input data is truncated"));
 }
 
-void tst_gUncompress::bodyCutOffGivesWhatCanBeRead()
+void tst_guncompress::bodyCutOffGivesWhatCanBeRead()
 {
     const QByteArray bytes = Samples::randomBytes(5000, 3);
     const QByteArray body = deflated(bytes, GZIP);
@@ -196,7 +196,7 @@ void tst_gUncompress::bodyCutOffGivesWhatCanBeRead()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_gUncompress::brokenBodyGivesNothing_data()
+void tst_guncompress::brokenBodyGivesNothing_data()
 {
     QTest::addColumn<QByteArray>("body");
     const QByteArray bytes = Samples::lessonText(20000).toUtf8();
@@ -213,7 +213,7 @@ void tst_gUncompress::brokenBodyGivesNothing_data()
     QTest::newRow("needs a dictionary") << deflated(bytes, ZLIB, "a dictionary of both ends");
 }
 
-void tst_gUncompress::brokenBodyGivesNothing()
+void tst_guncompress::brokenBodyGivesNothing()
 {
     QFETCH(QByteArray, body);
     LogCapture log;
@@ -221,7 +221,7 @@ void tst_gUncompress::brokenBodyGivesNothing()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_gUncompress::errorOfZlibGivesNothing_data()
+void tst_guncompress::errorOfZlibGivesNothing_data()
 {
     QTest::addColumn<int>("result");
     QTest::newRow("Z_NEED_DICT") << Z_NEED_DICT;
@@ -229,7 +229,7 @@ void tst_gUncompress::errorOfZlibGivesNothing_data()
     QTest::newRow("Z_MEM_ERROR") << Z_MEM_ERROR;
 }
 
-void tst_gUncompress::errorOfZlibGivesNothing()
+void tst_guncompress::errorOfZlibGivesNothing()
 {
     QFETCH(int, result);
     const QByteArray body = deflated("text", GZIP);
@@ -240,20 +240,20 @@ void tst_gUncompress::errorOfZlibGivesNothing()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_gUncompress::failedInitialisationGivesNothing()
+void tst_guncompress::failedInitialisationGivesNothing()
 {
     initialiseResult = Z_MEM_ERROR;
     QCOMPARE(gUncompress(deflated("text", GZIP)), QByteArray());
 }
 
-void tst_gUncompress::bytesBehindTheBodyAreNotRead()
+void tst_guncompress::bytesBehindTheBodyAreNotRead()
 {
     const QByteArray body = deflated("first", GZIP);
     QCOMPARE(gUncompress(body + "rubbish"), QByteArray("first"));
     QCOMPARE(gUncompress(body + deflated("second", GZIP)), QByteArray("first"));
 }
 
-void tst_gUncompress::everyFlippedBitIsSurvived()
+void tst_guncompress::everyFlippedBitIsSurvived()
 {
     const QByteArray body = deflated(Samples::lessonText(3000).toUtf8(), GZIP);
     LogCapture log;
@@ -266,7 +266,7 @@ void tst_gUncompress::everyFlippedBitIsSurvived()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_gUncompress::randomBytesAreSurvived()
+void tst_guncompress::randomBytesAreSurvived()
 {
     for (quint32 round = 0; round < 300; ++round) {
         // Behind a gzip header, so that the decoder is reached.
@@ -276,5 +276,5 @@ void tst_gUncompress::randomBytesAreSurvived()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_gUncompress)
-#include "tst_gUncompress.moc"
+QTEST_GUILESS_MAIN(tst_guncompress)
+#include "tst_guncompress.moc"

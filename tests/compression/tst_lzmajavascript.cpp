@@ -22,7 +22,7 @@ QJsonObject askJavaScriptPeer(const QJsonObject &request)
 } // namespace
 
 // The package that the classroom service and the learners' devices use, as the other end.
-class tst_LzmaJavaScript : public QObject
+class tst_lzmajavascript : public QObject
 {
     Q_OBJECT
 
@@ -30,7 +30,7 @@ private slots:
     void packageReadsOurBlocksAndWeReadIts();
 };
 
-void tst_LzmaJavaScript::packageReadsOurBlocksAndWeReadIts()
+void tst_lzmajavascript::packageReadsOurBlocksAndWeReadIts()
 {
     const QStringList texts = sampleTexts().filter(QRegularExpression(QStringLiteral(".")));
     QJsonArray ourBlocks;
@@ -55,5 +55,5 @@ void tst_LzmaJavaScript::packageReadsOurBlocksAndWeReadIts()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_LzmaJavaScript)
-#include "tst_LzmaJavaScript.moc"
+QTEST_GUILESS_MAIN(tst_lzmajavascript)
+#include "tst_lzmajavascript.moc"

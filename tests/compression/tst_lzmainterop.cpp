@@ -97,7 +97,7 @@ constexpr quint64 UNKNOWN_LENGTH = UINT64_MAX;
 } // namespace
 
 // Blocks made here and read elsewhere, made elsewhere and read here.
-class tst_LzmaInterop : public QObject
+class tst_lzmainterop : public QObject
 {
     Q_OBJECT
 
@@ -110,7 +110,7 @@ private slots:
     void weReadTheBlocksOfLiblzma();
 };
 
-void tst_LzmaInterop::blocksEqualThoseOfTheSdkProgram()
+void tst_lzmainterop::blocksEqualThoseOfTheSdkProgram()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -124,7 +124,7 @@ void tst_LzmaInterop::blocksEqualThoseOfTheSdkProgram()
     }
 }
 
-void tst_LzmaInterop::blocksOfBytesEqualThoseOfTheSdkProgram()
+void tst_lzmainterop::blocksOfBytesEqualThoseOfTheSdkProgram()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -134,7 +134,7 @@ void tst_LzmaInterop::blocksOfBytesEqualThoseOfTheSdkProgram()
     }
 }
 
-void tst_LzmaInterop::sdkProgramReadsOurBlocks()
+void tst_lzmainterop::sdkProgramReadsOurBlocks()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -144,7 +144,7 @@ void tst_LzmaInterop::sdkProgramReadsOurBlocks()
     }
 }
 
-void tst_LzmaInterop::blocksWithoutEndMarkerAreRead()
+void tst_lzmainterop::blocksWithoutEndMarkerAreRead()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -156,7 +156,7 @@ void tst_LzmaInterop::blocksWithoutEndMarkerAreRead()
     }
 }
 
-void tst_LzmaInterop::liblzmaReadsOurBlocks()
+void tst_lzmainterop::liblzmaReadsOurBlocks()
 {
     for (const QString &text : sampleTexts()) {
         const QByteArray bytes = text.toUtf8();
@@ -166,7 +166,7 @@ void tst_LzmaInterop::liblzmaReadsOurBlocks()
     }
 }
 
-void tst_LzmaInterop::weReadTheBlocksOfLiblzma()
+void tst_lzmainterop::weReadTheBlocksOfLiblzma()
 {
     for (uint32_t preset : {0u, 6u, 9u}) {
         for (const QString &text : {QString(), lessonText(3000), randomText(20000, 12)}) {
@@ -183,5 +183,5 @@ void tst_LzmaInterop::weReadTheBlocksOfLiblzma()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_LzmaInterop)
-#include "tst_LzmaInterop.moc"
+QTEST_GUILESS_MAIN(tst_lzmainterop)
+#include "tst_lzmainterop.moc"
