@@ -28,13 +28,13 @@ export class Control {
       POST: ({ json }) => this.#remote(json),
       DELETE: () => dismiss(this.#services.crowd.remotes),
     },
-    [`${ROOT}/publish`]: { POST: ({ json }) => this.#publish(json) },
+    [`${ROOT}/publish`]: { POST: ({ json }) => this.#publish(withText(json, 'address')) },
     [`${ROOT}/connections`]: {
       GET: () => this.#services.bus.connections.map(describeConnection),
       DELETE: ({ query }) => this.#hangUp(query.get('transport')),
     },
     [`${ROOT}/faults`]: {
-      POST: ({ json }) => this.#services.faults.add(json),
+      POST: ({ json }) => this.#services.faults.add(withText(json, 'path')),
       DELETE: () => this.#services.faults.clear(),
     },
     [`${ROOT}/sign-ins`]: { DELETE: () => this.#services.accounts.expireSignIns() },
@@ -136,6 +136,13 @@ export class Control {
     }
     return session;
   }
+}
+
+function withText(json, name) {
+  if (typeof json[name] !== 'string') {
+    throw new RequestError(400, `${name} is missing`);
+  }
+  return json;
 }
 
 function dismiss(devices) {

@@ -40,12 +40,18 @@ export class Journal {
     if (this.#file?.pending) {
       await once(this.#file, 'open');
     }
+    this.#file?.on('error', (error) => {
+      this.#file = null;
+      console.error(`classroom: the record ends here: ${error.message}`);
+    });
   }
 
   /** Notes an event; fields may be a promise of the fields. */
   note(kind, fields) {
     const entry = { n: ++this.#count, time: new Date().toISOString(), kind };
-    this.#tail = this.#tail.then(async () => this.#publish(Object.assign(entry, await fields)));
+    this.#tail = this.#tail
+      .then(async () => this.#publish(Object.assign(entry, await fields)))
+      .catch((error) => console.error(`classroom: entry ${entry.n} is missing: ${error.message}`));
   }
 
   /** Resolves when everything noted so far is readable. */
@@ -83,9 +89,11 @@ export class Journal {
   async close() {
     await this.#tail;
     this.#watchers.forEach((wake) => wake());
-    if (this.#file) {
-      this.#file.end();
-      await once(this.#file, 'close');
+    const file = this.#file;
+    this.#file = null;
+    if (file) {
+      file.end();
+      await once(file, 'close');
     }
   }
 

@@ -12,7 +12,7 @@ const LENGTH_HIGH_OFFSET = 9;
 const LEVEL = 1;
 
 // Nobody sends more than an image of a few MB; a damaged length must not cost minutes of decoding.
-const MAX_TEXT_BYTES = 256 * 1024 * 1024;
+const MAX_TEXT_BYTES = 64 * 1024 * 1024;
 
 /** The length of the text in a block's header, in bytes; 0 when the block is too short to have one. */
 export function declaredLength(block) {
