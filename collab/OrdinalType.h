@@ -15,7 +15,7 @@ class TARVOCLIENT_EXPORT OrdinalType
     Q_GADGET
 
 public:
-    enum ORDINAL_TYPE {
+    enum ORDINAL_TYPE : int {
         TRUE_FALSE,
         YES_NO,
         YES_NO_MAYBE,

@@ -15,7 +15,7 @@ class TARVOCLIENT_EXPORT PollType
     Q_GADGET
 
 public:
-    enum POLL_TYPE {
+    enum POLL_TYPE : int {
         TRUE_FALSE,
         YES_NO_OTHER,
         MULTIPLE,

@@ -176,7 +176,7 @@ protected Q_SLOTS:
 private:
     QString fullAddress(const QString &address) const;
 
-    QTimer pingTimer;
+    QTimer pingTimer{this};
     QString serverUrl;
     QString sessionCode;
     QString sessionToken;

@@ -25,6 +25,10 @@ struct SockJSProbe {
     static SockJSXHRPollingWorker *worker(SockJSXHRPolling &transport) { return transport.worker; }
 
     // SockJSConnector
+    static QList<SockJSConnector::PROTOCOL_TYPE> protocols(const SockJSConnector &connector)
+    {
+        return connector.protocols;
+    }
     static bool ssl(const SockJSConnector &connector) { return connector.ssl; }
     static int port(const SockJSConnector &connector) { return connector.port; }
     static QString host(const SockJSConnector &connector) { return connector.host; }

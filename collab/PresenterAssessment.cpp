@@ -1,0 +1,108 @@
+#include "collab/PresenterAssessment.h"
+
+#include "collab/Addresses.h"
+#include "collab/CollaborationMessageHandler.h"
+#include "collab/PresenterCollab.h"
+#include "collab/TarvoCollabMessage.h"
+#include "model/AssessmentOptions.h"
+#include "model/QuestionBase.h"
+
+#include <QtCore/QUuid>
+
+using namespace Tarvo;
+
+namespace
+{
+
+constexpr QLatin1String TYPE_START("assessmentStart");
+constexpr QLatin1String TYPE_STOP("assessmentStop");
+constexpr QLatin1String TYPE_REVIEW("questionSetReview");
+constexpr QLatin1String TYPE_DIALOG("dialogShow");
+
+constexpr QLatin1String ASSESSMENT_MODE("Assessment");
+
+void publish(PresenterCollab *collab, const QString &address, const QString &type,
+             const QVariantMap &data)
+{
+    if (!collab)
+        return;
+    TarvoCollabMessage message;
+    message.settype(type);
+    message.setdata(data);
+    collab->publishMessage(address, &message);
+}
+
+} // namespace
+
+PresenterAssessment::PresenterAssessment(QObject *parent, PresenterCollab *collab)
+    : QObject(parent), collab(collab),
+      assessmentToken(QUuid::createUuid().toString(QUuid::WithoutBraces))
+{
+    if (collab) {
+        connect(collab->messageHandler(), &CollaborationMessageHandler::learnerGetQuestion, this,
+                &PresenterAssessment::learnerGetQuestion);
+    }
+}
+
+QString PresenterAssessment::getAssessmentToken() const
+{
+    return assessmentToken;
+}
+
+void PresenterAssessment::start(QString deviceId, AssessmentOptions *options)
+{
+    if (!collab)
+        return;
+    TarvoCollabMessage message;
+    message.settype(TYPE_START);
+    message.setdataobject(options);
+    collab->publishMessage(Address::USER + deviceId, &message);
+}
+
+void PresenterAssessment::stop()
+{
+    if (collab) {
+        publish(collab, collab->getSessionToken(), TYPE_STOP,
+                {{QStringLiteral("assessmentToken"), assessmentToken}});
+    }
+}
+
+void PresenterAssessment::sendQuestion(QString deviceId, QuestionBase *question)
+{
+    if (!collab)
+        return;
+    if (question)
+        question->setquestionSetMode(ASSESSMENT_MODE);
+    collab->sendQuestion(Address::USER + deviceId, question);
+}
+
+void PresenterAssessment::pause()
+{
+    if (collab)
+        collab->pausePoll();
+}
+
+void PresenterAssessment::resume()
+{
+    if (collab)
+        collab->resumePoll();
+}
+
+void PresenterAssessment::sendMessage(QString deviceId, QString text, bool isDismissible,
+                                      bool review)
+{
+    const QString address = Address::USER + deviceId;
+    QVariantMap data{{QStringLiteral("text"), text}};
+    if (review) {
+        data.insert(QStringLiteral("showNavigation"), true);
+        publish(collab, address, TYPE_REVIEW, data);
+    } else {
+        data.insert(QStringLiteral("isDismissible"), isDismissible);
+        publish(collab, address, TYPE_DIALOG, data);
+    }
+}
+
+void PresenterAssessment::sendMessage(QString text, bool isDismissible, bool review)
+{
+    sendMessage(QString(), text, isDismissible, review);
+}

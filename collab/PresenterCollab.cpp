@@ -1,0 +1,210 @@
+// The channel itself: opening, closing, keeping alive, publishing. Polls and cards have files of
+// their own.
+#include "collab/PresenterCollab.h"
+
+#include "collab/Addresses.h"
+#include "collab/CollaborationMessageHandler.h"
+#include "collab/MessageTemplates.h"
+#include "collab/TarvoCollabMessage.h"
+#include "compression/Lzma.h"
+#include "model/JsonSerializer.h"
+#include "sockjs/SockJSConnector.h"
+
+#include <QtCore/QDebug>
+#include <QtCore/QUrl>
+
+using namespace Tarvo;
+
+namespace
+{
+
+constexpr int PING_INTERVAL_MS = 60'000;
+
+constexpr QLatin1String TYPE_DISCONNECT("disconnect");
+constexpr QLatin1String TYPE_PAUSE("pause");
+constexpr QLatin1String TYPE_RESUME("resume");
+constexpr QLatin1String TYPE_HEAVY("heavy");
+
+// The payload of "disconnect": a JSON empty string.
+constexpr QLatin1String EMPTY_DATA("\"\"");
+
+} // namespace
+
+PresenterCollab::PresenterCollab(QObject *parent, QString serverUrl, QString sessionCode,
+                                 QString sessionToken, QString userToken)
+    : QObject(parent), serverUrl(std::move(serverUrl)), sessionCode(std::move(sessionCode)),
+      sessionToken(std::move(sessionToken)), userToken(std::move(userToken)),
+      connector(new SockJSConnector(this)), m_messageHandler(new CollaborationMessageHandler(this))
+{
+    using Handler = CollaborationMessageHandler;
+
+    connect(connector, &SockJSConnector::connected, this, &PresenterCollab::onConnected);
+    connect(connector, &SockJSConnector::closed, this, &PresenterCollab::onClosed);
+    connect(connector, &SockJSConnector::sockJSMessage, m_messageHandler,
+            &Handler::onHandleMessage);
+
+    connect(m_messageHandler, &Handler::learnerPollResponse, this,
+            &PresenterCollab::learnerPollResponse);
+    connect(m_messageHandler, &Handler::learnerJoin, this, &PresenterCollab::learnerJoin);
+    connect(m_messageHandler, &Handler::learnerUnregister, this,
+            &PresenterCollab::learnerUnregister);
+    connect(m_messageHandler, &Handler::controllerRegister, this,
+            &PresenterCollab::controllerRegister);
+    connect(m_messageHandler, &Handler::remoteControl, this, &PresenterCollab::remoteControl);
+    connect(m_messageHandler, &Handler::unhandledMessage, this, &PresenterCollab::unhandledMessage);
+
+    connect(&pingTimer, &QTimer::timeout, this, &PresenterCollab::onPingTimer);
+}
+
+PresenterCollab::~PresenterCollab() = default;
+
+// ---- Opening and closing -------------------------------------------------------------------------
+
+void PresenterCollab::open(QStringList protocols)
+{
+    qDebug().noquote() << "Connecting to collaboration server:" << serverUrl
+                       << QLatin1Char('[') + protocols.join(QLatin1String(", ")) + QLatin1Char(']');
+
+    const auto known = SockJSConnector::PROTOCOL_TYPE_STR();
+    const auto none = SockJSConnector::PROTOCOL_TYPE(0);
+    QList<SockJSConnector::PROTOCOL_TYPE> transports;
+    for (const QString &name : qAsConst(protocols)) {
+        const auto transport = known.key(name, none);
+        if (transport != none)
+            transports.append(transport);
+    }
+    if (transports.isEmpty()) {
+        qDebug().noquote() << "[SockJSConnector] No protocols specified. Using defaults.";
+        transports = known.keys();
+    }
+    connector->open(QUrl(serverUrl), transports);
+}
+
+void PresenterCollab::open()
+{
+    qDebug().noquote() << "Connecting to collaboration server (default):" << serverUrl;
+    connector->open(QUrl(serverUrl), SockJSConnector::PROTOCOL_TYPE_STR().keys());
+}
+
+void PresenterCollab::close()
+{
+    publishMessage(sessionToken, TYPE_DISCONNECT, EMPTY_DATA);
+    pingTimer.stop();
+    connector->close(); // the host may delete this object in connectionClosed()
+}
+
+void PresenterCollab::onConnected()
+{
+    const QString presenter = sessionToken + Address::PRESENTER;
+    for (const QString &address :
+         {sessionToken, presenter, presenter + Address::RELATIVE_MARK + userToken})
+        connector->sendMessage(REGISTER_MESSAGE.arg(address), false);
+    pingTimer.start(PING_INTERVAL_MS);
+}
+
+void PresenterCollab::onClosed(bool bClosedForInactivity)
+{
+    pingTimer.stop();
+    Q_EMIT connectionClosed(bClosedForInactivity);
+}
+
+void PresenterCollab::onPingTimer()
+{
+    sendPing();
+}
+
+void PresenterCollab::sendPing()
+{
+    connector->sendMessage(PING_MESSAGE, true);
+}
+
+// ---- Publishing ----------------------------------------------------------------------------------
+
+QString PresenterCollab::fullAddress(const QString &address) const
+{
+    return address.startsWith(Address::RELATIVE_MARK) ? sessionToken + address : address;
+}
+
+void PresenterCollab::publishMessage(QString address, TarvoCollabMessage *message)
+{
+    message->setfrom(userToken);
+    message->compileData();
+    const QString body = JsonSerializer::serializeToJson(message);
+    const QString text = PUBLISH_MESSAGE_3.arg(fullAddress(address)).arg(body);
+    qDebug().noquote() << "TRANSMIT:" << text;
+    connector->sendMessage(text, false);
+}
+
+void PresenterCollab::publishMessage(QString address, QString type, QString data)
+{
+    publishMessage64(address, type, data);
+}
+
+void PresenterCollab::publishMessage64(QString address, QString type, QString data)
+{
+    if (!connector->isConnected()) {
+        qDebug().noquote() << "[PresenterCollab] SockJS socket not connected!";
+        return;
+    }
+    QString compressed;
+    Lzma::compress64(data, &compressed);
+    const QString text =
+        PUBLISH_MESSAGE64.arg(fullAddress(address)).arg(userToken).arg(type).arg(compressed);
+    connector->sendMessage(text, false);
+}
+
+// ---- The session's devices -----------------------------------------------------------------------
+
+void PresenterCollab::removeLearner(QString deviceId)
+{
+    publishMessage(Address::USER + deviceId, TYPE_DISCONNECT, EMPTY_DATA);
+    Q_EMIT learnerUnregister(deviceId);
+}
+
+void PresenterCollab::pausePoll()
+{
+    publishMessage(sessionToken, TYPE_PAUSE, PLAIN_DATA.arg(currentPollId));
+}
+
+void PresenterCollab::resumePoll()
+{
+    publishMessage(sessionToken, TYPE_RESUME, PLAIN_DATA.arg(currentPollId));
+}
+
+void PresenterCollab::sendHeavy()
+{
+    // Unfilled: devices expect the text "%0".
+    publishMessage(Address::LEARNER, TYPE_HEAVY, PLAIN_DATA);
+}
+
+// ---- What the channel knows ----------------------------------------------------------------------
+
+QString PresenterCollab::getSessionCode() const
+{
+    return sessionCode;
+}
+
+QString PresenterCollab::getSessionToken() const
+{
+    return sessionToken;
+}
+
+QString PresenterCollab::getUserToken() const
+{
+    return userToken;
+}
+
+QString PresenterCollab::getCurrentPollId() const
+{
+    return currentPollId;
+}
+
+bool PresenterCollab::isConnected() const
+{
+    return connector->isConnected();
+}
+
+CollaborationMessageHandler *PresenterCollab::messageHandler() const
+{
+    return m_messageHandler;
+}

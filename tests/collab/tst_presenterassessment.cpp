@@ -1,0 +1,377 @@
+// One assessment on a channel: what goes to whom, and what the host hears.
+#include "OpenChannel.h"
+
+#include "collab/PresenterAssessment.h"
+#include "model/AssessmentOptions.h"
+#include "model/JsonSerializer.h"
+#include "model/QuestionMultiChoice.h"
+#include "model/QuestionText.h"
+#include "support/LogCapture.h"
+
+#include <QtCore/QRegularExpression>
+#include <QtTest/QtTest>
+
+#include <memory>
+
+namespace
+{
+
+QString incomingQuestionGet(const QString &device, int number)
+{
+    return QStringLiteral(
+               R"({"type":"rec","address":"session","body":{"from":"%1","type":"questionGet","data":{"questionNumber":%2}}})")
+        .arg(device)
+        .arg(number);
+}
+
+} // namespace
+
+class tst_PresenterAssessment : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void declaresItsSignal();
+    void everyAssessmentHasATokenOfItsOwn();
+    void startSendsTheOptionsToOneDevice();
+    void stopSendsTheTokenToAll();
+    void questionGoesToOneDeviceOnly();
+    void noQuestionIsNotSent();
+    void pauseAndResumeAreTheChannels();
+    void message_data();
+    void message();
+    void learnersRequestReachesTheHost();
+    void twoAssessmentsBothHearTheRequest();
+    void wholeExchange();
+    void hostMayDeleteTheAssessmentFromItsSignal();
+    void hostMayDeleteTheChannelFromItsSignal();
+    void withoutConnectionNothingIsSent();
+    void withoutChannelNothingHappens_data();
+    void withoutChannelNothingHappens();
+    void messagesAreFreedOnceSent();
+};
+
+void tst_PresenterAssessment::declaresItsSignal()
+{
+    const QMetaObject &meta = PresenterAssessment::staticMetaObject;
+    QCOMPARE(meta.methodCount() - meta.methodOffset(), 1);
+    QCOMPARE(meta.method(meta.methodOffset()).methodSignature(),
+             QByteArray("learnerGetQuestion(QString,int)"));
+    QCOMPARE(meta.method(meta.methodOffset()).methodType(), QMetaMethod::Signal);
+}
+
+void tst_PresenterAssessment::everyAssessmentHasATokenOfItsOwn()
+{
+    QObject parent;
+    PresenterCollab channel(nullptr, "http://h", "CODE", "session", "teacher");
+    const PresenterAssessment one(&parent, &channel);
+    const PresenterAssessment two(&parent, &channel);
+    QCOMPARE(one.parent(), &parent);
+    const QRegularExpression form("^[0-9a-f]{8}(-[0-9a-f]{4}){3}-[0-9a-f]{12}$");
+    QVERIFY(form.match(one.getAssessmentToken()).hasMatch());
+    QVERIFY(form.match(two.getAssessmentToken()).hasMatch());
+    QVERIFY(one.getAssessmentToken() != two.getAssessmentToken());
+}
+
+void tst_PresenterAssessment::startSendsTheOptionsToOneDevice()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    Tarvo::AssessmentOptions options(nullptr);
+    options.setassessmentToken(assessment.getAssessmentToken());
+    options.setquestionCount(5);
+    options.settitle("Fractions");
+    assessment.start("d1", &options);
+    QVERIFY(host.waitForPublished(1));
+
+    const QString payload = QStringLiteral(R"({
+    "allowNavigateQuestionSet": false,
+    "allowResubmitResponse": true,
+    "allowSkipQuestion": false,
+    "allowedTime": 0,
+    "assessmentSectionConfigurations": {
+        "leveled": false
+    },
+    "assessmentToken": "%1",
+    "currentAssessmentSectionId": "",
+    "description": "",
+    "questionCount": 5,
+    "scored": false,
+    "showAnswerOnIncorrectResponse": false,
+    "showFeedback": false,
+    "showSummaryOnAssessmentCompletion": false,
+    "startingQuestionNumber": 0,
+    "title": "Fractions"
+}
+)")
+                                .arg(assessment.getAssessmentToken());
+    QCOMPARE(Published(host.bus.published().first()).payload, payload);
+    QCOMPARE(host.bus.published(),
+             QStringList{objectMessage("session.user.d1", "assessmentStart", payload)});
+}
+
+void tst_PresenterAssessment::stopSendsTheTokenToAll()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    assessment.stop();
+    assessment.stop();
+    QVERIFY(host.waitForPublished(2));
+    const QString expected = objectMessage("session", "assessmentStop",
+                                           "{\n    \"assessmentToken\": \""
+                                               + assessment.getAssessmentToken() + "\"\n}\n");
+    QCOMPARE(host.bus.published(), (QStringList{expected, expected}));
+}
+
+void tst_PresenterAssessment::questionGoesToOneDeviceOnly()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    Tarvo::QuestionText question(nullptr);
+    QCOMPARE(question.questionSetMode(), QStringLiteral("Poll"));
+    assessment.sendQuestion("d1", &question);
+    QCOMPARE(question.questionSetMode(), QStringLiteral("Assessment"));
+    QVERIFY(host.waitForPublished(1));
+    host.channel.sendPing();
+    QVERIFY(host.waitForPublished(2));
+    QCOMPARE(host.bus.published().size(), 2);
+    QCOMPARE(host.bus.published().first(),
+             objectMessage("session.user.d1", "questionStart",
+                           Tarvo::JsonSerializer::serializeToJson(&question)));
+    const QJsonObject sent = Published(host.bus.published().first()).object();
+    QCOMPARE(sent.value("questionSetMode").toString(), QStringLiteral("Assessment"));
+    QCOMPARE(sent.value("activityType").toObject(),
+             (QJsonObject{{"id", "6efc81c52cfe4502976de55df9af2f89"}, {"name", "text"}}));
+}
+
+void tst_PresenterAssessment::noQuestionIsNotSent()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    const LogCapture log;
+    assessment.sendQuestion("d1", nullptr);
+    QCOMPARE(log.messages(), QStringList{"[PresenterCollab] No question to send!"});
+}
+
+void tst_PresenterAssessment::pauseAndResumeAreTheChannels()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    assessment.pause();
+    assessment.resume();
+    QVERIFY(host.waitForPublished(2));
+    const QString nothing = QStringLiteral("XQBAAAACAAAAAgAAAAARCJz/////8AAAAA=="); // ""
+    QCOMPARE(host.bus.published(),
+             (QStringList{typedMessage("session", "pause", nothing),
+                          typedMessage("session", "resume", nothing)}));
+}
+
+void tst_PresenterAssessment::message_data()
+{
+    QTest::addColumn<bool>("toNobody");
+    QTest::addColumn<bool>("dismissible");
+    QTest::addColumn<bool>("review");
+    QTest::addColumn<QString>("address");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QString>("payload");
+
+    const QString show = "{\n    \"showNavigation\": true,\n    \"text\": \"Well done\"\n}\n";
+    const QString open = "{\n    \"isDismissible\": true,\n    \"text\": \"Well done\"\n}\n";
+    const QString stuck = "{\n    \"isDismissible\": false,\n    \"text\": \"Well done\"\n}\n";
+    const QString one = QStringLiteral("session.user.d1");
+    const QString nobody = QStringLiteral("session.user.");
+    QTest::newRow("dialog") << false << true << false << one << "dialogShow" << open;
+    QTest::newRow("dialog that stays") << false << false << false << one << "dialogShow" << stuck;
+    QTest::newRow("review") << false << true << true << one << "questionSetReview" << show;
+    QTest::newRow("review, whatever is dismissible")
+        << false << false << true << one << "questionSetReview" << show;
+    QTest::newRow("dialog without a device")
+        << true << true << false << nobody << "dialogShow" << open;
+    QTest::newRow("dialog that stays, without a device")
+        << true << false << false << nobody << "dialogShow" << stuck;
+    QTest::newRow("review without a device")
+        << true << false << true << nobody << "questionSetReview" << show;
+}
+
+void tst_PresenterAssessment::message()
+{
+    QFETCH(bool, toNobody);
+    QFETCH(bool, dismissible);
+    QFETCH(bool, review);
+    QFETCH(QString, address);
+    QFETCH(QString, type);
+    QFETCH(QString, payload);
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    if (toNobody)
+        assessment.sendMessage("Well done", dismissible, review);
+    else
+        assessment.sendMessage("d1", "Well done", dismissible, review);
+    QVERIFY(host.waitForPublished(1));
+    QCOMPARE(host.bus.published(), QStringList{objectMessage(address, type, payload)});
+    QCOMPARE(Published(host.bus.published().first()).payload, payload);
+}
+
+void tst_PresenterAssessment::learnersRequestReachesTheHost()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    const PresenterAssessment assessment(nullptr, &host.channel);
+    const QSignalSpy asked(&assessment, &PresenterAssessment::learnerGetQuestion);
+    host.bus.send(incomingQuestionGet("d1", 3));
+    QTRY_COMPARE(asked.size(), 1);
+    QCOMPARE(asked.first(), (QVariantList{"d1", 3}));
+}
+
+void tst_PresenterAssessment::twoAssessmentsBothHearTheRequest()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    const PresenterAssessment one(nullptr, &host.channel);
+    const PresenterAssessment two(nullptr, &host.channel);
+    const QSignalSpy askedOne(&one, &PresenterAssessment::learnerGetQuestion);
+    const QSignalSpy askedTwo(&two, &PresenterAssessment::learnerGetQuestion);
+    host.bus.send(incomingQuestionGet("d1", 0));
+    QTRY_COMPARE(askedTwo.size(), 1);
+    QCOMPARE(askedOne.size(), 1);
+}
+
+void tst_PresenterAssessment::wholeExchange()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    PresenterAssessment assessment(nullptr, &host.channel);
+    const QSignalSpy answered(&host.channel, &PresenterCollab::learnerPollResponse);
+    connect(&assessment, &PresenterAssessment::learnerGetQuestion, this,
+            [&assessment](const QString &device, int number) {
+                Tarvo::QuestionMultiChoice question(nullptr);
+                question.setID(QStringLiteral("q%1").arg(number));
+                question.setquestionNumber(number);
+                assessment.sendQuestion(device, &question);
+            });
+    Tarvo::AssessmentOptions options(nullptr);
+    assessment.start("d1", &options);
+    host.bus.send(incomingQuestionGet("d1", 2));
+    QVERIFY(host.waitForPublished(2));
+    const QJsonObject question = Published(host.bus.published().at(1)).object();
+    QCOMPARE(question.value("id").toString(), QStringLiteral("q2"));
+    QCOMPARE(question.value("questionNumber").toInt(), 2);
+    host.bus.send(
+        R"({"type":"rec","address":"session","body":{"from":"d1","type":"questionResponse","data":{"questionId":"q2","questionSetMode":"Assessment","responseTime":900,"optionAnswers":[{"activityOptionId":"B"}]}}})");
+    QTRY_COMPARE(answered.size(), 1);
+    QCOMPARE(answered.first(), (QVariantList{"d1", "q2", 900, "B"}));
+    assessment.stop();
+    QVERIFY(host.waitForPublished(3));
+    QCOMPARE(Published(host.bus.published().at(2)).type, QStringLiteral("assessmentStop"));
+}
+
+// ---- Hosts ---------------------------------------------------------------------------------------
+
+void tst_PresenterAssessment::hostMayDeleteTheAssessmentFromItsSignal()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    QPointer<PresenterAssessment> assessment = new PresenterAssessment(this, &host.channel);
+    connect(assessment, &PresenterAssessment::learnerGetQuestion, this,
+            [&assessment] { delete assessment; });
+    host.bus.send(incomingQuestionGet("d1", 1));
+    QTRY_VERIFY(assessment.isNull());
+    QVERIFY(host.channel.isConnected());
+}
+
+void tst_PresenterAssessment::hostMayDeleteTheChannelFromItsSignal()
+{
+    EventBusServer bus;
+    QPointer<PresenterCollab> channel =
+        new PresenterCollab(this, bus.url(), "CODE", "session", "teacher");
+    channel->open({"websocket"});
+    QTRY_COMPARE(bus.messages().size(), 3);
+    PresenterAssessment assessment(nullptr, channel);
+    connect(&assessment, &PresenterAssessment::learnerGetQuestion, this, [&channel, &assessment] {
+        delete channel;
+        assessment.stop();
+    });
+    bus.send(incomingQuestionGet("d1", 1));
+    QTRY_VERIFY(channel.isNull());
+}
+
+void tst_PresenterAssessment::withoutConnectionNothingIsSent()
+{
+    OpenChannel host;
+    PresenterAssessment assessment(nullptr, &host.channel);
+    {
+        const LogCapture log;
+        Tarvo::AssessmentOptions options(nullptr);
+        Tarvo::QuestionText question(nullptr);
+        assessment.start("d1", &options);
+        assessment.sendQuestion("d1", &question);
+        assessment.sendMessage("d1", "text", true, false);
+        assessment.stop();
+        QCOMPARE(log.startingWith("TRANSMIT: ").size(), 4);
+        log.messages();
+    }
+    {
+        const LogCapture log;
+        assessment.pause();
+        assessment.resume();
+        const QString line = QStringLiteral("[PresenterCollab] SockJS socket not connected!");
+        QCOMPARE(log.messages(), (QStringList{line, line}));
+    }
+    QVERIFY(host.open());
+    host.channel.sendPing();
+    QVERIFY(host.waitForPublished(1));
+    QCOMPARE(host.bus.published(), QStringList{R"({"type":"ping"})"});
+}
+
+void tst_PresenterAssessment::withoutChannelNothingHappens_data()
+{
+    QTest::addColumn<bool>("destroyed");
+    QTest::newRow("never had one") << false;
+    QTest::newRow("destroyed") << true;
+}
+
+void tst_PresenterAssessment::withoutChannelNothingHappens()
+{
+    QFETCH(bool, destroyed);
+    auto channel =
+        std::make_unique<PresenterCollab>(nullptr, "http://h", "CODE", "session", "teacher");
+    const LogCapture log;
+    PresenterAssessment assessment(nullptr, destroyed ? channel.get() : nullptr);
+    channel.reset();
+    Tarvo::AssessmentOptions options(nullptr);
+    Tarvo::QuestionText question(nullptr);
+    assessment.start("d1", &options);
+    assessment.sendQuestion("d1", &question);
+    assessment.sendQuestion("d1", nullptr);
+    assessment.sendMessage("d1", "text", true, false);
+    assessment.sendMessage("text", true, true);
+    assessment.pause();
+    assessment.resume();
+    assessment.stop();
+    QCOMPARE(log.messages(), QStringList());
+    QCOMPARE(assessment.getAssessmentToken().size(), 36);
+    QCOMPARE(question.questionSetMode(), QStringLiteral("Poll"));
+}
+
+void tst_PresenterAssessment::messagesAreFreedOnceSent()
+{
+    OpenChannel host;
+    PresenterAssessment assessment(nullptr, &host.channel);
+    const int children = host.channel.findChildren<QObject *>().size();
+    const LogCapture quiet;
+    for (int i = 0; i < 100; ++i) {
+        assessment.sendMessage("d1", "text", true, false);
+        assessment.stop();
+    }
+    QCOMPARE(host.channel.findChildren<QObject *>().size(), children);
+    QCOMPARE(assessment.findChildren<QObject *>().size(), 0);
+}
+
+QTEST_GUILESS_MAIN(tst_PresenterAssessment)
+#include "tst_presenterassessment.moc"

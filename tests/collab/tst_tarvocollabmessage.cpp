@@ -1,0 +1,250 @@
+// The envelope: its properties are the body's JSON, and it compresses its payload.
+#include "collab/TarvoCollabMessage.h"
+#include "compression/Lzma.h"
+#include "model/JsonSerializer.h"
+#include "support/LogCapture.h"
+
+#include <QtCore/QMetaProperty>
+#include <QtTest/QtTest>
+
+using Tarvo::JsonSerializer;
+using Tarvo::TarvoCollabMessage;
+
+namespace
+{
+
+class Payload : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(int size MEMBER size)
+
+public:
+    int size = 1;
+};
+
+const QString invalidLine =
+    QStringLiteral("[TarvoCollabMessage] data object in message is invalid!");
+
+} // namespace
+
+class tst_TarvoCollabMessage : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void startsWithItsDefaults();
+    void propertiesAndSlotsStandInOrder();
+    void settersWorkThroughTheMetaObject();
+    void freshMessageSerializesWhole();
+    void mapIsCompressedIntoAListOfOneText();
+    void emptyMapIsAPayload();
+    void objectIsCompressedIntoAListOfOneText();
+    void objectGoesBeforeMap();
+    void objectThatIsGoneLeavesTheMap();
+    void withoutPayloadDataStaysAndALineSaysSo_data();
+    void withoutPayloadDataStaysAndALineSaysSo();
+    void secondCompileFindsAList();
+    void compiledMessageSerializesWhole();
+};
+
+void tst_TarvoCollabMessage::startsWithItsDefaults()
+{
+    QObject parent;
+    const TarvoCollabMessage message;
+    QCOMPARE(message.from(), QString());
+    QCOMPARE(message.type(), QString());
+    QCOMPARE(message.version(), QStringLiteral("3.0.0"));
+    QCOMPARE(message.sourceSystem(), QStringLiteral("Corvel"));
+    QCOMPARE(message.data(), QVariant());
+    QVERIFY(!message.parent());
+    QCOMPARE(TarvoCollabMessage::PROTOCOL_VERSION, QStringLiteral("3.0.0"));
+    QCOMPARE((new TarvoCollabMessage(&parent))->parent(), &parent);
+}
+
+void tst_TarvoCollabMessage::propertiesAndSlotsStandInOrder()
+{
+    const QMetaObject &meta = TarvoCollabMessage::staticMetaObject;
+    QStringList properties;
+    for (int i = meta.propertyOffset(); i < meta.propertyCount(); ++i) {
+        const QMetaProperty property = meta.property(i);
+        QVERIFY(property.isReadable() && property.isWritable());
+        properties.append(QLatin1String(property.typeName()) + ' ' + property.name());
+    }
+    QCOMPARE(properties,
+             (QStringList{"QString from", "QString type", "QString version", "QString sourceSystem",
+                          "QVariant data"}));
+
+    QStringList slotNames;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i) {
+        QCOMPARE(meta.method(i).methodType(), QMetaMethod::Slot);
+        QCOMPARE(meta.method(i).access(), QMetaMethod::Public);
+        slotNames.append(meta.method(i).methodSignature() + ' '
+                         + meta.method(i).parameterNames().value(0));
+    }
+    QCOMPARE(slotNames,
+             (QStringList{"setfrom(QString) from", "settype(QString) type",
+                          "setversion(QString) version", "setsourceSystem(QString) sourceSystem",
+                          "setdata(QVariant) data", "setdataobject(QObject*) dataObject"}));
+}
+
+void tst_TarvoCollabMessage::settersWorkThroughTheMetaObject()
+{
+    TarvoCollabMessage message;
+    for (const char *name : {"from", "type", "version", "sourceSystem", "data"}) {
+        QVERIFY(message.setProperty(name, QLatin1String(name)));
+        QCOMPARE(message.property(name).toString(), QLatin1String(name));
+    }
+    const char *const setters[] = {"setfrom", "settype", "setversion", "setsourceSystem"};
+    for (const char *setter : setters) {
+        QVERIFY(QMetaObject::invokeMethod(&message, setter, Q_ARG(QString, QLatin1String(setter))));
+    }
+    QVERIFY(QMetaObject::invokeMethod(&message, "setdata", Q_ARG(QVariant, 7)));
+    QCOMPARE(message.from(), QStringLiteral("setfrom"));
+    QCOMPARE(message.type(), QStringLiteral("settype"));
+    QCOMPARE(message.version(), QStringLiteral("setversion"));
+    QCOMPARE(message.sourceSystem(), QStringLiteral("setsourceSystem"));
+    QCOMPARE(message.data(), QVariant(7));
+
+    Payload payload;
+    QVERIFY(QMetaObject::invokeMethod(&message, "setdataobject", Q_ARG(QObject *, &payload)));
+    message.compileData();
+    QCOMPARE(message.data().toList().size(), 1);
+}
+
+void tst_TarvoCollabMessage::freshMessageSerializesWhole()
+{
+    const TarvoCollabMessage message;
+    QCOMPARE(JsonSerializer::serializeToJson(&message), QStringLiteral(R"({
+    "data": null,
+    "from": "",
+    "sourceSystem": "Corvel",
+    "type": "",
+    "version": "3.0.0"
+}
+)"));
+}
+
+void tst_TarvoCollabMessage::mapIsCompressedIntoAListOfOneText()
+{
+    TarvoCollabMessage message;
+    message.setdata(QVariantMap{{"b", true}, {"a", "x"}});
+    message.compileData();
+
+    QCOMPARE(message.data().type(), QVariant::List);
+    const QVariantList list = message.data().toList();
+    QCOMPARE(list.size(), 1);
+    QCOMPARE(list.first().type(), QVariant::String);
+    QCOMPARE(list.first().toString(),
+             QStringLiteral("XQBAAAAgAAAAIAAAAAA9goAZG5p/0vPWepWnrnnd2988sclnLJQRE8r+Xf/1D1AA"));
+    QString text;
+    QVERIFY(Lzma::decompress64(list.first().toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n    \"a\": \"x\",\n    \"b\": true\n}\n"));
+}
+
+void tst_TarvoCollabMessage::emptyMapIsAPayload()
+{
+    TarvoCollabMessage message;
+    message.setdata(QVariantMap());
+    message.compileData();
+    QString text;
+    QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n}\n"));
+}
+
+void tst_TarvoCollabMessage::objectIsCompressedIntoAListOfOneText()
+{
+    Payload payload;
+    TarvoCollabMessage message;
+    message.setdataobject(&payload);
+    message.compileData();
+    const QVariantList list = message.data().toList();
+    QCOMPARE(list.size(), 1);
+    QCOMPARE(list.first(),
+             QVariant(QStringLiteral("XQBAAAASAAAAEgAAAAA9goAZG5sQzrRKTYT1JNMDgF+QsQ///ocoAA==")));
+    QString text;
+    QVERIFY(Lzma::decompress64(list.first().toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n    \"size\": 1\n}\n"));
+}
+
+void tst_TarvoCollabMessage::objectGoesBeforeMap()
+{
+    Payload payload;
+    TarvoCollabMessage message;
+    message.setdata(QVariantMap{{"map", 1}});
+    message.setdataobject(&payload);
+    message.compileData();
+    QString text;
+    QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n    \"size\": 1\n}\n"));
+}
+
+void tst_TarvoCollabMessage::objectThatIsGoneLeavesTheMap()
+{
+    TarvoCollabMessage message;
+    message.setdata(QVariantMap{{"map", 1}});
+    {
+        Payload payload;
+        message.setdataobject(&payload);
+    }
+    message.compileData();
+    QString text;
+    QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n    \"map\": 1\n}\n"));
+}
+
+void tst_TarvoCollabMessage::withoutPayloadDataStaysAndALineSaysSo_data()
+{
+    QTest::addColumn<QVariant>("data");
+
+    QTest::newRow("nothing") << QVariant();
+    QTest::newRow("text") << QVariant("text");
+    QTest::newRow("number") << QVariant(3);
+    QTest::newRow("list") << QVariant(QVariantList{1, 2});
+}
+
+void tst_TarvoCollabMessage::withoutPayloadDataStaysAndALineSaysSo()
+{
+    QFETCH(QVariant, data);
+    TarvoCollabMessage message;
+    message.setdata(data);
+    const LogCapture log;
+    message.compileData();
+    QCOMPARE(log.messages(), QStringList{invalidLine});
+    QCOMPARE(message.data(), data);
+    QCOMPARE(message.data().isValid(), data.isValid());
+}
+
+void tst_TarvoCollabMessage::secondCompileFindsAList()
+{
+    TarvoCollabMessage message;
+    message.setdata(QVariantMap{{"a", 1}});
+    const LogCapture log;
+    message.compileData();
+    QCOMPARE(log.messages(), QStringList());
+    const QVariant compiled = message.data();
+    message.compileData();
+    QCOMPARE(log.messages(), QStringList{invalidLine});
+    QCOMPARE(message.data(), compiled);
+}
+
+void tst_TarvoCollabMessage::compiledMessageSerializesWhole()
+{
+    TarvoCollabMessage message;
+    message.setfrom(QStringLiteral("teacher"));
+    message.settype(QStringLiteral("dialogShow"));
+    message.setdata(QVariantMap{{"b", true}, {"a", "x"}});
+    message.compileData();
+    QCOMPARE(JsonSerializer::serializeToJson(&message), QStringLiteral(R"({
+    "data": [
+        "XQBAAAAgAAAAIAAAAAA9goAZG5p/0vPWepWnrnnd2988sclnLJQRE8r+Xf/1D1AA"
+    ],
+    "from": "teacher",
+    "sourceSystem": "Corvel",
+    "type": "dialogShow",
+    "version": "3.0.0"
+}
+)"));
+}
+
+QTEST_APPLESS_MAIN(tst_TarvoCollabMessage)
+#include "tst_tarvocollabmessage.moc"
