@@ -16,12 +16,14 @@ async function main() {
   const classroom = new Classroom(options);
   const url = await classroom.start();
   console.log(`classroom: listening on ${url}`);
-  for (const signal of ['SIGTERM', 'SIGINT']) {
-    process.once(signal, async () => {
-      await classroom.stop();
-      // The SockJS server still waits for sessions to come back; nobody else does.
-      process.exit(0);
-    });
+  const end = async () => {
+    await classroom.stop();
+    // The SockJS server still waits for sessions to come back; nobody else does.
+    process.exit(0);
+  };
+  process.once('SIGTERM', end).once('SIGINT', end);
+  if (options.endWithStdin) {
+    process.stdin.once('end', end).resume();
   }
 }
 

@@ -45,6 +45,7 @@ const TABLE = [
   ['gzip', '', 'gzip', yes, 'compress REST replies'],
   ['log', '', 'log', yes, 'print every request and message, decompressed, on stderr'],
   ['record', 'FILE', 'record', text, 'write every request and message to FILE, one JSON object a line'],
+  ['end-with-stdin', '', 'endWithStdin', yes, 'end when standard input ends, as it does when the parent process dies'],
   ['help', '', 'help', yes, 'show this and exit'],
 ];
 
@@ -107,6 +108,7 @@ function defaults() {
     gzip: false,
     log: false,
     record: null,
+    endWithStdin: false,
     help: false,
   };
 }

@@ -89,7 +89,7 @@ test('--help shows every option and ends with 0', async () => {
   assert.match(HELP, /^Usage: classroom \[options\]\n/);
   for (const name of ['host', 'port', 'tls', 'user', 'password', 'learners', 'join-every', 'think', 'learner-stay', 'seed',
     'payload-form', 'remote', 'remote-commands', 'remote-every', 'transports', 'tenant-protocols', 'collab-url',
-    'expire-sign-in-after', 'oauth-single-use', 'http-auth', 'gzip', 'log', 'record', 'help']) {
+    'expire-sign-in-after', 'oauth-single-use', 'http-auth', 'gzip', 'log', 'record', 'end-with-stdin', 'help']) {
     assert.match(HELP, new RegExp(`^  --${name}( |$)`, 'm'));
   }
 });

@@ -175,6 +175,12 @@ test('the log has every request and message, decompressed; standard output has o
   assert.match(service.output.stdout, /^classroom: listening on http:\/\/127\.0\.0\.1:\d+\n$/);
 });
 
+test('the program ends with its standard input when it is told to', async (t) => {
+  const { child, ended } = await startService(t);
+  child.stdin.end();
+  assert.deepEqual(await ended, [0, null]);
+});
+
 for (const signal of ['SIGTERM', 'SIGINT']) {
   test(`${signal} ends the program with 0, whatever is open`, async (t) => {
     const record = join(temporaryFolder(t), 'record');

@@ -22,7 +22,7 @@ export async function run(...args) {
 
 /** Starts the service on a free port; it is killed when the test ends. */
 export async function startService(t, ...args) {
-  const child = spawn(process.execPath, [PROGRAM, '--port', '0', ...args]);
+  const child = spawn(process.execPath, [PROGRAM, '--port', '0', '--end-with-stdin', ...args]);
   const output = collect(child);
   const ended = once(child, 'close');
   t.after(async () => {
