@@ -1,0 +1,242 @@
+// The request engine: sends every request, remembers what is to run on its reply, waits, decodes the
+// reply and runs that. The operations built on it are in the files beside this one.
+
+#include "client/PresenterClient.h"
+
+#include "client/JsonReply.h"
+#include "collab/PresenterCollab.h"
+#include "collab/TarvoCollabMessage.h"
+#include "compression/gUncompress.h"
+
+#include <QtCore/QDebug>
+#include <QtCore/QEventLoop>
+#include <QtCore/QUrl>
+#include <QtNetwork/QNetworkAccessManager>
+#include <QtNetwork/QNetworkCookieJar>
+#include <QtNetwork/QNetworkRequest>
+
+namespace
+{
+
+constexpr int REPLY_WAIT_MS = 10000;
+
+// Compressed replies are inflated here, so the toolkit must not do it: it does not when the request
+// names its encodings itself.
+constexpr char ACCEPT_ENCODING_HEADER[] = "accept-encoding";
+constexpr char ACCEPT_ENCODING[] = "identity";
+constexpr char CONTENT_ENCODING_HEADER[] = "content-encoding";
+constexpr char GZIP_ENCODING[] = "gzip";
+
+constexpr QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
+constexpr QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
+
+constexpr QLatin1String SECURE_SCHEME("https");
+constexpr int DEFAULT_HTTP_PORT = 80;
+
+constexpr QLatin1String ERROR_KEYS("errorMsgKeys");
+constexpr QLatin1String ERROR_MARK("error");
+
+// A redirect target without its path.
+QString baseAddress(const QUrl &target)
+{
+    QString host = target.host();
+    if (host.contains(QLatin1Char(':')))
+        host = QLatin1Char('[') + host + QLatin1Char(']');
+    QString base = target.scheme() + QLatin1String("://") + host;
+    // Only port 80 goes without saying; a stated 443 is kept.
+    if (target.port() != -1 && target.port() != DEFAULT_HTTP_PORT)
+        base += QLatin1Char(':') + QString::number(target.port());
+    return base;
+}
+
+QString readBody(QNetworkReply *reply)
+{
+    QByteArray bytes = reply->isOpen() ? reply->readAll() : QByteArray(); // closed when aborted
+    if (reply->rawHeader(CONTENT_ENCODING_HEADER) == GZIP_ENCODING) {
+        qDebug().noquote() << "[REST Responze.gzip] Compressed size:" << bytes.size();
+        bytes = gUncompress(bytes);
+    }
+    return QString::fromUtf8(bytes.constData()); // ends at the first NUL
+}
+
+} // namespace
+
+const QString PresenterClient::MULTIPART_BOUNDARY = QStringLiteral("----boundary");
+
+PresenterClient::PresenterClient(QObject *parent, QString server)
+    : QObject(parent), protocolVersion(Tarvo::TarvoCollabMessage::PROTOCOL_VERSION),
+      serverUrl(server), networkManager(new QNetworkAccessManager(this))
+{
+    if (serverUrl.endsWith(QLatin1Char('/')))
+        serverUrl.chop(1);
+
+    // The service keeps its session in cookies: one jar for the client's whole life.
+    auto *cookieJar = new QNetworkCookieJar(this);
+    networkManager->setCookieJar(cookieJar);
+    cookieJar->setParent(this); // setting it had made the manager its parent
+
+    connect(networkManager, &QNetworkAccessManager::finished, this,
+            &PresenterClient::slotRequestFinished);
+    connect(networkManager, &QNetworkAccessManager::sslErrors, this,
+            &PresenterClient::slotSslErrors);
+    connect(networkManager, &QNetworkAccessManager::authenticationRequired, this,
+            &PresenterClient::authenticationRequired);
+    connect(&pingTimer, &QTimer::timeout, this, &PresenterClient::onPingTimer);
+}
+
+PresenterClient::~PresenterClient()
+{
+    if (hasSession())
+        doStopSession();
+
+    if (completions == 0) {
+        delete networkManager;
+    } else {
+        networkManager->setParent(nullptr);
+        networkManager->deleteLater();
+    }
+    networkManager = nullptr;
+}
+
+void PresenterClient::doRequest(bool wait, const QUrl &url, const QByteArray &body,
+                                SuccessHandler success, FailureHandler failure, bool multipart)
+{
+    QNetworkRequest request(url);
+    request.setRawHeader(ACCEPT_ENCODING_HEADER, ACCEPT_ENCODING);
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY
+                                : QString(JSON_CONTENT_TYPE));
+
+    QNetworkReply *reply = networkManager->post(request, body);
+    replyCallbacks.insert(reply, CALLBACKS{success, failure});
+    if (wait)
+        waitForReply(reply);
+}
+
+void PresenterClient::doRequest(bool wait, const QUrl &url, const QString &body,
+                                SuccessHandler success, FailureHandler failure, bool multipart)
+{
+    doRequest(wait, url, body.toUtf8(), success, failure, multipart);
+}
+
+void PresenterClient::doRequest(bool wait, const QUrl &url, const QString &body,
+                                SuccessHandler success)
+{
+    doRequest(wait, url, body, success, nullptr, false);
+}
+
+// Sends a JSON text to a path of the service and waits for the reply. Returns whether the client still
+// exists afterwards: if not, the caller must return without touching it.
+bool PresenterClient::post(const QString &path, const QString &body, SuccessHandler success,
+                           FailureHandler failure)
+{
+    const QPointer<PresenterClient> self(this);
+    doRequest(true, QUrl(serverUrl + path), body, success, failure, false);
+    return !self.isNull();
+}
+
+// Ends with the first reply that is handled, whichever it is, and then aborts its own if that is still
+// missing; so of requests made inside each other's waits, one gets its reply and the others fail.
+void PresenterClient::waitForReply(QNetworkReply *reply)
+{
+    const QPointer<PresenterClient> self(this);
+    const QPointer<QNetworkReply> pending(reply);
+
+    QEventLoop loop;
+    QTimer limit;
+    limit.setTimerType(Qt::PreciseTimer); // a coarse one may be half a second early
+    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    connect(this, &PresenterClient::requestProcessed, &loop, &QEventLoop::quit);
+    connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
+    limit.start(REPLY_WAIT_MS);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+
+    if (self && pending && replyCallbacks.contains(pending))
+        pending->abort(); // runs slotRequestFinished before it returns
+}
+
+void PresenterClient::slotRequestFinished(QNetworkReply *reply)
+{
+    const QPointer<PresenterClient> self(this);
+    ++completions;
+
+    if (!followRedirect(reply))
+        handleReply(reply);
+    if (!self)
+        return;
+
+    replyCallbacks.remove(reply);
+    reply->deleteLater();
+    emit requestProcessed();
+    if (self)
+        --completions;
+}
+
+// Moves the client to the address that the service redirects to. The request is not repeated: the
+// caller finds everything but the address as it was.
+bool PresenterClient::followRedirect(const QNetworkReply *reply)
+{
+    const QUrl target = reply->attribute(QNetworkRequest::RedirectionTargetAttribute).toUrl();
+    if (target.isEmpty())
+        return false;
+    if (target.scheme() != QUrl(serverUrl).scheme() && target.scheme() != SECURE_SCHEME)
+        return false;
+
+    serverReachable = true;
+    serverUrl = baseAddress(target);
+    return true;
+}
+
+// Only the transport decides here what failed. A reply that came whole and says in its keys that the
+// operation failed goes to the success handler, which reads them.
+void PresenterClient::handleReply(QNetworkReply *reply)
+{
+    const QString body = readBody(reply);
+    qDebug().noquote() << "[REST Response]" << body;
+
+    const CALLBACKS callbacks = replyCallbacks.value(reply, CALLBACKS{nullptr, nullptr});
+    if (reply->error() == QNetworkReply::NoError) {
+        if (callbacks.success)
+            (this->*callbacks.success)(body);
+        return;
+    }
+
+    qDebug().noquote() << QStringLiteral("ERROR: %0\nRESPONSE: %1").arg(reply->errorString(), body);
+    if (callbacks.failure)
+        (this->*callbacks.failure)(reply, body);
+}
+
+void PresenterClient::authenticationRequired(QNetworkReply *, QAuthenticator *authenticator)
+{
+    if (!httpUser.isEmpty())
+        authenticator->setUser(httpUser);
+    if (!httpPassword.isEmpty())
+        authenticator->setPassword(httpPassword);
+}
+
+bool PresenterClient::isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey)
+{
+    errorKey.clear();
+    const QString key = JsonReply(reply).firstOf(ERROR_KEYS);
+    if (!key.contains(ERROR_MARK))
+        return false;
+    errorKey = key;
+    return true;
+}
+
+void PresenterClient::loginFailureResponse(QNetworkReply *, QString body)
+{
+    const JsonReply reply(body);
+    if (reply.isValid())
+        isErrorInErrorMsgKeys(reply.toVariant(), lastErrorKey);
+}
+
+void PresenterClient::sessionStartFailureResponse(QNetworkReply *reply, QString body)
+{
+    loginFailureResponse(reply, body);
+}
+
+void PresenterClient::sessionFailureResponse(QNetworkReply *reply, QString body)
+{
+    sessionStartFailureResponse(reply, body);
+}

@@ -1,0 +1,202 @@
+// Session operations: the REST half of a class session, from its creation to its end. The other half is
+// the channel that startWebsocket opens.
+
+#include "client/PresenterClient.h"
+
+#include "client/JsonReply.h"
+#include "collab/PresenterCollab.h"
+
+#include <QtCore/QDebug>
+
+namespace
+{
+
+constexpr QLatin1String CREATE_PATH("/vantora/session/create");
+constexpr QLatin1String COLLAB_URL_PATH("/vantora/session/getcollabserverurl");
+constexpr QLatin1String TENANT_FEATURES_PATH("/vantora/config/findTenantFeatureDetails");
+constexpr QLatin1String START_PATH("/vantora/session/start");
+constexpr QLatin1String JOIN_PATH("/vantora/classroom/session/join");
+constexpr QLatin1String LEARNERS_PATH("/vantora/session/getusers");
+constexpr QLatin1String STOP_PATH("/vantora/session/stop");
+
+// Filled with one arg(a, b, ...) call each, so that a percent sign in a value arrives as it is.
+constexpr QLatin1String START_BODY(
+    R"({"sessionCode": "%0","serverUrl":"%1","sourceSystem":"Corvel","version":"%2"})");
+constexpr QLatin1String JOIN_BODY(
+    R"({"userName":"SessionStarter","sessionCode":"%0","mode":"presenter","deviceName":"%1_SessionStarter","deviceType":"presenter"})");
+constexpr QLatin1String TOKEN_BODY(R"({"sessionToken":"%0"})");
+constexpr QLatin1String NO_ARGUMENTS("{}");
+
+// The service lists everyone in the session; the presenter is not a learner.
+constexpr QLatin1String LEARNER_MODE("learner");
+
+} // namespace
+
+// ---- Creating -------------------------------------------------------------------------------------
+
+bool PresenterClient::doStartSession(QString)
+{
+    // Asking who is signed in clears the stored id when nobody is, and signing in again needs it.
+    const QPointer<PresenterClient> self(this);
+    const QString storedUserId = userId;
+    doGetUserName();
+    if (self && !loggedIn) {
+        userId = storedUserId;
+        reLogin();
+    }
+    if (!self || !loggedIn)
+        return false;
+
+    sessionToken.clear();
+    sessionCode.clear();
+    lastErrorKey.clear();
+    if (!post(CREATE_PATH, NO_ARGUMENTS, &PresenterClient::sessionSuccessResponse,
+              &PresenterClient::sessionFailureResponse))
+        return false;
+    return lastErrorKey.isNull() && !sessionCode.isNull();
+}
+
+void PresenterClient::sessionSuccessResponse(QString body)
+{
+    const JsonReply reply(body);
+    if (reply.isValid())
+        sessionCode = reply.data(QStringLiteral("sessionCode")).toString();
+}
+
+// ---- Starting and joining -------------------------------------------------------------------------
+
+bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
+{
+    if (!findCollabServer() || !startCreatedSession() || !joinSession())
+        return false;
+
+    qDebug().noquote() << sessionToken << collabServerUrl;
+    const QPointer<PresenterClient> self(this);
+    const QPointer<PresenterCollab> channel(
+        new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken));
+    collab = channel; // an earlier channel stays a child of the client
+    channel->open(sockJSProtocols);
+    if (!self || !channel)
+        return false;
+
+    *collabOut = channel;
+    return true;
+}
+
+bool PresenterClient::findCollabServer()
+{
+    if (!post(COLLAB_URL_PATH, NO_ARGUMENTS, &PresenterClient::getCollabUrlResponse))
+        return false;
+    if (collabServerUrl.isEmpty()) {
+        qDebug().noquote() << "ERROR: Failed to get collab server URL!";
+        return false;
+    }
+
+    if (!post(TENANT_FEATURES_PATH, NO_ARGUMENTS,
+              &PresenterClient::getTenantFeatureDetailsResponse))
+        return false;
+    if (!overrideSockJSProtocols.isEmpty())
+        sockJSProtocols = overrideSockJSProtocols;
+    return true;
+}
+
+bool PresenterClient::startCreatedSession()
+{
+    const QString body = START_BODY.arg(sessionCode, collabServerUrl, protocolVersion);
+    return post(START_PATH, body, &PresenterClient::sessionStartSuccessResponse,
+                &PresenterClient::sessionStartFailureResponse)
+        && lastErrorKey.isNull();
+}
+
+// A failed join is not detected. Returns whether the client still exists.
+bool PresenterClient::joinSession()
+{
+    return post(JOIN_PATH, JOIN_BODY.arg(sessionCode, userId),
+                &PresenterClient::sessionJoinResponse);
+}
+
+void PresenterClient::getCollabUrlResponse(QString body)
+{
+    const JsonReply reply(body);
+    if (reply.isValid())
+        collabServerUrl = reply.data(QStringLiteral("url")).toString();
+}
+
+void PresenterClient::getTenantFeatureDetailsResponse(QString body)
+{
+    const JsonReply reply(body);
+    if (reply.isValid())
+        sockJSProtocols = reply.data(QStringLiteral("sockJSProtocols")).toStringList();
+}
+
+void PresenterClient::sessionStartSuccessResponse(QString body)
+{
+    const JsonReply reply(body);
+    if (reply.isValid())
+        sessionToken = reply.data(QStringLiteral("sessionToken")).toString();
+}
+
+void PresenterClient::sessionJoinResponse(QString body)
+{
+    const JsonReply reply(body);
+    if (reply.isValid())
+        userToken = reply.data(QStringLiteral("userToken")).toString();
+}
+
+void PresenterClient::setSockJSOverrideProtocols(QStringList protocols)
+{
+    overrideSockJSProtocols = protocols;
+}
+
+// ---- Learners -------------------------------------------------------------------------------------
+
+bool PresenterClient::doGetLearners()
+{
+    if (sessionToken.isNull()) {
+        qDebug().noquote() << "[PresenterClient] No session to get users for!";
+        return false;
+    }
+    return post(LEARNERS_PATH, TOKEN_BODY.arg(sessionToken), &PresenterClient::getLearnersResponse);
+}
+
+void PresenterClient::getLearnersResponse(QString body)
+{
+    const QVariant users = JsonReply(body).data(QStringLiteral("users"));
+    if (users.userType() != QMetaType::QVariantList)
+        return;
+
+    learners.clear();
+    for (const QVariant &entry : users.toList()) {
+        const QVariantMap user = entry.toMap();
+        if (user.value(QStringLiteral("mode")).toString() != LEARNER_MODE)
+            continue;
+        Tarvo::Learner learner;
+        learner.deviceId = user.value(QStringLiteral("userToken")).toString();
+        learner.userName = user.value(QStringLiteral("userName")).toString();
+        learner.deviceType = user.value(QStringLiteral("deviceType")).toString();
+        learners.append(learner);
+    }
+}
+
+// ---- Stopping -------------------------------------------------------------------------------------
+
+bool PresenterClient::doStopSession()
+{
+    if (sessionToken.isNull()) {
+        qDebug().noquote() << "[PresenterClient] No session to stop!";
+        return false;
+    }
+
+    // Made first: closing the channel reaches slots of the host, which may stop the session themselves.
+    const QString body = TOKEN_BODY.arg(sessionToken);
+    const QPointer<PresenterClient> self(this);
+    if (collab)
+        collab->close();
+    if (!self || !post(STOP_PATH, body, nullptr))
+        return false;
+
+    qDebug().noquote() << "[PresenterClient] Stopping session, closing websocket...";
+    sessionToken.clear();
+    sessionCode.clear();
+    return true;
+}
