@@ -54,7 +54,7 @@ QString bracketed(const char *block)
 // A message with the given JSON as the body's fields.
 QString message(const QString &fields)
 {
-    return QStringLiteral(R"({"type":"rec","address":"s","body":{%1}})").arg(fields);
+    return QStringLiteral(R"({"type":"message","address":"s","body":{%1}})").arg(fields);
 }
 
 // What a device sends: "from", "type" and one compressed piece of data.

@@ -19,7 +19,7 @@ namespace
 QString incomingQuestionGet(const QString &device, int number)
 {
     return QStringLiteral(
-               R"({"type":"rec","address":"session","body":{"from":"%1","type":"questionGet","data":{"questionNumber":%2}}})")
+               R"({"type":"message","address":"session","body":{"from":"%1","type":"questionGet","data":{"questionNumber":%2}}})")
         .arg(device)
         .arg(number);
 }
@@ -263,7 +263,7 @@ void tst_PresenterAssessment::wholeExchange()
     QCOMPARE(question.value("id").toString(), QStringLiteral("q2"));
     QCOMPARE(question.value("questionNumber").toInt(), 2);
     host.bus.send(
-        R"({"type":"rec","address":"session","body":{"from":"d1","type":"questionResponse","data":{"questionId":"q2","questionSetMode":"Assessment","responseTime":900,"optionAnswers":[{"activityOptionId":"B"}]}}})");
+        R"({"type":"message","address":"session","body":{"from":"d1","type":"questionResponse","data":{"questionId":"q2","questionSetMode":"Assessment","responseTime":900,"optionAnswers":[{"activityOptionId":"B"}]}}})");
     QTRY_COMPARE(answered.size(), 1);
     QCOMPARE(answered.first(), (QVariantList{"d1", "q2", 900, "B"}));
     assessment.stop();

@@ -33,7 +33,7 @@ QString typed(const QString &address, const QString &type, const char *block)
 // An event-bus message that arrives, its payload not compressed.
 QString incoming(const QString &fields)
 {
-    return QStringLiteral(R"({"type":"rec","address":"session","body":{%1}})").arg(fields);
+    return QStringLiteral(R"({"type":"message","address":"session","body":{%1}})").arg(fields);
 }
 
 SockJSConnector &connectorOf(const PresenterCollab &channel)

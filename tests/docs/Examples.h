@@ -27,3 +27,5 @@ struct Example {
 
 // Questions of every kind, cards, options, feedback.
 QVector<Example> contentExamples();
+// What goes out on the event bus, and what of what comes in reaches the host.
+QVector<Example> messageExamples();

@@ -21,7 +21,7 @@ struct Block {
 
 QVector<Example> allExamples()
 {
-    return contentExamples();
+    return messageExamples() + contentExamples();
 }
 
 QVector<Block> fencedBlocks(const QStringList &lines)
