@@ -186,7 +186,8 @@ bool SockJSConnector::openWebsocket()
     connect(socket, &QWebSocket::connected, &wait, &QEventLoop::quit);
     connect(socket, &QWebSocket::disconnected, &wait, &QEventLoop::quit);
     connect(socket, failed, &wait, &QEventLoop::quit);
-    connect(socket, &QObject::destroyed, &wait, &QEventLoop::quit);
+    // A socket that is given up drops its connections first; those of its child last as long as it.
+    connect(new QObject(socket), &QObject::destroyed, &wait, &QEventLoop::quit);
     // The server's first frames may come in one packet with its handshake.
     QStringList earlyFrames;
     connect(socket, &QWebSocket::textMessageReceived, &wait,
