@@ -1,0 +1,177 @@
+// What a service that does not answer in time does to every kind of operation. All of them wait at the
+// same time, inside each other's waits, so that ten seconds are waited once.
+
+#include "client/PresenterClient.h"
+
+#include "client/RestService.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedServer.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
+#include <QtTest/QtTest>
+
+#include <functional>
+
+namespace
+{
+
+constexpr int LIMIT_MS = 10000;
+// A loaded machine may notice the end of the wait late, never early.
+constexpr int LATE_MS = 9000;
+
+const QByteArray CHECK = "/vantora";
+const QByteArray LOGIN = "/vantora/login/submit";
+const QByteArray UPLOAD = "/vantora/resource/uploadResourceFile";
+
+QString text(const char *value)
+{
+    return QString::fromUtf8(value);
+}
+
+// One client with a service of its own, and what its operation came to.
+struct Case {
+    const char *name;
+    std::function<void(RestService &)> script;
+    std::function<QString(PresenterClient &)> run; // the result, as text
+    QString expected;
+
+    QString result = QString();
+    qint64 elapsedMs = -1;
+};
+
+} // namespace
+
+class tst_request_timeouts : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void operationsFailAfterTenSeconds();
+    void handshakeThatStallsFailsAfterTenSeconds();
+    void clientDeletedWithALateRequestDoesNotWait();
+};
+
+void tst_request_timeouts::operationsFailAfterTenSeconds()
+{
+    const auto boolean = [](bool value) { return value ? text("true") : text("false"); };
+    QList<Case> cases = {
+        {"check", [](RestService &service) { service.expect(CHECK).silence(); },
+         [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
+         text("false")},
+        {"answer after eleven seconds",
+         [](RestService &service) {
+             service.expect(CHECK).hold().meanwhile([&service] {
+                 QTimer::singleShot(LIMIT_MS + 1000, &service, [&service] { service.release(); });
+             });
+         },
+         [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
+         text("false")},
+        {"answer that begins and never ends",
+         [](RestService &service) {
+             service.expect(CHECK).raw("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n{}");
+         },
+         [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
+         text("false")},
+        {"answer whose header never ends",
+         [](RestService &service) {
+             service.expect(CHECK).raw("HTTP/1.1 200 OK\r\nX-Header: x\r\n");
+         },
+         [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
+         text("false")},
+        {"password",
+         [](RestService &service) {
+             service.expect(LOGIN, R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
+                 .silence();
+         },
+         [=](PresenterClient &client) {
+             const bool signedIn = client.doLogin(text("u"), text("p"));
+             return boolean(signedIn) + client.getLastErrorKey() + boolean(client.isLoggedIn());
+         },
+         text("falsefalse")},
+        {"access token",
+         [](RestService &service) {
+             service
+                 .expect(
+                     LOGIN,
+                     R"({"userId":"u","password":"p","deviceId":"d","deviceName":"n","sourceSystem":"Corvel"})")
+                 .silence();
+         },
+         [](PresenterClient &client) {
+             return client.doGetAccessToken(text("u"), text("p"), text("d"), text("n"));
+         },
+         QString()},
+        {"user name",
+         [](RestService &service) { service.expect("/vantora/login/user", "{}").silence(); },
+         [](PresenterClient &client) { return client.doGetUserName(); }, QString()},
+        {"upload", [](RestService &service) { service.expect(UPLOAD).silence(); },
+         [=](PresenterClient &client) {
+             QString id = text("id");
+             QString path = text("path");
+             return boolean(client.doUploadResource(text("f"), "d", &id, &path)) + id + path;
+         },
+         text("falseidpath")},
+    };
+
+    LogCapture log;
+    std::vector<std::unique_ptr<RestService>> services;
+    std::vector<std::unique_ptr<PresenterClient>> clients;
+    int running = cases.size();
+    for (Case &each : cases) {
+        RestService &service = *services.emplace_back(new RestService);
+        PresenterClient &client =
+            *clients.emplace_back(new PresenterClient(nullptr, service.url()));
+        each.script(service);
+        QTimer::singleShot(0, &client, [&each, &client, &running] {
+            QElapsedTimer clock;
+            clock.start();
+            each.result = each.run(client);
+            each.elapsedMs = clock.elapsed();
+            --running;
+        });
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(running, 0, LIMIT_MS + LATE_MS);
+
+    for (const Case &each : qAsConst(cases)) {
+        QVERIFY2(each.elapsedMs >= LIMIT_MS - 50, each.name); // the clock starts after the timer's
+        QVERIFY2(each.elapsedMs < LIMIT_MS + LATE_MS, each.name);
+        QVERIFY2(each.result == each.expected, qPrintable(text(each.name) + ": " + each.result));
+    }
+    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), cases.size());
+    for (const auto &service : services)
+        QCOMPARE(service->requests().size(), 1);
+}
+
+void tst_request_timeouts::handshakeThatStallsFailsAfterTenSeconds()
+{
+    ScriptedServer server;
+    server.onEveryOther({Scripted::expectMatch("\x16\x03\x01"), Scripted::expectEnd()});
+    QVERIFY(server.listen());
+    PresenterClient client(nullptr, QStringLiteral("https://127.0.0.1:%1").arg(server.port()));
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client.doLogin(text("ann"), text("s3cret")));
+    QVERIFY(clock.elapsed() >= LIMIT_MS - 50);
+    QVERIFY(clock.elapsed() < LIMIT_MS + LATE_MS);
+    QVERIFY(client.getLastErrorKey().isNull());
+    for (int i = 0; i < server.connectionCount(); ++i) {
+        QVERIFY(server.received(i).startsWith("\x16\x03\x01"));
+        QVERIFY(!server.received(i).contains("s3cret"));
+    }
+}
+
+void tst_request_timeouts::clientDeletedWithALateRequestDoesNotWait()
+{
+    RestService service;
+    service.expect("/x").silence();
+    auto *client = new PresenterClient(nullptr, service.url());
+    client->doRequest(false, QUrl(service.url() + "/x"), QByteArray(), nullptr, nullptr, false);
+    QTRY_COMPARE(service.requests().size(), 1);
+    QElapsedTimer clock;
+    clock.start();
+    delete client;
+    QVERIFY(clock.elapsed() < LIMIT_MS - 2000);
+}
+
+QTEST_GUILESS_MAIN(tst_request_timeouts)
+#include "tst_request_timeouts.moc"

@@ -1,0 +1,257 @@
+// What the host entrusts to the client, and what the service entrusts to it in cookies, never reaches
+// the debug stream, whatever becomes of the request.
+
+#include "client/PresenterClient.h"
+
+#include "client/EventBus.h"
+#include "client/RestService.h"
+#include "collab/PresenterCollab.h"
+#include "support/LogCapture.h"
+#include "support/TestCertificates.h"
+
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QtTest>
+
+namespace
+{
+
+// Each is unique, so that finding it anywhere means that it was written.
+const char PASSWORD[] = "s3cret-password-0001";
+const char HTTP_USER[] = "s3cret-httpuser-0002";
+const char HTTP_PASSWORD[] = "s3cret-httppassword-0003";
+const char DEVICE_TOKEN[] = "s3cret-devicetoken-0004";
+const char OAUTH_CODE[] = "s3cret-oauthcode-0005";
+const char REGISTRATION[] = R"({"name":"s3cret-registration-0006"})";
+const char UPLOADED[] = "s3cret-upload-0007";
+const char COOKIE[] = "s3cret-cookie-0008";
+
+QString text(const char *value)
+{
+    return QString::fromUtf8(value);
+}
+
+void signIn(PresenterClient &client)
+{
+    QString registration;
+    client.checkServer(text(HTTP_USER), text(HTTP_PASSWORD));
+    client.doLogin(text("ann"), text(PASSWORD));
+    client.doLogin(text("ann"), text("device"), text(DEVICE_TOKEN));
+    client.doLoginWithOAuth(text("x"), text(OAUTH_CODE), registration);
+    registration = text(REGISTRATION);
+    client.doLoginWithOAuth(text("x"), text(OAUTH_CODE), registration);
+    client.doGetAccessToken(text("ann"), text(PASSWORD), text("device"), text("name"));
+    client.doGetOAuthAccessToken(text("x"), text(OAUTH_CODE), text("device"), text("name"),
+                                 registration);
+    client.reLogin();
+    client.sendKeepAlive();
+    client.doGetUserName();
+}
+
+void upload(PresenterClient &client)
+{
+    QString id;
+    QString path;
+    client.doUploadResource(text("slide.png"), UPLOADED, &id, &path);
+}
+
+// What signIn() asks for, in order.
+QList<QPair<QByteArray, QByteArray>> signInRequests(const QByteArray &url)
+{
+    const QByteArray login = "/vantora/login/submit";
+    const QByteArray oauth = "/vantora/login/oauth/x/callback";
+    const QByteArray corvel = "\"sourceSystem\":\"Corvel\"}";
+    const QByteArray codeAndUrl =
+        "{\"code\":\"" + QByteArray(OAUTH_CODE) + "\",\"callbackUrl\":\"" + url + "\",";
+    const QByteArray device = "\"deviceId\":\"device\",\"deviceName\":\"name\",";
+    const QByteArray password =
+        "{\"userId\":\"ann\",\"password\":\"" + QByteArray(PASSWORD) + "\",";
+    return {
+        {"/vantora", ""},
+        {login, password + corvel},
+        {login,
+         "{\"userId\":\"ann\",\"deviceId\":\"device\",\"deviceAccessToken\":\""
+             + QByteArray(DEVICE_TOKEN) + "\"," + corvel},
+        {oauth, codeAndUrl + corvel},
+        {"/vantora/register/oauth/submit", QByteArray(REGISTRATION).chopped(1) + "," + corvel},
+        {login, password + device + corvel},
+        {oauth, codeAndUrl + device + corvel},
+        {login, password + corvel},
+        {"/vantora/login/keepSessionAlive", ""},
+        {"/vantora/login/user", "{}"},
+    };
+}
+
+void compareWithSecrets(const LogCapture &log)
+{
+    const QString all = log.messages().join(QLatin1Char('\n'));
+    QVERIFY(!all.isEmpty());
+    for (const char *secret : {PASSWORD, HTTP_USER, HTTP_PASSWORD, DEVICE_TOKEN, OAUTH_CODE,
+                               REGISTRATION, UPLOADED, COOKIE}) {
+        QVERIFY2(!all.contains(text(secret)), secret);
+        const QString encoded = QString::fromLatin1(QByteArray(secret).toBase64());
+        QVERIFY2(!all.contains(encoded.chopped(4)), secret);
+    }
+    const QString credentials =
+        QString::fromLatin1((QByteArray(HTTP_USER) + ':' + HTTP_PASSWORD).toBase64());
+    QVERIFY(!all.contains(credentials));
+    QVERIFY(!all.contains(text("s3cret")));
+}
+
+} // namespace
+
+class tst_secrets : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void operationsThatSucceed();
+    void operationsThatFail_data();
+    void operationsThatFail();
+    void operationsThatAreAborted();
+    void refusedConnections();
+    void untrustedConnections();
+    void wholeSession();
+};
+
+void tst_secrets::operationsThatSucceed()
+{
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    service.expect("/vantora")
+        .status("401 Who", "{}", "WWW-Authenticate: Basic realm=\"school\"\r\n");
+    for (const auto &request : signInRequests(service.url().toUtf8())) {
+        service.expect(request.first, request.second)
+            .status(
+                "200 OK",
+                R"({"infoMsgs":["success"],"data":{"userLoginId":"ann","deviceAccessToken":"t"}})",
+                "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n");
+    }
+    LogCapture log;
+    signIn(client);
+    QCOMPARE(service.lastRequest().headerLines("cookie").size(), 1);
+    QCOMPARE(service.lastRequest().headerLines("authorization").size(), 1);
+    compareWithSecrets(log);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_secrets::operationsThatFail_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::newRow("refused") << QByteArray("403 No")
+                             << QByteArray(R"({"errorMsgKeys":["a.error"]})");
+    QTest::newRow("broken") << QByteArray("500 Broken") << QByteArray("<html>");
+    QTest::newRow("no json") << QByteArray("200 OK") << QByteArray("<html>");
+    QTest::newRow("registration asked for")
+        << QByteArray("200 OK") << QByteArray(R"({"infoMsgKeys":["success.registration"]})");
+}
+
+void tst_secrets::operationsThatFail()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    for (const auto &request : signInRequests(service.url().toUtf8()))
+        service.expect(request.first, request.second).status(status, reply);
+    LogCapture log;
+    signIn(client);
+    compareWithSecrets(log);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_secrets::operationsThatAreAborted()
+{
+    // The handling of another request ends each wait, which aborts what it waited for.
+    RestService service;
+    RestService other;
+    PresenterClient client(nullptr, service.url());
+    for (const auto &request : signInRequests(service.url().toUtf8())) {
+        other.expect("/x");
+        service.expect(request.first, request.second).silence().meanwhile([&] {
+            client.doRequest(false, QUrl(other.url() + "/x"), QByteArray(), nullptr, nullptr,
+                             false);
+        });
+    }
+    LogCapture log;
+    signIn(client);
+    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 10);
+    compareWithSecrets(log);
+    QCOMPARE(service.faults() + other.faults(), QStringList());
+}
+
+void tst_secrets::refusedConnections()
+{
+    quint16 port = 0;
+    {
+        QTcpServer unused;
+        QVERIFY(unused.listen(QHostAddress::LocalHost));
+        port = unused.serverPort();
+    }
+    PresenterClient client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(port));
+    LogCapture log;
+    signIn(client);
+    upload(client);
+    compareWithSecrets(log);
+}
+
+void tst_secrets::untrustedConnections()
+{
+    TestCertificates certificates;
+    certificates.trustNobody();
+    RestService service(certificates.issue(text("localhost")).serverConfiguration());
+    PresenterClient client(nullptr, service.url());
+    LogCapture log;
+    signIn(client);
+    upload(client);
+    compareWithSecrets(log);
+    QVERIFY(service.requests().isEmpty());
+}
+
+void tst_secrets::wholeSession()
+{
+    EventBus bus;
+    RestService service;
+    LogCapture log;
+    {
+        PresenterClient client(nullptr, service.url());
+        service
+            .expect("/vantora/login/submit",
+                    "{\"userId\":\"ann\",\"password\":\"" + QByteArray(PASSWORD)
+                        + "\",\"sourceSystem\":\"Corvel\"}")
+            .status("200 OK", R"({"infoMsgs":["success"]})",
+                    "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n");
+        QVERIFY(client.doLogin(text("ann"), text(PASSWORD)));
+
+        service.expect("/vantora/login/user", "{}").json(R"({"data":{"userLoginId":"ann"}})");
+        service.expect("/vantora/session/create", "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+        QVERIFY(client.doStartSession(QString()));
+
+        const QByteArray url = bus.url().toUtf8();
+        service.expect("/vantora/session/getcollabserverurl", "{}")
+            .json("{\"data\":{\"url\":\"" + url + "\"}}");
+        service.expect("/vantora/config/findTenantFeatureDetails", "{}")
+            .json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+        service
+            .expect("/vantora/session/start",
+                    "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + url
+                        + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}")
+            .json(R"({"data":{"sessionToken":"TOKEN"}})");
+        service
+            .expect(
+                "/vantora/classroom/session/join",
+                R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"ann_SessionStarter","deviceType":"presenter"})")
+            .json(R"({"data":{"userToken":"USER"}})");
+        PresenterCollab *channel = nullptr;
+        QVERIFY(client.startWebsocket(&channel));
+        QTRY_COMPARE(bus.messages().size(), 3);
+
+        service.expect("/vantora/session/stop", R"({"sessionToken":"TOKEN"})");
+    }
+    QTRY_COMPARE(bus.openNow(), 0);
+    compareWithSecrets(log);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+QTEST_GUILESS_MAIN(tst_secrets)
+#include "tst_secrets.moc"

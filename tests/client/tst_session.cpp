@@ -1,0 +1,982 @@
+#include "client/PresenterClient.h"
+
+#include "client/EventBus.h"
+#include "client/RestService.h"
+#include "collab/PresenterCollab.h"
+#include "support/LogCapture.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QTimer>
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QtTest>
+
+#include <functional>
+
+namespace
+{
+
+// A wait that ends by itself takes 10 s; all that is ended otherwise must be well below.
+constexpr int AT_ONCE_MS = 8000;
+
+const QByteArray LOGIN = "/vantora/login/submit";
+const QByteArray USER = "/vantora/login/user";
+const QByteArray LOGOUT = "/vantora/login/logout";
+const QByteArray CREATE = "/vantora/session/create";
+const QByteArray COLLAB_URL = "/vantora/session/getcollabserverurl";
+const QByteArray FEATURES = "/vantora/config/findTenantFeatureDetails";
+const QByteArray START = "/vantora/session/start";
+const QByteArray JOIN = "/vantora/classroom/session/join";
+const QByteArray LEARNERS = "/vantora/session/getusers";
+const QByteArray STOP = "/vantora/session/stop";
+
+const QByteArray ANN = R"({"userId":"ann","password":"pw","sourceSystem":"Corvel"})";
+const QByteArray NO_JSON = "<html>";
+const QByteArray REFUSED = R"({"errorMsgKeys":["session.error.refused"]})";
+
+const QByteArray JOIN_BODY =
+    R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"ann_SessionStarter","deviceType":"presenter"})";
+const QByteArray TOKEN_BODY = R"({"sessionToken":"TOKEN"})";
+
+QString text(const char *value)
+{
+    return QString::fromUtf8(value);
+}
+
+QByteArray startBody(const QString &collabUrl)
+{
+    return "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + collabUrl.toUtf8()
+        + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}";
+}
+
+} // namespace
+
+using Action = std::function<void()>;
+
+class tst_session : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void init();
+    void cleanup();
+
+    void sessionIsCreatedForASignedInTeacher_data();
+    void sessionIsCreatedForASignedInTeacher();
+    void teacherIsSignedInAgainFirst();
+    void teacherIsSignedInAgainWithoutAReplyToTheUserQuery();
+    void failedSignInStopsTheSession();
+    void signedOutClientWithoutCredentialsSendsNoMore();
+    void failedCreationIsReported_data();
+    void failedCreationIsReported();
+    void newSessionForgetsTheEarlierOne();
+
+    void sessionIsStartedJoinedAndItsChannelOpened();
+    void valuesAreSentAsTheyAre();
+    void channelGetsTheTransports_data();
+    void channelGetsTheTransports();
+    void missingCollaborationServerEndsTheStart_data();
+    void missingCollaborationServerEndsTheStart();
+    void earlierCollaborationServerIsUsedWhenTheQueryFails();
+    void refusedStartMakesNoChannel();
+    void failedStartWithoutAnErrorKeyGoesOn_data();
+    void failedStartWithoutAnErrorKeyGoesOn();
+    void failedJoinIsNotDetected_data();
+    void failedJoinIsNotDetected();
+    void channelIsMadeEvenIfItCannotConnect();
+    void secondChannelLeavesTheFirst();
+
+    void learnersAreListed_data();
+    void learnersAreListed();
+    void failedLearnersRequestKeepsTheList_data();
+    void failedLearnersRequestKeepsTheList();
+    void learnersWithoutASessionSendNothing();
+
+    void stopClosesTheChannelAndTellsTheService();
+    void stopSucceedsWhateverTheServiceSays_data();
+    void stopSucceedsWhateverTheServiceSays();
+    void stopWithoutASessionSendsNothing();
+    void stopOfACreatedSessionSendsNothing();
+    void stopWithoutAChannelTellsTheService();
+    void stopAfterTheHostDeletedTheChannelTellsTheService();
+    void logoutStopsTheSessionFirst();
+    void logoutWithoutSignInStillStopsTheSession();
+
+    void destructionStopsTheSession();
+    void destructionOfACreatedSessionSendsNothing();
+    void clientDeletedWhileStarting_data();
+    void clientDeletedWhileStarting();
+    void clientDeletedWhileCreating_data();
+    void clientDeletedWhileCreating();
+    void clientDeletedWhileTheChannelOpens();
+    void channelDeletedWhileItOpens();
+    void clientDeletedFromConnectionClosed();
+    void channelDeletedFromConnectionClosed();
+    void sessionStoppedFromConnectionClosed();
+    void clientWithASessionDeletedDuringAWait();
+    void clientDeletedWhileItStopsItsSession();
+    void clientDeletedWhileItLogsOut();
+
+private:
+    void createSession(PresenterClient &client);
+    void scriptStart(const QByteArray &features = "{}");
+    PresenterCollab *startSession(PresenterClient &client);
+
+    std::unique_ptr<EventBus> bus;
+    std::unique_ptr<RestService> service;
+};
+
+void tst_session::init()
+{
+    bus.reset(new EventBus);
+    service.reset(new RestService);
+}
+
+void tst_session::cleanup()
+{
+    QCOMPARE(service->faults(), QStringList());
+}
+
+// Signs ann in and creates session CODE.
+void tst_session::createSession(PresenterClient &client)
+{
+    service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
+    client.doLogin(text("ann"), text("pw"));
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+    if (!client.doStartSession(QString()))
+        qFatal("no session");
+}
+
+void tst_session::scriptStart(const QByteArray &features)
+{
+    const QByteArray url = bus->url().toUtf8();
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url + "\"}}");
+    service->expect(FEATURES, "{}").json(features);
+    service->expect(START, startBody(bus->url())).json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service->expect(JOIN, JOIN_BODY).json(R"({"data":{"userToken":"USER"}})");
+}
+
+// Goes on to a session with an open channel.
+PresenterCollab *tst_session::startSession(PresenterClient &client)
+{
+    createSession(client);
+    scriptStart(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    PresenterCollab *channel = nullptr;
+    if (!client.startWebsocket(&channel))
+        qFatal("no channel");
+    if (!QTest::qWaitFor([&] { return channel->isConnected() && bus->messages().size() == 3; }))
+        qFatal("channel not open");
+    return channel;
+}
+
+// ---- Creating -------------------------------------------------------------------------------------
+
+void tst_session::sessionIsCreatedForASignedInTeacher_data()
+{
+    QTest::addColumn<QString>("ignored");
+    QTest::newRow("null") << QString();
+    QTest::newRow("empty") << "";
+    QTest::newRow("anything") << "{\"%1\":1}";
+}
+
+void tst_session::sessionIsCreatedForASignedInTeacher()
+{
+    QFETCH(QString, ignored);
+    PresenterClient client(nullptr, service->url());
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CO%1DE"}})");
+    QVERIFY(client.doStartSession(ignored));
+    QCOMPARE(client.getSessionCode(), text("CO%1DE"));
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::teacherIsSignedInAgainFirst()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
+    QVERIFY(client.doLogin(text("ann"), text("pw")));
+
+    // The query clears the user id; signing in again still knows it.
+    service->expect(USER, "{}").json(R"({"data":{}})");
+    service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+    QVERIFY(client.doStartSession(QString()));
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+}
+
+void tst_session::teacherIsSignedInAgainWithoutAReplyToTheUserQuery()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(LOGIN, ANN).json("{}");
+    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    service->expect(USER, "{}").status("500 Broken");
+    service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+    QVERIFY(client.doStartSession(QString()));
+}
+
+void tst_session::failedSignInStopsTheSession()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(LOGIN, ANN).json("{}");
+    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    service->expect(USER, "{}").json("{}");
+    service->expect(LOGIN, ANN).status("403 No", R"({"errorMsgKeys":["login.error.password"]})");
+    QVERIFY(!client.doStartSession(QString()));
+    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+    QVERIFY(client.getSessionCode().isNull());
+}
+
+void tst_session::signedOutClientWithoutCredentialsSendsNoMore()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(USER, "{}").json("{}");
+    QVERIFY(!client.doStartSession(QString()));
+    QCOMPARE(service->requests().size(), 1);
+}
+
+void tst_session::failedCreationIsReported_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::addColumn<QString>("key");
+    QTest::newRow("refused with a key")
+        << QByteArray("403 No") << REFUSED << "session.error.refused";
+    QTest::newRow("refused without a key") << QByteArray("403 No") << QByteArray("{}") << QString();
+    QTest::newRow("refused, not in JSON") << QByteArray("500 Broken") << NO_JSON << QString();
+    QTest::newRow("no code") << QByteArray("200 OK") << QByteArray(R"({"data":{}})") << QString();
+    QTest::newRow("null code") << QByteArray("200 OK")
+                               << QByteArray(R"({"data":{"sessionCode":null}})") << QString();
+    QTest::newRow("code of a wrong kind")
+        << QByteArray("200 OK") << QByteArray(R"({"data":{"sessionCode":["c"]}})") << QString();
+    QTest::newRow("keys of a good reply are not read")
+        << QByteArray("200 OK") << REFUSED << QString();
+    QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON << QString();
+}
+
+void tst_session::failedCreationIsReported()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    QFETCH(QString, key);
+    PresenterClient client(nullptr, service->url());
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").status(status, reply);
+    QVERIFY(!client.doStartSession(QString()));
+    QVERIFY(client.getSessionCode().isNull());
+    QCOMPARE(client.getLastErrorKey(), key);
+    QVERIFY(client.isLoggedIn());
+}
+
+void tst_session::newSessionForgetsTheEarlierOne()
+{
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").status("403 No", REFUSED);
+    QVERIFY(!client.doStartSession(QString()));
+    QVERIFY(client.getSessionCode().isNull());
+    QVERIFY(client.getSessionToken().isNull());
+    QCOMPARE(client.getLastErrorKey(), text("session.error.refused"));
+
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"SECOND"}})");
+    QVERIFY(client.doStartSession(QString()));
+    QVERIFY(client.getLastErrorKey().isNull());
+    QCOMPARE(client.getSessionCode(), text("SECOND"));
+}
+
+// ---- Starting and joining -------------------------------------------------------------------------
+
+void tst_session::sessionIsStartedJoinedAndItsChannelOpened()
+{
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    scriptStart(R"({"data":{"sockJSProtocols":["websocket","xhr-polling"]}})");
+    PresenterCollab *channel = nullptr;
+    LogCapture log;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(channel);
+    QCOMPARE(channel->parent(), &client);
+    QCOMPARE(channel->getSessionCode(), text("CODE"));
+    QCOMPARE(channel->getSessionToken(), text("TOKEN"));
+    QCOMPARE(channel->getUserToken(), text("USER"));
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+    QCOMPARE(client.getUserToken(), text("USER"));
+    QCOMPARE(client.getCollabServerUrl(), bus->url());
+
+    QCOMPARE(log.messages().mid(0, 6),
+             (QStringList{
+                 "[REST Response] {\"data\":{\"url\":\"" + bus->url() + "\"}}",
+                 R"([REST Response] {"data":{"sockJSProtocols":["websocket","xhr-polling"]}})",
+                 R"([REST Response] {"data":{"sessionToken":"TOKEN"}})",
+                 R"([REST Response] {"data":{"userToken":"USER"}})",
+                 "TOKEN " + bus->url(),
+                 "Connecting to collaboration server: " + bus->url() + " [websocket, xhr-polling]",
+             }));
+
+    QTRY_COMPARE(bus->messages(),
+                 (QStringList{
+                     R"({"type":"register","address":"TOKEN"})",
+                     R"({"type":"register","address":"TOKEN.presenter"})",
+                     R"({"type":"register","address":"TOKEN.presenter.USER"})",
+                 }));
+    service->expect(STOP, TOKEN_BODY);
+}
+
+void tst_session::valuesAreSentAsTheyAre()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"%1a%20"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"%2%0"}})");
+    QVERIFY(client.doStartSession(QString()));
+
+    const QString url = bus->url() + text("/%1/%20");
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url.toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service
+        ->expect(START,
+                 "{\"sessionCode\": \"%2%0\",\"serverUrl\":\"" + url.toUtf8()
+                     + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}")
+        .json(R"({"data":{"sessionToken":"t%0%1%%"}})");
+    service
+        ->expect(
+            JOIN,
+            R"({"userName":"SessionStarter","sessionCode":"%2%0","mode":"presenter","deviceName":"%1a%20_SessionStarter","deviceType":"presenter"})")
+        .json(R"({"data":{"userToken":"u%1"}})");
+    PresenterCollab *channel = nullptr;
+    QVERIFY(client.startWebsocket(&channel));
+    QCOMPARE(channel->getSessionToken(), text("t%0%1%%"));
+    QCOMPARE(channel->getUserToken(), text("u%1"));
+
+    service->expect(LEARNERS, R"({"sessionToken":"t%0%1%%"})");
+    QVERIFY(client.doGetLearners());
+    service->expect(STOP, R"({"sessionToken":"t%0%1%%"})");
+    QVERIFY(client.doStopSession());
+}
+
+void tst_session::channelGetsTheTransports_data()
+{
+    QTest::addColumn<QStringList>("overriding");
+    QTest::addColumn<QByteArray>("features");
+    QTest::addColumn<QString>("transports");
+    QTest::newRow("of the tenant, in its order")
+        << QStringList()
+        << QByteArray(R"({"data":{"sockJSProtocols":["websocket","xhr-streaming","unknown"]}})")
+        << "websocket, xhr-streaming, unknown";
+    QTest::newRow("none") << QStringList() << QByteArray(R"({"data":{}})") << "";
+    QTest::newRow("not in JSON") << QStringList() << NO_JSON << "";
+    QTest::newRow("a bare text") << QStringList()
+                                 << QByteArray(R"({"data":{"sockJSProtocols":"websocket"}})")
+                                 << "websocket";
+    QTest::newRow("one instead of three")
+        << QStringList{"websocket"}
+        << QByteArray(R"({"data":{"sockJSProtocols":["xhr-polling","xhr-streaming","websocket"]}})")
+        << "websocket";
+    QTest::newRow("two instead of none")
+        << QStringList{"websocket", "xhr-polling"} << QByteArray("{}") << "websocket, xhr-polling";
+}
+
+void tst_session::channelGetsTheTransports()
+{
+    QFETCH(QStringList, overriding);
+    QFETCH(QByteArray, features);
+    QFETCH(QString, transports);
+    PresenterClient client(nullptr, service->url());
+    client.setSockJSOverrideProtocols(overriding);
+    createSession(client);
+    scriptStart(features);
+    PresenterCollab *channel = nullptr;
+    LogCapture log;
+    QVERIFY(client.startWebsocket(&channel));
+    QCOMPARE(
+        log.startingWith(text("Connecting to collaboration server")),
+        QStringList{"Connecting to collaboration server: " + bus->url() + " [" + transports + "]"});
+    QCOMPARE(log.contains(text("[SockJSConnector] No protocols specified. Using defaults.")),
+             transports.isEmpty());
+    service->expect(STOP, TOKEN_BODY);
+}
+
+void tst_session::missingCollaborationServerEndsTheStart_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::newRow("error status") << QByteArray("500 Broken") << REFUSED;
+    QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON;
+    QTest::newRow("no url") << QByteArray("200 OK") << QByteArray(R"({"data":{}})");
+    QTest::newRow("empty url") << QByteArray("200 OK") << QByteArray(R"({"data":{"url":""}})");
+}
+
+void tst_session::missingCollaborationServerEndsTheStart()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(COLLAB_URL, "{}").status(status, reply);
+    auto *untouched = reinterpret_cast<PresenterCollab *>(1);
+    PresenterCollab *channel = untouched;
+    LogCapture log;
+    QVERIFY(!client.startWebsocket(&channel));
+    QCOMPARE(channel, untouched);
+    QCOMPARE(log.messages().last(), text("ERROR: Failed to get collab server URL!"));
+    QVERIFY(client.getLastErrorKey().isNull()); // no failure handler
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+}
+
+void tst_session::earlierCollaborationServerIsUsedWhenTheQueryFails()
+{
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+    QVERIFY(client.doStartSession(QString()));
+    service->expect(COLLAB_URL, "{}").status("500 Broken");
+    service->expect(FEATURES, "{}").status("500 Broken");
+    service->expect(START, startBody(bus->url())).json(R"({"data":{"sessionToken":"TOKEN2"}})");
+    service->expect(JOIN, JOIN_BODY).json(R"({"data":{"userToken":"USER2"}})");
+    PresenterCollab *channel = nullptr;
+    LogCapture log;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(log.contains("Connecting to collaboration server: " + bus->url() + " [websocket]"));
+    QCOMPARE(channel->getSessionToken(), text("TOKEN2"));
+    service->expect(STOP, R"({"sessionToken":"TOKEN2"})");
+}
+
+void tst_session::refusedStartMakesNoChannel()
+{
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(COLLAB_URL, "{}").json(R"({"data":{"url":"http://127.0.0.1:1"}})");
+    service->expect(FEATURES, "{}");
+    service->expect(START, startBody(text("http://127.0.0.1:1"))).status("409 No", REFUSED);
+    PresenterCollab *channel = nullptr;
+    QVERIFY(!client.startWebsocket(&channel));
+    QVERIFY(!channel);
+    QVERIFY(!client.findChild<PresenterCollab *>());
+    QCOMPARE(client.getLastErrorKey(), text("session.error.refused"));
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::failedStartWithoutAnErrorKeyGoesOn_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::newRow("error status") << QByteArray("500 Broken") << NO_JSON;
+    QTest::newRow("no token") << QByteArray("200 OK") << QByteArray("{}");
+    QTest::newRow("keys of a good reply are not read") << QByteArray("200 OK") << REFUSED;
+}
+
+void tst_session::failedStartWithoutAnErrorKeyGoesOn()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + bus->url().toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service->expect(START, startBody(bus->url())).status(status, reply);
+    service->expect(JOIN, JOIN_BODY).json(R"({"data":{"userToken":"USER"}})");
+    PresenterCollab *channel = nullptr;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(channel);
+    QVERIFY(channel->getSessionToken().isNull());
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::failedJoinIsNotDetected_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::newRow("error status") << QByteArray("403 No") << REFUSED;
+    QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON;
+    QTest::newRow("no token") << QByteArray("200 OK") << QByteArray("{}");
+}
+
+void tst_session::failedJoinIsNotDetected()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + bus->url().toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service->expect(START, startBody(bus->url())).json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service->expect(JOIN, JOIN_BODY).status(status, reply);
+    PresenterCollab *channel = nullptr;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(channel->getUserToken().isNull());
+    QVERIFY(client.getLastErrorKey().isNull());
+    service->expect(STOP, TOKEN_BODY);
+}
+
+void tst_session::channelIsMadeEvenIfItCannotConnect()
+{
+    quint16 port = 0;
+    {
+        QTcpServer unused;
+        QVERIFY(unused.listen(QHostAddress::LocalHost));
+        port = unused.serverPort();
+    }
+    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(port);
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url.toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service->expect(START, startBody(url)).json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service->expect(JOIN, JOIN_BODY).json(R"({"data":{"userToken":"USER"}})");
+    PresenterCollab *channel = nullptr;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(channel);
+    QVERIFY(!channel->isConnected());
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+}
+
+void tst_session::secondChannelLeavesTheFirst()
+{
+    PresenterClient client(nullptr, service->url());
+    const QPointer<PresenterCollab> first = startSession(client);
+    scriptStart(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    PresenterCollab *second = nullptr;
+    QVERIFY(client.startWebsocket(&second));
+    QVERIFY(first);
+    QVERIFY(second != first);
+    QCOMPARE(first->parent(), &client);
+    QVERIFY(first->isConnected());
+    QTRY_VERIFY(second->isConnected());
+
+    // Only the second is closed with the session; the first goes with the client.
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(first->isConnected());
+    QVERIFY(!second->isConnected());
+}
+
+// ---- Learners -------------------------------------------------------------------------------------
+
+void tst_session::learnersAreListed_data()
+{
+    QTest::addColumn<QByteArray>("users");
+    QTest::addColumn<QStringList>("learners");
+    QTest::newRow("learners alone") << QByteArray(R"([
+            {"mode":"learner","userToken":"d1","userName":"Änn","deviceType":"tablet"},
+            {"mode":"Learner","userToken":"d2","userName":"Bob","deviceType":"tablet"},
+            {"mode":"presenter","userToken":"d3","userName":"SessionStarter","deviceType":"presenter"}])")
+                                    << QStringList{QString::fromUtf8("d1 Änn tablet")};
+    QTest::newRow("in order") << QByteArray(R"([
+            {"mode":"learner","userToken":"d2","userName":"B","deviceType":"phone"},
+            {"mode":"learner","userToken":"d1","userName":"A","deviceType":"tablet"}])")
+                              << QStringList{"d2 B phone", "d1 A tablet"};
+    QTest::newRow("missing fields") << QByteArray(R"([{"mode":"learner"}])") << QStringList{"  "};
+    QTest::newRow("numbers as text")
+        << QByteArray(R"([{"mode":"learner","userToken":7,"userName":8,"deviceType":9}])")
+        << QStringList{"7 8 9"};
+    QTest::newRow("wrong kinds") << QByteArray(
+        R"([1,"learner",null,["learner"],{"mode":["learner"]},{"mode":null}])")
+                                 << QStringList();
+    QTest::newRow("empty") << QByteArray("[]") << QStringList();
+}
+
+void tst_session::learnersAreListed()
+{
+    QFETCH(QByteArray, users);
+    QFETCH(QStringList, learners);
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(LEARNERS, TOKEN_BODY)
+        .json(R"({"data":{"users":[{"mode":"learner","userToken":"earlier"}]}})");
+    QVERIFY(client.doGetLearners());
+    QCOMPARE(client.getLearners().size(), 1);
+
+    service->expect(LEARNERS, TOKEN_BODY).json("{\"data\":{\"users\":" + users + "}}");
+    QVERIFY(client.doGetLearners());
+    QStringList found;
+    for (const Tarvo::Learner &learner : client.getLearners())
+        found.append(learner.deviceId + ' ' + learner.userName + ' ' + learner.deviceType);
+    QCOMPARE(found, learners);
+    service->expect(STOP, TOKEN_BODY);
+}
+
+void tst_session::failedLearnersRequestKeepsTheList_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::newRow("error status") << QByteArray("500 Broken") << REFUSED;
+    QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON;
+    QTest::newRow("no users") << QByteArray("200 OK") << QByteArray(R"({"data":{}})");
+    QTest::newRow("users of a wrong kind")
+        << QByteArray("200 OK") << QByteArray(R"({"data":{"users":{"mode":"learner"}}})");
+    QTest::newRow("users as a bare text")
+        << QByteArray("200 OK") << QByteArray(R"({"data":{"users":"learner"}})");
+    QTest::newRow("null users") << QByteArray("200 OK") << QByteArray(R"({"data":{"users":null}})");
+}
+
+void tst_session::failedLearnersRequestKeepsTheList()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(LEARNERS, TOKEN_BODY)
+        .json(R"({"data":{"users":[{"mode":"learner","userToken":"d1"}]}})");
+    QVERIFY(client.doGetLearners());
+    service->expect(LEARNERS, TOKEN_BODY).status(status, reply);
+    QVERIFY(client.doGetLearners());
+    QCOMPARE(client.getLearners().size(), 1);
+    QCOMPARE(client.getLearners().first().deviceId, text("d1"));
+    QVERIFY(client.getLastErrorKey().isNull());
+    service->expect(STOP, TOKEN_BODY);
+}
+
+void tst_session::learnersWithoutASessionSendNothing()
+{
+    PresenterClient client(nullptr, service->url());
+    LogCapture log;
+    QVERIFY(!client.doGetLearners());
+    QCOMPARE(log.messages(), QStringList{"[PresenterClient] No session to get users for!"});
+    QVERIFY(service->requests().isEmpty());
+}
+
+// ---- Stopping -------------------------------------------------------------------------------------
+
+void tst_session::stopClosesTheChannelAndTellsTheService()
+{
+    PresenterClient client(nullptr, service->url());
+    PresenterCollab *channel = startSession(client);
+    QSignalSpy closed(channel, &PresenterCollab::connectionClosed);
+    bool closedBeforeTheRequest = false;
+    service->expect(STOP, TOKEN_BODY).json("{}").hold().meanwhile([&] {
+        closedBeforeTheRequest = closed.count() == 1;
+        service->release();
+    });
+    LogCapture log;
+    QVERIFY(client.doStopSession());
+    QVERIFY(closedBeforeTheRequest);
+    QVERIFY(!channel->isConnected());
+    QCOMPARE(closed.count(), 1);
+    QCOMPARE(closed.first().first().toBool(), false);
+    QVERIFY(client.getSessionToken().isNull());
+    QVERIFY(client.getSessionCode().isNull());
+    const QStringList lines = log.messages();
+    QCOMPARE(lines.count(text("[PresenterClient] Stopping session, closing websocket...")), 1);
+    QVERIFY(lines.indexOf(text("[PresenterClient] Stopping session, closing websocket..."))
+            > lines.indexOf(text("[REST Response] {}")));
+
+    QTRY_COMPARE(bus->openNow(), 0);
+    QCOMPARE(bus->messages().size(), 4);
+    QVERIFY(bus->messages().last().contains(text(R"("type":"disconnect")")));
+}
+
+void tst_session::stopSucceedsWhateverTheServiceSays_data()
+{
+    QTest::addColumn<QByteArray>("status");
+    QTest::addColumn<QByteArray>("reply");
+    QTest::newRow("error status") << QByteArray("500 Broken") << REFUSED;
+    QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON;
+    QTest::newRow("failure told in JSON") << QByteArray("200 OK") << REFUSED;
+}
+
+void tst_session::stopSucceedsWhateverTheServiceSays()
+{
+    QFETCH(QByteArray, status);
+    QFETCH(QByteArray, reply);
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(STOP, TOKEN_BODY).status(status, reply);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
+    QVERIFY(client.getSessionCode().isNull());
+    QVERIFY(client.getLastErrorKey().isNull());
+    QVERIFY(client.isLoggedIn());
+
+    QVERIFY(!client.doStopSession());
+}
+
+void tst_session::stopWithoutASessionSendsNothing()
+{
+    PresenterClient client(nullptr, service->url());
+    LogCapture log;
+    QVERIFY(!client.doStopSession());
+    QCOMPARE(log.messages(), QStringList{"[PresenterClient] No session to stop!"});
+    QVERIFY(service->requests().isEmpty());
+}
+
+void tst_session::stopOfACreatedSessionSendsNothing()
+{
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    LogCapture log;
+    QVERIFY(!client.doStopSession());
+    QCOMPARE(log.messages(), QStringList{"[PresenterClient] No session to stop!"});
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+}
+
+void tst_session::stopWithoutAChannelTellsTheService()
+{
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    // The start succeeds, but an error from before it keeps the channel from being made.
+    service->expect(LOGIN, ANN).status("403 No", R"({"errorMsgKeys":["login.error"]})");
+    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    service->expect(COLLAB_URL, "{}").json(R"({"data":{"url":"http://127.0.0.1:1"}})");
+    service->expect(FEATURES, "{}");
+    service->expect(START, startBody(text("http://127.0.0.1:1")))
+        .json(R"({"data":{"sessionToken":"TOKEN"}})");
+    PresenterCollab *channel = nullptr;
+    QVERIFY(!client.startWebsocket(&channel));
+    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::stopAfterTheHostDeletedTheChannelTellsTheService()
+{
+    PresenterClient client(nullptr, service->url());
+    delete startSession(client);
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::logoutStopsTheSessionFirst()
+{
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(STOP, TOKEN_BODY);
+    service->expect(LOGOUT, "{}");
+    QVERIFY(client.doLogout());
+    QVERIFY(client.getSessionToken().isNull());
+    QVERIFY(!client.isLoggedIn());
+}
+
+void tst_session::logoutWithoutSignInStillStopsTheSession()
+{
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(LOGIN, ANN).json("{}");
+    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doLogout());
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+// ---- The client's end -----------------------------------------------------------------------------
+
+void tst_session::destructionStopsTheSession()
+{
+    QPointer<PresenterCollab> channel;
+    {
+        PresenterClient client(nullptr, service->url());
+        channel = startSession(client);
+        service->expect(STOP, TOKEN_BODY);
+    }
+    QVERIFY(channel.isNull());
+    QTRY_COMPARE(bus->openNow(), 0);
+    QCOMPARE(bus->messages().size(), 4); // the last words of the channel arrived
+}
+
+void tst_session::destructionOfACreatedSessionSendsNothing()
+{
+    auto *client = new PresenterClient(nullptr, service->url());
+    createSession(*client);
+    LogCapture log;
+    delete client;
+    QCOMPARE(log.messages(), QStringList{"[PresenterClient] No session to stop!"});
+}
+
+void tst_session::clientDeletedWhileStarting_data()
+{
+    QTest::addColumn<int>("answered");
+    QTest::newRow("finding the collaboration server") << 0;
+    QTest::newRow("reading the tenant's features") << 1;
+    QTest::newRow("starting") << 2;
+    QTest::newRow("joining") << 3;
+}
+
+void tst_session::clientDeletedWhileStarting()
+{
+    QFETCH(int, answered);
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    createSession(*client);
+
+    const QByteArray url = bus->url().toUtf8();
+    const QByteArray paths[] = {COLLAB_URL, FEATURES, START, JOIN};
+    const QByteArray bodies[] = {"{}", "{}", startBody(bus->url()), JOIN_BODY};
+    const QByteArray replies[] = {"{\"data\":{\"url\":\"" + url + "\"}}", "{}",
+                                  R"({"data":{"sessionToken":"TOKEN"}})"};
+    for (int i = 0; i < answered; ++i)
+        service->expect(paths[i], bodies[i]).json(replies[i]);
+    service->expect(paths[answered], bodies[answered]).silence().meanwhile([&] {
+        if (answered == 3) // the session runs already, so the destructor stops it
+            service->expect(STOP, TOKEN_BODY);
+        delete client;
+    });
+
+    PresenterCollab *channel = nullptr;
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client->startWebsocket(&channel));
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+    QVERIFY(client.isNull());
+    QVERIFY(!channel);
+}
+
+void tst_session::clientDeletedWhileCreating_data()
+{
+    QTest::addColumn<int>("answered");
+    QTest::newRow("asking for the user") << 0;
+    QTest::newRow("signing in again") << 1;
+    QTest::newRow("creating") << 2;
+}
+
+void tst_session::clientDeletedWhileCreating()
+{
+    QFETCH(int, answered);
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    service->expect(LOGIN, ANN).json("{}");
+    QVERIFY(!client->doLogin(text("ann"), text("pw")));
+
+    const QByteArray paths[] = {USER, LOGIN, CREATE};
+    const QByteArray bodies[] = {"{}", ANN, "{}"};
+    const QByteArray replies[] = {"{}", R"({"infoMsgs":["success"]})"};
+    for (int i = 0; i < answered; ++i)
+        service->expect(paths[i], bodies[i]).json(replies[i]);
+    service->expect(paths[answered], bodies[answered]).silence().meanwhile([&] { delete client; });
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client->doStartSession(QString()));
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+    QVERIFY(client.isNull());
+}
+
+void tst_session::clientDeletedWhileTheChannelOpens()
+{
+    QTcpServer silent; // takes the connection and never answers the handshake
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    createSession(*client);
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url.toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service->expect(START, startBody(url)).json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service->expect(JOIN, JOIN_BODY).json(R"({"data":{"userToken":"USER"}})");
+    connect(
+        &silent, &QTcpServer::newConnection, client,
+        [&] {
+            service->expect(STOP, TOKEN_BODY);
+            delete client;
+        },
+        Qt::QueuedConnection);
+    PresenterCollab *channel = nullptr;
+    QVERIFY(!client->startWebsocket(&channel));
+    QVERIFY(client.isNull());
+    QVERIFY(!channel);
+}
+
+void tst_session::channelDeletedWhileItOpens()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url.toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service->expect(START, startBody(url)).json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service->expect(JOIN, JOIN_BODY).json(R"({"data":{"userToken":"USER"}})");
+    connect(
+        &silent, &QTcpServer::newConnection, &client,
+        [&] { delete client.findChild<PresenterCollab *>(); }, Qt::QueuedConnection);
+    PresenterCollab *channel = nullptr;
+    QVERIFY(!client.startWebsocket(&channel));
+    QVERIFY(!channel);
+    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+}
+
+void tst_session::clientDeletedFromConnectionClosed()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    PresenterCollab *channel = startSession(*client);
+    connect(channel, &PresenterCollab::connectionClosed, this, [&] { delete client; });
+    service->expect(STOP, TOKEN_BODY); // by the destructor
+    QVERIFY(!client->doStopSession());
+    QVERIFY(client.isNull());
+}
+
+void tst_session::channelDeletedFromConnectionClosed()
+{
+    PresenterClient client(nullptr, service->url());
+    PresenterCollab *channel = startSession(client);
+    connect(channel, &PresenterCollab::connectionClosed, this, [&] { delete channel; });
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::sessionStoppedFromConnectionClosed()
+{
+    // Both calls tell the service; the outer one, too, names the session that it was asked to stop.
+    PresenterClient client(nullptr, service->url());
+    PresenterCollab *channel = startSession(client);
+    bool inner = false;
+    connect(channel, &PresenterCollab::connectionClosed, this,
+            [&] { inner = client.doStopSession(); });
+    service->expect(STOP, TOKEN_BODY);
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(inner);
+}
+
+void tst_session::clientWithASessionDeletedDuringAWait()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    QPointer<PresenterCollab> channel = startSession(*client);
+    service->expect(LEARNERS, TOKEN_BODY).silence().meanwhile([&] {
+        service->expect(STOP, TOKEN_BODY); // waited for inside the wait for the learners
+        delete client;
+    });
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client->doGetLearners());
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+    QVERIFY(client.isNull());
+    QVERIFY(channel.isNull());
+}
+
+void tst_session::clientDeletedWhileItStopsItsSession()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    startSession(*client);
+    service->expect(STOP, TOKEN_BODY).silence().meanwhile([&] {
+        service->expect(STOP, TOKEN_BODY); // not known to be stopped, so the destructor stops it
+        delete client;
+    });
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client->doStopSession());
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+    QVERIFY(client.isNull());
+}
+
+void tst_session::clientDeletedWhileItLogsOut()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    startSession(*client);
+    service->expect(STOP, TOKEN_BODY);
+    service->expect(LOGOUT, "{}").silence().meanwhile([&] { delete client; });
+    QVERIFY(!client->doLogout());
+    QVERIFY(client.isNull());
+}
+
+QTEST_GUILESS_MAIN(tst_session)
+#include "tst_session.moc"
