@@ -23,7 +23,8 @@ if(LzmaSdk_FOUND AND NOT TARGET LzmaSdk::LzmaSdk)
   # _7ZIP_ST leaves out the SDK's threads; -w because its warnings are not ours to mend.
   target_compile_definitions(tarvo_lzmasdk PUBLIC _7ZIP_ST)
   target_include_directories(tarvo_lzmasdk SYSTEM PUBLIC "${LZMASDK_SOURCE_DIR}")
-  target_compile_options(tarvo_lzmasdk PRIVATE -w -O2)
+  # -O3, because -O2 leaves a loop over 8,000 counters unvectorized that runs once a block.
+  target_compile_options(tarvo_lzmasdk PRIVATE -w -O3)
   set_target_properties(tarvo_lzmasdk PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     C_VISIBILITY_PRESET hidden

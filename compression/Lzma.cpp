@@ -213,7 +213,7 @@ bool Lzma::decompress(const unsigned char *src, unsigned int srcLen, QString *ou
 
 bool Lzma::decompress64(const QString &base64, QString *out)
 {
-    const QByteArray block = QByteArray::fromBase64(base64.toUtf8());
+    const QByteArray block = QByteArray::fromBase64Encoding(base64.toUtf8()).decoded;
     // Even the empty text has a stream behind the header.
     if (block.size() <= static_cast<int>(HEADER_SIZE))
         return false;
