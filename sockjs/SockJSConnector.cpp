@@ -263,10 +263,9 @@ void SockJSConnector::onTextMessageReceived(QString frame)
         return;
     const QPointer<SockJSConnector> self(this);
     const int thisEpoch = epoch;
-    const QVariantList messages =
-        QJsonDocument::fromJson(frame.mid(1).toUtf8()).array().toVariantList();
-    for (const QVariant &message : messages) {
-        Q_EMIT sockJSMessage(message.toString());
+    const QJsonArray messages = QJsonDocument::fromJson(frame.midRef(1).toUtf8()).array();
+    for (const QJsonValue &message : messages) {
+        Q_EMIT sockJSMessage(message.toVariant().toString());
         if (!self || epoch != thisEpoch)
             return;
     }
