@@ -26,6 +26,8 @@ class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
     Q_OBJECT
 
 public:
+    // Hosts connect by the short names, so the signals carry them.
+    // clazy:excludeall=fully-qualified-moc-types
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
 

@@ -2,9 +2,8 @@
 
 #include <QtCore/QString>
 
-// The texts that the collaboration channel puts on the wire. Each is filled with QString::arg(), one
-// placeholder after another from %0 on; nothing is escaped on the way, so the values are identifiers,
-// numbers, URLs and base64 text only.
+// The texts that the collaboration channel puts on the wire, and how they are filled. Nothing is
+// escaped on the way, so the values are identifiers, numbers, URLs and base64 text only.
 //
 // Fixed numbers and names inside ("fake-id", the ordinals, the image box, "_tId") and the irregular
 // blanks after commas are what the learners' devices and the remote expect.
@@ -14,6 +13,14 @@
 // clazy:excludeall=non-pod-global-static
 namespace Tarvo
 {
+
+/// Fills a template's placeholders, from the lowest on, with one value after another: a value that
+/// looks like a later placeholder is filled by the values that follow it.
+template<typename... Values> QString filled(QString text, const Values &...values)
+{
+    ((text = text.arg(values)), ...);
+    return text;
+}
 
 // ---- The event bus -------------------------------------------------------------------------------
 

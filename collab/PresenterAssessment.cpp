@@ -9,17 +9,19 @@
 
 #include <QtCore/QUuid>
 
+// clazy:excludeall=non-pod-global-static
+
 using namespace Tarvo;
 
 namespace
 {
 
-constexpr QLatin1String TYPE_START("assessmentStart");
-constexpr QLatin1String TYPE_STOP("assessmentStop");
-constexpr QLatin1String TYPE_REVIEW("questionSetReview");
-constexpr QLatin1String TYPE_DIALOG("dialogShow");
+const QString TYPE_START = QStringLiteral("assessmentStart");
+const QString TYPE_STOP = QStringLiteral("assessmentStop");
+const QString TYPE_REVIEW = QStringLiteral("questionSetReview");
+const QString TYPE_DIALOG = QStringLiteral("dialogShow");
 
-constexpr QLatin1String ASSESSMENT_MODE("Assessment");
+const QString ASSESSMENT_MODE = QStringLiteral("Assessment");
 
 void publish(PresenterCollab *collab, const QString &address, const QString &type,
              const QVariantMap &data)

@@ -13,6 +13,8 @@
 #include <QtCore/QDebug>
 #include <QtCore/QUrl>
 
+// clazy:excludeall=non-pod-global-static
+
 using namespace Tarvo;
 
 namespace
@@ -20,13 +22,13 @@ namespace
 
 constexpr int PING_INTERVAL_MS = 60'000;
 
-constexpr QLatin1String TYPE_DISCONNECT("disconnect");
-constexpr QLatin1String TYPE_PAUSE("pause");
-constexpr QLatin1String TYPE_RESUME("resume");
-constexpr QLatin1String TYPE_HEAVY("heavy");
+const QString TYPE_DISCONNECT = QStringLiteral("disconnect");
+const QString TYPE_PAUSE = QStringLiteral("pause");
+const QString TYPE_RESUME = QStringLiteral("resume");
+const QString TYPE_HEAVY = QStringLiteral("heavy");
 
 // The payload of "disconnect": a JSON empty string.
-constexpr QLatin1String EMPTY_DATA("\"\"");
+const QString EMPTY_DATA = QStringLiteral("\"\"");
 
 } // namespace
 
@@ -98,7 +100,7 @@ void PresenterCollab::onConnected()
     const QString presenter = sessionToken + Address::PRESENTER;
     for (const QString &address :
          {sessionToken, presenter, presenter + Address::RELATIVE_MARK + userToken})
-        connector->sendMessage(REGISTER_MESSAGE.arg(address), false);
+        connector->sendMessage(filled(REGISTER_MESSAGE, address), false);
     pingTimer.start(PING_INTERVAL_MS);
 }
 
@@ -130,7 +132,7 @@ void PresenterCollab::publishMessage(QString address, TarvoCollabMessage *messag
     message->setfrom(userToken);
     message->compileData();
     const QString body = JsonSerializer::serializeToJson(message);
-    const QString text = PUBLISH_MESSAGE_3.arg(fullAddress(address)).arg(body);
+    const QString text = filled(PUBLISH_MESSAGE_3, fullAddress(address), body);
     qDebug().noquote() << "TRANSMIT:" << text;
     connector->sendMessage(text, false);
 }
@@ -149,7 +151,7 @@ void PresenterCollab::publishMessage64(QString address, QString type, QString da
     QString compressed;
     Lzma::compress64(data, &compressed);
     const QString text =
-        PUBLISH_MESSAGE64.arg(fullAddress(address)).arg(userToken).arg(type).arg(compressed);
+        filled(PUBLISH_MESSAGE64, fullAddress(address), userToken, type, compressed);
     connector->sendMessage(text, false);
 }
 
@@ -163,12 +165,12 @@ void PresenterCollab::removeLearner(QString deviceId)
 
 void PresenterCollab::pausePoll()
 {
-    publishMessage(sessionToken, TYPE_PAUSE, PLAIN_DATA.arg(currentPollId));
+    publishMessage(sessionToken, TYPE_PAUSE, filled(PLAIN_DATA, currentPollId));
 }
 
 void PresenterCollab::resumePoll()
 {
-    publishMessage(sessionToken, TYPE_RESUME, PLAIN_DATA.arg(currentPollId));
+    publishMessage(sessionToken, TYPE_RESUME, filled(PLAIN_DATA, currentPollId));
 }
 
 void PresenterCollab::sendHeavy()

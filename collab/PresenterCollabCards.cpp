@@ -6,20 +6,22 @@
 
 #include <QtCore/QDebug>
 
+// clazy:excludeall=non-pod-global-static
+
 using namespace Tarvo;
 
 namespace
 {
 
-constexpr QLatin1String TYPE_SHOW_CARD("showCard");
-constexpr QLatin1String TYPE_CURRENT_LESSON("currentLesson");
-constexpr QLatin1String TYPE_PRESENTER_IS_ACTIVE("presenterIsActive");
-constexpr QLatin1String TYPE_CURRENT_CARD("currentCard");
+const QString TYPE_SHOW_CARD = QStringLiteral("showCard");
+const QString TYPE_CURRENT_LESSON = QStringLiteral("currentLesson");
+const QString TYPE_PRESENTER_IS_ACTIVE = QStringLiteral("presenterIsActive");
+const QString TYPE_CURRENT_CARD = QStringLiteral("currentCard");
 
 // The segment of a card that belongs to no lesson.
-constexpr QLatin1String ANY_SEGMENT("any");
+const QString ANY_SEGMENT = QStringLiteral("any");
 
-constexpr QLatin1String PNG_DATA_URI("data:image/png;base64,");
+const QString PNG_DATA_URI = QStringLiteral("data:image/png;base64,");
 
 } // namespace
 
@@ -52,14 +54,14 @@ void PresenterCollab::clearCardImage()
 void PresenterCollab::showImageCard(bool wrapUrl)
 {
     const QString image = getCardImageRef(wrapUrl);
-    publishMessage(Address::LEARNER, TYPE_SHOW_CARD, SHOW_CARD_DATA.arg(ANY_SEGMENT).arg(image));
+    publishMessage(Address::LEARNER, TYPE_SHOW_CARD, filled(SHOW_CARD_DATA, ANY_SEGMENT, image));
     clearCardImage();
     sendHeavy();
 }
 
 void PresenterCollab::sendCurrentLessonToRemote(QString lessonId, QString name)
 {
-    publishMessage(Address::CONTROLLER, TYPE_CURRENT_LESSON, LESSON_DATA.arg(lessonId).arg(name));
+    publishMessage(Address::CONTROLLER, TYPE_CURRENT_LESSON, filled(LESSON_DATA, lessonId, name));
 }
 
 void PresenterCollab::sendPresenterIsActiveToRemote()
@@ -72,8 +74,7 @@ void PresenterCollab::sendCurrentCardToRemote(int currentCard, int totalCards)
 {
     QStringList cards;
     for (int number = 1; number <= totalCards; ++number)
-        cards.append(CURRENTCARD_SUBDATA.arg(number));
-    publishMessage(
-        Address::CONTROLLER, TYPE_CURRENT_CARD,
-        CURRENTCARD_DATA.arg(currentCard).arg(cards.join(QLatin1Char(','))).arg(totalCards));
+        cards.append(filled(CURRENTCARD_SUBDATA, number));
+    publishMessage(Address::CONTROLLER, TYPE_CURRENT_CARD,
+                   filled(CURRENTCARD_DATA, currentCard, cards.join(QLatin1Char(',')), totalCards));
 }

@@ -17,21 +17,23 @@
 
 #include <memory>
 
+// clazy:excludeall=non-pod-global-static
+
 using namespace Tarvo;
 
 namespace
 {
 
-constexpr QLatin1String TYPE_POLL("poll");
-constexpr QLatin1String TYPE_POLL_STOP("pollStop");
-constexpr QLatin1String TYPE_QUESTION_START("questionStart");
+const QString TYPE_POLL = QStringLiteral("poll");
+const QString TYPE_POLL_STOP = QStringLiteral("pollStop");
+const QString TYPE_QUESTION_START = QStringLiteral("questionStart");
 
 // What a question's "activityType" names: its kind for the service, and for the devices.
-constexpr QLatin1String ACTIVITY_TYPE_ID("id");
-constexpr QLatin1String ACTIVITY_TYPE_NAME("name");
+const QString ACTIVITY_TYPE_ID = QStringLiteral("id");
+const QString ACTIVITY_TYPE_NAME = QStringLiteral("name");
 
 // Devices show no start time; the fixed form has always carried this one.
-constexpr QLatin1String POLL_START_TIME("1395358151638");
+const QString POLL_START_TIME = QStringLiteral("1395358151638");
 
 std::unique_ptr<QuestionBase> makeQuestion(PollType::POLL_TYPE pollType)
 {
@@ -145,21 +147,17 @@ void PresenterCollab::startPoll(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, in
         sendQuestion(sessionToken, question.get());
     } else {
         publishMessage64(sessionToken, TYPE_POLL,
-                         START_POLL_DATA64.arg(PollType::POLL_TYPE_STR().value(pollType))
-                             .arg(OrdinalType::ORDINAL_TYPE_STR().value(ordinalType))
-                             .arg(sessionToken)
-                             .arg(sessionCode)
-                             .arg(POLL_START_TIME)
-                             .arg(currentPollId)
-                             .arg(numbersBelow(count))
-                             .arg(getCardImageRef(true)));
+                         filled(START_POLL_DATA64, PollType::POLL_TYPE_STR().value(pollType),
+                                OrdinalType::ORDINAL_TYPE_STR().value(ordinalType), sessionToken,
+                                sessionCode, POLL_START_TIME, currentPollId, numbersBelow(count),
+                                getCardImageRef(true)));
     }
     clearCardImage();
 }
 
 void PresenterCollab::stopPoll()
 {
-    publishMessage(sessionToken, TYPE_POLL_STOP, PLAIN_DATA.arg(currentPollId));
+    publishMessage(sessionToken, TYPE_POLL_STOP, filled(PLAIN_DATA, currentPollId));
     clearCardImage();
 }
 

@@ -87,8 +87,10 @@ void tst_MessageTemplates::startPollCarriesItsTimeTwice()
 // number that is still there.
 void tst_MessageTemplates::placeholdersAreFilledOneAfterAnother()
 {
-    QCOMPARE(Tarvo::LESSON_DATA.arg(QStringLiteral("50%1")).arg(QStringLiteral("x")),
+    QCOMPARE(Tarvo::filled(Tarvo::LESSON_DATA, QStringLiteral("50%1"), QStringLiteral("x")),
              QStringLiteral(R"({"lessonId":"50x", "name":"x"})"));
+    QCOMPARE(Tarvo::filled(Tarvo::CURRENTCARD_DATA, 1, QString(), 2),
+             QStringLiteral(R"({"currentCard":"1", "cards": [], "totalCards":"2"})"));
 }
 
 void tst_MessageTemplates::valuesAreNotEscaped()
