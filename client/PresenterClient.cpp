@@ -167,7 +167,7 @@ void PresenterClient::slotRequestFinished(QNetworkReply *reply)
 
     replyCallbacks.remove(reply);
     reply->deleteLater();
-    emit requestProcessed();
+    Q_EMIT requestProcessed();
     if (self)
         --completions;
 }

@@ -195,7 +195,7 @@ public:
     int LzmaDecompress64(QString input, QString *output);
     /// @}
 
-signals:
+Q_SIGNALS:
     /// A reply has been handled. Ends the waits of all operations in progress.
     void requestProcessed();
 
@@ -219,7 +219,7 @@ protected:
 
     void uploadResourceResponse(QString body);
 
-protected slots:
+protected Q_SLOTS:
     void slotRequestFinished(QNetworkReply *reply);
     void onPingTimer();
     void slotSslErrors(QNetworkReply *reply, QList<QSslError> errors);

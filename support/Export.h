@@ -4,7 +4,7 @@
 
 // Marks what a host may link against; everything else in the library is hidden.
 #if defined(TARVOCLIENT_LIBRARY)
-#  define TARVOCLIENT_EXPORT Q_DECL_EXPORT
+#define TARVOCLIENT_EXPORT Q_DECL_EXPORT
 #else
-#  define TARVOCLIENT_EXPORT Q_DECL_IMPORT
+#define TARVOCLIENT_EXPORT Q_DECL_IMPORT
 #endif

@@ -2,9 +2,11 @@
 
 #include <ctime>
 
-namespace Tarvo {
+namespace Tarvo
+{
 
-namespace {
+namespace
+{
 
 constexpr char ALPHABET[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
 constexpr int ALPHABET_SIZE = sizeof(ALPHABET) - 1;

@@ -2,7 +2,8 @@
 
 #include <QtCore/QString>
 
-namespace Tarvo {
+namespace Tarvo
+{
 
 // An id of 8 characters out of A-Z, a-z and 0-9, for SockJS sessions and questions.
 //

@@ -4,9 +4,11 @@
 #include <QtNetwork/QNetworkProxyFactory>
 #include <QtNetwork/QNetworkProxyQuery>
 
-namespace Tarvo {
+namespace Tarvo
+{
 
-namespace {
+namespace
+{
 
 QNetworkProxy querySystemProxy()
 {

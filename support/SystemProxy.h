@@ -2,7 +2,8 @@
 
 #include <QtNetwork/QNetworkProxy>
 
-namespace Tarvo {
+namespace Tarvo
+{
 
 // The proxy that the system names for public web addresses, or one of type NoProxy, with an empty
 // host name and port 0, when it names none.

@@ -1,0 +1,13 @@
+execute_process(COMMAND "${NM}" -D --defined-only "${LIBRARY}"
+  OUTPUT_VARIABLE symbols RESULT_VARIABLE result)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "${NM} failed on ${LIBRARY}.")
+endif()
+if(NOT symbols MATCHES "PresenterClient")
+  message(FATAL_ERROR "PresenterClient is not exported by ${LIBRARY}.")
+endif()
+foreach(hidden IN ITEMS LzmaEncode LzmaDecode LzmaEnc_ MatchFinder_ randomId systemProxy)
+  if(symbols MATCHES "[A-Za-z0-9_]*${hidden}[A-Za-z0-9_]*")
+    message(FATAL_ERROR "${CMAKE_MATCH_0} is exported by ${LIBRARY}; it is nobody's interface.")
+  endif()
+endforeach()
