@@ -8,6 +8,7 @@
 #include "collab/TarvoCollabMessage.h"
 #include "compression/gUncompress.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
 #include <QtCore/QEventLoop>
 #include <QtCore/QUrl>
@@ -27,14 +28,14 @@ constexpr char ACCEPT_ENCODING[] = "identity";
 constexpr char CONTENT_ENCODING_HEADER[] = "content-encoding";
 constexpr char GZIP_ENCODING[] = "gzip";
 
-constexpr QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
-constexpr QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
+const QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
+const QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
 
-constexpr QLatin1String SECURE_SCHEME("https");
+const QLatin1String SECURE_SCHEME("https");
 constexpr int DEFAULT_HTTP_PORT = 80;
 
-constexpr QLatin1String ERROR_KEYS("errorMsgKeys");
-constexpr QLatin1String ERROR_MARK("error");
+const QLatin1String ERROR_KEYS("errorMsgKeys");
+const QLatin1String ERROR_MARK("error");
 
 // A redirect target without its path.
 QString baseAddress(const QUrl &target)
@@ -86,9 +87,14 @@ PresenterClient::PresenterClient(QObject *parent, QString server)
 
 PresenterClient::~PresenterClient()
 {
-    if (hasSession())
+    if (hasSession()) {
+        // Waits, so events of the host run; none of them may delete the client a second time.
+        setParent(nullptr);
+        QCoreApplication::removePostedEvents(this, QEvent::DeferredDelete);
         doStopSession();
+    }
 
+    // Below a reply's completion the manager is in the middle of a signal and goes when that is over.
     if (completions == 0) {
         delete networkManager;
     } else {

@@ -10,7 +10,7 @@ namespace
 {
 
 // The host explains this one to the teacher: the school lacks the service's root certificate.
-constexpr QLatin1String ROOT_CERTIFICATE_MISSING("SSLRootCertificateMissing");
+const QLatin1String ROOT_CERTIFICATE_MISSING("SSLRootCertificateMissing");
 
 QString issuerName(const QSslCertificate &certificate, const QString &separator)
 {
@@ -25,13 +25,16 @@ QString issuerName(const QSslCertificate &certificate, const QString &separator)
 void PresenterClient::slotSslErrors(QNetworkReply *reply, QList<QSslError> errors)
 {
     const QSslConfiguration configuration = reply->sslConfiguration();
+    const QList<QSslCertificate> chain = configuration.peerCertificateChain();
+    const QList<QSslCertificate> trusted = configuration.caCertificates();
+
     qDebug().noquote() << "+++ SSL Config +++";
     for (const QSslError &error : qAsConst(errors))
         qDebug().noquote() << "ssl error" << error.errorString();
 
     qDebug().noquote() << "peer certificate list";
     QSslCertificate root(QByteArray{});
-    for (const QSslCertificate &certificate : configuration.peerCertificateChain()) {
+    for (const QSslCertificate &certificate : chain) {
         qDebug().noquote() << "CommonName:" << issuerName(certificate, QStringLiteral(", "));
         root = certificate;
     }
@@ -39,7 +42,7 @@ void PresenterClient::slotSslErrors(QNetworkReply *reply, QList<QSslError> error
 
     qDebug().noquote() << "certificate list";
     bool rootIsKnown = false;
-    for (const QSslCertificate &certificate : configuration.caCertificates()) {
+    for (const QSslCertificate &certificate : trusted) {
         const QString issuer = issuerName(certificate, QStringLiteral(" "));
         qDebug().noquote() << "CommonName:" << issuer;
         rootIsKnown = rootIsKnown || issuer == rootIssuer;
