@@ -115,6 +115,9 @@ private slots:
     void clientWithASessionDeletedDuringAWait();
     void clientDeletedWhileItStopsItsSession();
     void clientDeletedWhileItLogsOut();
+    void parentDeletedWhileTheClientGoes();
+    void clientDeletedThatWasToBeDeletedLater();
+    void clientDeletedByItsParentStopsTheSession();
 
 private:
     void createSession(PresenterClient &client);
@@ -976,6 +979,41 @@ void tst_session::clientDeletedWhileItLogsOut()
     service->expect(LOGOUT, "{}").silence().meanwhile([&] { delete client; });
     QVERIFY(!client->doLogout());
     QVERIFY(client.isNull());
+}
+
+void tst_session::parentDeletedWhileTheClientGoes()
+{
+    auto *parent = new QObject;
+    QPointer<PresenterClient> client = new PresenterClient(parent, service->url());
+    startSession(*client);
+    service->expect(STOP, TOKEN_BODY).hold().meanwhile([&] {
+        delete parent;
+        service->release();
+    });
+    delete client;
+    QVERIFY(client.isNull());
+}
+
+void tst_session::clientDeletedThatWasToBeDeletedLater()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    startSession(*client);
+    service->expect(STOP, TOKEN_BODY).hold().meanwhile([&] { service->release(); });
+    client->deleteLater();
+    delete client; // the wait inside must not carry out the other
+    QVERIFY(client.isNull());
+}
+
+void tst_session::clientDeletedByItsParentStopsTheSession()
+{
+    auto *parent = new QObject;
+    QPointer<PresenterClient> client = new PresenterClient(parent, service->url());
+    const QPointer<QObject> sibling = new QObject(parent);
+    startSession(*client);
+    service->expect(STOP, TOKEN_BODY);
+    delete parent;
+    QVERIFY(client.isNull());
+    QVERIFY(sibling.isNull());
 }
 
 QTEST_GUILESS_MAIN(tst_session)
