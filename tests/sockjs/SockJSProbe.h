@@ -11,7 +11,7 @@ struct SockJSProbe {
     static QMutex &queueMutex(SockJSXHRPollingWorker &worker) { return worker.queueMutex; }
     static QList<XHRRequest *> &txQueue(SockJSXHRPollingWorker &worker) { return worker.txQueue; }
     static QList<XHRRequest *> &inFlight(SockJSXHRPollingWorker &worker) { return worker.inFlight; }
-    static int retryCount(const SockJSXHRPollingWorker &worker) { return worker.retryCount; }
+    static int &retryCount(SockJSXHRPollingWorker &worker) { return worker.retryCount; }
 
     // SockJSXHRPolling
     static QString baseUrl(const SockJSXHRPolling &transport) { return transport.baseUrl; }

@@ -45,6 +45,11 @@ public:
         return m_requests.back().get();
     }
     bool queue(const QString &payload) { return worker->queueRequest(makeRequest(payload)); }
+    int queued()
+    {
+        QMutexLocker locker(&SockJSProbe::queueMutex(*worker));
+        return SockJSProbe::txQueue(*worker).size();
+    }
     XHRRequest *makeRequest(const QString &payload)
     {
         m_requests.push_back(

@@ -1,0 +1,449 @@
+#include "DeadPort.h"
+#include "WorkerRun.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedServer.h"
+#include "support/TestCertificates.h"
+
+#include <QtNetwork/QTcpServer>
+#include <QtTest/QtTest>
+
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace Scripted;
+
+// The worker's queue, its loop and its connection.
+class tst_SockJSWorker : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void requestsAreNumberedFromOne();
+    void metaObjectIsAsDeclared();
+    void queueTakes51Requests();
+    void queueGivesUpOnItsMutexAfterASecond();
+    void queueRefusesWhenClosing();
+    void requestsAreWrittenOneATurnAndInOrder();
+    void nullPayloadWritesNothingButAwaitsAResponse();
+    void connectingTellsWhetherItWorked();
+    void untrustedServerIsNotConnectedTo();
+    void forceCloseEndsAnIdleWorkerAtOnce();
+    void forceCloseBeforeTheThreadStartsEndsIt();
+    void forceCloseEndsAReconnectionAtOnce();
+    void closedSocketEndsAKeepAliveWorker();
+    void closedSocketIsConnectedAgainWithoutKeepAlive();
+    void lostConnectionIsMadeAgain_data();
+    void lostConnectionIsMadeAgain();
+    void elevenFailuresInARowEndTheWorker();
+    void successResetsTheCountOfFailures();
+    void failedTlsReconnectionsCount();
+    void peerThatClosesWithoutReadingDoesNotHoldUpTheLoop();
+    void nothingIsWrittenToALostConnection();
+    void idleWorkerCostsNextToNoTime();
+};
+
+namespace
+{
+
+const QString LOST =
+    QStringLiteral("[SockJSXHRPollingWorker] Connection lost, attempting to re-establish...");
+const QString GIVEN_UP =
+    QStringLiteral("[SockJSXHRPollingWorker] Connection attempts exceeded retry limit!");
+
+QString localhost()
+{
+    return QStringLiteral("127.0.0.1");
+}
+
+double processCpuMs()
+{
+    rusage usage = {};
+    getrusage(RUSAGE_SELF, &usage);
+    const auto ms = [](const timeval &time) {
+        return double(time.tv_sec) * 1000 + double(time.tv_usec) / 1000;
+    };
+    return ms(usage.ru_utime) + ms(usage.ru_stime);
+}
+
+} // namespace
+
+// The first test of the program, so that the first requests of the process are made here.
+void tst_SockJSWorker::requestsAreNumberedFromOne()
+{
+    QObject parent;
+    auto *first = new XHRRequest(&parent, QStringLiteral("/a"), QStringLiteral("text"));
+    const XHRRequest second(nullptr, QString(), QString());
+    QCOMPARE(first->requestId(), 1);
+    QCOMPARE(second.requestId(), 2);
+    QCOMPARE(first->parent(), &parent);
+    QCOMPARE(first->path(), QStringLiteral("/a"));
+    QCOMPARE(first->payload(), QStringLiteral("text"));
+    QCOMPARE(first->chunked, false);
+    QCOMPARE(first->contentLength, 0);
+}
+
+void tst_SockJSWorker::metaObjectIsAsDeclared()
+{
+    const SockJSXHRPollingWorker worker(nullptr, nullptr, QString(), 0, false, true);
+    const QMetaObject &meta = SockJSXHRPollingWorker::staticMetaObject;
+    QList<QByteArray> methods;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        methods.append(meta.method(i).methodSignature());
+    QCOMPARE(methods,
+             (QList<QByteArray>{"finished()", "reconnected()",
+                                "receivedHeadersResponse(XHRRequest*,QStringMap)",
+                                "receivedMessageResponse(XHRRequest*,QString)", "process()"}));
+    QVERIFY(QMetaType::type("QStringMap") != QMetaType::UnknownType);
+    QCOMPARE(QMetaType::type("QStringMap"), qMetaTypeId<QStringMap>());
+}
+
+void tst_SockJSWorker::queueTakes51Requests()
+{
+    WorkerRun run(localhost(), 1);
+    const LogCapture log;
+    for (int i = 0; i < 51; ++i)
+        QVERIFY(run.queue(QStringLiteral("x")));
+    QCOMPARE(log.messages(), QStringList());
+    QVERIFY(!run.queue(QStringLiteral("x")));
+    QCOMPARE(log.messages(),
+             QStringList{"[SockJSXHRPollingWorker] Async socket tx queue error: "
+                         "Too many items in queue!"});
+    QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 51);
+}
+
+void tst_SockJSWorker::queueGivesUpOnItsMutexAfterASecond()
+{
+    WorkerRun run(localhost(), 1);
+    QVERIFY(run.queue(QStringLiteral("x")));
+    const LogCapture log;
+    QElapsedTimer timer;
+    timer.start();
+    QMutexLocker locker(&SockJSProbe::queueMutex(*run.worker));
+    QVERIFY(!run.queue(QStringLiteral("x")));
+    QVERIFY2(timer.elapsed() >= 990, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.messages(),
+             QStringList{"[SockJSXHRPollingWorker] Async socket tx queue error: "
+                         "Failed to establish mutex lock!"});
+    run.worker->transmitNextRequest();
+    locker.unlock();
+    QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 1);
+    QCOMPARE(SockJSProbe::inFlight(*run.worker).size(), 0);
+}
+
+void tst_SockJSWorker::queueRefusesWhenClosing()
+{
+    WorkerRun run(localhost(), 1);
+    run.worker->forceClose();
+    const LogCapture log;
+    QVERIFY(!run.queue(QStringLiteral("x")));
+    QCOMPARE(log.messages(),
+             QStringList{"[SockJSXHRPollingWorker] Async socket tx queue error: Socket closing!"});
+    QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 0);
+}
+
+void tst_SockJSWorker::requestsAreWrittenOneATurnAndInOrder()
+{
+    ScriptedServer server;
+    server.onConnection({expect("first \xc3\xa4"), expect("second")});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    QVERIFY(run.queue(QString::fromUtf8("first \xc3\xa4")));
+    QVERIFY(run.queue(QStringLiteral("second")));
+    QElapsedTimer timer;
+    timer.start();
+    run.start();
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QVERIFY2(timer.elapsed() >= 1980, qPrintable(QString::number(timer.elapsed())));
+    run.stop();
+    QCOMPARE(SockJSProbe::inFlight(*run.worker).size(), 2);
+    QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 0);
+}
+
+void tst_SockJSWorker::nullPayloadWritesNothingButAwaitsAResponse()
+{
+    ScriptedServer server;
+    server.onConnection({expect("second")});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    QVERIFY(run.queue(QString()));
+    QVERIFY(run.queue(QStringLiteral("second")));
+    run.start();
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    run.stop();
+    QCOMPARE(SockJSProbe::inFlight(*run.worker).size(), 2);
+    QCOMPARE(server.received(0), QByteArray("second"));
+}
+
+void tst_SockJSWorker::connectingTellsWhetherItWorked()
+{
+    ScriptedServer server;
+    server.onConnection({});
+    QVERIFY(server.listen());
+    WorkerRun reached(localhost(), server.port());
+    QVERIFY(reached.connectToServer());
+    QCOMPARE(reached.socket->state(), QAbstractSocket::ConnectedState);
+    const DeadPort port;
+    WorkerRun refused(localhost(), port);
+    QVERIFY(!refused.connectToServer());
+
+    TestCertificates certificates;
+    certificates.trust();
+    ScriptedServer tlsServer;
+    tlsServer.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    tlsServer.onConnection({});
+    QVERIFY(tlsServer.listen());
+    WorkerRun encrypted(localhost(), tlsServer.port(), true);
+    QVERIFY(encrypted.connectToServer());
+    QVERIFY(qobject_cast<QSslSocket *>(encrypted.socket)->isEncrypted());
+}
+
+void tst_SockJSWorker::untrustedServerIsNotConnectedTo()
+{
+    TestCertificates certificates;
+    ScriptedServer server;
+    server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    server.onEveryOther({});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port(), true);
+    QVERIFY(!run.connectToServer());
+    QVERIFY(!qobject_cast<QSslSocket *>(run.socket)->isEncrypted());
+    QCOMPARE(server.received(0), QByteArray());
+}
+
+void tst_SockJSWorker::forceCloseEndsAnIdleWorkerAtOnce()
+{
+    ScriptedServer server;
+    server.onEveryOther({});
+    QVERIFY(server.listen());
+    qint64 shortest = INT_MAX; // of three, on a machine that may be busy
+    for (int i = 0; i < 3; ++i) {
+        WorkerRun run(localhost(), server.port());
+        QVERIFY(run.connectToServer());
+        run.start();
+        QTest::qWait(100); // it has begun to wait a second for data
+        QElapsedTimer timer;
+        timer.start();
+        run.stop();
+        shortest = qMin(shortest, timer.elapsed());
+        QCOMPARE(run.ends, 1);
+    }
+    QVERIFY2(shortest < 500, qPrintable(QString::number(shortest)));
+}
+
+void tst_SockJSWorker::forceCloseBeforeTheThreadStartsEndsIt()
+{
+    ScriptedServer server;
+    server.onConnection({});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    run.worker->forceClose();
+    run.start();
+    QVERIFY(run.thread.wait(20000));
+    run.stop();
+    QCOMPARE(run.ends, 1);
+}
+
+void tst_SockJSWorker::forceCloseEndsAReconnectionAtOnce()
+{
+    TestCertificates certificates;
+    certificates.trust();
+    ScriptedServer server;
+    server.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    server.onConnection({startTls(), close()});
+    server.onConnection({pause(60000)}); // a handshake that is never answered
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port(), true);
+    QVERIFY(run.connectToServer());
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 2, 20000);
+    QTest::qWait(200);
+    QElapsedTimer timer;
+    timer.start();
+    run.stop();
+    QVERIFY2(timer.elapsed() < 5000, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(run.ends, 1);
+    QCOMPARE(run.reconnections, 0);
+}
+
+void tst_SockJSWorker::closedSocketEndsAKeepAliveWorker()
+{
+    const DeadPort port;
+    WorkerRun run(localhost(), port);
+    const LogCapture log;
+    run.start();
+    QVERIFY(run.thread.wait(20000));
+    run.stop();
+    QCOMPARE(run.ends, 1);
+    QCOMPARE(log.messages(), QStringList());
+}
+
+void tst_SockJSWorker::closedSocketIsConnectedAgainWithoutKeepAlive()
+{
+    ScriptedServer server;
+    server.onConnection({send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port(), false, false);
+    run.expectResponse();
+    run.start();
+    QTRY_COMPARE(run.messages, QStringList{"o"});
+    run.stop();
+    QCOMPARE(run.reconnections, 1);
+    QCOMPARE(log.messages(), QStringList());
+}
+
+void tst_SockJSWorker::lostConnectionIsMadeAgain_data()
+{
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<bool>("reset");
+    QTest::newRow("closed") << false << false;
+    QTest::newRow("reset") << false << true;
+    QTest::newRow("closed, TLS") << true << false;
+    QTest::newRow("reset, TLS") << true << true;
+}
+
+// A socket whose peer has closed stays open for the toolkit, in the unconnected state.
+void tst_SockJSWorker::lostConnectionIsMadeAgain()
+{
+    QFETCH(bool, tls);
+    QFETCH(bool, reset);
+    TestCertificates certificates;
+    certificates.trust();
+    ScriptedServer server;
+    if (tls)
+        server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    server.onConnection({pause(100), reset ? Scripted::abort() : Scripted::close()});
+    server.onConnection({expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port(), tls);
+    QVERIFY(run.connectToServer());
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    QVERIFY(run.queue(QStringLiteral("next")));
+    QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 20000);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    run.stop();
+    QCOMPARE(log.messages(), QStringList{LOST});
+    QCOMPARE(run.ends, 1);
+}
+
+void tst_SockJSWorker::elevenFailuresInARowEndTheWorker()
+{
+    ScriptedServer server;
+    server.onConnection({});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    run.start();
+    server.stop();
+    QTRY_COMPARE_WITH_TIMEOUT(run.ends, 1, 20000);
+    QCOMPARE(log.count(LOST), 11);
+    QCOMPARE(log.messages().last(), GIVEN_UP);
+    QCOMPARE(log.messages().size(), 12);
+    QVERIFY(run.thread.wait(20000));
+}
+
+void tst_SockJSWorker::successResetsTheCountOfFailures()
+{
+    ScriptedServer server;
+    server.onConnection({pause(100), close()});
+    server.onConnection({});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    SockJSProbe::retryCount(*run.worker) = 10;
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    server.stop();
+    QTRY_COMPARE_WITH_TIMEOUT(run.ends, 1, 20000);
+    QCOMPARE(log.count(LOST), 1 + 11);
+    QCOMPARE(log.count(GIVEN_UP), 1);
+}
+
+void tst_SockJSWorker::failedTlsReconnectionsCount()
+{
+    TestCertificates certificates;
+    certificates.trust();
+    ScriptedServer server;
+    server.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    server.onConnection({startTls(), close()});
+    server.onEveryOther({send("HTTP/1.1 400 Bad Request\r\n\r\n")}); // plain HTTP on the TLS port
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port(), true);
+    QVERIFY(run.connectToServer());
+    QVERIFY(run.queue(QStringLiteral("secret")));
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.ends, 1, 30000);
+    QCOMPARE(log.count(LOST), 11);
+    QCOMPARE(log.count(GIVEN_UP), 1);
+    for (int connection = 1; connection < server.connectionCount(); ++connection)
+        QVERIFY(!server.received(connection).contains("secret"));
+}
+
+// The peer ends its half and then takes nothing more, with data of ours on the way.
+void tst_SockJSWorker::peerThatClosesWithoutReadingDoesNotHoldUpTheLoop()
+{
+    struct Server : QTcpServer {
+        void incomingConnection(qintptr descriptor) override
+        {
+            descriptors.append(int(descriptor));
+        }
+        ~Server() override
+        {
+            for (const int descriptor : qAsConst(descriptors))
+                ::close(descriptor);
+        }
+        QList<int> descriptors;
+    } server;
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    WorkerRun run(localhost(), server.serverPort());
+    QVERIFY(run.connectToServer());
+    QTRY_COMPARE(server.descriptors.size(), 1);
+    QVERIFY(run.queue(QString(30 * 1024 * 1024, QLatin1Char('x'))));
+    run.start();
+    // Written in the first idle turn; more than the system's buffers hold.
+    QTRY_COMPARE(run.queued(), 0);
+    QTest::qWait(300);
+    QCOMPARE(::shutdown(server.descriptors.first(), SHUT_WR), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    QTRY_COMPARE(server.descriptors.size(), 2);
+}
+
+void tst_SockJSWorker::nothingIsWrittenToALostConnection()
+{
+    ScriptedServer server;
+    server.onConnection({pause(300), close()});
+    server.onConnection({expect("kept")});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    QVERIFY(run.queue(QStringLiteral("kept")));
+    run.start();
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+}
+
+void tst_SockJSWorker::idleWorkerCostsNextToNoTime()
+{
+    QTcpServer server; // the system accepts for it
+    QVERIFY(server.listen(QHostAddress::LocalHost));
+    WorkerRun run(localhost(), server.serverPort());
+    QVERIFY(run.connectToServer());
+    run.start();
+    QThread::msleep(500);
+    const double before = processCpuMs();
+    constexpr unsigned long SECONDS = 4;
+    QThread::msleep(SECONDS * 1000);
+    const double perSecond = (processCpuMs() - before) / SECONDS;
+    QVERIFY2(perSecond < 2.0, qPrintable(QString::number(perSecond)));
+}
+
+QTEST_GUILESS_MAIN(tst_SockJSWorker)
+#include "tst_sockjsworker.moc"
