@@ -29,13 +29,20 @@ EventBusSocket::EventBusSocket()
     connect(&m_patience, &QTimer::timeout, this, &EventBusSocket::onNoProgress);
 }
 
+void EventBusSocket::cutOff()
+{
+    Q_EMIT letGo();
+    disconnect();
+    m_patience.stop();
+}
+
 // Closing the connection right away would lose messages: data of the server that nobody reads any
 // more, then or later, makes the system reset the connection and drop what it has not delivered yet.
 // A ping is answered when everything before it has been received, so the answer is waited for first,
 // and the server's messages are read and dropped meanwhile.
 void EventBusSocket::leave(const QObject *owner)
 {
-    disconnect();
+    cutOff();
     if (state() != QAbstractSocket::ConnectedState) {
         end();
         return;
@@ -79,8 +86,7 @@ void EventBusSocket::sayGoodbye()
 
 void EventBusSocket::end()
 {
-    disconnect();
-    m_patience.stop();
+    cutOff();
     if (state() == QAbstractSocket::ConnectedState) {
         close(QWebSocketProtocol::CloseCodeNormal);
     } else {
@@ -95,8 +101,7 @@ void EventBusSocket::end()
 
 void EventBusSocket::freeLater()
 {
-    disconnect();
-    m_patience.stop();
+    cutOff();
     if (m_emissions > 0)
         m_doomed = true;
     else

@@ -8,7 +8,7 @@
 // freed while one of its signals is on the stack.
 //
 // The connector owns it until it calls leave() or end(); from then on the socket frees itself. Both
-// cut its signals off from everyone else first.
+// emit letGo() and then cut the socket's signals off from everyone.
 class EventBusSocket : public QWebSocket
 {
     Q_OBJECT
@@ -37,7 +37,11 @@ public:
     // Goes now. What the system takes without waiting still leaves, with a normal close frame.
     void end();
 
+Q_SIGNALS:
+    void letGo();
+
 private:
+    void cutOff();
     void sayGoodbye();
     void onNoProgress();
     void restartPatience();

@@ -186,8 +186,7 @@ bool SockJSConnector::openWebsocket()
     connect(socket, &QWebSocket::connected, &wait, &QEventLoop::quit);
     connect(socket, &QWebSocket::disconnected, &wait, &QEventLoop::quit);
     connect(socket, failed, &wait, &QEventLoop::quit);
-    // A socket that is given up drops its connections first; those of its child last as long as it.
-    connect(new QObject(socket), &QObject::destroyed, &wait, &QEventLoop::quit);
+    connect(socket, &EventBusSocket::letGo, &wait, &QEventLoop::quit);
     // The server's first frames may come in one packet with its handshake.
     QStringList earlyFrames;
     connect(socket, &QWebSocket::textMessageReceived, &wait,
@@ -263,9 +262,10 @@ void SockJSConnector::onTextMessageReceived(QString frame)
         return;
     const QPointer<SockJSConnector> self(this);
     const int thisEpoch = epoch;
-    const QJsonArray messages = QJsonDocument::fromJson(frame.midRef(1).toUtf8()).array();
-    for (const QJsonValue &message : messages) {
-        Q_EMIT sockJSMessage(message.toVariant().toString());
+    const QVariantList messages =
+        QJsonDocument::fromJson(frame.mid(1).toUtf8()).array().toVariantList();
+    for (const QVariant &message : messages) {
+        Q_EMIT sockJSMessage(message.toString());
         if (!self || epoch != thisEpoch)
             return;
     }
