@@ -223,7 +223,7 @@ void PresenterClient::authenticationRequired(QNetworkReply *, QAuthenticator *au
 bool PresenterClient::isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey)
 {
     errorKey.clear();
-    const QString key = JsonReply(reply).firstOf(ERROR_KEYS);
+    const QString key = firstText(reply.toMap().value(ERROR_KEYS));
     if (!key.contains(ERROR_MARK))
         return false;
     errorKey = key;
