@@ -18,7 +18,7 @@ void addSize(const char *label, int bytes)
     const QString blockText = QString::fromLatin1(BareCodec::pack(textIn.toUtf8()));
 
     Comparison::add(
-        std::string("pack ") + label, Comparison::atMost(1.05), Comparison::Clock::PROCESSOR,
+        std::string("pack ") + label, Comparison::atMost(1.05),
         [textIn] {
             QString block;
             Lzma::compress64(textIn, &block);
@@ -29,7 +29,7 @@ void addSize(const char *label, int bytes)
             benchmark::DoNotOptimize(block.constData());
         });
     Comparison::add(
-        std::string("unpack ") + label, Comparison::atMost(1.05), Comparison::Clock::PROCESSOR,
+        std::string("unpack ") + label, Comparison::atMost(1.05),
         [blockText] {
             QString text;
             Lzma::decompress64(blockText, &text);

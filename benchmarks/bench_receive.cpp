@@ -62,7 +62,7 @@ void receiveBare(const QString &frame)
 void addFrame(const std::string &name, SockJSConnector *connector, const QString &frame)
 {
     Comparison::add(
-        name, Comparison::rateOfAtLeast(0.8), Comparison::Clock::PROCESSOR,
+        name, Comparison::rateOfAtLeast(0.8),
         [connector, frame] { connector->onTextMessageReceived(frame); },
         [frame] { receiveBare(frame); });
 }
