@@ -9,8 +9,6 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
-class QJsonObject;
-
 /// Turns each text message of the collaboration channel into a typed signal.
 ///
 /// A message is an event-bus message whose body names an "action" or else a "type"; the payload in
@@ -67,18 +65,17 @@ protected Q_SLOTS:
 private:
     friend class PresenterCollab; // wires the slot to its connector
 
-    using ActionHandler = void (CollaborationMessageHandler::*)(const QJsonObject &body);
-    using DataHandler = void (CollaborationMessageHandler::*)(const QJsonObject &body,
-                                                              const QVariant &data);
+    using ActionHandler = void (CollaborationMessageHandler::*)(QVariantMap body);
+    using DataHandler = void (CollaborationMessageHandler::*)(QVariantMap body, QVariant data);
 
-    void actionRegister(const QJsonObject &body);
-    void actionUnregister(const QJsonObject &body);
+    void actionRegister(QVariantMap body);
+    void actionUnregister(QVariantMap body);
 
-    void dataJoin(const QJsonObject &body, const QVariant &data);
-    void dataPollResponse(const QJsonObject &body, const QVariant &data);
-    void dataQuestionResponse(const QJsonObject &body, const QVariant &data);
-    void dataGetQuestion(const QJsonObject &body, const QVariant &data);
-    void dataRemote(const QJsonObject &body, const QVariant &data);
+    void dataJoin(QVariantMap body, QVariant data);
+    void dataPollResponse(QVariantMap body, QVariant data);
+    void dataQuestionResponse(QVariantMap body, QVariant data);
+    void dataGetQuestion(QVariantMap body, QVariant data);
+    void dataRemote(QVariantMap body, QVariant data);
 
     QMap<QString, ActionHandler> actions;
     QMap<QString, DataHandler> dataTypes;

@@ -6,6 +6,7 @@
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QPointer>
 #include <QtTest/QtTest>
 
@@ -171,6 +172,7 @@ private Q_SLOTS:
     void linesOfAnAction();
     void linesOfAnUnparsableMessage();
     void debugLinesAreWrittenWithoutQuotes();
+    void debugLinesObeyTheLoggingRules();
 
     void recordsTravelInQueuedConnections_data();
     void recordsTravelInQueuedConnections();
@@ -753,6 +755,17 @@ void tst_CollaborationMessageHandler::debugLinesAreWrittenWithoutQuotes()
     const LogCapture log;
     receive(message(R"("type":"say \"hi\"")"));
     QVERIFY(log.contains(R"([MessageHandler.TYPE] say "hi")"));
+}
+
+void tst_CollaborationMessageHandler::debugLinesObeyTheLoggingRules()
+{
+    const LogCapture log;
+    QLoggingCategory::setFilterRules("default.debug=false");
+    receive(deviceMessage("join", joinText));
+    QLoggingCategory::setFilterRules(QString());
+    QCOMPARE(log.messages(), QStringList());
+    receive(deviceMessage("join", joinText));
+    QCOMPARE(log.messages().size(), 4);
 }
 
 // ---- Hosts ---------------------------------------------------------------------------------------

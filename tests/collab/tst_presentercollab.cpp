@@ -9,6 +9,7 @@
 #include "support/LogCapture.h"
 
 #include <QtCore/QTimer>
+#include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
 #include <functional>
@@ -100,6 +101,8 @@ private Q_SLOTS:
     void hostMayDeleteTheChannelFromAnySignal();
     void hostMayCloseTheChannelFromASignal();
     void hostMayPublishFromASignal();
+    void hostMayDeleteTheChannelWhileItOpens();
+    void hostMayDeleteTheChannelWhileItOpensOnClosed();
     void destroyedChannelClosesItsConnectionQuietly();
     void destroyedChannelDropsWhatIsStillArriving();
 };
@@ -731,6 +734,32 @@ void tst_PresenterCollab::hostMayPublishFromASignal()
     QCOMPARE(host.bus.published().mid(1),
              (QStringList{typed("session.user.d1", "disconnect", emptyTextBlock),
                           typed("session.learner", "heavy", unfilledBlock)}));
+}
+
+// A server that takes the connection and never answers holds open() for as long as it likes.
+void tst_PresenterCollab::hostMayDeleteTheChannelWhileItOpens()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    QPointer<PresenterCollab> channel =
+        new PresenterCollab(this, url, "CODE", "session", "teacher");
+    connect(&silent, &QTcpServer::newConnection, this, [&channel] { delete channel; });
+    channel->open({"websocket"});
+    QVERIFY(channel.isNull());
+}
+
+void tst_PresenterCollab::hostMayDeleteTheChannelWhileItOpensOnClosed()
+{
+    QTcpServer silent;
+    QVERIFY(silent.listen(QHostAddress::LocalHost));
+    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    QPointer<PresenterCollab> channel =
+        new PresenterCollab(this, url, "CODE", "session", "teacher");
+    connect(channel, &PresenterCollab::connectionClosed, this, [&channel] { delete channel; });
+    connect(&silent, &QTcpServer::newConnection, this, [&channel] { channel->close(); });
+    channel->open();
+    QTRY_VERIFY(channel.isNull());
 }
 
 void tst_PresenterCollab::destroyedChannelClosesItsConnectionQuietly()

@@ -49,7 +49,7 @@ QStringList literals(QString statement)
 QStringList writtenFragments()
 {
     static const QRegularExpression statement(
-        QStringLiteral("(?:qDebug\\(\\)|qWarning\\(|\\bdebug\\(\\) <<)[^;]*;"));
+        QStringLiteral("(?:qDebug\\(\\)|qWarning\\(|\\bdebugLine\\(Q|\\bdebug\\(\\) <<)[^;]*;"));
     static const QRegularExpression value(QStringLiteral("%\\d|\n"));
     QStringList found;
     for (const char *folder : {"client", "collab", "model", "sockjs", "compression", "support"}) {
