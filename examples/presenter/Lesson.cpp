@@ -36,9 +36,11 @@ QString learnersInWords(int count)
     return count == 1 ? QStringLiteral("1 learner") : QStringLiteral("%1 learners").arg(count);
 }
 
-Tally::Reading readingOf(Tarvo::PollType::POLL_TYPE kind)
+// An answer to a sorting question is an order of all the options: none of them is a choice.
+Tally tallyFor(Tarvo::PollType::POLL_TYPE kind, const QVector<Choice> &choices)
 {
-    return kind == Tarvo::PollType::MULTIPLE ? Tally::Several : Tally::Whole;
+    return Tally(kind == Tarvo::PollType::SORT ? QVector<Choice>() : choices,
+                 kind == Tarvo::PollType::MULTIPLE ? Tally::Several : Tally::Whole);
 }
 
 QVector<Choice> choicesOf(const Tarvo::QuestionBase *question)
@@ -152,7 +154,7 @@ Lesson::Outcome Lesson::run(const Commands::StartPoll &poll)
     m_activity = Poll;
     m_results =
         Results(QStringLiteral("Poll %1").arg(Tarvo::PollType::POLL_TYPE_STR().value(poll.kind)),
-                {{id, QString(), Tally(choicesOf(question.get()), readingOf(poll.kind))}});
+                {{id, QString(), tallyFor(poll.kind, choicesOf(question.get()))}});
     m_pollSecond = QDateTime::currentSecsSinceEpoch();
     redraw();
     return std::nullopt;
@@ -271,7 +273,7 @@ Lesson::Outcome Lesson::run(const Commands::StartAssessment &assessment)
         const QString text = question.properties.value(QStringLiteral("instructions")).toString();
         questions.append({questionId(i),
                           QStringLiteral("%1. %2").arg(QString::number(i + 1), printable(text)),
-                          Tally(question.choices, readingOf(question.kind))});
+                          tallyFor(question.kind, question.choices)});
     }
     m_results = Results(QStringLiteral("Assessment %1").arg(printable(m_assessmentFile.title())),
                         std::move(questions));

@@ -156,6 +156,8 @@ void Program::takeInput()
 void Program::lineTyped(const QString &text)
 {
     ++m_lineNumber;
+    if (m_isEnding)
+        return; // what had been read already
     ParsedCommand parsed = parseCommand(text);
     if (parsed.command)
         m_runner->add({std::move(*parsed.command), text.trimmed(), m_lineNumber});
@@ -165,6 +167,8 @@ void Program::lineTyped(const QString &text)
 
 void Program::inputEnded()
 {
+    if (m_isEnding)
+        return;
     // An input that holds nothing at all, such as /dev/null, is no wish to leave when it has been said
     // how long the session lasts.
     if (m_options.durationMs == 0 || !Input::isNone())

@@ -2,10 +2,27 @@
 
 #include "CommandParser.h"
 
+#include <QtCore/QDir>
 #include <QtCore/QFile>
+#include <QtCore/QFileInfo>
 
 namespace Host
 {
+
+namespace
+{
+
+void resolveFiles(Command &command, const QDir &folder)
+{
+    if (auto *image = std::get_if<Commands::SetImage>(&command); image && !image->isAddress)
+        image->source = folder.filePath(image->source);
+    else if (auto *upload = std::get_if<Commands::Upload>(&command))
+        upload->file = folder.filePath(upload->file);
+    else if (auto *assessment = std::get_if<Commands::StartAssessment>(&command))
+        assessment->file = folder.filePath(assessment->file);
+}
+
+} // namespace
 
 Script parseScript(const QString &text, const QString &fileName)
 {
@@ -33,7 +50,10 @@ Script readScript(const QString &fileName)
             QStringLiteral("%1: cannot be read: %2").arg(fileName, file.errorString()));
         return script;
     }
-    return parseScript(QString::fromUtf8(file.readAll()), fileName);
+    Script script = parseScript(QString::fromUtf8(file.readAll()), fileName);
+    for (ScriptLine &line : script.lines)
+        resolveFiles(line.command, QFileInfo(fileName).dir());
+    return script;
 }
 
 } // namespace Host

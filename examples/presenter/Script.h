@@ -25,7 +25,7 @@ struct Script {
 
 // Reads UTF-8 text, one command a line.
 Script parseScript(const QString &text, const QString &fileName);
-// The same from a file.
+// The same from a file. The files that it names are those beside it, unless their paths are absolute.
 Script readScript(const QString &fileName);
 
 } // namespace Host

@@ -40,6 +40,8 @@ std::optional<Failure> Session::start()
         return failure(Step::OpenChannel);
 
     m_channel = channel;
+    if (transport().isEmpty()) // none of them could be started, and nothing more is tried
+        return failure(Step::Connect);
     connect(channel, &PresenterCollab::connectionClosed, this, &Session::channelClosed);
     m_opening.start();
     m_lookTimer.start();

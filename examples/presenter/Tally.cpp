@@ -4,6 +4,8 @@
 #include <QtCore/QStringList>
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
 
 namespace Host
 {
@@ -16,6 +18,28 @@ QString labelOf(const Choice &choice)
     if (choice.text.isEmpty() || choice.text == choice.id)
         return choice.id;
     return choice.id + QLatin1Char(' ') + choice.text;
+}
+
+std::optional<double> finiteNumber(const QString &text)
+{
+    bool isNumber = false;
+    const double value =
+        text.toDouble(&isNumber); // which also reads "nan", which has no place in an order
+    if (!isNumber || !std::isfinite(value))
+        return std::nullopt;
+    return value;
+}
+
+// The most frequent first; numbers that are as frequent in the order of their values.
+bool comesBefore(const TallyRow &a, const TallyRow &b)
+{
+    if (a.count != b.count)
+        return a.count > b.count;
+    const std::optional<double> valueOfA = finiteNumber(a.label);
+    const std::optional<double> valueOfB = finiteNumber(b.label);
+    if (valueOfA.has_value() != valueOfB.has_value())
+        return valueOfA.has_value();
+    return valueOfA ? *valueOfA < *valueOfB : a.label < b.label;
 }
 
 } // namespace
@@ -56,8 +80,7 @@ QVector<TallyRow> Tally::rows() const
     for (auto other = others.constBegin(); other != others.constEnd(); ++other)
         rows.append(
             {other.key().isEmpty() ? QStringLiteral("(empty)") : other.key(), other.value()});
-    std::stable_sort(rows.begin() + firstOther, rows.end(),
-                     [](const TallyRow &a, const TallyRow &b) { return a.count > b.count; });
+    std::stable_sort(rows.begin() + firstOther, rows.end(), comesBefore);
     return rows;
 }
 

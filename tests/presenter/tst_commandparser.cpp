@@ -34,6 +34,7 @@ private Q_SLOTS:
     void helpShowsEveryCommandAndName();
     void scriptKeepsCommandsWithTheirLines();
     void scriptReportsEveryWrongLine();
+    void filesOfAScriptAreThoseBesideIt();
     void scriptThatCannotBeReadIsReported();
 };
 
@@ -370,6 +371,29 @@ void TestCommandParser::scriptReportsEveryWrongLine()
     QCOMPARE(script.errors,
              QStringList({"lesson.txt:2: There is no command 'hop'; help lists them.",
                           "lesson.txt:3: Usage: stop"}));
+}
+
+void TestCommandParser::filesOfAScriptAreThoseBesideIt()
+{
+    const QTemporaryDir folder;
+    QFile file(folder.filePath("lesson.txt"));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write("image a.png\nimage /x/b.png\nimage http://h/c.png\nupload sub/d.bin\n"
+               "assessment e.json\n");
+    file.close();
+    const Script script = readScript(file.fileName());
+    QCOMPARE(script.errors, QStringList());
+    QCOMPARE(script.lines.size(), 5);
+    const auto image = [&script](int line) {
+        return std::get<Commands::SetImage>(script.lines.at(line).command).source;
+    };
+    QCOMPARE(image(0), folder.filePath("a.png"));
+    QCOMPARE(image(1), QString("/x/b.png"));
+    QCOMPARE(image(2), QString("http://h/c.png"));
+    QCOMPARE(std::get<Commands::Upload>(script.lines.at(3).command).file,
+             folder.filePath("sub/d.bin"));
+    QCOMPARE(std::get<Commands::StartAssessment>(script.lines.at(4).command).file,
+             folder.filePath("e.json"));
 }
 
 void TestCommandParser::scriptThatCannotBeReadIsReported()

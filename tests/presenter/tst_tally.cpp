@@ -16,6 +16,7 @@ private Q_SLOTS:
     void aChoiceTickedTwiceIsOneVote();
     void wholeAnswersKeepTheirCommas();
     void otherAnswersFollowTheMostFrequentFirst();
+    void numbersStandInTheOrderOfTheirValues();
     void optionsThatShareAnIdShareARow();
     void emptyAnswersAreShownAsSuch();
 };
@@ -97,6 +98,17 @@ void TestTally::otherAnswersFollowTheMostFrequentFirst()
     tally.answer("d3", "maybe");
     tally.answer("d4", "apple");
     QCOMPARE(asText(tally), QStringList({"A YES=0", "B NO=0", "maybe=2", "apple=1", "zebra=1"}));
+}
+
+void TestTally::numbersStandInTheOrderOfTheirValues()
+{
+    Tally tally;
+    tally.answer("d1", "10");
+    tally.answer("d2", "9.5");
+    tally.answer("d3", "many");
+    tally.answer("d4", "-1");
+    tally.answer("d5", "nan");
+    QCOMPARE(asText(tally), QStringList({"-1=1", "9.5=1", "10=1", "many=1", "nan=1"}));
 }
 
 void TestTally::optionsThatShareAnIdShareARow()
