@@ -1,0 +1,143 @@
+#include "e2e/Classroom.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QEventLoop>
+#include <QtCore/QJsonDocument>
+#include <QtCore/QUrlQuery>
+#include <QtNetwork/QNetworkReply>
+
+#include <csignal>
+#include <sys/prctl.h>
+
+namespace
+{
+
+constexpr int START_MS = 60000;
+constexpr int STOP_MS = 10000;
+constexpr int JOURNAL_WAIT_MS = 30000;
+
+} // namespace
+
+void Classroom::Process::setupChildProcess()
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+}
+
+Classroom::Classroom(const QStringList &options, const TestCertificates::Identity *identity)
+{
+    QStringList arguments{QStringLiteral(CLASSROOM_PROGRAM), QStringLiteral("--port"),
+                          QStringLiteral("0")};
+    if (identity)
+        arguments << QStringLiteral("--tls") << identity->certificateFile << identity->keyFile;
+    m_process.start(QStringLiteral(NODE_PROGRAM), arguments + options);
+
+    QElapsedTimer clock;
+    clock.start();
+    const QByteArray announcement("classroom: listening on ");
+    while (m_url.isEmpty() && m_process.state() != QProcess::NotRunning
+           && clock.elapsed() < START_MS) {
+        m_process.waitForReadyRead(1000);
+        const QByteArray line =
+            m_process.canReadLine() ? m_process.readLine().trimmed() : QByteArray();
+        if (line.startsWith(announcement))
+            m_url = QString::fromUtf8(line.mid(announcement.size()));
+    }
+    // Certificates are made for this name, and it is what people type.
+    if (identity)
+        m_url.replace(QLatin1String("127.0.0.1"), QLatin1String("localhost"));
+}
+
+Classroom::~Classroom()
+{
+    m_process.terminate();
+    if (!m_process.waitForFinished(STOP_MS)) {
+        m_process.kill();
+        m_process.waitForFinished(STOP_MS);
+    }
+}
+
+QJsonArray Classroom::journal(const Filter &filter, int count, int since)
+{
+    QUrlQuery query;
+    for (auto field = filter.constBegin(); field != filter.constEnd(); ++field)
+        query.addQueryItem(field.key(), QString::fromUtf8(QUrl::toPercentEncoding(field.value())));
+    query.addQueryItem(QStringLiteral("since"), QString::number(since));
+    query.addQueryItem(QStringLiteral("count"), QString::number(count));
+    query.addQueryItem(QStringLiteral("wait"), QString::number(count > 0 ? JOURNAL_WAIT_MS : 0));
+    const QString path = QStringLiteral("journal?%1").arg(query.toString(QUrl::FullyEncoded));
+    return get(path)[QStringLiteral("entries")].toArray();
+}
+
+QJsonArray Classroom::received(const QString &type, int count, Filter filter)
+{
+    filter.insert(QStringLiteral("kind"), QStringLiteral("received"));
+    filter.insert(QStringLiteral("type"), type);
+    return journal(filter, count);
+}
+
+QJsonValue Classroom::receivedOne(const QString &type, const Filter &filter)
+{
+    return received(type, 1, filter).at(0);
+}
+
+int Classroom::lastNumber()
+{
+    // A filter that nothing matches: the answer is short.
+    return get(QStringLiteral("journal?kind=none"))[QStringLiteral("last")].toInt();
+}
+
+int Classroom::countNow(const Filter &filter)
+{
+    return journal(filter, 0).size();
+}
+
+QJsonArray Classroom::learners()
+{
+    return get(QStringLiteral("learners")).toArray();
+}
+
+QJsonValue Classroom::get(const QString &path)
+{
+    return control("GET", path);
+}
+
+QJsonValue Classroom::post(const QString &path, const QJsonObject &json)
+{
+    return control("POST", path, QJsonDocument(json).toJson(QJsonDocument::Compact));
+}
+
+QJsonValue Classroom::remove(const QString &path)
+{
+    return control("DELETE", path);
+}
+
+QByteArray Classroom::download(const QString &path)
+{
+    int status = 0;
+    const QByteArray body = request("GET", path, {}, &status);
+    return status == 200 ? QByteArray(body.constData(), body.size()) : QByteArray();
+}
+
+QByteArray Classroom::request(const QByteArray &verb, const QString &path, const QByteArray &body,
+                              int *status)
+{
+    QNetworkRequest request(QUrl(m_url + path));
+    request.setRawHeader("Content-Type", "application/json");
+    QNetworkReply *reply = m_manager.sendCustomRequest(request, verb, body);
+    QEventLoop loop;
+    QObject::connect(reply, &QNetworkReply::finished, &loop, &QEventLoop::quit);
+    if (!reply->isFinished())
+        loop.exec();
+    if (status)
+        *status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    const QByteArray answer = reply->readAll();
+    reply->deleteLater();
+    return answer;
+}
+
+QJsonValue Classroom::control(const QByteArray &verb, const QString &path, const QByteArray &body)
+{
+    const QByteArray answer = request(verb, QStringLiteral("/classroom/") + path, body);
+    const QJsonDocument document = QJsonDocument::fromJson(answer);
+    return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
+}

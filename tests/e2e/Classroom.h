@@ -1,0 +1,70 @@
+#pragma once
+
+#include "support/TestCertificates.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QJsonArray>
+#include <QtCore/QJsonObject>
+#include <QtCore/QJsonValue>
+#include <QtCore/QMap>
+#include <QtCore/QProcess>
+#include <QtCore/QString>
+#include <QtCore/QStringList>
+#include <QtNetwork/QNetworkAccessManager>
+
+// A classroom service of its own, as a child process on a free port, and what it saw. It ends with the
+// object, and with the test program, however that ends.
+//
+// Everything asked of it lets the event loop turn meanwhile, so that the library under test goes on.
+class Classroom
+{
+public:
+    using Filter = QMap<QString, QString>;
+
+    // Options as on the command line. With an identity it speaks https and wss.
+    explicit Classroom(const QStringList &options = {},
+                       const TestCertificates::Identity *identity = nullptr);
+    ~Classroom();
+    Q_DISABLE_COPY_MOVE(Classroom)
+
+    // Empty when it did not start; then errors() says why.
+    QString url() const { return m_url; }
+    QString errors() { return QString::fromUtf8(m_process.readAllStandardError()); }
+
+    // The journal's entries after number `since` whose fields are as in the filter; waits until there
+    // are `count`, at most 30 s.
+    QJsonArray journal(const Filter &filter, int count = 1, int since = 0);
+    // Entries of kind "received": what one of the simulated devices got, payloads decompressed.
+    QJsonArray received(const QString &type, int count = 1, Filter filter = {});
+    // The same for one message; undefined when none came.
+    QJsonValue receivedOne(const QString &type, const Filter &filter = {});
+    // The number of the latest entry.
+    int lastNumber();
+    // Entries now, without waiting.
+    int countNow(const Filter &filter);
+
+    // The simulated learners that are connected, as {deviceId, number, userName, deviceType, ...}.
+    QJsonArray learners();
+
+    QJsonValue get(const QString &path);
+    QJsonValue post(const QString &path, const QJsonObject &json);
+    QJsonValue remove(const QString &path);
+
+    // A file of the service, as a learner's device would load it; null when there is none.
+    QByteArray download(const QString &path);
+
+private:
+    class Process : public QProcess
+    {
+    protected:
+        void setupChildProcess() override;
+    };
+
+    QByteArray request(const QByteArray &verb, const QString &path, const QByteArray &body,
+                       int *status = nullptr);
+    QJsonValue control(const QByteArray &verb, const QString &path, const QByteArray &body = {});
+
+    Process m_process;
+    QString m_url;
+    QNetworkAccessManager m_manager;
+};

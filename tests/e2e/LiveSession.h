@@ -1,0 +1,109 @@
+#pragma once
+
+#include "e2e/Classroom.h"
+
+#include "client/PresenterClient.h"
+#include "collab/PresenterCollab.h"
+
+#include <QtCore/QPointer>
+#include <QtCore/QRandomGenerator>
+#include <QtTest/QSignalSpy>
+#include <QtTest/QtTest>
+
+#include <memory>
+
+// How long anything may take that needs the network, a polling cycle or the service's decoding, on a
+// machine that is busy with other tests.
+constexpr int LONG_MS = 60000;
+
+// The rows of tests that are to hold on every way to the collaboration server.
+inline void addTransportRows()
+{
+    QTest::addColumn<QString>("transport");
+    QTest::addColumn<bool>("tls");
+    QTest::newRow("websocket") << QStringLiteral("websocket") << false;
+    QTest::newRow("xhr-polling") << QStringLiteral("xhr-polling") << false;
+}
+inline void addTransportAndTlsRows()
+{
+    addTransportRows();
+    QTest::newRow("websocket, TLS") << QStringLiteral("websocket") << true;
+    QTest::newRow("xhr-polling, TLS") << QStringLiteral("xhr-polling") << true;
+}
+
+// Bytes that cannot be compressed, the same at every run.
+inline QByteArray noise(int size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    QRandomGenerator generator(7);
+    for (char &byte : bytes)
+        byte = char(generator.generate());
+    return bytes;
+}
+
+// A classroom as the row says, trusted by this process if it speaks TLS.
+class Far
+{
+public:
+    explicit Far(bool tls, const QStringList &options = {})
+    {
+        if (tls) {
+            m_certificates = std::make_unique<TestCertificates>();
+            m_certificates->trust();
+            const auto identity = m_certificates->issue(QStringLiteral("localhost"));
+            m_classroom = std::make_unique<Classroom>(options, &identity);
+        } else {
+            m_classroom = std::make_unique<Classroom>(options);
+        }
+    }
+    Classroom *operator->() const { return m_classroom.get(); }
+    Classroom &operator*() const { return *m_classroom; }
+    const TestCertificates *certificates() const { return m_certificates.get(); }
+
+private:
+    std::unique_ptr<TestCertificates> m_certificates;
+    std::unique_ptr<Classroom> m_classroom;
+};
+
+// A session run by the library, as a host does it.
+class LiveSession
+{
+public:
+    LiveSession(Classroom &classroom, const QString &transport)
+        : client(std::make_unique<PresenterClient>(nullptr, classroom.url()))
+    {
+        if (!transport.isEmpty())
+            client->setSockJSOverrideProtocols({transport});
+    }
+
+    // Signs in, starts the session and waits until its channel is open.
+    bool open()
+    {
+        return client->checkServer(QString(), QString())
+            && client->doLogin(QStringLiteral("teacher"), QStringLiteral("secret"))
+            && client->doStartSession(QString()) && openChannel();
+    }
+    bool openChannel()
+    {
+        PresenterCollab *made = nullptr;
+        if (!client->startWebsocket(&made))
+            return false;
+        channel = made;
+        return QTest::qWaitFor([this] { return !channel || channel->isConnected(); }, LONG_MS)
+            && channel;
+    }
+
+    QString token() const { return client->getSessionToken(); }
+
+    std::unique_ptr<PresenterClient> client;
+    QPointer<PresenterCollab> channel; // a child of the client
+};
+
+// Opens a session and waits until the classroom's learners are there; the host has heard of them.
+inline bool openWithLearners(LiveSession &session, int count)
+{
+    if (!session.open())
+        return false;
+    QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
+    return QTest::qWaitFor([&joined, count] { return joined.count() == count; }, LONG_MS);
+}

@@ -1,0 +1,121 @@
+#include "e2e/LiveSession.h"
+
+// Sessions end cleanly, whoever ends them, and nothing that was said before is lost.
+class TestGoodbye : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void stopDisconnectsEveryLearner_data() { addTransportAndTlsRows(); }
+    void stopDisconnectsEveryLearner();
+    void lastWordArrivesWhenTheHostStopsAtOnce_data() { addTransportAndTlsRows(); }
+    void lastWordArrivesWhenTheHostStopsAtOnce();
+    void lastWordArrivesBehindFiveMegabytes_data() { addTransportAndTlsRows(); }
+    void lastWordArrivesBehindFiveMegabytes();
+    void destroyedClientStopsItsSession_data() { addTransportAndTlsRows(); }
+    void destroyedClientStopsItsSession();
+    void serverThatHangsUpIsReportedOnce();
+};
+
+namespace
+{
+
+// What the presenter published of a type, whether its session was still running when it arrived or
+// not: the request that stops the session takes another connection and may be faster.
+int publishedByPresenter(Classroom &classroom, const QString &type, const QString &transport)
+{
+    return classroom.countNow({{"kind", "publish"}, {"type", type}, {"transport", transport}})
+        + classroom.countNow({{"kind", "refused"}, {"type", type}, {"transport", transport}});
+}
+
+} // namespace
+
+void TestGoodbye::stopDisconnectsEveryLearner()
+{
+    QFETCH(QString, transport);
+    QFETCH(bool, tls);
+    const Far far(tls, {"--learners", "2"});
+    LiveSession session(*far, transport);
+    QVERIFY(session.open());
+    const QString token = session.token();
+    const QString userToken = session.client->getUserToken();
+    QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
+    QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
+    QTRY_COMPARE_WITH_TIMEOUT(joined.count(), 2, LONG_MS);
+
+    // The channel first, so that the session is still there when its last message arrives.
+    session.channel->close();
+    for (const QJsonValue &message : far->received("disconnect", 2)) {
+        QCOMPARE(message["address"].toString(), token);
+        QCOMPARE(message["from"].toString(), userToken);
+        QCOMPARE(message["text"].toString(), QString("\"\""));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
+    QCOMPARE(closed.first().first().toBool(), false);
+
+    QVERIFY(session.client->doStopSession());
+    QVERIFY(session.client->getSessionToken().isNull());
+    QVERIFY(session.client->getSessionCode().isNull());
+    QCOMPARE(far->get("sessions").toArray(), QJsonArray());
+    QTest::qWait(0);
+    QCOMPARE(closed.count(), 1);
+}
+
+void TestGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
+{
+    QFETCH(QString, transport);
+    QFETCH(bool, tls);
+    const Far far(tls);
+    LiveSession session(*far, transport);
+    QVERIFY(session.open());
+    QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
+    QVERIFY(session.client->doStopSession());
+    QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, "disconnect", transport), 1, LONG_MS);
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
+    QCOMPARE(closed.first().first().toBool(), false);
+}
+
+void TestGoodbye::lastWordArrivesBehindFiveMegabytes()
+{
+    QFETCH(QString, transport);
+    QFETCH(bool, tls);
+    const Far far(tls);
+    LiveSession session(*far, transport);
+    QVERIFY(session.open());
+
+    session.channel->setCardImageData(noise(5 * 1024 * 1024)); // which no block makes smaller
+    session.channel->showImageCard(false);
+    QVERIFY(session.client->doStopSession());
+
+    for (const QString type : {"showCard", "heavy", "disconnect"})
+        QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
+}
+
+void TestGoodbye::destroyedClientStopsItsSession()
+{
+    QFETCH(QString, transport);
+    QFETCH(bool, tls);
+    const Far far(tls);
+    auto session = std::make_unique<LiveSession>(*far, transport);
+    QVERIFY(session->open());
+    session.reset();
+    QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/session/stop"}}), 1);
+    QCOMPARE(far->get("sessions").toArray(), QJsonArray());
+}
+
+void TestGoodbye::serverThatHangsUpIsReportedOnce()
+{
+    const Far far(false);
+    LiveSession session(*far, "websocket");
+    QVERIFY(session.open());
+    QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
+    far->remove("connections");
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
+    QCOMPARE(closed.first().first().toBool(), false);
+    QVERIFY(!session.channel->isConnected());
+    QVERIFY(session.client->doStopSession());
+    QCOMPARE(closed.count(), 1);
+}
+
+QTEST_GUILESS_MAIN(TestGoodbye)
+#include "tst_livegoodbye.moc"

@@ -1,0 +1,77 @@
+#include "e2e/LiveSession.h"
+
+#include "support/LogCapture.h"
+
+// What comes of xhr-streaming against a stock SockJS server: a chunked body is handed on when its end
+// chunk has been read, and a streaming response ends only at the server's limit of 128 KiB. Until then
+// not even the opening frame arrives, so that the session does not open.
+class TestStreaming : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void nothingIsDeliveredBeforeTheResponseEnds();
+    void framesArriveTogetherWhenTheResponseEnds();
+};
+
+namespace
+{
+
+const char CONNECTED[] = "[SockJSConnector] CONNECTED via xhr_streaming";
+const char CHUNKED[] = "[SockJSXHRPollingWorker] Detected transfer-encoding: chunked header";
+
+bool startStreaming(LiveSession &session)
+{
+    PresenterCollab *channel = nullptr;
+    const bool isStarted = session.client->doLogin("teacher", "secret")
+        && session.client->doStartSession(QString()) && session.client->startWebsocket(&channel);
+    session.channel = channel;
+    return isStarted && channel;
+}
+
+} // namespace
+
+void TestStreaming::nothingIsDeliveredBeforeTheResponseEnds()
+{
+    const LogCapture log;
+    const Far far(false);
+    LiveSession session(*far, "xhr-streaming");
+    QVERIFY(startStreaming(session));
+    QVERIFY(log.contains(CONNECTED));
+
+    // The server holds the connection open and has sent the opening frame in a chunk of its own...
+    QCOMPARE(far->journal({{"kind", "open"}, {"transport", "xhr-streaming"}}).size(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(log.contains(CHUNKED), LONG_MS);
+    // ... which is not handed on: in twice the time that polling takes the channel has not opened, and
+    // a host that publishes is told so.
+    QVERIFY(!QTest::qWaitFor([&session] { return session.channel->isConnected(); }, 8000));
+    session.channel->sendHeavy();
+    QVERIFY(log.contains("[PresenterCollab] SockJS socket not connected!"));
+    QCOMPARE(far->countNow({{"kind", "register"}, {"transport", "xhr-streaming"}}), 0);
+    QVERIFY(session.client->doStopSession());
+}
+
+void TestStreaming::framesArriveTogetherWhenTheResponseEnds()
+{
+    const LogCapture log;
+    const Far far(false);
+    LiveSession session(*far, "xhr-streaming");
+    QVERIFY(startStreaming(session));
+    QCOMPARE(far->journal({{"kind", "open"}, {"transport", "xhr-streaming"}}).size(), 1);
+    QTRY_VERIFY_WITH_TIMEOUT(log.contains(CHUNKED), LONG_MS);
+
+    // The server ends the session: the stream gets its close frame and its end chunk, and what had
+    // gathered, the opening frame with it, is handed on as one frame.
+    far->remove("connections?transport=xhr-streaming");
+    QTRY_VERIFY_WITH_TIMEOUT(!log.startingWith("[SockJSXHRPolling] RECEIVED: ").isEmpty(), LONG_MS);
+    const QStringList received = log.startingWith("[SockJSXHRPolling] RECEIVED: ");
+    QCOMPARE(received.size(), 1);
+    QVERIFY2(received.first().contains("o\n")
+                 && received.first().contains("c[1001,\"Going away\"]"),
+             qPrintable(received.first().right(80)));
+    QVERIFY(!session.channel->isConnected());
+    QVERIFY(session.client->doStopSession());
+}
+
+QTEST_GUILESS_MAIN(TestStreaming)
+#include "tst_livestreaming.moc"
