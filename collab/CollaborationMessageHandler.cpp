@@ -4,6 +4,7 @@
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
+#include <QtCore/QStringBuilder>
 
 // clazy:excludeall=non-pod-global-static
 
@@ -64,7 +65,7 @@ QVariant unpackedText(const QVariant &data)
                                  "forwarding raw string!"));
         return data;
     }
-    debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") + text);
+    debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
     return parsed(text);
 }
 
@@ -93,7 +94,7 @@ QVariant unpackedList(const QVariantList &list)
         debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
         return list;
     }
-    debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") + text);
+    debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") % text);
     return parsed(text);
 }
 
@@ -164,7 +165,7 @@ CollaborationMessageHandler::CollaborationMessageHandler(QObject *parent)
 // Each way through ends with the handler's signal: the host's slot may delete this object.
 void CollaborationMessageHandler::onHandleMessage(QString message)
 {
-    debugLine(QLatin1String("[MessageHandler] ") + message);
+    debugLine(QLatin1String("[MessageHandler] ") % message);
 
     QJsonParseError error;
     const QJsonDocument document = QJsonDocument::fromJson(message.toUtf8(), &error);
@@ -174,7 +175,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
 
     const QString action = body.value(ACTION).toString();
     if (!action.isNull()) {
-        debugLine(QLatin1String("[MessageHandler.ACTION] ") + action);
+        debugLine(QLatin1String("[MessageHandler.ACTION] ") % action);
         if (const ActionHandler handler = actions.value(action))
             (this->*handler)(body);
         return;
@@ -183,7 +184,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
     const QString type = body.value(TYPE).toString();
     if (type.isNull())
         return;
-    debugLine(QLatin1String("[MessageHandler.TYPE] ") + type);
+    debugLine(QLatin1String("[MessageHandler.TYPE] ") % type);
     const QVariant data = getDataValue(body);
     if (const DataHandler handler = dataTypes.value(type))
         (this->*handler)(body, data);
@@ -240,8 +241,8 @@ void CollaborationMessageHandler::dataPollResponse(QVariantMap body, QVariant da
     const QString pollId = fields.value(POLL_ID).toString();
     const int responseTime = fields.value(RESPONSE_TIME).toInt();
     const QString answer = pickedAnswer(fields.value(PICK).toMap());
-    debugLine(QLatin1String("POLL_RESPONSE:") + from + QLatin1Char(':') + pollId + QLatin1Char(':')
-              + QString::number(responseTime) + QLatin1Char(':') + answer);
+    debugLine(QLatin1String("POLL_RESPONSE:") % from % QLatin1Char(':') % pollId % QLatin1Char(':')
+              % QString::number(responseTime) % QLatin1Char(':') % answer);
     Q_EMIT learnerPollResponse(from, pollId, responseTime, answer);
 }
 
@@ -251,8 +252,8 @@ void CollaborationMessageHandler::dataQuestionResponse(QVariantMap body, QVarian
     const QVariantMap fields = data.toMap();
     const QString from = body.value(FROM).toString();
     const QString answer = questionAnswer(fields);
-    debugLine(QLatin1String("[DEBUG] RECEIVED RESPONSE FROM DEVICE ") + from
-              + QLatin1String(" of value: ") + answer);
+    debugLine(QLatin1String("[DEBUG] RECEIVED RESPONSE FROM DEVICE ") % from
+              % QLatin1String(" of value: ") % answer);
     Q_EMIT learnerPollResponse(from, fields.value(QUESTION_ID).toString(),
                                fields.value(RESPONSE_TIME).toInt(), answer);
 }
@@ -261,8 +262,8 @@ void CollaborationMessageHandler::dataGetQuestion(QVariantMap body, QVariant dat
 {
     const QString from = body.value(FROM).toString();
     const int number = data.toMap().value(QUESTION_NUMBER).toInt();
-    debugLine(QLatin1String("Learner ") + from + QLatin1String(" requesting question ")
-              + QString::number(number));
+    debugLine(QLatin1String("Learner ") % from % QLatin1String(" requesting question ")
+              % QString::number(number));
     Q_EMIT learnerGetQuestion(from, number);
 }
 
