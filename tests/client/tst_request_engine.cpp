@@ -1,13 +1,14 @@
 #include "client/PresenterClient.h"
 
 #include "client/RestService.h"
+#include "sockjs/DeadPort.h"
 #include "support/LogCapture.h"
 
 #include <QtCore/QBuffer>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QMetaMethod>
 #include <QtNetwork/QNetworkAccessManager>
-#include <QtNetwork/QTcpServer>
+#include <QtNetwork/QNetworkCookieJar>
 #include <QtTest/QtTest>
 
 #include <zlib.h>
@@ -192,6 +193,8 @@ void tst_request_engine::newClientKnowsNothing()
     QVERIFY(client->getUserToken().isNull());
     QVERIFY(client->getCollabServerUrl().isNull());
     QVERIFY(client->getLearners().isEmpty());
+    QCOMPARE(client->findChild<QNetworkAccessManager *>()->parent(), client);
+    QCOMPARE(client->findChild<QNetworkCookieJar *>()->parent(), client);
 }
 
 void tst_request_engine::oneTrailingSlashIsDropped_data()
@@ -508,13 +511,8 @@ void tst_request_engine::connectionClosedBeforeTheReplyIsAFailure()
 
 void tst_request_engine::refusedConnectionIsAFailure()
 {
-    quint16 port = 0;
-    {
-        QTcpServer unused;
-        QVERIFY(unused.listen(QHostAddress::LocalHost));
-        port = unused.serverPort();
-    }
-    Client client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(port));
+    const DeadPort port;
+    Client client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(quint16(port)));
     LogCapture log;
     QVERIFY(!client.request());
     QCOMPARE(client.failed, QStringList{QString()});

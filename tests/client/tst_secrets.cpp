@@ -3,13 +3,13 @@
 
 #include "client/PresenterClient.h"
 
-#include "client/EventBus.h"
 #include "client/RestService.h"
 #include "collab/PresenterCollab.h"
+#include "sockjs/DeadPort.h"
+#include "support/EventBusServer.h"
 #include "support/LogCapture.h"
 #include "support/TestCertificates.h"
 
-#include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
 namespace
@@ -182,13 +182,8 @@ void tst_secrets::operationsThatAreAborted()
 
 void tst_secrets::refusedConnections()
 {
-    quint16 port = 0;
-    {
-        QTcpServer unused;
-        QVERIFY(unused.listen(QHostAddress::LocalHost));
-        port = unused.serverPort();
-    }
-    PresenterClient client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(port));
+    const DeadPort port;
+    PresenterClient client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(quint16(port)));
     LogCapture log;
     signIn(client);
     upload(client);
@@ -210,7 +205,7 @@ void tst_secrets::untrustedConnections()
 
 void tst_secrets::wholeSession()
 {
-    EventBus bus;
+    EventBusServer bus;
     RestService service;
     LogCapture log;
     {
@@ -248,7 +243,7 @@ void tst_secrets::wholeSession()
 
         service.expect("/vantora/session/stop", R"({"sessionToken":"TOKEN"})");
     }
-    QTRY_COMPARE(bus.openNow(), 0);
+    QTRY_VERIFY(!bus.hasConnection());
     compareWithSecrets(log);
     QCOMPARE(service.faults(), QStringList());
 }

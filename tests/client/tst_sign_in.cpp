@@ -17,6 +17,7 @@ const QByteArray USER = "/vantora/login/user";
 const QByteArray LOGOUT = "/vantora/login/logout";
 
 const QByteArray ANN = R"({"userId":"ann","password":"pw","sourceSystem":"Corvel"})";
+const QByteArray DEVICE = R"("deviceId":"d","deviceName":"n",)";
 const QByteArray SUCCESS = R"({"success":true,"infoMsgs":["login.success"]})";
 const QByteArray WRONG_PASSWORD = R"({"errorMsgKeys":["login.error.password"]})";
 const QByteArray NO_JSON = "<html>success</html>";
@@ -111,6 +112,14 @@ private slots:
     void failedLogoutLeavesSignedIn();
 
 private:
+    // A sign-in with code "c" through provider "x", or the request for a token.
+    RestExchange &expectOAuth(const QByteArray &deviceFields = {})
+    {
+        return service->expect("/vantora/login/oauth/x/callback",
+                               "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
+                                   + "\"," + deviceFields + "\"sourceSystem\":\"Corvel\"}");
+    }
+
     std::unique_ptr<RestService> service;
 };
 
@@ -407,11 +416,7 @@ void tst_sign_in::oauthReplyMayAskForRegistration()
     QFETCH(QByteArray, reply);
     QFETCH(QString, data);
     PresenterClient client(nullptr, service->url());
-    service
-        ->expect("/vantora/login/oauth/x/callback",
-                 "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                     + "\",\"sourceSystem\":\"Corvel\"}")
-        .json(reply);
+    expectOAuth().json(reply);
     QString registration;
     QVERIFY(!client.doLoginWithOAuth(text("x"), text("c"), registration));
     QVERIFY(!client.isLoggedIn());
@@ -422,12 +427,8 @@ void tst_sign_in::oauthReplyMayAskForRegistration()
 void tst_sign_in::registrationIsAskedForOnlyInTheKeys()
 {
     PresenterClient client(nullptr, service->url());
-    service
-        ->expect("/vantora/login/oauth/x/callback",
-                 "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                     + "\",\"sourceSystem\":\"Corvel\"}")
-        .json(
-            R"({"infoMsgs":["success.registration"],"infoMsgKeys":["success.registration"],"data":{}})");
+    expectOAuth().json(
+        R"({"infoMsgs":["success.registration"],"infoMsgKeys":["success.registration"],"data":{}})");
     QString registration;
     QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
     QVERIFY(registration.isEmpty());
@@ -451,11 +452,7 @@ void tst_sign_in::registrationIsAskedForOnlyAfterOAuth()
     QVERIFY(registration.isEmpty());
 
     // Once there was one, it counts for later sign-ins, too.
-    service
-        ->expect("/vantora/login/oauth/x/callback",
-                 "{\"code\":\"c\",\"callbackUrl\":\"" + callback
-                     + "\",\"sourceSystem\":\"Corvel\"}")
-        .json(SUCCESS);
+    expectOAuth().json(SUCCESS);
     QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
     service->expect(LOGIN, ANN).json(reply);
     QVERIFY(!client.doLogin(text("ann"), text("pw")));
@@ -493,11 +490,7 @@ void tst_sign_in::registrationIsSubmittedWithTheSourceSystem()
 void tst_sign_in::registrationIsAskedForAndSubmitted()
 {
     PresenterClient client(nullptr, service->url());
-    service
-        ->expect("/vantora/login/oauth/x/callback",
-                 "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                     + "\",\"sourceSystem\":\"Corvel\"}")
-        .json(R"({"infoMsgKeys":["login.success.registration"],"data":{"name":"n"}})");
+    expectOAuth().json(R"({"infoMsgKeys":["login.success.registration"],"data":{"name":"n"}})");
     QString registration;
     QVERIFY(!client.doLoginWithOAuth(text("x"), text("c"), registration));
     QCOMPARE(registration, text(R"({"name":"n"})"));
@@ -629,11 +622,7 @@ void tst_sign_in::missingTokenMeansRegistration()
     service->expect(LOGIN, TOKEN_REQUEST).json(R"({"data":{"deviceAccessToken":"t"}})");
     QCOMPARE(requestToken(client), text("t"));
 
-    service
-        ->expect("/vantora/login/oauth/x/callback",
-                 "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                     + "\",\"deviceId\":\"d\",\"deviceName\":\"n\",\"sourceSystem\":\"Corvel\"}")
-        .json(reply);
+    expectOAuth(DEVICE).json(reply);
     QString asked = text("earlier");
     QVERIFY(
         client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), asked).isEmpty());
@@ -653,11 +642,7 @@ void tst_sign_in::tokenRequestsClearNothingAndStartNoKeepAlive()
     QVERIFY(!keepAliveRuns(client));
 
     QString registration;
-    service
-        ->expect("/vantora/login/oauth/x/callback",
-                 "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                     + "\",\"deviceId\":\"d\",\"deviceName\":\"n\",\"sourceSystem\":\"Corvel\"}")
-        .json(R"({"data":{"deviceAccessToken":"t"}})");
+    expectOAuth(DEVICE).json(R"({"data":{"deviceAccessToken":"t"}})");
     client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), registration);
     QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
     QVERIFY(!keepAliveRuns(client));
@@ -673,9 +658,7 @@ void tst_sign_in::signsInAgainWithThePasswordFirst()
         LOGIN,
         R"({"userId":"bob","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"})");
     client.doLogin(text("bob"), text("d"), text("t"));
-    service->expect("/vantora/login/oauth/x/callback",
-                    "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                        + "\",\"sourceSystem\":\"Corvel\"}");
+    expectOAuth();
     client.doLoginWithOAuth(text("x"), text("c"), registration);
     QVERIFY(!client.isLoggedIn());
 
@@ -691,9 +674,7 @@ void tst_sign_in::signsInAgainWithTheDeviceToken()
         R"({"userId":"bob","deviceId":"d%1","deviceAccessToken":"t%2","sourceSystem":"Corvel"})";
     PresenterClient client(nullptr, service->url());
     QString registration;
-    service->expect("/vantora/login/oauth/x/callback",
-                    "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-                        + "\",\"sourceSystem\":\"Corvel\"}");
+    expectOAuth();
     client.doLoginWithOAuth(text("x"), text("c"), registration);
     service->expect(LOGIN, body);
     client.doLogin(text("bob"), text("d%1"), text("t%2"));
@@ -707,18 +688,15 @@ void tst_sign_in::signsInAgainWithTheDeviceToken()
 
 void tst_sign_in::signsInAgainThroughOAuth()
 {
-    const QByteArray path = "/vantora/login/oauth/x/callback";
-    const QByteArray body = "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
-        + "\",\"sourceSystem\":\"Corvel\"}";
     PresenterClient client(nullptr, service->url());
     QString registration;
-    service->expect(path, body).json(SUCCESS);
+    expectOAuth().json(SUCCESS);
     QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
 
     client.reLogin(); // no user id is known yet
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
     QCOMPARE(client.doGetUserName(), text("ann"));
-    service->expect(path, body).json(R"({"infoMsgKeys":["success.registration"],"data":{}})");
+    expectOAuth().json(R"({"infoMsgKeys":["success.registration"],"data":{}})");
     client.reLogin();
     QVERIFY(!client.isLoggedIn());
 }
