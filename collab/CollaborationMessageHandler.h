@@ -22,6 +22,7 @@
 class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
 {
     Q_OBJECT
+    Q_DISABLE_COPY(CollaborationMessageHandler)
 
 public:
     // Hosts connect by the short names, so the signals carry them.

@@ -26,6 +26,7 @@ class QuestionBase;
 class TARVOCLIENT_EXPORT PresenterAssessment : public QObject
 {
     Q_OBJECT
+    Q_DISABLE_COPY(PresenterAssessment)
 
 public:
     /// An assessment of the session that \a collab serves, with a token of its own.

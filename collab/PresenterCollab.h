@@ -43,6 +43,7 @@ class TarvoCollabMessage;
 class TARVOCLIENT_EXPORT PresenterCollab : public QObject
 {
     Q_OBJECT
+    Q_DISABLE_COPY(PresenterCollab)
 
 public:
     // Hosts connect by the short names, so the signals carry them.
@@ -67,8 +68,8 @@ public:
     void open(QStringList protocols);
     /// Connects with every transport there is, in the order of their values.
     void open();
-    /// Tells every device of the session to disconnect, and closes the connection.
-    /// connectionClosed() follows.
+    /// Tells every device of the session to disconnect, and closes the connection;
+    /// connectionClosed() follows. Without a connection there is nothing to close and no signal.
     void close();
 
     /// Publishes \a message to \a address after setting its sender and compressing its payload. The

@@ -1,10 +1,9 @@
 #pragma once
 
+#include "Messages.h"
 #include "collab/PresenterCollab.h"
-#include "compression/Lzma.h"
 #include "support/EventBusServer.h"
 
-#include <QtCore/QJsonObject>
 #include <QtTest/QtTest>
 
 // A channel and the event bus it is connected to; the session code is "CODE", the session token
@@ -25,54 +24,14 @@ struct OpenChannel {
     {
         return QTest::qWaitFor([this, count] { return bus.published().size() >= count; }, 20000);
     }
-};
-
-// One published message taken apart.
-struct Published {
-    explicit Published(const QString &message)
+    // True when nothing of what was published before has gone out, or is still to: what is sent now
+    // arrives first.
+    bool hasPublishedNothing()
     {
-        const QJsonObject root = QJsonDocument::fromJson(message.toUtf8()).object();
-        const QJsonObject body = root.value("body").toObject();
-        address = root.value("address").toString();
-        type = body.value("type").toString();
-        from = body.value("from").toString();
-        pieces = body.value("data").toArray().size();
-        Lzma::decompress64(body.value("data").toArray().at(0).toString(), &payload);
+        if (!channel.isConnected() && !open())
+            return false;
+        channel.sendPing();
+        return waitForPublished(1)
+            && bus.published() == QStringList{QStringLiteral(R"({"type":"ping"})")};
     }
-
-    QJsonObject object() const { return QJsonDocument::fromJson(payload.toUtf8()).object(); }
-
-    QString address;
-    QString type;
-    QString from;
-    int pieces = 0;
-    QString payload; // decompressed
 };
-
-// The text of a message that is published as a typed payload.
-inline QString typedMessage(const QString &address, const QString &type, const QString &block)
-{
-    return QStringLiteral(
-               R"({"type":"publish","address":"%1","body":{"from":"teacher","type":"%2","data":["%3"]}})")
-        .arg(address, type, block);
-}
-
-// The same of a message object whose payload is `payload`. On the way, frames lose one space before a
-// closing bracket.
-inline QString objectMessage(const QString &address, const QString &type, const QString &payload)
-{
-    QString block;
-    if (!Lzma::compress64(payload, &block))
-        qFatal("the test's own payload cannot be packed");
-    return QStringLiteral(R"({"type":"publish","address":"%1","body":{
-    "data": [
-        "%2"
-   ],
-    "from": "teacher",
-    "sourceSystem": "Corvel",
-    "type": "%3",
-    "version": "3.0.0"
-}
-})")
-        .arg(address, block, type);
-}

@@ -1,7 +1,7 @@
 // Incoming messages: which signal each becomes, what is written about it, and that nothing that can
 // arrive does any harm.
+#include "Messages.h"
 #include "collab/CollaborationMessageHandler.h"
-#include "compression/Lzma.h"
 #include "support/LogCapture.h"
 
 #include <QtCore/QJsonDocument>
@@ -36,14 +36,6 @@ const char pieceTwo[] = "XQBAAAAsAAAALAAAAAAWCIrGwjwngO305yFA2dVM6NHEU2STT4/1yFJ
                         "b/LRfM7vD//1p1wAA=";
 const char piecesText[] = R"({"pollId":"p1","responseTime":7,"pick":{"blob":["A","C"]}})";
 
-QString packed(const QString &text)
-{
-    QString out;
-    if (!Lzma::compress64(text, &out))
-        qFatal("the test's own payload cannot be packed");
-    return out;
-}
-
 QString bracketed(const char *block)
 {
     QStringList bytes;
@@ -52,16 +44,10 @@ QString bracketed(const char *block)
     return '[' + bytes.join(',') + ']';
 }
 
-// A message with the given JSON as the body's fields.
-QString message(const QString &fields)
-{
-    return QStringLiteral(R"({"type":"message","address":"s","body":{%1}})").arg(fields);
-}
-
 // What a device sends: "from", "type" and one compressed piece of data.
 QString deviceMessage(const QString &type, const QString &payload)
 {
-    return message(
+    return incomingMessage(
         QStringLiteral(R"("from":"d1","type":"%1","data":["%2"])").arg(type, packed(payload)));
 }
 
@@ -287,9 +273,9 @@ void tst_CollaborationMessageHandler::action()
     QFETCH(QStringList, events);
     QFETCH(QStringList, lines);
     const LogCapture log;
-    receive(message(fields));
+    receive(incomingMessage(fields));
     QCOMPARE(recorder->events, events);
-    QCOMPARE(log.messages(), QStringList{"[MessageHandler] " + message(fields)} + lines);
+    QCOMPARE(log.messages(), QStringList{"[MessageHandler] " + incomingMessage(fields)} + lines);
 }
 
 void tst_CollaborationMessageHandler::type_data()
@@ -356,8 +342,9 @@ void tst_CollaborationMessageHandler::handlerTakesMissingFieldsAsEmpty()
 {
     QFETCH(QString, type);
     QFETCH(QString, event);
-    receive(message(QStringLiteral(R"("type":"%1")").arg(type)));
-    receive(message(QStringLiteral(R"("type":"%1","data":["%2"])").arg(type, packed("{}"))));
+    receive(incomingMessage(QStringLiteral(R"("type":"%1")").arg(type)));
+    receive(
+        incomingMessage(QStringLiteral(R"("type":"%1","data":["%2"])").arg(type, packed("{}"))));
     QCOMPARE(recorder->events, (QStringList{event, event}));
 }
 
@@ -633,13 +620,13 @@ void tst_CollaborationMessageHandler::bodyWithoutDataGivesAnInvalidValue()
     const LogCapture log;
     QVERIFY(!handler->getDataValue({{"from", "d1"}}).isValid());
     QCOMPARE(log.messages(), QStringList());
-    receive(message(R"("type":"dance")"));
+    receive(incomingMessage(R"("type":"dance")"));
     QVERIFY(!recorder->data.isValid());
 }
 
 void tst_CollaborationMessageHandler::nullDataStaysNull()
 {
-    receive(message(R"("type":"dance","data":null)"));
+    receive(incomingMessage(R"("type":"dance","data":null)"));
     QCOMPARE(recorder->events, QStringList{"unhandledMessage|dance"});
     QVERIFY(recorder->data.isNull());
 }
@@ -647,16 +634,16 @@ void tst_CollaborationMessageHandler::nullDataStaysNull()
 void tst_CollaborationMessageHandler::undecodablePayloadReachesTheHandlerAsItCame()
 {
     const LogCapture log;
-    receive(message(R"("type":"dance","data":"plain text")"));
+    receive(incomingMessage(R"("type":"dance","data":"plain text")"));
     QCOMPARE(recorder->data, QVariant("plain text"));
     QVERIFY(log.contains(rawLine));
 
-    receive(message(R"("type":"dance","data":{"plain":"map"})"));
+    receive(incomingMessage(R"("type":"dance","data":{"plain":"map"})"));
     QCOMPARE(recorder->data, QVariant(QVariantMap{{"plain", "map"}}));
 
     // A sender that does not compress is understood like one that does.
-    receive(
-        message(R"("from":"d1","type":"join","data":{"userName":"Ada","deviceType":"tablet"})"));
+    receive(incomingMessage(
+        R"("from":"d1","type":"join","data":{"userName":"Ada","deviceType":"tablet"})"));
     QCOMPARE(recorder->events.last(), QStringLiteral("learnerJoin|d1|Ada|tablet"));
 }
 
@@ -676,7 +663,7 @@ void tst_CollaborationMessageHandler::remoteCommandCarriesItsData()
     receive(deviceMessage("requestLesson", R"({"lessonId":"l1"})"));
     QCOMPARE(recorder->events, QStringList{"remoteControl|requestLesson|d1"});
     QCOMPARE(recorder->data, QVariant(QVariantMap{{"lessonId", "l1"}}));
-    receive(message(R"("from":"c1","type":"nextCard")"));
+    receive(incomingMessage(R"("from":"c1","type":"nextCard")"));
     QCOMPARE(recorder->events.last(), QStringLiteral("remoteControl|nextCard|c1"));
     QVERIFY(!recorder->data.isValid());
 }
@@ -685,8 +672,8 @@ void tst_CollaborationMessageHandler::remoteCommandCarriesItsData()
 
 void tst_CollaborationMessageHandler::linesOfACompressedMessage()
 {
-    const QString text =
-        message(QStringLiteral(R"("from":"d1","type":"join","data":["%1"])").arg(joinBlock));
+    const QString text = incomingMessage(
+        QStringLiteral(R"("from":"d1","type":"join","data":["%1"])").arg(joinBlock));
     const LogCapture log;
     receive(text);
     QCOMPARE(
@@ -699,8 +686,8 @@ void tst_CollaborationMessageHandler::linesOfACompressedMessage()
 
 void tst_CollaborationMessageHandler::linesOfAPollResponse()
 {
-    const QString text =
-        message(QStringLiteral(R"("from":"d1","type":"pollResponse","data":"%1")").arg(pollBlock));
+    const QString text = incomingMessage(
+        QStringLiteral(R"("from":"d1","type":"pollResponse","data":"%1")").arg(pollBlock));
     const LogCapture log;
     receive(text);
     QCOMPARE(
@@ -714,7 +701,7 @@ void tst_CollaborationMessageHandler::linesOfAPollResponse()
 
 void tst_CollaborationMessageHandler::linesOfAQuestionResponse()
 {
-    const QString text = message(
+    const QString text = incomingMessage(
         R"("from":"d1","type":"questionResponse","data":{"questionId":"q","responseTime":1,"answer":"a b"})");
     const LogCapture log;
     receive(text);
@@ -725,7 +712,8 @@ void tst_CollaborationMessageHandler::linesOfAQuestionResponse()
 
 void tst_CollaborationMessageHandler::linesOfAQuestionRequest()
 {
-    const QString text = message(R"("from":"d1","type":"questionGet","data":{"questionNumber":3})");
+    const QString text =
+        incomingMessage(R"("from":"d1","type":"questionGet","data":{"questionNumber":3})");
     const LogCapture log;
     receive(text);
     QCOMPARE(log.messages(),
@@ -735,7 +723,8 @@ void tst_CollaborationMessageHandler::linesOfAQuestionRequest()
 
 void tst_CollaborationMessageHandler::linesOfAnAction()
 {
-    const QString text = message(R"("action":"unregister","client":{"type":"user","token":"d1"})");
+    const QString text =
+        incomingMessage(R"("action":"unregister","client":{"type":"user","token":"d1"})");
     const LogCapture log;
     receive(text);
     QCOMPARE(log.messages(),
@@ -753,7 +742,7 @@ void tst_CollaborationMessageHandler::linesOfAnUnparsableMessage()
 void tst_CollaborationMessageHandler::debugLinesAreWrittenWithoutQuotes()
 {
     const LogCapture log;
-    receive(message(R"("type":"say \"hi\"")"));
+    receive(incomingMessage(R"("type":"say \"hi\"")"));
     QVERIFY(log.contains(R"([MessageHandler.TYPE] say "hi")"));
 }
 
@@ -797,7 +786,7 @@ void tst_CollaborationMessageHandler::recordsTravelInQueuedConnections()
         connect(handler, &Handler::remoteControl, &host, &QueueingHost::onRemote, connection);
     }
     receive(deviceMessage("join", joinText));
-    receive(message(R"("from":"c1","type":"nextCard","data":{"a":1})"));
+    receive(incomingMessage(R"("from":"c1","type":"nextCard","data":{"a":1})"));
     QCOMPARE(host.learners.size(), connection == Qt::DirectConnection ? 1 : 0);
     QTRY_COMPARE(host.commands.size(), 1);
 
@@ -819,9 +808,9 @@ void tst_CollaborationMessageHandler::hostMayDeleteTheHandlerFromAnySignal_data(
     QTest::newRow("learnerPollResponse of a question") << deviceMessage("questionResponse", "{}");
     QTest::newRow("learnerJoin") << deviceMessage("join", joinText);
     QTest::newRow("learnerUnregister")
-        << message(R"("action":"unregister","client":{"type":"user","token":"d1"})");
+        << incomingMessage(R"("action":"unregister","client":{"type":"user","token":"d1"})");
     QTest::newRow("controllerRegister")
-        << message(R"("action":"unregister","client":{"type":"controller","token":"c1"})");
+        << incomingMessage(R"("action":"unregister","client":{"type":"controller","token":"c1"})");
     QTest::newRow("remoteControl") << deviceMessage("nextCard", "{}");
     QTest::newRow("unhandledMessage") << deviceMessage("dance", "{}");
     QTest::newRow("learnerGetQuestion") << deviceMessage("questionGet", "{}");
@@ -847,7 +836,7 @@ void tst_CollaborationMessageHandler::hostMayDeleteTheHandlerFromAnySignal()
 void tst_CollaborationMessageHandler::hostMayHandAMessageInFromASignal()
 {
     connect(handler, &CollaborationMessageHandler::learnerJoin, this,
-            [this] { receive(message(R"("from":"c1","type":"nextCard")")); });
+            [this] { receive(incomingMessage(R"("from":"c1","type":"nextCard")")); });
     receive(deviceMessage("join", joinText));
     QCOMPARE(recorder->events,
              (QStringList{"learnerJoin|d1|Ada|tablet", "remoteControl|nextCard|c1"}));
@@ -861,8 +850,8 @@ void tst_CollaborationMessageHandler::hostileTextDoesNoHarm_data()
 
     const QString brackets(1000, QLatin1Char('['));
     QTest::newRow("deep list as data")
-        << message(R"("type":"join","data":)" + brackets + QString(1000, ']'));
-    QTest::newRow("deep map as data") << message(
+        << incomingMessage(R"("type":"join","data":)" + brackets + QString(1000, ']'));
+    QTest::newRow("deep map as data") << incomingMessage(
         R"("type":"join","data":)" + QString(R"({"a":)").repeated(1000) + '1' + QString(1000, '}'));
     QTest::newRow("deep list inside the payload")
         << deviceMessage("join", brackets + QString(1000, ']'));
@@ -871,24 +860,25 @@ void tst_CollaborationMessageHandler::hostileTextDoesNoHarm_data()
     QTest::newRow("a million brackets") << brackets.repeated(1000);
     QTest::newRow("control characters") << QString(QChar(0)) + QChar(1) + QChar(0x7f);
     QTest::newRow("half a character")
-        << message(R"("type":"join","from":"\ud800","data":{"userName":"\udc00"})");
+        << incomingMessage(R"("type":"join","from":"\ud800","data":{"userName":"\udc00"})");
     QTest::newRow("half a character, bare")
-        << message(QStringLiteral("\"type\":\"") + QChar(0xd800) + '"');
-    QTest::newRow("zero characters inside") << message(R"("type":"join","from":"a\u0000b")");
-    QTest::newRow("block that declares 4 GB") << message(
+        << incomingMessage(QStringLiteral("\"type\":\"") + QChar(0xd800) + '"');
+    QTest::newRow("zero characters inside")
+        << incomingMessage(R"("type":"join","from":"a\u0000b")");
+    QTest::newRow("block that declares 4 GB") << incomingMessage(
         QStringLiteral(R"("type":"join","data":["%1"])")
             .arg(QString::fromLatin1(
                 QByteArray::fromHex("5d00400000ffffffffffffffff00112233445566").toBase64())));
-    QTest::newRow("100,000 pieces")
-        << message(R"("type":"join","data":["")" + QString(R"(,"x")").repeated(100000) + ']');
+    QTest::newRow("100,000 pieces") << incomingMessage(R"("type":"join","data":["")"
+                                                       + QString(R"(,"x")").repeated(100000) + ']');
     QTest::newRow("a number list of 100,000")
-        << message(R"("type":"join","data":[93)" + QString(",0").repeated(100000) + ']');
-    QTest::newRow("numbers out of range") << message(
+        << incomingMessage(R"("type":"join","data":[93)" + QString(",0").repeated(100000) + ']');
+    QTest::newRow("numbers out of range") << incomingMessage(
         R"("type":"join","data":[1e300,-1e300,99999999999999999999,-1,256,0.5,1,1,1,1,1,1,1,1,1])");
     QTest::newRow("bracketed text of 100,000")
-        << message(R"("type":"join","data":")" + QString("[]],").repeated(100000) + "\"");
+        << incomingMessage(R"("type":"join","data":")" + QString("[]],").repeated(100000) + "\"");
     QTest::newRow("the same key many times")
-        << message(QString(R"("type":"a",)").repeated(1000) + R"("type":"join")");
+        << incomingMessage(QString(R"("type":"a",)").repeated(1000) + R"("type":"join")");
 }
 
 void tst_CollaborationMessageHandler::hostileTextDoesNoHarm()
@@ -914,10 +904,10 @@ void tst_CollaborationMessageHandler::wrongTypeInEveryField()
     QFETCH(QString, json);
     const QString field = QStringLiteral(R"("%1":%2)");
     for (const char *key : {"action", "type", "from", "data", "client"})
-        receive(message(field.arg(QLatin1String(key), json)));
+        receive(incomingMessage(field.arg(QLatin1String(key), json)));
     for (const char *key : {"token", "type"}) {
-        receive(message(R"("action":"unregister","client":{)" + field.arg(QLatin1String(key), json)
-                        + '}'));
+        receive(incomingMessage(R"("action":"unregister","client":{)"
+                                + field.arg(QLatin1String(key), json) + '}'));
     }
     recorder->events.clear();
 
@@ -935,12 +925,12 @@ void tst_CollaborationMessageHandler::wrongTypeInEveryField()
     for (const auto &[type, keys] : fields) {
         const QString from = QStringLiteral(R"("from":%1,"type":"%2",)").arg(json, type);
         for (const QString &key : keys) {
-            receive(message(from + R"("data":{)" + field.arg(key, json) + '}'));
-            receive(
-                message(from + R"("data":[")" + packed('{' + field.arg(key, json) + '}') + "\"]"));
+            receive(incomingMessage(from + R"("data":{)" + field.arg(key, json) + '}'));
+            receive(incomingMessage(from + R"("data":[")" + packed('{' + field.arg(key, json) + '}')
+                                    + "\"]"));
             expected += json == "1e999" ? 0 : 2;
         }
-        receive(message(from + R"("data":)" + json));
+        receive(incomingMessage(from + R"("data":)" + json));
         expected += json == "1e999" ? 0 : 1;
     }
     QCOMPARE(recorder->events.size(), expected);
