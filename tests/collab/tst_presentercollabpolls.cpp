@@ -111,6 +111,18 @@ size_t heapInUse()
 #endif
 }
 
+// How much of it comes and goes by itself: the sanitizer counts exactly, the C library counts what it
+// keeps at hand for the sockets' buffers. The smallest leak of a poll shows in one or the other.
+size_t heapNoise(bool connected)
+{
+#if defined(__SANITIZE_ADDRESS__)
+    Q_UNUSED(connected)
+    return 512;
+#else
+    return connected ? 64 * 1024 : 8 * 1024;
+#endif
+}
+
 } // namespace
 
 class tst_PresenterCollabPolls : public QObject
@@ -624,9 +636,8 @@ void tst_PresenterCollabPolls::aThousandPollsLeaveTheHeapAsItWas()
     const size_t before = heapInUse();
     const int objects = host.channel.findChildren<QObject *>().size();
     QVERIFY(lesson(1000));
-    // One byte lost per message would show; the margin is for the sockets' buffers.
     const size_t after = heapInUse();
-    QVERIFY2(after < before + 64 * 1024,
+    QVERIFY2(after < before + heapNoise(connected),
              qPrintable(QStringLiteral("grew by %1 bytes").arg(qint64(after) - qint64(before))));
     QCOMPARE(host.channel.findChildren<QObject *>().size(), objects);
     QCOMPARE(sent, 4800);
