@@ -55,6 +55,8 @@ private slots:
     void inactivityTimerIsMadeOnce();
     void waitingForAWebsocketDispatchesEventsWithoutSpinning();
     void applicationMayQuitDuringAnAttempt();
+    void withoutAProxyTheEnvironmentStays();
+    void idleSessionsCostNextToNoTime();
 };
 
 namespace
@@ -719,6 +721,52 @@ void tst_SockJSConnector::applicationMayQuitDuringAnAttempt()
     QVERIFY(returned);
     QCOMPARE(log.messages(), QStringList{urlLine(connector)});
     QVERIFY(!SockJSProbe::webSocket(connector));
+}
+
+void tst_SockJSConnector::withoutAProxyTheEnvironmentStays()
+{
+    const QByteArray before = qgetenv("http_proxy");
+    const bool wasSet = qEnvironmentVariableIsSet("http_proxy");
+    RawWebSocketServer server;
+    SockJSConnector connector;
+    connector.open(serverUrl(server.port()), {WEBSOCKET});
+    QVERIFY(SockJSProbe::webSocket(connector));
+    QCOMPARE(qgetenv("http_proxy"), before);
+    QCOMPARE(qEnvironmentVariableIsSet("http_proxy"), wasSet);
+}
+
+void tst_SockJSConnector::idleSessionsCostNextToNoTime()
+{
+    const auto processCpuMs = [] {
+        timespec time = {};
+        clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+        return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
+    };
+    const auto idleCostPerSecond = [&] {
+        constexpr int SECONDS = 3;
+        QEventLoop loop;
+        QTimer::singleShot(SECONDS * 1000, &loop, &QEventLoop::quit);
+        const double before = processCpuMs();
+        loop.exec();
+        return (processCpuMs() - before) / SECONDS;
+    };
+    RawWebSocketServer server; // keeps polls waiting, too
+    server.behindHandshake = RawWebSocketServer::text("o");
+    SockJSConnector overWebSocket;
+    overWebSocket.open(serverUrl(server.port()), {WEBSOCKET});
+    QVERIFY(overWebSocket.isConnected());
+    const double webSocketCost = idleCostPerSecond();
+    QVERIFY2(webSocketCost < 0.5, qPrintable(QString::number(webSocketCost)));
+
+    SockJSConnector overXHR;
+    Spies spies(overXHR);
+    overXHR.open(serverUrl(server.port()), {XHR_POLLING});
+    QTRY_VERIFY(!server.request().isEmpty());
+    server.client->write(reply("o\n"));
+    QTRY_COMPARE_WITH_TIMEOUT(spies.connected.size(), 1, 20000);
+    QTest::qWait(1500); // the next poll has left
+    const double bothCost = idleCostPerSecond();
+    QVERIFY2(bothCost < 2.0, qPrintable(QString::number(bothCost)));
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSConnector)

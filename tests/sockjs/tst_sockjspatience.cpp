@@ -1,0 +1,130 @@
+#include "SockJSProbe.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedServer.h"
+#include "support/TestCertificates.h"
+
+#include <QtNetwork/QSslKey>
+#include <QtNetwork/QSslSocket>
+#include <QtTest/QtTest>
+
+#include <thread>
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+using namespace Scripted;
+
+// The waits of thirty seconds, all at the same time.
+class tst_SockJSPatience : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void waitsOfThirtySeconds();
+};
+
+namespace
+{
+
+// A port whose queue of connections is full, so that a further one gets no answer at all.
+class DeafPort
+{
+public:
+    DeafPort() : m_listener(::socket(AF_INET, SOCK_STREAM, 0))
+    {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        ::bind(m_listener, reinterpret_cast<sockaddr *>(&address), length);
+        ::listen(m_listener, 0);
+        ::getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length);
+        m_port = ntohs(address.sin_port);
+        for (int &client : m_clients) {
+            client = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
+            ::connect(client, reinterpret_cast<sockaddr *>(&address), length);
+        }
+    }
+    ~DeafPort()
+    {
+        for (const int client : m_clients)
+            ::close(client);
+        ::close(m_listener);
+    }
+    DeafPort(const DeafPort &) = delete;
+    DeafPort &operator=(const DeafPort &) = delete;
+    quint16 port() const { return m_port; }
+
+private:
+    int m_listener;
+    int m_clients[4] = {};
+    quint16 m_port = 0;
+};
+
+// How long a worker tries to connect, and with what result.
+struct Attempt {
+    bool connected = true;
+    qint64 ms = 0;
+
+    void run(quint16 port, bool ssl)
+    {
+        const std::unique_ptr<QTcpSocket> socket(ssl ? new QSslSocket : new QTcpSocket);
+        socket->setProxy(QNetworkProxy::NoProxy);
+        SockJSXHRPollingWorker worker(nullptr, socket.get(), QStringLiteral("127.0.0.1"), port, ssl,
+                                      true);
+        QElapsedTimer timer;
+        timer.start();
+        connected = worker.connectToServer();
+        ms = timer.elapsed();
+    }
+};
+
+} // namespace
+
+void tst_SockJSPatience::waitsOfThirtySeconds()
+{
+    TestCertificates certificates;
+    certificates.trust();
+    ScriptedServer stalling; // answers no handshake
+    stalling.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    stalling.setDeadline(60000);
+    stalling.onConnection({pause(60000)});
+    QVERIFY(stalling.listen());
+    const DeafPort deaf;
+    Attempt handshake;
+    Attempt connection;
+    std::thread handshakeThread([&] { handshake.run(stalling.port(), true); });
+    std::thread connectionThread([&] { connection.run(deaf.port(), false); });
+
+    ScriptedServer mute; // takes posts and answers the second only
+    mute.setDeadline(60000);
+    mute.onConnection({});
+    mute.onConnection({expectRequest(), expectEnd()});
+    mute.onConnection({expectRequest(), send(reply("", "204 No Content"))});
+    QVERIFY(mute.listen());
+    const LogCapture log;
+    SockJSXHRPolling transport;
+    QVERIFY(transport.start(QStringLiteral("127.0.0.1"), mute.port(), false, QStringLiteral("/s"),
+                            false));
+    QElapsedTimer timer;
+    timer.start();
+    transport.sendTextMessage(QStringLiteral("given up"));
+    transport.sendTextMessage(QStringLiteral("next"));
+    QTRY_COMPARE_WITH_TIMEOUT(mute.requests(2).size(), 1, 60000);
+    const qint64 givenUpAfter = timer.elapsed();
+
+    connectionThread.join();
+    handshakeThread.join();
+    QVERIFY2(givenUpAfter > 29000 && givenUpAfter < 45000,
+             qPrintable(QString::number(givenUpAfter)));
+    QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] xhr_send error: Operation canceled"});
+    QVERIFY(mute.requests(2).at(0).endsWith("next"));
+    for (const Attempt &attempt : {handshake, connection}) {
+        QVERIFY(!attempt.connected);
+        QVERIFY2(attempt.ms > 29000 && attempt.ms < 45000, qPrintable(QString::number(attempt.ms)));
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_SockJSPatience)
+#include "tst_sockjspatience.moc"

@@ -1,0 +1,179 @@
+#include "RawWebSocketServer.h"
+#include "SockJSProbe.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedServer.h"
+#include "support/TestCertificates.h"
+
+#include <QtNetwork/QSslKey>
+#include <QtTest/QtTest>
+
+#include <cstdlib>
+
+using namespace Scripted;
+
+// The system names a proxy, through the environment that this process starts with: the polling
+// connection and the posts go through it. The servers behind it do not exist; the proxy plays them.
+class tst_SockJSProxy : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void pollsAndPostsGoThroughTheProxy();
+    void tlsIsTunnelled();
+    void refusalOfTheProxyFailsTheStart();
+    void deadProxyFailsTheStart();
+    void websocketAttemptPutsTheProxyIntoTheEnvironment();
+    void answerIsRemembered();
+    void reconnectionGoesThroughTheProxy();
+
+private:
+    quint16 m_port = 0;
+    std::unique_ptr<ScriptedServer> m_proxy;
+};
+
+namespace
+{
+
+const QByteArray TUNNEL = "HTTP/1.1 200 Connection established\r\n\r\n";
+
+QString behindTheProxy()
+{
+    return QStringLiteral("classroom.invalid");
+}
+
+} // namespace
+
+void tst_SockJSProxy::initTestCase()
+{
+    ScriptedServer server;
+    QVERIFY(server.listen());
+    m_port = server.port();
+    qputenv("no_proxy", "");
+    qputenv("http_proxy", "http://127.0.0.1:" + QByteArray::number(m_port));
+}
+
+void tst_SockJSProxy::init()
+{
+    m_proxy = std::make_unique<ScriptedServer>();
+}
+
+void tst_SockJSProxy::cleanup()
+{
+    m_proxy.reset();
+}
+
+void tst_SockJSProxy::pollsAndPostsGoThroughTheProxy()
+{
+    m_proxy->onConnection({expectRequest(), send(TUNNEL), expectRequest(), send(reply("o\n"))});
+    m_proxy->onConnection({expectRequest(), send(reply("", "204 No Content"))});
+    QVERIFY(m_proxy->listen(m_port));
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    const QList<QByteArray> polled = m_proxy->requests(0);
+    QVERIFY2(polled.at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"),
+             polled.at(0).constData());
+    QVERIFY(polled.at(1).startsWith("POST /s/xhr HTTP/1.1\r\nHost: classroom.invalid\r\n"));
+
+    transport.sendTextMessage(QStringLiteral("x"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_proxy->requests(1).size(), 1, 20000);
+    const QByteArray post = m_proxy->requests(1).at(0);
+    QVERIFY2(post.startsWith("POST http://classroom.invalid/s/xhr_send HTTP/1.1\r\n")
+                 || post.startsWith("POST http://classroom.invalid:80/s/xhr_send HTTP/1.1\r\n"),
+             post.constData());
+    QVERIFY2(m_proxy->finished(), qPrintable(m_proxy->failure()));
+}
+
+void tst_SockJSProxy::tlsIsTunnelled()
+{
+    TestCertificates certificates;
+    certificates.trust();
+    m_proxy->setCertificate(
+        certificates.issue(behindTheProxy(), QStringLiteral("DNS:") + behindTheProxy()), true);
+    m_proxy->onConnection(
+        {expectRequest(), send(TUNNEL), startTls(), expectRequest(), send(reply("o\n"))});
+    m_proxy->onConnection({expectRequest(), send(TUNNEL), startTls(), expectRequest(),
+                           send(reply("", "204 No Content"))});
+    QVERIFY(m_proxy->listen(m_port));
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QVERIFY(transport.start(behindTheProxy(), 443, true, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    transport.sendTextMessage(QStringLiteral("x"));
+    QTRY_COMPARE_WITH_TIMEOUT(m_proxy->requests(1).size(), 2, 20000);
+    for (int connection : {0, 1}) {
+        QVERIFY(m_proxy->requests(connection)
+                    .at(0)
+                    .startsWith("CONNECT classroom.invalid:443 HTTP/1.1\r\n"));
+    }
+    QVERIFY(m_proxy->requests(1).at(1).startsWith("POST /s/xhr_send HTTP/1.1\r\n"));
+    QVERIFY2(m_proxy->finished(), qPrintable(m_proxy->failure()));
+}
+
+void tst_SockJSProxy::refusalOfTheProxyFailsTheStart()
+{
+    m_proxy->onConnection({expectRequest(), send(reply("", "403 Forbidden"))});
+    QVERIFY(m_proxy->listen(m_port));
+    const LogCapture log;
+    SockJSXHRPolling transport;
+    QVERIFY(!transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Proxy denied connection"});
+}
+
+void tst_SockJSProxy::deadProxyFailsTheStart()
+{
+    const LogCapture log;
+    SockJSXHRPolling transport;
+    QVERIFY(!transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Proxy connection refused"});
+}
+
+void tst_SockJSProxy::websocketAttemptPutsTheProxyIntoTheEnvironment()
+{
+    QVERIFY(m_proxy->listen(m_port));
+    const QByteArray before = qgetenv("http_proxy");
+    QVERIFY(before.startsWith("http://"));
+    RawWebSocketServer server;
+    SockJSConnector connector;
+    const QUrl url(QStringLiteral("ws://127.0.0.1:%1").arg(server.port()));
+    connector.open(url, {SockJSConnector::PROTOCOL_TYPE(3)});
+    QCOMPARE(qgetenv("http_proxy"), before); // only a web-socket attempt sets it
+    connector.open(url, {SockJSConnector::WEBSOCKET});
+    QCOMPARE(qgetenv("http_proxy"), "127.0.0.1:" + QByteArray::number(m_port));
+    QVERIFY(SockJSProbe::webSocket(connector));
+    QCOMPARE(server.connections, 1);
+    QCOMPARE(m_proxy->connectionCount(), 0); // the web socket itself goes straight
+    // The entry is written once, and stays where it is.
+    const char *entry = ::getenv("http_proxy");
+    connector.open(url, {SockJSConnector::WEBSOCKET});
+    QVERIFY(::getenv("http_proxy") == entry);
+}
+
+// Our own entry, which lacks the scheme, would be misread.
+void tst_SockJSProxy::answerIsRemembered()
+{
+    qputenv("http_proxy", "http://127.0.0.1:1");
+    m_proxy->onConnection({expectRequest(), send(TUNNEL)});
+    QVERIFY(m_proxy->listen(m_port));
+    SockJSXHRPolling transport;
+    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+}
+
+void tst_SockJSProxy::reconnectionGoesThroughTheProxy()
+{
+    m_proxy->onConnection({expectRequest(), send(TUNNEL), pause(200), close()});
+    m_proxy->onConnection({expectRequest(), send(TUNNEL), expectRequest(), send(reply("o\n"))});
+    QVERIFY(m_proxy->listen(m_port));
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    QVERIFY(m_proxy->requests(1).at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"));
+}
+
+QTEST_GUILESS_MAIN(tst_SockJSProxy)
+#include "tst_sockjsproxy.moc"
