@@ -761,7 +761,7 @@ void tst_SockJSConnector::idleSessionsCostNextToNoTime()
     SockJSConnector overXHR;
     Spies spies(overXHR);
     overXHR.open(serverUrl(server.port()), {XHR_POLLING});
-    QTRY_VERIFY(!server.request().isEmpty());
+    QTRY_VERIFY_WITH_TIMEOUT(server.request().startsWith("POST "), 20000);
     server.client->write(reply("o\n"));
     QTRY_COMPARE_WITH_TIMEOUT(spies.connected.size(), 1, 20000);
     QTest::qWait(1500); // the next poll has left
