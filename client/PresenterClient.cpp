@@ -8,8 +8,8 @@
 #include "collab/TarvoCollabMessage.h"
 #include "compression/gUncompress.h"
 
-#include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
+#include <QtCore/QEvent>
 #include <QtCore/QEventLoop>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkAccessManager>
@@ -90,18 +90,28 @@ PresenterClient::~PresenterClient()
     if (hasSession()) {
         // Waits, so events of the host run; none of them may delete the client a second time.
         setParent(nullptr);
-        QCoreApplication::removePostedEvents(this, QEvent::DeferredDelete);
+        ending = true;
         doStopSession();
     }
 
-    // Below a reply's completion the manager is in the middle of a signal and goes when that is over.
+    // Below a reply's completion the manager is in the middle of a signal; slotRequestFinished deletes
+    // it when that is over. What is still open may bring cookies until then.
     if (completions == 0) {
         delete networkManager;
     } else {
         networkManager->setParent(nullptr);
-        networkManager->deleteLater();
+        networkManager->cookieJar()->setParent(networkManager);
     }
     networkManager = nullptr;
+}
+
+// While the destructor waits, a deleteLater() of the host's comes too late. The type is looked at first:
+// a child that is made in the constructor brings an event before the flag is set.
+bool PresenterClient::event(QEvent *event)
+{
+    if (event->type() == QEvent::DeferredDelete && ending)
+        return true;
+    return QObject::event(event);
 }
 
 void PresenterClient::doRequest(bool wait, const QUrl &url, const QByteArray &body,
@@ -161,21 +171,29 @@ void PresenterClient::waitForReply(QNetworkReply *reply)
         pending->abort(); // runs slotRequestFinished before it returns
 }
 
+// Deletes what it has handled last, when no slot of the host can wait below it any more: before the
+// application's own event loop runs, such a wait carries out every deleteLater() made outside it, and
+// the reply's abort() may be on the stack.
 void PresenterClient::slotRequestFinished(QNetworkReply *reply)
 {
     const QPointer<PresenterClient> self(this);
+    QNetworkAccessManager *const manager = networkManager;
+    const bool outermost = completions == 0;
     ++completions;
 
     if (!followRedirect(reply))
         handleReply(reply);
-    if (!self)
-        return;
+    if (self) {
+        replyCallbacks.remove(reply);
+        Q_EMIT requestProcessed();
+    }
 
-    replyCallbacks.remove(reply);
-    reply->deleteLater();
-    Q_EMIT requestProcessed();
-    if (self)
+    if (self) {
         --completions;
+        reply->deleteLater();
+    } else if (outermost) {
+        manager->deleteLater(); // and with it the replies
+    }
 }
 
 // Moves the client to the address that the service redirects to. The request is not repeated: the

@@ -78,7 +78,8 @@ public:
     /// The service's base address without a trailing slash; a followed redirect rewrites it.
     QString getServerUrl() const { return serverUrl; }
     /// The error key of the last failed request, such as "SSLRootCertificateMissing", or null.
-    /// `checkServer`, `doLogin`, `doLoginWithOAuth` and `doStartSession` clear it before they send.
+    /// `checkServer`, `doLogin` and `doLoginWithOAuth` clear it before they send, `doStartSession` just
+    /// before it asks for the session: if nobody is signed in then, an earlier key may still stand.
     QString getLastErrorKey() const { return lastErrorKey; }
     /// The code that learners type in, or null without a session.
     QString getSessionCode() const { return sessionCode; }
@@ -200,6 +201,8 @@ Q_SIGNALS:
     void requestProcessed();
 
 protected:
+    bool event(QEvent *event) override;
+
     void loginFailureResponse(QNetworkReply *reply, QString body);
     void sessionStartFailureResponse(QNetworkReply *reply, QString body);
     void sessionFailureResponse(QNetworkReply *reply, QString body);
@@ -282,4 +285,5 @@ private:
     // How many replies are being completed on the stack. While it is not 0, the manager or one of its
     // replies is in the middle of a signal and must not be deleted.
     int completions = 0;
+    bool ending = false; // the destructor waits for the session to stop
 };

@@ -6,6 +6,7 @@
 #include "support/LogCapture.h"
 
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QThread>
 #include <QtCore/QTimer>
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtTest/QtTest>
@@ -30,15 +31,23 @@ void keepAlive(PresenterClient *client)
     QMetaObject::invokeMethod(client, "onPingTimer");
 }
 
+// A wait as a slot of the host may begin one.
+void waitBriefly()
+{
+    QEventLoop loop;
+    QTimer::singleShot(10, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
 // Deletes itself in the handler of its reply.
-class Suicidal : public PresenterClient
+class SelfDeleting : public PresenterClient
 {
 public:
     using PresenterClient::PresenterClient;
     void send(const QUrl &url)
     {
-        doRequest(true, url, QByteArray(), static_cast<SuccessHandler>(&Suicidal::onSuccess),
-                  static_cast<FailureHandler>(&Suicidal::onFailure), false);
+        doRequest(true, url, QByteArray(), static_cast<SuccessHandler>(&SelfDeleting::onSuccess),
+                  static_cast<FailureHandler>(&SelfDeleting::onFailure), false);
     }
 
 private:
@@ -75,6 +84,10 @@ private slots:
     void deletedWithItsParentDuringAWait();
     void openRequestsGoWithTheClient();
     void requestsOfAClientDeletedInsideASignalGoOnceItHasReturned();
+    void cookiesMayComeAfterTheClientWasDeletedInsideASignal();
+    void abortedReplyOutlivesAWaitInRequestProcessed();
+    void managerOutlivesAWaitAfterTheClientWasDeletedInRequestProcessed();
+    void managerOutlivesTheOutermostRequestProcessed();
 
     void quittingTheApplicationEndsAWait();
 };
@@ -343,7 +356,7 @@ void tst_request_waits::deletedInItsOwnHandler()
 {
     QFETCH(QByteArray, status);
     RestService service;
-    QPointer<Suicidal> client = new Suicidal(nullptr, service.url());
+    QPointer<SelfDeleting> client = new SelfDeleting(nullptr, service.url());
     service.expect("/x").status(status);
     client->send(QUrl(service.url() + "/x"));
     QVERIFY(client.isNull());
@@ -413,6 +426,105 @@ void tst_request_waits::requestsOfAClientDeletedInsideASignalGoOnceItHasReturned
     client->doRequest(true, QUrl(service.url() + "/x"), QByteArray(), nullptr, nullptr, false);
     QTRY_VERIFY(manager.isNull());
     QTRY_COMPARE(service.openConnections(), 0);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_waits::cookiesMayComeAfterTheClientWasDeletedInsideASignal()
+{
+    RestService service;
+    auto *client = new PresenterClient(nullptr, service.url());
+    service.expect("/late").hold().status("200 OK", "{}", "Set-Cookie: SESSION=1; Path=/\r\n");
+    client->doRequest(false, QUrl(service.url() + "/late"), QByteArray(), nullptr, nullptr, false);
+    QTRY_COMPARE(service.requests().size(), 1);
+    const QPointer<QNetworkReply> late = client->findChild<QNetworkReply *>();
+    bool came = false;
+    connect(client, &PresenterClient::requestProcessed, &service, [&] {
+        delete client;
+        service.release();
+        came = QTest::qWaitFor([&] { return late && late->isFinished(); });
+    });
+    service.expect("/x");
+    client->doRequest(true, QUrl(service.url() + "/x"), QByteArray(), nullptr, nullptr, false);
+    QVERIFY(came);
+    QTRY_VERIFY(late.isNull());
+    QCOMPARE(service.faults(), QStringList());
+}
+
+// Here as in main() no event loop runs around the operation: what is to be deleted later goes with the
+// next wait, be it one that a slot begins below the abort.
+void tst_request_waits::abortedReplyOutlivesAWaitInRequestProcessed()
+{
+    QCOMPARE(QThread::currentThread()->loopLevel(), 0);
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    QPointer<QNetworkReply> reply;
+    bool outlived = false;
+    int processed = 0;
+    connect(&client, &PresenterClient::requestProcessed, &service, [&] {
+        if (++processed == 2) { // the keep-alive's came first and ended the wait
+            waitBriefly();
+            outlived = reply;
+        }
+    });
+    service.expect(USER, "{}").silence().meanwhile([&] {
+        reply = client.findChild<QNetworkReply *>();
+        keepAlive(&client);
+    });
+    service.expect(KEEP_ALIVE);
+    QVERIFY(client.doGetUserName().isNull());
+    QCOMPARE(processed, 2);
+    QVERIFY(outlived);
+    QTRY_VERIFY(reply.isNull());
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_waits::managerOutlivesAWaitAfterTheClientWasDeletedInRequestProcessed()
+{
+    QCOMPARE(QThread::currentThread()->loopLevel(), 0);
+    RestService service;
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service.url());
+    const QPointer<QNetworkAccessManager> manager = client->findChild<QNetworkAccessManager *>();
+    bool outlived = false;
+    int processed = 0;
+    connect(client, &PresenterClient::requestProcessed, &service, [&] {
+        if (++processed == 2) {
+            delete client;
+            waitBriefly();
+            outlived = manager;
+        }
+    });
+    service.expect(USER, "{}").silence().meanwhile([&] { keepAlive(client); });
+    service.expect(KEEP_ALIVE);
+    QVERIFY(client->doGetUserName().isNull());
+    QCOMPARE(processed, 2);
+    QVERIFY(outlived);
+    QTRY_VERIFY(manager.isNull());
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_waits::managerOutlivesTheOutermostRequestProcessed()
+{
+    RestService service;
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service.url());
+    const QPointer<QNetworkAccessManager> manager = client->findChild<QNetworkAccessManager *>();
+    bool outlived = false;
+    int processed = 0;
+    connect(client, &PresenterClient::requestProcessed, &service, [&] {
+        if (++processed == 2) {
+            delete client;
+            return;
+        }
+        client->doGetUserName();
+        waitBriefly();
+        outlived = manager;
+    });
+    service.expect(CHECK);
+    service.expect(USER, "{}").json(SIGNED_IN);
+    QVERIFY(!client->checkServer(QString(), QString()));
+    QCOMPARE(processed, 2);
+    QVERIFY(client.isNull());
+    QVERIFY(outlived);
+    QTRY_VERIFY(manager.isNull());
     QCOMPARE(service.faults(), QStringList());
 }
 

@@ -119,6 +119,8 @@ private slots:
     void clientDeletedWhileItLogsOut();
     void parentDeletedWhileTheClientGoes();
     void clientDeletedThatWasToBeDeletedLater();
+    void clientToBeDeletedLaterWhileItStopsItsSession();
+    void clientToBeDeletedLaterWhenItsChannelCloses();
     void clientDeletedByItsParentStopsTheSession();
 
 private:
@@ -991,6 +993,30 @@ void tst_session::clientDeletedThatWasToBeDeletedLater()
     service->expect(STOP, TOKEN_BODY).hold().meanwhile([&] { service->release(); });
     client->deleteLater();
     delete client; // the wait inside must not carry out the other
+    QVERIFY(client.isNull());
+}
+
+void tst_session::clientToBeDeletedLaterWhileItStopsItsSession()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    startSession(*client);
+    service->expect(STOP, TOKEN_BODY).hold().meanwhile([&] {
+        client->deleteLater();
+        QTimer::singleShot(50, service.get(), [this] { service->release(); });
+    });
+    delete client;
+    QVERIFY(client.isNull());
+}
+
+void tst_session::clientToBeDeletedLaterWhenItsChannelCloses()
+{
+    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
+    connect(startSession(*client), &PresenterCollab::connectionClosed, client.data(),
+            &QObject::deleteLater);
+    service->expect(STOP, TOKEN_BODY).hold().meanwhile([&] {
+        QTimer::singleShot(50, service.get(), [this] { service->release(); });
+    });
+    delete client;
     QVERIFY(client.isNull());
 }
 
