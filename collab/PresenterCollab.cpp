@@ -206,6 +206,11 @@ bool PresenterCollab::isConnected() const
     return connector->isConnected();
 }
 
+bool PresenterCollab::hasUnsentMessages() const
+{
+    return connector->isSending();
+}
+
 CollaborationMessageHandler *PresenterCollab::messageHandler() const
 {
     return m_messageHandler;

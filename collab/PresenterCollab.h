@@ -149,6 +149,10 @@ public:
     QString getCurrentPollId() const;
     /// True from the server's word that the session is open until the connection is closed.
     bool isConnected() const;
+    /// Whether messages are still leaving, also after close(), whose last word to the devices may be
+    /// behind them. A host that is about to end lets its event loop turn until this is false; deleting
+    /// the channel or ending the process earlier loses what has not left.
+    bool hasUnsentMessages() const;
     /// The dispatcher of incoming messages; the channel owns it.
     CollaborationMessageHandler *messageHandler() const;
 

@@ -13,6 +13,7 @@
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace
@@ -291,6 +292,20 @@ void SockJSConnector::sendMessage(QVariantMap message)
     sendMessage(toText(document.toJson(QJsonDocument::Indented)), false);
 }
 
+bool SockJSConnector::isSending() const
+{
+    if (webSocket && webSocket->bytesToWrite() > 0)
+        return true;
+    for (const QPointer<EventBusSocket> &socket : leaving) {
+        if (socket)
+            return true;
+    }
+    // Those that were given up stay children until they have sent all.
+    const auto transports = findChildren<SockJSXHRPolling *>(QString(), Qt::FindDirectChildrenOnly);
+    return std::any_of(transports.begin(), transports.end(),
+                       [](const SockJSXHRPolling *transport) { return transport->isSending(); });
+}
+
 void SockJSConnector::onConnected()
 {
     debug() << "Websocket connected";
@@ -317,6 +332,8 @@ void SockJSConnector::close()
     closing = true;
     ++epoch;
     if (EventBusSocket *socket = takeWebSocket()) {
+        leaving.removeAll(nullptr);
+        leaving.append(socket);
         socket->leave(this);
         onClosed();
     } else if (xhrPolling) {

@@ -6,6 +6,7 @@
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
@@ -76,6 +77,8 @@ public:
 
     /// Whether the SockJS session is open: the server's "o" frame was seen and nothing has ended it.
     bool isConnected() const { return m_connected; }
+    /// Whether messages are still leaving, on this connection or on one that was given up.
+    bool isSending() const;
 
 Q_SIGNALS:
     void connected();
@@ -128,6 +131,8 @@ private:
     SockJSXHRPolling *xhrPolling = nullptr; // a child; in use
     EventBusSocket *webSocket = nullptr;    // a QWebSocket; owned while in use or being tried
     int openState = 0; // of the web-socket attempt: 0 pending, 1 connected, 2 not
+
+    QList<QPointer<EventBusSocket>> leaving; // given up, but not gone yet
 
     int openCalls = 0;       // tells an open() that another one has begun meanwhile
     int epoch = 0;           // changes whenever a connection begins or ends

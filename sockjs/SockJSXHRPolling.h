@@ -44,6 +44,8 @@ public:
     /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
     /// Works after close() too.
     void sendTextMessage(QString message);
+    /// Whether messages are still on their way to "/xhr_send", or wait for their turn.
+    bool isSending() const { return postReply; }
     /// Ends the polling. connectionClosed() follows from the event loop, once the worker has ended.
     void close();
 

@@ -8,9 +8,20 @@
 #include <QtCore/QJsonValue>
 #include <QtCore/QMap>
 #include <QtCore/QProcess>
+#include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtNetwork/QNetworkAccessManager>
+
+// Bytes that cannot be compressed, the same at every run.
+inline QByteArray noise(int size)
+{
+    QByteArray bytes(size, Qt::Uninitialized);
+    QRandomGenerator generator(7);
+    for (char &byte : bytes)
+        byte = char(generator.generate());
+    return bytes;
+}
 
 // A classroom service of its own, as a child process on a free port, and what it saw. It ends with the
 // object, and with the test program, however that ends.

@@ -6,7 +6,6 @@
 #include "collab/PresenterCollab.h"
 
 #include <QtCore/QPointer>
-#include <QtCore/QRandomGenerator>
 #include <QtTest/QSignalSpy>
 #include <QtTest/QtTest>
 
@@ -29,16 +28,6 @@ inline void addTransportAndTlsRows()
     addTransportRows();
     QTest::newRow("websocket, TLS") << QStringLiteral("websocket") << true;
     QTest::newRow("xhr-polling, TLS") << QStringLiteral("xhr-polling") << true;
-}
-
-// Bytes that cannot be compressed, the same at every run.
-inline QByteArray noise(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator generator(7);
-    for (char &byte : bytes)
-        byte = char(generator.generate());
-    return bytes;
 }
 
 // A classroom as the row says, trusted by this process if it speaks TLS.

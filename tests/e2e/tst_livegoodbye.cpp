@@ -12,6 +12,8 @@ private Q_SLOTS:
     void lastWordArrivesWhenTheHostStopsAtOnce();
     void lastWordArrivesBehindFiveMegabytes_data() { addTransportAndTlsRows(); }
     void lastWordArrivesBehindFiveMegabytes();
+    void hostIsToldWhenItMayEnd_data() { addTransportAndTlsRows(); }
+    void hostIsToldWhenItMayEnd();
     void destroyedClientStopsItsSession_data() { addTransportAndTlsRows(); }
     void destroyedClientStopsItsSession();
     void serverThatHangsUpIsReportedOnce();
@@ -87,6 +89,27 @@ void TestGoodbye::lastWordArrivesBehindFiveMegabytes()
     session.channel->showImageCard(false);
     QVERIFY(session.client->doStopSession());
 
+    for (const QString type : {"showCard", "heavy", "disconnect"})
+        QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
+}
+
+void TestGoodbye::hostIsToldWhenItMayEnd()
+{
+    QFETCH(QString, transport);
+    QFETCH(bool, tls);
+    const Far far(tls);
+    LiveSession session(*far, transport);
+    QVERIFY(session.open());
+    QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
+    session.channel->setCardImageData(noise(2 * 1024 * 1024));
+    session.channel->showImageCard(false);
+    QVERIFY(session.channel->hasUnsentMessages());
+    session.channel->close();
+    QVERIFY(session.channel->hasUnsentMessages());
+    QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
+
+    // From here on nothing is lost, whatever goes first.
+    delete session.channel;
     for (const QString type : {"showCard", "heavy", "disconnect"})
         QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
 }
