@@ -38,6 +38,12 @@ constexpr OptionRow OPTION_ROWS[] = {
     {"help", nullptr, "Show this text."},
 };
 
+constexpr char EXIT_CODES[] = R"(
+Ends with 0 when the session was opened and stopped as asked, 1 when something
+failed (the reason is on standard error), 2 for a wrong option or script, and
+130 when interrupted before the session was open.
+)";
+
 void addOptions(QCommandLineParser &parser)
 {
     parser.setApplicationDescription(
@@ -73,7 +79,7 @@ ParsedOptions parseOptions(const QStringList &arguments, const QString &fallback
     ParsedOptions result;
     if (parser.isSet(QStringLiteral("help"))) {
         result.action = ParsedOptions::ShowHelp;
-        result.text = parser.helpText();
+        result.text = parser.helpText() + QString::fromLatin1(EXIT_CODES);
         return result;
     }
     if (!parser.positionalArguments().isEmpty()) {

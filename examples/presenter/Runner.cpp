@@ -134,8 +134,7 @@ void Runner::waitIsOver()
     m_condition = nullptr;
     if (isAwait) {
         emit failed(line,
-                    QStringLiteral("It has not come to that in time: there are %1 learners and "
-                                   "%2 responses.")
+                    QStringLiteral("It has not come to that in time (learners: %1, responses: %2).")
                         .arg(m_lesson.learnerCount())
                         .arg(m_lesson.responseCount()));
     }

@@ -12,8 +12,8 @@ namespace
 constexpr int LOOK_MS = 20;
 // A polling connection has its opening frame after one cycle, about 4 s.
 constexpr int OPENING_MS = 20000;
-// What the last messages get to leave this machine.
-constexpr int GOODBYE_MS = 3000;
+// What the last messages get to leave this machine, however slow the network.
+constexpr int GOODBYE_MS = 60000;
 
 } // namespace
 
@@ -42,6 +42,7 @@ std::optional<Failure> Session::start()
     m_channel = channel;
     if (transport().isEmpty()) // none of them could be started, and nothing more is tried
         return failure(Step::Connect);
+    m_isChannelClosed = false;
     connect(channel, &PresenterCollab::connectionClosed, this, &Session::channelClosed);
     m_opening.start();
     m_lookTimer.start();
@@ -54,11 +55,8 @@ void Session::stop()
     m_lookTimer.stop();
     m_client.doStopSession();
     m_client.doLogout();
-    m_isStopped = true;
-    if (!m_channel || m_isChannelClosed)
-        reportClosed();
-    else
-        QTimer::singleShot(GOODBYE_MS, this, &Session::reportClosed);
+    m_goodbye.start();
+    m_lookTimer.start();
 }
 
 void Session::interrupt()
@@ -79,7 +77,13 @@ QString Session::transport() const
 
 void Session::lookAtChannel()
 {
-    if (m_channel && m_channel->isConnected()) {
+    if (m_isStopping) {
+        const bool hasSaidAll = !m_channel || !m_channel->hasUnsentMessages();
+        if ((hasSaidAll && m_isChannelClosed) || m_goodbye.hasExpired(GOODBYE_MS)) {
+            m_lookTimer.stop();
+            emit closed();
+        }
+    } else if (m_channel && m_channel->isConnected()) {
         m_lookTimer.stop();
         emit opened();
     } else if (m_opening.hasExpired(OPENING_MS)) {
@@ -90,21 +94,12 @@ void Session::lookAtChannel()
 
 void Session::channelClosed()
 {
-    const bool wasOpening = m_lookTimer.isActive();
     m_isChannelClosed = true;
-    m_lookTimer.stop();
-    if (m_isStopped)
-        reportClosed();
-    else if (!m_isStopping)
-        emit failed(failure(wasOpening ? Step::Connect : Step::KeepChannel));
-}
-
-void Session::reportClosed()
-{
-    if (m_isReported)
+    if (m_isStopping)
         return;
-    m_isReported = true;
-    emit closed();
+    const bool wasOpening = m_lookTimer.isActive();
+    m_lookTimer.stop();
+    emit failed(failure(wasOpening ? Step::Connect : Step::KeepChannel));
 }
 
 Failure Session::failure(Step step) const

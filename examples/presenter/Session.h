@@ -30,8 +30,8 @@ public:
     // Signs in and starts the session; waits for the service, at most 10 s a request, while the event
     // loop turns. Then isOpen(), or what failed. opened() or failed() follows in the first case.
     std::optional<Failure> start();
-    // Ends the session and signs out; waits in the same way. closed() follows, at once or when the
-    // channel has said goodbye.
+    // Ends the session and signs out; waits in the same way. closed() follows when the last messages
+    // have left.
     void stop();
     // Makes a start() that is waiting come back.
     void interrupt();
@@ -50,19 +50,17 @@ Q_SIGNALS:
 private:
     void lookAtChannel();
     void channelClosed();
-    void reportClosed();
     Failure failure(Step step) const;
 
     const Options m_options;
     const Diagnostics &m_diagnostics;
     PresenterClient m_client;
     QPointer<PresenterCollab> m_channel; // a child of the client
-    QTimer m_lookTimer;                  // runs until the channel is connected
+    QTimer m_lookTimer;                  // runs while the channel opens, and while it says goodbye
     QElapsedTimer m_opening;
-    bool m_isChannelClosed = false;
+    QElapsedTimer m_goodbye;
+    bool m_isChannelClosed = true; // or not open yet
     bool m_isStopping = false;
-    bool m_isStopped = false; // stop() has done its part
-    bool m_isReported = false;
     bool m_isInterrupted = false;
 };
 

@@ -25,6 +25,8 @@ private Q_SLOTS:
     void remoteEndsTheSession();
     void learnersAreShownAsTheyComeAndGo();
     void cardIsShownFromTheServicesStore();
+    void lastWordArrivesBehindALargeImage_data();
+    void lastWordArrivesBehindALargeImage();
     void diagnosticsAreShownOnRequestOnly();
     void promptShowsResultsInPlace();
 };
@@ -214,7 +216,7 @@ void TestLivePresenter::cardIsShownFromTheServicesStore()
     const QTemporaryDir folder;
     QFile image(folder.filePath("a \"b\".png"));
     QVERIFY(image.open(QIODevice::WriteOnly));
-    const QByteArray bytes("\x89PNG\r\n\x1a\n\0\xff\r\n------boundary--\r\n", 32);
+    const QByteArray bytes("\x89PNG\r\n\x1a\n\0\xff\r\n------boundary--\r\n", 30);
     image.write(bytes);
     image.close();
     PresenterProcess presenter;
@@ -227,8 +229,41 @@ void TestLivePresenter::cardIsShownFromTheServicesStore()
         classroom.receivedOne("showCard")["data"]["components"][0]["blob"]["url"].toString();
     QVERIFY2(url.startsWith(classroom.url() + "/vantora/resource/"), qPrintable(url));
     QCOMPARE(classroom.download(url.mid(classroom.url().size())), bytes);
-    QVERIFY2(presenter.output().contains("Uploaded a 'b'.png (32 bytes) as "),
+    QVERIFY2(presenter.output().contains("Uploaded a 'b'.png (30 bytes) as "),
              qPrintable(presenter.output()));
+}
+
+void TestLivePresenter::lastWordArrivesBehindALargeImage_data()
+{
+    QTest::addColumn<QString>("transport");
+    QTest::newRow("websocket") << "websocket";
+    QTest::newRow("xhr-polling") << "xhr-polling";
+}
+
+void TestLivePresenter::lastWordArrivesBehindALargeImage()
+{
+    QFETCH(QString, transport);
+    Classroom classroom;
+    const QTemporaryDir folder;
+    QFile image(folder.filePath("large.png"));
+    QVERIFY(image.open(QIODevice::WriteOnly));
+    image.write(noise(3 * 1024 * 1024));
+    image.close();
+    PresenterProcess presenter;
+    presenter.run(classroom,
+                  {"--transport", transport, "--script",
+                   writeScript(folder, "image large.png\ncard\nquit\n")});
+    QCOMPARE(presenter.ended(), 0);
+    QVERIFY(presenter.output().contains(
+        "large.png is not a PNG image, but devices will be told so.\n"));
+    // The session may be stopped before they arrive; then they are refused, but they were received.
+    for (const QString type : {"showCard", "heavy", "disconnect"}) {
+        QTRY_COMPARE_WITH_TIMEOUT(
+            classroom.countNow({{"kind", "publish"}, {"transport", transport}, {"type", type}})
+                + classroom.countNow(
+                    {{"kind", "refused"}, {"transport", transport}, {"type", type}}),
+            1, PresenterProcess::LIMIT_MS);
+    }
 }
 
 void TestLivePresenter::diagnosticsAreShownOnRequestOnly()

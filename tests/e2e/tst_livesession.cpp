@@ -14,7 +14,7 @@ private Q_SLOTS:
     void learnersWhoCameBeforeAreListed();
     void removedLearnerIsDisconnected_data() { addTransportAndTlsRows(); }
     void removedLearnerIsDisconnected();
-    void sessionsFollowEachOther_data() { addTransportAndTlsRows(); }
+    void sessionsFollowEachOther_data() { addTransportRows(); }
     void sessionsFollowEachOther();
     void tenantsOrderOfTransportsIsFollowed();
     void stickyCookieComesBackOnPollsAndPosts();

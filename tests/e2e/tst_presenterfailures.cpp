@@ -240,7 +240,7 @@ void TestPresenterFailures::failedCommandEndsAScript_data()
                                         << "/nonexistent.json: No such file or directory";
     QTest::newRow("awaited in vain")
         << QByteArray("await learners 1 1")
-        << "It has not come to that in time: there are 0 learners and 0 responses.";
+        << "It has not come to that in time (learners: 0, responses: 0).";
 }
 
 void TestPresenterFailures::failedCommandEndsAScript()

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void wrongFilesSayWhatIsWrong();
     void fileThatCannotBeReadIsReported();
     void exampleFileIsRead();
+    void documentedFileIsRead();
 };
 
 namespace
@@ -219,6 +220,19 @@ void TestAssessmentFile::exampleFileIsRead()
     const AssessmentFile file = readAssessment(EXAMPLE_FILE);
     QCOMPARE(file.error, QString());
     QCOMPARE(file.title(), QString("Rivers of Europe"));
+    QCOMPARE(file.questions.size(), 3);
+}
+
+void TestAssessmentFile::documentedFileIsRead()
+{
+    QFile page(DOCUMENTATION_FILE);
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    const QString text = QString::fromUtf8(page.readAll());
+    const QString opening = "```json\n";
+    const int begin = text.indexOf(opening) + opening.size();
+    const AssessmentFile file =
+        parseAssessment(text.mid(begin, text.indexOf("\n```\n", begin) - begin).toUtf8());
+    QCOMPARE(file.error, QString());
     QCOMPARE(file.questions.size(), 3);
 }
 

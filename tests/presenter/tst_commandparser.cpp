@@ -32,6 +32,8 @@ private Q_SLOTS:
     void wrongLinesSayWhatIsWrong_data();
     void wrongLinesSayWhatIsWrong();
     void helpShowsEveryCommandAndName();
+    void documentationShowsTheHelpAsItIs();
+    void exampleScriptIsRead();
     void scriptKeepsCommandsWithTheirLines();
     void scriptReportsEveryWrongLine();
     void filesOfAScriptAreThoseBesideIt();
@@ -351,6 +353,21 @@ void TestCommandParser::helpShowsEveryCommandAndName()
         help.contains("true-false, yes-no-other, multiple, scale, sort, text, word-seed, number, "
                       "creative, math-formula"));
     QVERIFY(help.contains("alpha-upper, alpha-lower, number, agreement, confidence, generic"));
+}
+
+void TestCommandParser::documentationShowsTheHelpAsItIs()
+{
+    QFile page(DOCUMENTATION_FILE);
+    QVERIFY(page.open(QIODevice::ReadOnly));
+    const QString block = "```text\n" + commandHelp().join('\n') + "\n```\n";
+    QVERIFY2(QString::fromUtf8(page.readAll()).contains(block), qPrintable(block));
+}
+
+void TestCommandParser::exampleScriptIsRead()
+{
+    const Script script = readScript(EXAMPLE_SCRIPT);
+    QCOMPARE(script.errors, QStringList());
+    QVERIFY(std::holds_alternative<Commands::Quit>(script.lines.last().command));
 }
 
 void TestCommandParser::scriptKeepsCommandsWithTheirLines()

@@ -125,6 +125,7 @@ void TestPresenterOptions::helpNamesEveryOption()
           "--duration <SECONDS>", "--script <FILE>", "--ca <FILE>", "--verbose", "--help"}) {
         QVERIFY2(parsed.text.contains(option), option);
     }
+    QVERIFY(parsed.text.contains("Ends with 0 when"));
 }
 
 void TestPresenterOptions::helpComesBeforeEveryRefusal()
