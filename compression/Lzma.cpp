@@ -27,7 +27,8 @@ constexpr std::size_t HEADER_SIZE = 13;
 constexpr QChar LIST_OPEN = QLatin1Char('[');
 constexpr QChar LIST_CLOSE = QLatin1Char(']');
 constexpr QChar LIST_SEPARATOR = QLatin1Char(',');
-constexpr int MAX_LIST_CHARS_PER_BYTE = 4; // three digits and a separator
+constexpr int MAX_LIST_CHARS_PER_BYTE = 4;              // three digits and a separator
+constexpr unsigned int MAX_TEXT_FORM_BYTES = 250000000; // as a list, all that a string holds
 
 // ---- Memory --------------------------------------------------------------------------------------
 
@@ -148,7 +149,7 @@ bool Lzma::compress(const unsigned char *src, unsigned int srcLen, unsigned char
 bool Lzma::compress(const QString &text, QString *out)
 {
     Block block;
-    if (!compressText(text, &block))
+    if (!compressText(text, &block) || block.length > MAX_TEXT_FORM_BYTES)
         return false;
 
     QByteArray list;
@@ -169,7 +170,7 @@ bool Lzma::compress(const QString &text, QString *out)
 bool Lzma::compress64(const QString &text, QString *out)
 {
     Block block;
-    if (!compressText(text, &block))
+    if (!compressText(text, &block) || block.length > MAX_TEXT_FORM_BYTES)
         return false;
 
     const auto bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(block.bytes.get()),
