@@ -19,19 +19,20 @@ using namespace Host;
 namespace
 {
 
-// Adds the certificates in the file to the roots that every TLS connection of this process trusts.
-// False when there are none.
-bool trustRoots(const QString &fileName)
+// The certificates in the file.
+QList<QSslCertificate> readRoots(const QString &fileName)
 {
-    QList<QSslCertificate> roots = QSslCertificate::fromPath(fileName, QSsl::Pem);
-    if (roots.isEmpty())
-        roots = QSslCertificate::fromPath(fileName, QSsl::Der);
-    if (roots.isEmpty())
-        return false;
+    const QList<QSslCertificate> roots = QSslCertificate::fromPath(fileName, QSsl::Pem);
+    return roots.isEmpty() ? QSslCertificate::fromPath(fileName, QSsl::Der) : roots;
+}
+
+// Names the roots that every TLS connection of this process trusts: the system's and these. Where the
+// toolkit is left to load the system's on demand, every TLS error looks like a missing root.
+void trustRoots(const QList<QSslCertificate> &further)
+{
     QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.addCaCertificates(roots);
+    configuration.setCaCertificates(QSslConfiguration::systemCaCertificates() + further);
     QSslConfiguration::setDefaultConfiguration(configuration);
-    return true;
 }
 
 int refuse(Terminal &terminal, const QStringList &reasons)
@@ -65,10 +66,15 @@ int main(int argc, char *argv[])
         script = readScript(parsed.options.scriptFile);
     if (!script.errors.isEmpty())
         return refuse(terminal, script.errors);
-    if (!parsed.options.caFile.isEmpty() && !trustRoots(parsed.options.caFile)) {
-        return refuse(terminal,
-                      {QStringLiteral("%1 holds no certificate.").arg(parsed.options.caFile)});
+    QList<QSslCertificate> furtherRoots;
+    if (!parsed.options.caFile.isEmpty()) {
+        furtherRoots = readRoots(parsed.options.caFile);
+        if (furtherRoots.isEmpty()) {
+            return refuse(terminal,
+                          {QStringLiteral("%1 holds no certificate.").arg(parsed.options.caFile)});
+        }
     }
+    trustRoots(furtherRoots);
 
     Diagnostics::Sink sink;
     if (parsed.options.verbose)
