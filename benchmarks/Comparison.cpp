@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <ctime>
-#include <map>
+#include <list>
 #include <utility>
 #include <vector>
 
@@ -14,36 +14,14 @@ namespace
 
 using Work = std::function<void()>;
 
-constexpr char LIBRARY[] = "/library";
-constexpr char BARE[] = "/bare";
+// A side's turn takes at least this long, so that reading the clock does not count.
+constexpr double MIN_TURN_SECONDS = 1e-3;
 
-// Of work that waits: calls of each side, and when to stop for lack of time.
-constexpr int MAX_TURNS = 2000;
-constexpr double MAX_TURNS_SECONDS = 10;
-
-struct Computation {
-    std::string name;
-    Comparison::Goal goal;
-};
-
-struct WaitingWork {
-    std::string name;
-    Comparison::Goal goal;
-    Work library;
-    Work bare;
-    Work settle;
-};
-
-std::vector<Computation> &computations()
+double seconds(clockid_t clock)
 {
-    static std::vector<Computation> list;
-    return list;
-}
-
-std::vector<WaitingWork> &waitingWork()
-{
-    static std::vector<WaitingWork> list;
-    return list;
+    timespec time = {};
+    clock_gettime(clock, &time);
+    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
 double median(std::vector<double> values)
@@ -55,63 +33,108 @@ double median(std::vector<double> values)
     return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
 }
 
-// ---- Work that never waits, by Google Benchmark ----------------------------------------------------
+// ---- Measuring -------------------------------------------------------------------------------------
 
-// Keeps every repetition's time a call and prints nothing.
-class Collector : public benchmark::BenchmarkReporter
+struct Time {
+    double wall = 0;
+    double processor = 0;
+};
+
+// Seconds that one call takes, out of `calls`.
+Time measure(const Work &work, int calls)
+{
+    const double wallStart = seconds(CLOCK_MONOTONIC);
+    const double processorStart = seconds(CLOCK_THREAD_CPUTIME_ID);
+    for (int call = 0; call < calls; ++call)
+        work();
+    return {(seconds(CLOCK_MONOTONIC) - wallStart) / calls,
+            (seconds(CLOCK_THREAD_CPUTIME_ID) - processorStart) / calls};
+}
+
+// What one clock says of both sides, turn by turn.
+struct Measurement {
+    std::vector<double> library;
+    std::vector<double> bare;
+    std::vector<double> ratio;
+
+    void add(double librarySeconds, double bareSeconds)
+    {
+        library.push_back(librarySeconds);
+        bare.push_back(bareSeconds);
+        ratio.push_back(librarySeconds / bareSeconds);
+    }
+};
+
+struct Entry {
+    std::string name;
+    Comparison::Goal goal;
+    Work library;
+    Work bare;
+    Work settle; // of work that waits only
+    Measurement wall;
+    Measurement processor;
+
+    bool waits() const { return static_cast<bool>(settle); }
+
+    int callsATurn() const
+    {
+        if (waits())
+            return 1;
+        int calls = 1;
+        while (measure(bare, calls).processor * calls < MIN_TURN_SECONDS)
+            calls *= 2;
+        return calls;
+    }
+
+    Time takeTurn(const Work &side, int calls) const
+    {
+        const Time time = measure(side, calls);
+        if (waits())
+            settle();
+        return time;
+    }
+
+    void run(benchmark::State &state)
+    {
+        const int calls = callsATurn();
+        bool libraryFirst = false;
+        for (auto _ : state) {
+            libraryFirst = !libraryFirst;
+            const Time first = takeTurn(libraryFirst ? library : bare, calls);
+            const Time second = takeTurn(libraryFirst ? bare : library, calls);
+            const Time ours = libraryFirst ? first : second;
+            const Time theirs = libraryFirst ? second : first;
+            wall.add(ours.wall, theirs.wall);
+            processor.add(ours.processor, theirs.processor);
+            state.SetIterationTime((first.wall + second.wall) * calls);
+        }
+    }
+};
+
+// Entries stay where they are: the registered benchmarks point to them.
+std::list<Entry> &entries()
+{
+    static std::list<Entry> list;
+    return list;
+}
+
+void registerEntry(Entry entry)
+{
+    entries().push_back(std::move(entry));
+    Entry *registered = &entries().back();
+    benchmark::RegisterBenchmark(registered->name.c_str(), [registered](benchmark::State &state) {
+        registered->run(state);
+    })->UseManualTime();
+}
+
+// ---- The table -------------------------------------------------------------------------------------
+
+class Silent : public benchmark::BenchmarkReporter
 {
 public:
     bool ReportContext(const Context &) override { return true; }
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        for (const Run &run : runs) {
-            if (run.run_type == Run::RT_Iteration && run.iterations > 0)
-                m_seconds[run.run_name.function_name].push_back(
-                    run.cpu_accumulated_time / static_cast<double>(run.iterations));
-        }
-    }
-    double medianOf(const std::string &name) const
-    {
-        const auto found = m_seconds.find(name);
-        return found == m_seconds.end() ? 0 : median(found->second);
-    }
-
-private:
-    std::map<std::string, std::vector<double>> m_seconds;
+    void ReportRuns(const std::vector<Run> &) override { }
 };
-
-void registerSide(const std::string &name, Work work)
-{
-    benchmark::RegisterBenchmark(name.c_str(), [work = std::move(work)](benchmark::State &state) {
-        for (auto _ : state)
-            work();
-    });
-}
-
-// ---- Work that waits, call by call -----------------------------------------------------------------
-
-double seconds(clockid_t clock)
-{
-    timespec time = {};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-struct Times {
-    std::vector<double> wall;
-    std::vector<double> processor;
-
-    void measure(const Work &work)
-    {
-        const double wallStart = seconds(CLOCK_MONOTONIC);
-        const double processorStart = seconds(CLOCK_THREAD_CPUTIME_ID);
-        work();
-        processor.push_back(seconds(CLOCK_THREAD_CPUTIME_ID) - processorStart);
-        wall.push_back(seconds(CLOCK_MONOTONIC) - wallStart);
-    }
-};
-
-// ---- The table -------------------------------------------------------------------------------------
 
 std::string duration(double seconds)
 {
@@ -125,70 +148,53 @@ std::string duration(double seconds)
     return text;
 }
 
-void printRow(const std::string &name, const Comparison::Goal &goal, double library, double bare)
+void printRow(const std::string &name, const Comparison::Goal &goal, const Measurement &measurement)
 {
-    if (library <= 0 || bare <= 0)
-        return; // filtered out
-    const double ratio = library / bare;
+    const double ratio = median(measurement.ratio);
     char verdict[48] = "-";
     if (goal.isSet)
         std::snprintf(verdict, sizeof verdict, "at most %.2f: %s", goal.ratio,
                       ratio <= goal.ratio ? "met" : "MISSED");
-    std::printf("| %s | %s | %s | %.3f | %s |\n", name.c_str(), duration(library).c_str(),
-                duration(bare).c_str(), ratio, verdict);
-    std::fflush(stdout);
+    std::printf("| %s | %s | %s | %.3f | %s |\n", name.c_str(),
+                duration(median(measurement.library)).c_str(),
+                duration(median(measurement.bare)).c_str(), ratio, verdict);
 }
 
-void takeTurns(const WaitingWork &work)
+void printTable(const std::string &title)
 {
-    Times library;
-    Times bare;
-    const double end = seconds(CLOCK_MONOTONIC) + MAX_TURNS_SECONDS;
-    for (int turn = 0; turn < MAX_TURNS && seconds(CLOCK_MONOTONIC) < end; ++turn) {
-        const auto measureLibrary = [&] {
-            library.measure(work.library);
-            work.settle();
-        };
-        const auto measureBare = [&] {
-            bare.measure(work.bare);
-            work.settle();
-        };
-        if (turn % 2 == 0) {
-            measureLibrary();
-            measureBare();
+    std::printf("\n| %s | library | bare parts | ratio | goal |\n|---|---:|---:|---:|---|\n",
+                title.c_str());
+    for (const Entry &entry : entries()) {
+        if (entry.processor.ratio.empty())
+            continue; // filtered out
+        if (entry.waits()) {
+            printRow(entry.name + ", on the clock", entry.goal, entry.wall);
+            printRow(entry.name + ", processor", Comparison::noGoal(), entry.processor);
         } else {
-            measureBare();
-            measureLibrary();
+            printRow(entry.name, entry.goal, entry.processor);
         }
     }
-    printRow(work.name + ", on the clock", work.goal, median(library.wall), median(bare.wall));
-    printRow(work.name + ", processor", work.goal, median(library.processor),
-             median(bare.processor));
+    std::fflush(stdout);
 }
 
 } // namespace
 
 void Comparison::add(const std::string &name, Goal goal, Work library, Work bare)
 {
-    computations().push_back({name, goal});
-    registerSide(name + LIBRARY, std::move(library));
-    registerSide(name + BARE, std::move(bare));
+    registerEntry({name, goal, std::move(library), std::move(bare), nullptr, {}, {}});
 }
 
 void Comparison::addWaiting(const std::string &name, Goal goal, Work library, Work bare,
                             Work settle)
 {
-    waitingWork().push_back({name, goal, std::move(library), std::move(bare), std::move(settle)});
+    registerEntry({name, goal, std::move(library), std::move(bare), std::move(settle), {}, {}});
 }
 
 int Comparison::run(int argc, char **argv, const std::string &title)
 {
     char program[] = "benchmark";
-    char interleaved[] = "--benchmark_enable_random_interleaving=true";
-    char repetitions[] = "--benchmark_repetitions=15";
-    char shortRuns[] = "--benchmark_min_time=0.05";
-    std::vector<char *> arguments = {argc > 0 ? argv[0] : program, interleaved, repetitions,
-                                     shortRuns};
+    char minTime[] = "--benchmark_min_time=3";
+    std::vector<char *> arguments = {argc > 0 ? argv[0] : program, minTime};
     arguments.insert(arguments.end(), argv + std::min(argc, 1), argv + argc);
     int count = static_cast<int>(arguments.size());
     arguments.push_back(nullptr);
@@ -196,16 +202,8 @@ int Comparison::run(int argc, char **argv, const std::string &title)
     if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
         return 1;
 
-    Collector collector;
-    if (!computations().empty())
-        benchmark::RunSpecifiedBenchmarks(&collector);
-
-    std::printf("\n| %s | library | bare parts | ratio | goal |\n|---|---:|---:|---:|---|\n",
-                title.c_str());
-    for (const Computation &computation : computations())
-        printRow(computation.name, computation.goal, collector.medianOf(computation.name + LIBRARY),
-                 collector.medianOf(computation.name + BARE));
-    for (const WaitingWork &work : waitingWork())
-        takeTurns(work);
+    Silent reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    printTable(title);
     return 0;
 }

@@ -4,8 +4,9 @@
 #include <string>
 
 // Benchmarks that measure the library beside the bare parts it is made of. Both sides of a comparison
-// run in one program and take turns, so that a figure is a ratio of two medians and says the same on a
-// slow machine and on a busy one.
+// run in one program and take turns of about a millisecond; the figure is the median, over some
+// thousand turns, of the ratio of two neighbouring ones. So it says the same on a slow machine and on
+// a busy one.
 namespace Comparison
 {
 
@@ -28,13 +29,13 @@ inline Goal noGoal()
     return {};
 }
 
-// Registers work that never waits: compared is the thread's processor time, measured by Google
-// Benchmark in repetitions of many calls each. Both functions must do the same.
+// Registers work that never waits: the thread's processor time is compared. Both functions must do
+// the same; a turn is as many calls as take a millisecond.
 void add(const std::string &name, Goal goal, std::function<void()> library,
          std::function<void()> bare);
-// Registers work that waits for another thread or process: the sides take turns call by call, and the
-// time on the clock and the thread's processor time are compared. `settle` runs after each call,
-// unmeasured, so that no side does the other's cleaning up.
+// Registers work that waits for another thread or process: time on the clock is compared, and the
+// thread's processor time shown beside it. A turn is one call; `settle` runs after it, unmeasured, so
+// that no side does the other's cleaning up.
 void addWaiting(const std::string &name, Goal goal, std::function<void()> library,
                 std::function<void()> bare, std::function<void()> settle);
 

@@ -1,0 +1,111 @@
+// What an open session costs while nothing happens in it, over each transport, against the local
+// classroom service; beside an event loop with nothing to do.
+
+#include "benchmarks/Waiting.h"
+#include "client/PresenterClient.h"
+#include "collab/PresenterCollab.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QEventLoop>
+#include <QtCore/QProcess>
+#include <QtCore/QTimer>
+
+#include <cstdio>
+#include <ctime>
+
+namespace
+{
+
+constexpr int SETTLE_MS = 5000;
+constexpr int MEASURED_MS = 30000;
+
+// The classroom service as a child process; it ends with this object.
+class Classroom
+{
+public:
+    Classroom()
+    {
+        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+        m_process.start(QStringLiteral(NODE),
+                        {QStringLiteral(CLASSROOM), QStringLiteral("--port"), QStringLiteral("0")});
+        if (!m_process.waitForStarted() || !m_process.waitForReadyRead())
+            qFatal("The classroom does not start; scripts/setup classroom installs its packages.");
+        m_url = QString::fromUtf8(m_process.readLine().trimmed().split(' ').last());
+    }
+    ~Classroom()
+    {
+        m_process.terminate();
+        m_process.waitForFinished();
+    }
+    Classroom(const Classroom &) = delete;
+    Classroom &operator=(const Classroom &) = delete;
+
+    QString url() const { return m_url; }
+
+private:
+    QProcess m_process;
+    QString m_url;
+};
+
+void idle(int milliseconds)
+{
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+double processorMilliseconds()
+{
+    timespec time = {};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
+}
+
+// Milliseconds of processor time a second, of all threads.
+double costOfIdling()
+{
+    idle(SETTLE_MS);
+    const double start = processorMilliseconds();
+    idle(MEASURED_MS);
+    return (processorMilliseconds() - start) / (MEASURED_MS / 1e3);
+}
+
+double costOfSession(const QString &url, const QString &transport)
+{
+    PresenterClient client(nullptr, url);
+    PresenterCollab *channel = nullptr;
+    client.setSockJSOverrideProtocols({transport});
+    if (!client.doLogin(QStringLiteral("teacher"), QStringLiteral("secret"))
+        || !client.doStartSession(QString()) || !client.startWebsocket(&channel))
+        qFatal("The session does not start.");
+    waitUntil("the channel opens", [&] { return channel->isConnected(); });
+    const double cost = costOfIdling();
+    if (!channel->isConnected())
+        qFatal("The channel has closed meanwhile.");
+    client.doStopSession();
+    return cost;
+}
+
+void printRow(const char *what, double cost, double bare, double goal)
+{
+    std::printf("| %s | %.3f ms | %.3f ms | at most %.1f ms more: %s |\n", what, cost, bare, goal,
+                cost - bare <= goal ? "met" : "MISSED");
+    std::fflush(stdout);
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const QCoreApplication application(argc, argv);
+    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    const Classroom classroom;
+
+    std::printf("\n| Idle session, processor time a second | session | bare event loop | goal |\n"
+                "|---|---:|---:|---|\n");
+    const double bare = costOfIdling();
+    // A tenth of a millisecond a second is what a measurement like this one can tell from nothing.
+    printRow("web socket", costOfSession(classroom.url(), QStringLiteral("websocket")), bare, 0.1);
+    printRow("XHR polling", costOfSession(classroom.url(), QStringLiteral("xhr-polling")), bare, 2);
+    return 0;
+}
