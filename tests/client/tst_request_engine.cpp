@@ -112,6 +112,7 @@ private slots:
     void everyRequestIsAPostOfJsonWithoutCompression();
     void formsNameTheirBoundary();
     void textBodiesAreSentAsUtf8();
+    void cookieJarIsTheClients();
     void cookiesOfTheServiceRideAlong();
     void requestWithoutWaitingReturnsAtOnce();
     void missingHandlersAreNotRun();
@@ -123,6 +124,9 @@ private slots:
     void brokenGzipBodyReadsAsEmpty_data();
     void brokenGzipBodyReadsAsEmpty();
 
+    void gzipBodyOfAFailureIsInflated();
+    void cutOffGzipBodyReadsUpToTheCut();
+    void abortedRequestRunsTheFailureHandler();
     void errorStatusRunsTheFailureHandler_data();
     void errorStatusRunsTheFailureHandler();
     void successStatusIsNotLookedAt();
@@ -281,6 +285,14 @@ void tst_request_engine::textBodiesAreSentAsUtf8()
     QCOMPARE(service.faults(), QStringList());
 }
 
+void tst_request_engine::cookieJarIsTheClients()
+{
+    PresenterClient client(nullptr, QString());
+    const auto *manager = client.findChild<QNetworkAccessManager *>();
+    QCOMPARE(manager->parent(), &client);
+    QCOMPARE(manager->cookieJar()->parent(), &client);
+}
+
 void tst_request_engine::cookiesOfTheServiceRideAlong()
 {
     RestService service;
@@ -429,6 +441,54 @@ void tst_request_engine::brokenGzipBodyReadsAsEmpty()
     QVERIFY(client.request());
     QCOMPARE(client.succeeded, QStringList{QString()});
     QCOMPARE(log.messages(), lines);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_engine::gzipBodyOfAFailureIsInflated()
+{
+    RestService service;
+    Client client(nullptr, service.url());
+    service.expect(PATH).status("403 No", gzip(R"({"errorMsgKeys":["x.error"]})"),
+                                "Content-Encoding: gzip\r\n");
+    QVERIFY(!client.request());
+    QCOMPARE(client.failed, QStringList{R"({"errorMsgKeys":["x.error"]})"});
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_engine::cutOffGzipBodyReadsUpToTheCut()
+{
+    RestService service;
+    Client client(nullptr, service.url());
+    // Nothing but the checksum and the length behind the text is missing.
+    service.expect(PATH).status("200 OK", gzip(R"({"a":1})").chopped(8),
+                                "Content-Encoding: gzip\r\n");
+    QVERIFY(client.request());
+    QCOMPARE(client.succeeded, QStringList{R"({"a":1})"});
+
+    // Half of a text that cannot be packed to less.
+    QByteArray body;
+    for (quint32 i = 1; body.size() < 4000; i = i * 1664525 + 1013904223)
+        body += char('A' + (i >> 24) % 26);
+    const QByteArray packed = gzip(body);
+    service.expect(PATH).status("200 OK", packed.left(packed.size() / 2),
+                                "Content-Encoding: gzip\r\n");
+    QVERIFY(client.request());
+    QCOMPARE(client.succeeded.size(), 1);
+    const QString part = client.succeeded.first();
+    QVERIFY2(part.size() > 1000 && part.size() < 3000, qPrintable(QString::number(part.size())));
+    QCOMPARE(part, QString::fromLatin1(body.left(part.size())));
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_engine::abortedRequestRunsTheFailureHandler()
+{
+    RestService service;
+    Client client(nullptr, service.url());
+    service.expect(PATH).silence().meanwhile([&] { client.sendKeepAlive(); }); // ends the wait
+    service.expect("/vantora/login/keepSessionAlive");
+    QVERIFY(!client.request());
+    QCOMPARE(client.failed, QStringList{QString()});
+    QCOMPARE(client.error, QNetworkReply::OperationCanceledError);
     QCOMPARE(service.faults(), QStringList());
 }
 

@@ -69,6 +69,7 @@ private slots:
     void refusedSignInTellsTheErrorKey();
     void newSignInSignsOutFirst();
     void newSignInForgetsTheLastError();
+    void redirectedSignInFailsAndIsNotRepeated();
 
     void oauthSignInSendsCodeAndCallback_data();
     void oauthSignInSendsCodeAndCallback();
@@ -88,6 +89,7 @@ private slots:
     void failedTokenRequestReturnsTheEarlierToken();
     void missingTokenMeansRegistration_data();
     void missingTokenMeansRegistration();
+    void laterTokenStillComesWithTheEarlierRegistration();
     void tokenRequestsClearNothingAndStartNoKeepAlive();
 
     void signsInAgainWithThePasswordFirst();
@@ -107,6 +109,7 @@ private slots:
     void failedUserNameRequestChangesNothing();
 
     void logoutWithoutSignInSendsNothing();
+    void logoutWithoutSignInStopsTheKeepAlive();
     void logoutSignsOutOnAnyJson();
     void failedLogoutLeavesSignedIn_data();
     void failedLogoutLeavesSignedIn();
@@ -330,6 +333,21 @@ void tst_sign_in::newSignInForgetsTheLastError()
     service->expect(LOGIN, ANN).json(NO_JSON);
     QVERIFY(!client.doLogin(text("ann"), text("pw")));
     QVERIFY(client.getLastErrorKey().isNull());
+}
+
+void tst_sign_in::redirectedSignInFailsAndIsNotRepeated()
+{
+    RestService present;
+    PresenterClient client(nullptr, service->url());
+    service->expect(LOGIN, ANN).redirect(present.url().toUtf8() + LOGIN);
+    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(client.getLastErrorKey().isNull());
+    QVERIFY(client.isServerReachable());
+    QCOMPARE(client.getServerUrl(), present.url());
+
+    present.expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
+    QVERIFY(client.doLogin(text("ann"), text("pw")));
+    QCOMPARE(present.faults(), QStringList());
 }
 
 // ---- OAuth ----------------------------------------------------------------------------------------
@@ -630,6 +648,21 @@ void tst_sign_in::missingTokenMeansRegistration()
     QVERIFY(!client.isLoggedIn());
 }
 
+void tst_sign_in::laterTokenStillComesWithTheEarlierRegistration()
+{
+    PresenterClient client(nullptr, service->url());
+    QString asked;
+    expectOAuth(DEVICE).json(R"({"data":{"name":"n"}})");
+    client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), asked);
+    QCOMPARE(asked, text(R"({"name":"n"})"));
+
+    asked.clear();
+    expectOAuth(DEVICE).json(R"({"data":{"deviceAccessToken":"t"}})");
+    QCOMPARE(client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), asked),
+             text("t"));
+    QCOMPARE(asked, text(R"({"name":"n"})")); // only an OAuth sign-in clears it
+}
+
 void tst_sign_in::tokenRequestsClearNothingAndStartNoKeepAlive()
 {
     PresenterClient client(nullptr, service->url());
@@ -822,6 +855,17 @@ void tst_sign_in::logoutWithoutSignInSendsNothing()
     PresenterClient client(nullptr, service->url());
     QVERIFY(client.doLogout());
     QVERIFY(service->requests().isEmpty());
+}
+
+void tst_sign_in::logoutWithoutSignInStopsTheKeepAlive()
+{
+    SignedIn client(*service);
+    service->expect(USER, "{}").json("{}");
+    QVERIFY(client.doGetUserName().isNull());
+    QVERIFY(!client.isLoggedIn());
+    QVERIFY(keepAliveRuns(client));
+    QVERIFY(client.doLogout());
+    QVERIFY(!keepAliveRuns(client));
 }
 
 void tst_sign_in::logoutSignsOutOnAnyJson()

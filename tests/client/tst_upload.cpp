@@ -63,6 +63,7 @@ private slots:
     void idAndDownloadPathAreReturned();
     void failedUploadLeavesTheOutputsAlone_data();
     void failedUploadLeavesTheOutputsAlone();
+    void redirectedUploadFailsAndIsNotRepeated();
     void deletedClientLeavesTheOutputsAlone();
     void blocksAreUnpacked();
 
@@ -218,11 +219,31 @@ void tst_upload::failedUploadLeavesTheOutputsAlone()
     QVERIFY(client.doUploadResource(text("a"), "b", &id, &path));
 
     // An id from before does not make a failed upload succeed.
+    id = text("untouched id");
+    path = text("untouched path");
     service->expect(UPLOAD, form("a", "b")).status(status, reply);
     QVERIFY(!client.doUploadResource(text("a"), "b", &id, &path));
-    QCOMPARE(id, text("res-1"));
-    QCOMPARE(path, text("/vantora/resource/downloadResourceFile?resourceId=res-1"));
+    QCOMPARE(id, text("untouched id"));
+    QCOMPARE(path, text("untouched path"));
     QVERIFY(client.getLastErrorKey().isNull()); // no failure handler
+}
+
+void tst_upload::redirectedUploadFailsAndIsNotRepeated()
+{
+    RestService present;
+    PresenterClient client(nullptr, service->url());
+    QString id = text("untouched id");
+    QString path = text("untouched path");
+    service->expect(UPLOAD, form("a", "b")).redirect(present.url().toUtf8() + UPLOAD, STORED);
+    QVERIFY(!client.doUploadResource(text("a"), "b", &id, &path));
+    QCOMPARE(id, text("untouched id"));
+    QCOMPARE(path, text("untouched path"));
+    QCOMPARE(client.getServerUrl(), present.url());
+
+    present.expect(UPLOAD, form("a", "b")).json(STORED);
+    QVERIFY(client.doUploadResource(text("a"), "b", &id, &path));
+    QCOMPARE(id, text("res-1"));
+    QCOMPARE(present.faults(), QStringList());
 }
 
 void tst_upload::deletedClientLeavesTheOutputsAlone()
