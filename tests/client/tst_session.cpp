@@ -5,6 +5,7 @@
 #include "sockjs/DeadPort.h"
 #include "support/EventBusServer.h"
 #include "support/LogCapture.h"
+#include "support/TestCertificates.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QTimer>
@@ -67,7 +68,10 @@ private slots:
     void teacherIsSignedInAgainFirst();
     void teacherIsSignedInAgainWithoutAReplyToTheUserQuery();
     void failedSignInStopsTheSession();
+    void failedSignInKeepsTheEarlierSession();
     void signedOutClientWithoutCredentialsSendsNoMore();
+    void earlierErrorKeyStandsWhenNobodyIsSignedIn();
+    void emptyCodeAndTokenCountAsASession();
     void failedCreationIsReported_data();
     void failedCreationIsReported();
     void newSessionForgetsTheEarlierOne();
@@ -76,10 +80,13 @@ private slots:
     void valuesAreSentAsTheyAre();
     void channelGetsTheTransports_data();
     void channelGetsTheTransports();
+    void emptyOverrideGoesBackToTheTenantsTransports();
     void missingCollaborationServerEndsTheStart_data();
     void missingCollaborationServerEndsTheStart();
     void earlierCollaborationServerIsUsedWhenTheQueryFails();
     void refusedStartMakesNoChannel();
+    void refusedStartWithoutAKeyForgetsAnEarlierKey();
+    void untrustedServiceEndsTheStartEvenWithAnEarlierServer();
     void failedStartWithoutAnErrorKeyGoesOn_data();
     void failedStartWithoutAnErrorKeyGoesOn();
     void failedJoinIsNotDetected_data();
@@ -96,12 +103,14 @@ private slots:
     void stopClosesTheChannelAndTellsTheService();
     void stopSucceedsWhateverTheServiceSays_data();
     void stopSucceedsWhateverTheServiceSays();
+    void redirectedStopEndsTheSessionAndIsNotRepeated();
     void stopWithoutASessionSendsNothing();
     void stopOfACreatedSessionSendsNothing();
     void stopWithoutAChannelTellsTheService();
     void stopAfterTheHostDeletedTheChannelTellsTheService();
     void logoutStopsTheSessionFirst();
     void logoutWithoutSignInStillStopsTheSession();
+    void logoutWithACreatedSessionOnlySignsOut();
 
     void destructionStopsTheSession();
     void destructionOfACreatedSessionSendsNothing();
@@ -236,12 +245,60 @@ void tst_session::failedSignInStopsTheSession()
     QVERIFY(client.getSessionCode().isNull());
 }
 
+void tst_session::failedSignInKeepsTheEarlierSession()
+{
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(USER, "{}").json("{}");
+    service->expect(LOGIN, ANN).json("{}");
+    QVERIFY(!client.doStartSession(QString()));
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+    service->expect(STOP, TOKEN_BODY);
+}
+
 void tst_session::signedOutClientWithoutCredentialsSendsNoMore()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(USER, "{}").json("{}");
     QVERIFY(!client.doStartSession(QString()));
     QCOMPARE(service->requests().size(), 1);
+}
+
+void tst_session::earlierErrorKeyStandsWhenNobodyIsSignedIn()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(LOGIN, R"({"userId":"","password":"pw","sourceSystem":"Corvel"})")
+        .status("403 No", R"({"errorMsgKeys":["login.error.password"]})");
+    QVERIFY(!client.doLogin(QString(), text("pw")));
+    service->expect(USER, "{}").json("{}");
+    QVERIFY(!client.doStartSession(QString()));
+    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+}
+
+void tst_session::emptyCodeAndTokenCountAsASession()
+{
+    PresenterClient client(nullptr, service->url());
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":""}})");
+    QVERIFY(client.doStartSession(QString()));
+
+    const QByteArray url = bus->url().toUtf8();
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url + "\"}}");
+    service->expect(FEATURES, "{}").json(WEB_SOCKET);
+    service
+        ->expect(START,
+                 "{\"sessionCode\": \"\",\"serverUrl\":\"" + url
+                     + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}")
+        .json(R"({"data":{"sessionToken":""}})");
+    service->expect(JOIN, QByteArray(JOIN_BODY).replace("CODE", "")).json("{}");
+    PresenterCollab *channel = nullptr;
+    QVERIFY(client.startWebsocket(&channel));
+
+    service->expect(LEARNERS, R"({"sessionToken":""})");
+    QVERIFY(client.doGetLearners());
+    service->expect(STOP, R"({"sessionToken":""})");
+    QVERIFY(client.doStopSession());
 }
 
 void tst_session::failedCreationIsReported_data()
@@ -407,6 +464,20 @@ void tst_session::channelGetsTheTransports()
     service->expect(STOP, TOKEN_BODY);
 }
 
+void tst_session::emptyOverrideGoesBackToTheTenantsTransports()
+{
+    PresenterClient client(nullptr, service->url());
+    client.setSockJSOverrideProtocols({text("xhr-polling")});
+    client.setSockJSOverrideProtocols({});
+    createSession(client);
+    scriptStart(WEB_SOCKET);
+    PresenterCollab *channel = nullptr;
+    LogCapture log;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(log.contains("Connecting to collaboration server: " + bus->url() + " [websocket]"));
+    service->expect(STOP, TOKEN_BODY);
+}
+
 void tst_session::missingCollaborationServerEndsTheStart_data()
 {
     QTest::addColumn<QByteArray>("status");
@@ -470,6 +541,46 @@ void tst_session::refusedStartMakesNoChannel()
     QCOMPARE(client.getLastErrorKey(), text("session.error.refused"));
     QCOMPARE(client.getSessionCode(), text("CODE"));
     QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::refusedStartWithoutAKeyForgetsAnEarlierKey()
+{
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(LOGIN, ANN).status("403 No", R"({"errorMsgKeys":["login.error"]})");
+    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+
+    service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + bus->url().toUtf8() + "\"}}");
+    service->expect(FEATURES, "{}").json(WEB_SOCKET);
+    service->expect(START, startBody(bus->url())).status("409 No", "{}");
+    service->expect(JOIN, JOIN_BODY).json("{}");
+    PresenterCollab *channel = nullptr;
+    QVERIFY(client.startWebsocket(&channel));
+    QVERIFY(client.getLastErrorKey().isNull());
+}
+
+void tst_session::untrustedServiceEndsTheStartEvenWithAnEarlierServer()
+{
+    TestCertificates certificates;
+    certificates.trustNobody();
+    RestService untrusted(certificates.issue(text("localhost")).serverConfiguration());
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+    QVERIFY(client.doStartSession(QString()));
+
+    // From here on nothing is sent, as nobody's certificate is trusted.
+    service->expect(COLLAB_URL, "{}").redirect(untrusted.url().toUtf8());
+    PresenterCollab *channel = nullptr;
+    QVERIFY(!client.startWebsocket(&channel));
+    QVERIFY(!channel);
+    QCOMPARE(client.getLastErrorKey(), text("SSLRootCertificateMissing"));
+    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QVERIFY(client.getSessionToken().isNull());
+    QVERIFY(untrusted.requests().isEmpty());
 }
 
 void tst_session::failedStartWithoutAnErrorKeyGoesOn_data()
@@ -699,6 +810,19 @@ void tst_session::stopSucceedsWhateverTheServiceSays()
     QVERIFY(!client.doStopSession());
 }
 
+void tst_session::redirectedStopEndsTheSessionAndIsNotRepeated()
+{
+    RestService present;
+    PresenterClient client(nullptr, service->url());
+    startSession(client);
+    service->expect(STOP, TOKEN_BODY).redirect(present.url().toUtf8() + STOP);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
+    QVERIFY(client.getSessionCode().isNull());
+    QCOMPARE(client.getServerUrl(), present.url());
+    QVERIFY(present.requests().isEmpty());
+}
+
 void tst_session::stopWithoutASessionSendsNothing()
 {
     PresenterClient client(nullptr, service->url());
@@ -755,6 +879,18 @@ void tst_session::logoutStopsTheSessionFirst()
     service->expect(LOGOUT, "{}");
     QVERIFY(client.doLogout());
     QVERIFY(client.getSessionToken().isNull());
+    QVERIFY(!client.isLoggedIn());
+}
+
+void tst_session::logoutWithACreatedSessionOnlySignsOut()
+{
+    PresenterClient client(nullptr, service->url());
+    createSession(client);
+    service->expect(LOGOUT, "{}");
+    LogCapture log;
+    QVERIFY(client.doLogout());
+    QVERIFY(log.contains(text("[PresenterClient] No session to stop!")));
+    QCOMPARE(client.getSessionCode(), text("CODE"));
     QVERIFY(!client.isLoggedIn());
 }
 

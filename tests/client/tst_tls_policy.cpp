@@ -366,7 +366,7 @@ void tst_tls_policy::nextSignInForgetsTheErrorKey()
     QVERIFY(!client.doLogin(text("ann"), text("pw")));
     QCOMPARE(client.getLastErrorKey(), MISSING);
 
-    // What the toolkit trusts is read anew for every connection that is made after this.
+    // The toolkit keeps a connection that it tried lately, with the roots of then, for a while.
     authority.trust();
     client.findChild<QNetworkAccessManager *>()->clearConnectionCache();
     service
