@@ -3,7 +3,9 @@
 #include "sockjs/SockJSXHRPollingWorker.h"
 #include "support/SystemProxy.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
+#include <QtCore/QEvent>
 #include <QtCore/QPointer>
 #include <QtCore/QThread>
 #include <QtCore/QUrl>
@@ -138,6 +140,8 @@ void SockJSXHRPolling::releaseWorker()
     if (workerThread) {
         worker->forceClose();
         workerThread->wait();
+        // What it still reported names requests that go now.
+        QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     }
     delete worker;
     worker = nullptr;
@@ -200,6 +204,11 @@ void SockJSXHRPolling::onReceivedHeadersResponse(XHRRequest *request, QStringMap
     if (lastRequest != request)
         freeRequest(lastRequest);
     lastRequest = request;
+    // Responses come in the order of the requests: older ones went with a lost connection.
+    if (requests.contains(request)) {
+        while (requests.first() != request)
+            freeRequest(requests.first());
+    }
 
     for (auto header = headers.constBegin(); header != headers.constEnd(); ++header) {
         if (!header.key().contains(QLatin1String("Set-Cookie")))
@@ -222,6 +231,10 @@ void SockJSXHRPolling::onReceivedMessageResponse(XHRRequest *request, QString me
 
 void SockJSXHRPolling::onReconnected()
 {
+    // A poll that has not gone out on the lost connection goes out on the new one. A second beside it
+    // would go round for ever, and servers end a session that is polled twice at a time.
+    if (!closed && worker && !requests.isEmpty() && worker->isForThisConnection(*requests.last()))
+        return;
     doPoll();
 }
 

@@ -79,6 +79,7 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::reconnect()
     if (connectToServer()) {
         retryCount = 0;
         forgetResponse();
+        lastOfOldConnection = lastWritten;
         Q_EMIT reconnected();
         return Turn::CONTINUE;
     }
@@ -132,6 +133,7 @@ void SockJSXHRPollingWorker::transmitNextRequest()
     if (!request->payload().isNull())
         socket->write(request->payload().toUtf8());
     inFlight.append(request);
+    lastWritten = request->requestId();
 }
 
 // ---- The loop -----------------------------------------------------------------------------------
@@ -180,7 +182,10 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::turn()
 void SockJSXHRPollingWorker::sleep(int timeoutMs)
 {
     QEventLoop loop;
-    QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    QTimer timer; // goes with the sleep, however early that ends
+    timer.setTimerType(Qt::PreciseTimer);
+    connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
+    timer.start(timeoutMs);
     const QScopedValueRollback<QEventLoop *> restore(sleeping, &loop);
     loop.exec();
 }
@@ -189,6 +194,11 @@ void SockJSXHRPollingWorker::wakeUp()
 {
     if (sleeping)
         sleeping->quit();
+}
+
+bool SockJSXHRPollingWorker::isForThisConnection(const XHRRequest &request) const
+{
+    return request.requestId() - lastOfOldConnection > 0;
 }
 
 void SockJSXHRPollingWorker::forceClose()

@@ -60,6 +60,9 @@ public:
     bool queueRequest(XHRRequest *request);
     /// Ends process(), at once when it waits for the network. finished() follows from its thread.
     void forceClose();
+    /// Whether a queued request goes, or went, out on the connection that stands now, rather than on
+    /// one that was lost.
+    bool isForThisConnection(const XHRRequest &request) const;
 
     /// @}
     /// \name On the worker's thread
@@ -142,10 +145,13 @@ private:
     QTcpSocket *socket;               // the transport's
     QString message;                  // the body gathered so far, one character a byte
 
-    QByteArray buffer;              // received and not yet parsed
-    int headerSearchStart = 0;      // no header begins in the buffer before this position
-    XHRRequest *current = nullptr;  // whose response is being read
-    bool bodyOutstanding = false;   // bytes of its body are still to come
-    bool running = false;           // process() is on the stack
+    QByteArray buffer;             // received and not yet parsed
+    int headerSearchStart = 0;     // no header begins in the buffer before this position
+    XHRRequest *current = nullptr; // whose response is being read
+    bool bodyOutstanding = false;  // bytes of its body are still to come
+    bool running = false;          // process() is on the stack
+    int lastWritten = 0;           // the number of the last request written
+    std::atomic<int> lastOfOldConnection{
+        0};                         // the same at the last reconnection; read by any thread
     QEventLoop *sleeping = nullptr; // the sleep in progress
 };

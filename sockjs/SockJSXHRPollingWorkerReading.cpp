@@ -227,10 +227,10 @@ bool SockJSXHRPollingWorker::exceedsLimits()
         return true;
     if (buffer.size() <= MAX_HEADER_BYTES)
         return false;
-    if (!bodyOutstanding)
-        return findHeader(0) >= 0 && buffer.size() - headerSearchStart > MAX_HEADER_BYTES;
+    if (!bodyOutstanding && findHeader(0) >= 0)
+        return buffer.size() - headerSearchStart > MAX_HEADER_BYTES;
     constexpr int LONGEST_LINE_END = 2;
-    return current->chunked && buffer.indexOf('\n', LONGEST_LINE_END) < 0;
+    return current && current->chunked && buffer.indexOf('\n', LONGEST_LINE_END) < 0;
 }
 
 // ---- The parsers --------------------------------------------------------------------------------

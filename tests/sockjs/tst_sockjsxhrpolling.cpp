@@ -25,6 +25,7 @@ private slots:
     void pollFollowsEveryResponse();
     void streamingResponseIsNotFollowedByARequest();
     void reconnectionStartsAPoll();
+    void serverThatClosesAfterEveryResponseIsPolledOnceAtATime();
     void payloadIsFramedWithItsLengthInCharacters();
     void cookiesAreReturnedOnPollsAndPosts();
     void onlyTheLastCookieLineIsKept();
@@ -216,6 +217,21 @@ void tst_SockJSXHRPolling::reconnectionStartsAPoll()
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     QCOMPARE(ends.size(), 0);
+}
+
+void tst_SockJSXHRPolling::serverThatClosesAfterEveryResponseIsPolledOnceAtATime()
+{
+    ScriptedServer server;
+    for (int i = 0; i < 3; ++i)
+        server.onConnection({expect(pollText("/s/xhr")), send(FRAME_O), close()});
+    server.onConnection({expect(pollText("/s/xhr")), pause(2500)});
+    QVERIFY(server.listen());
+    SockJSXHRPolling transport;
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 4, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(server.finished(), 20000);
+    QCOMPARE(server.received(3), pollText("/s/xhr"));
+    QCOMPARE(server.connectionCount(), 4);
 }
 
 void tst_SockJSXHRPolling::payloadIsFramedWithItsLengthInCharacters()

@@ -40,7 +40,7 @@ QByteArray Scripted::reply(const QByteArray &body, const QByteArray &status,
         + furtherHeaders + "\r\n" + body;
 }
 
-// What the threads share with the test's; `mutex` guards all of it but `stopping`.
+// What the threads share with the test's; `mutex` guards all of it but the two flags.
 struct ScriptedServer::Shared {
     struct Record {
         QByteArray received;
@@ -60,6 +60,8 @@ struct ScriptedServer::Shared {
     bool usesTls = false;
     bool plainFirst = false;
     int deadlineMs = 0;
+    // Listening ends before the conversations do, so that nobody connects again in between.
+    std::atomic_bool closing{false};
     std::atomic_bool stopping{false};
 
     void fail(int connection, const QString &what)
@@ -336,7 +338,7 @@ protected:
             m_shared->changed.wakeAll();
         }
         QVector<Conversation *> conversations;
-        while (listening && !m_shared->stopping) {
+        while (listening && !m_shared->closing) {
             bool timedOut = false;
             server.waitForNewConnection(SLICE_MS, &timedOut);
             for (const qintptr descriptor : qAsConst(server.descriptors))
@@ -344,6 +346,7 @@ protected:
             server.descriptors.clear();
         }
         server.close();
+        m_shared->stopping = true;
         for (Conversation *conversation : qAsConst(conversations)) {
             conversation->wait();
             delete conversation;
@@ -407,6 +410,7 @@ void ScriptedServer::setCertificate(const TestCertificates::Identity &identity, 
 bool ScriptedServer::listen(quint16 port)
 {
     stop();
+    m_shared->closing = false;
     m_shared->stopping = false;
     m_shared->deadlineMs = m_deadlineMs;
     m_listener = std::make_unique<Listener>(m_shared);
@@ -418,7 +422,7 @@ void ScriptedServer::stop()
 {
     if (!m_listener)
         return;
-    m_shared->stopping = true;
+    m_shared->closing = true;
     m_listener->wait();
     m_listener.reset();
 }
