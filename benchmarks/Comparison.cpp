@@ -98,7 +98,7 @@ struct Entry {
     {
         const int calls = callsATurn();
         bool libraryFirst = false;
-        for (auto _ : state) {
+        for ([[maybe_unused]] auto _ : state) {
             libraryFirst = !libraryFirst;
             const Time first = takeTurn(libraryFirst ? library : bare, calls);
             const Time second = takeTurn(libraryFirst ? bare : library, calls);

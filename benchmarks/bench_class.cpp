@@ -1,7 +1,7 @@
 // A class of 1,000 and one of 10,000 learners joins and answers a poll, over one web socket: what a
 // message costs, and what stays in memory.
 
-#include "benchmarks/FarEnd.h"
+#include "benchmarks/ServerProcess.h"
 #include "benchmarks/Waiting.h"
 #include "collab/PresenterCollab.h"
 
@@ -85,7 +85,7 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    const FarEnd farEnd;
+    const ServerProcess farEnd(ServerProcess::farEnd(), {});
 
     Result warmUp;
     Result small;

@@ -1,13 +1,13 @@
 // What an open session costs while nothing happens in it, over each transport, against the local
 // classroom service; beside an event loop with nothing to do.
 
+#include "benchmarks/ServerProcess.h"
 #include "benchmarks/Waiting.h"
 #include "client/PresenterClient.h"
 #include "collab/PresenterCollab.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QEventLoop>
-#include <QtCore/QProcess>
 #include <QtCore/QTimer>
 
 #include <cstdio>
@@ -18,34 +18,6 @@ namespace
 
 constexpr int SETTLE_MS = 5000;
 constexpr int MEASURED_MS = 30000;
-
-// The classroom service as a child process; it ends with this object.
-class Classroom
-{
-public:
-    Classroom()
-    {
-        m_process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_process.start(QStringLiteral(NODE),
-                        {QStringLiteral(CLASSROOM), QStringLiteral("--port"), QStringLiteral("0")});
-        if (!m_process.waitForStarted() || !m_process.waitForReadyRead())
-            qFatal("The classroom does not start; scripts/setup classroom installs its packages.");
-        m_url = QString::fromUtf8(m_process.readLine().trimmed().split(' ').last());
-    }
-    ~Classroom()
-    {
-        m_process.terminate();
-        m_process.waitForFinished();
-    }
-    Classroom(const Classroom &) = delete;
-    Classroom &operator=(const Classroom &) = delete;
-
-    QString url() const { return m_url; }
-
-private:
-    QProcess m_process;
-    QString m_url;
-};
 
 void idle(int milliseconds)
 {
@@ -99,7 +71,9 @@ int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
-    const Classroom classroom;
+    const ServerProcess classroom(
+        QStringLiteral(NODE),
+        {QStringLiteral(CLASSROOM), QStringLiteral("--port"), QStringLiteral("0")});
 
     std::printf("\n| Idle session, processor time a second | session | bare event loop | goal |\n"
                 "|---|---:|---:|---|\n");

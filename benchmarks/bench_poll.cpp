@@ -2,7 +2,7 @@
 // a question into JSON.
 
 #include "benchmarks/Comparison.h"
-#include "benchmarks/FarEnd.h"
+#include "benchmarks/ServerProcess.h"
 #include "benchmarks/Waiting.h"
 #include "collab/MessageTemplates.h"
 #include "collab/PresenterCollab.h"
@@ -59,7 +59,7 @@ int main(int argc, char **argv)
     const QCoreApplication application(argc, argv);
     qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
 
-    const FarEnd farEnd;
+    const ServerProcess farEnd(ServerProcess::farEnd(), {});
     PresenterCollab channel(nullptr, farEnd.url(), QStringLiteral("1234"),
                             QStringLiteral("session-token"), QStringLiteral("user-token"));
     channel.open({QStringLiteral("websocket")});

@@ -3,7 +3,7 @@
 //
 //   farend
 //
-// Prints its port and ends with its standard input. What comes is read only for what the presenter
+// Prints its address and ends with its standard input. What comes is read only for what the presenter
 // wants of the class: a publication to the address "learners.N" makes N of them join, and a question
 // makes all who joined answer.
 
@@ -115,7 +115,7 @@ int main(int argc, char **argv)
         if (::read(STDIN_FILENO, &byte, 1) <= 0)
             QCoreApplication::quit();
     });
-    std::printf("%d\n", server.serverPort());
+    std::printf("http://127.0.0.1:%d\n", server.serverPort());
     std::fflush(stdout);
     return QCoreApplication::exec();
 }

@@ -2,7 +2,6 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
-#include <QtCore/QtGlobal>
 
 #include <cstddef>
 #include <cstdint>
@@ -27,11 +26,6 @@ inline void require(bool holds)
 {
     if (!holds)
         std::abort();
-}
-
-inline void silenceDebugStream()
-{
-    qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
 }
 
 } // namespace Fuzzing

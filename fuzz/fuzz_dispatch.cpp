@@ -17,12 +17,6 @@ const char *const TYPES[] = {"join",     "pollResponse", "questionResponse", "qu
 
 } // namespace
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    Fuzzing::silenceDebugStream();
-    return 0;
-}
-
 // The first byte chooses: the rest is a whole message, or the payload of one of each type, packed
 // as the learners' devices pack it.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)

@@ -1,12 +1,6 @@
 #include "compression/gUncompress.h"
 #include "fuzz/Fuzzing.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    Fuzzing::silenceDebugStream();
-    return 0;
-}
-
 // The first byte chooses the header that the rest stands behind: gzip's, zlib's or none.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {

@@ -1,12 +1,6 @@
 #include "fuzz/Fuzzing.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    Fuzzing::silenceDebugStream();
-    return 0;
-}
-
 // The first byte is the expected length of a plain body; the rest goes through both parsers.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {

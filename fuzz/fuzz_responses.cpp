@@ -44,12 +44,6 @@ struct SockJSProbe {
     static void read(SockJSXHRPollingWorker *worker) { worker->onData(); }
 };
 
-extern "C" int LLVMFuzzerInitialize(int *, char ***)
-{
-    Fuzzing::silenceDebugStream();
-    return 0;
-}
-
 // The first byte is the length of a read in bytes; the rest arrives in reads of that length.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {

@@ -6,6 +6,7 @@
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVariant>
 
 // What the tests of the codec feed it, the same in every run.
 namespace Samples
@@ -79,6 +80,22 @@ inline QByteArray packed(const QByteArray &bytes)
     }
     MyFree(out);
     return block;
+}
+
+inline QVariantList integersOf(const QByteArray &block)
+{
+    QVariantList integers;
+    for (char byte : block)
+        integers.append(static_cast<int>(static_cast<unsigned char>(byte)));
+    return integers;
+}
+
+inline QString listOf(const QByteArray &block)
+{
+    QStringList numbers;
+    for (const QVariant &integer : integersOf(block))
+        numbers.append(integer.toString());
+    return QLatin1Char('[') + numbers.join(QLatin1Char(',')) + QLatin1Char(']');
 }
 
 inline QByteArray withDeclaredLength(QByteArray block, quint32 length)
