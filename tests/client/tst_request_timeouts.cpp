@@ -22,6 +22,7 @@ constexpr int LATE_MS = 9000;
 
 const QByteArray CHECK = "/vantora";
 const QByteArray LOGIN = "/vantora/login/submit";
+const QByteArray TOKEN_BODY = R"({"sessionToken":"TOKEN"})";
 const QByteArray UPLOAD = "/vantora/resource/uploadResourceFile";
 
 QString text(const char *value)
@@ -35,10 +36,58 @@ struct Case {
     std::function<void(RestService &)> script;
     std::function<QString(PresenterClient &)> run; // the result, as text
     QString expected;
+    // Scripts and asks what has to be answered before.
+    std::function<void(RestService &, PresenterClient &)> prepare = nullptr;
 
     QString result = QString();
     qint64 elapsedMs = -1;
 };
+
+void signIn(RestService &service, PresenterClient &client)
+{
+    service.expect(LOGIN, R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
+        .json(R"({"infoMsgs":["success"]})");
+    client.doLogin(text("u"), text("p"));
+}
+
+void expectSignedIn(RestService &service)
+{
+    service.expect("/vantora/login/user", "{}").json(R"({"data":{"userLoginId":"u"}})");
+}
+
+void createSession(RestService &service, PresenterClient &client)
+{
+    expectSignedIn(service);
+    service.expect("/vantora/session/create", "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+    client.doStartSession(QString());
+}
+
+// The requests of a start. Nothing listens at the collaboration server.
+void expectStart(RestService &service)
+{
+    service.expect("/vantora/session/getcollabserverurl", "{}")
+        .json(R"({"data":{"url":"http://127.0.0.1:1"}})");
+    service.expect("/vantora/config/findTenantFeatureDetails", "{}")
+        .json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+    service
+        .expect(
+            "/vantora/session/start",
+            R"({"sessionCode": "CODE","serverUrl":"http://127.0.0.1:1","sourceSystem":"Corvel","version":"3.0.0"})")
+        .json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service
+        .expect(
+            "/vantora/classroom/session/join",
+            R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"u_SessionStarter","deviceType":"presenter"})")
+        .json(R"({"data":{"userToken":"USER"}})");
+}
+
+void startSession(RestService &service, PresenterClient &client)
+{
+    createSession(service, client);
+    expectStart(service);
+    PresenterCollab *channel = nullptr;
+    client.startWebsocket(&channel);
+}
 
 } // namespace
 
@@ -101,6 +150,94 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
              return client.doGetAccessToken(text("u"), text("p"), text("d"), text("n"));
          },
          QString()},
+        {"device token",
+         [](RestService &service) {
+             service
+                 .expect(
+                     LOGIN,
+                     R"({"userId":"u","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"})")
+                 .silence();
+         },
+         [=](PresenterClient &client) {
+             return boolean(client.doLogin(text("u"), text("d"), text("t")));
+         },
+         text("false")},
+        {"registration",
+         [](RestService &service) {
+             service
+                 .expect("/vantora/register/oauth/submit",
+                         R"({"name":"n","sourceSystem":"Corvel"})")
+                 .silence();
+         },
+         [=](PresenterClient &client) {
+             QString registration = text(R"({"name":"n"})");
+             return boolean(client.doLoginWithOAuth(text("x"), text("c"), registration))
+                 + registration;
+         },
+         text("false")},
+        {"OAuth",
+         [](RestService &service) {
+             service
+                 .expect("/vantora/login/oauth/x/callback",
+                         "{\"code\":\"c\",\"callbackUrl\":\"" + service.url().toUtf8()
+                             + "\",\"sourceSystem\":\"Corvel\"}")
+                 .silence();
+         },
+         [=](PresenterClient &client) {
+             QString registration;
+             return boolean(client.doLoginWithOAuth(text("x"), text("c"), registration));
+         },
+         text("false")},
+        {"OAuth access token",
+         [](RestService &service) {
+             service
+                 .expect("/vantora/login/oauth/x/callback",
+                         "{\"code\":\"c\",\"callbackUrl\":\"" + service.url().toUtf8()
+                             + "\",\"deviceId\":\"d\",\"deviceName\":\"n\",\"sourceSystem\":"
+                               "\"Corvel\"}")
+                 .silence();
+         },
+         [](PresenterClient &client) {
+             QString registration;
+             return client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"),
+                                                 registration);
+         },
+         QString()},
+        {"keep-alive",
+         [](RestService &service) { service.expect("/vantora/login/keepSessionAlive").silence(); },
+         [=](PresenterClient &client) {
+             client.sendKeepAlive();
+             return boolean(client.isServerReachable());
+         },
+         text("false")},
+        {"logout",
+         [](RestService &service) { service.expect("/vantora/login/logout", "{}").silence(); },
+         [=](PresenterClient &client) { return boolean(client.doLogout()); }, text("false"),
+         signIn},
+        {"collaboration server",
+         [](RestService &service) {
+             service.expect("/vantora/session/getcollabserverurl", "{}").silence();
+         },
+         [=](PresenterClient &client) {
+             PresenterCollab *channel = nullptr;
+             return boolean(client.startWebsocket(&channel)) + boolean(channel);
+         },
+         text("falsefalse")},
+        {"learners",
+         [](RestService &service) {
+             service.expect("/vantora/session/getusers", TOKEN_BODY).silence();
+         },
+         [=](PresenterClient &client) { return boolean(client.doGetLearners()); }, text("true"),
+         startSession},
+        {"stop",
+         [](RestService &service) {
+             service.expect("/vantora/session/stop", TOKEN_BODY).silence();
+         },
+         [=](PresenterClient &client) {
+             const bool stopped = client.doStopSession();
+             return boolean(stopped) + client.getSessionToken();
+         },
+         text("true"), startSession},
         {"user name",
          [](RestService &service) { service.expect("/vantora/login/user", "{}").silence(); },
          [](PresenterClient &client) { return client.doGetUserName(); }, QString()},
@@ -117,11 +254,19 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
     std::vector<std::unique_ptr<RestService>> services;
     std::vector<std::unique_ptr<PresenterClient>> clients;
     int running = cases.size();
+    int requests = 0;
     for (Case &each : cases) {
         RestService &service = *services.emplace_back(new RestService);
         PresenterClient &client =
             *clients.emplace_back(new PresenterClient(nullptr, service.url()));
+        if (each.prepare)
+            each.prepare(service, client);
+        requests += service.requests().size() + 1;
         each.script(service);
+    }
+    for (int i = 0; i < cases.size(); ++i) {
+        Case &each = cases[i];
+        PresenterClient &client = *clients[std::size_t(i)];
         QTimer::singleShot(0, &client, [&each, &client, &running] {
             QElapsedTimer clock;
             clock.start();
@@ -139,7 +284,8 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
     }
     QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), cases.size());
     for (const auto &service : services)
-        QCOMPARE(service->requests().size(), 1);
+        requests -= service->requests().size();
+    QCOMPARE(requests, 0); // one each after what was asked to prepare it
 }
 
 void tst_request_timeouts::handshakeThatStallsFailsAfterTenSeconds()
