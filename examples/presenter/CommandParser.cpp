@@ -200,7 +200,7 @@ ParsedCommand parseImage(const QStringList &words)
     if (words.size() != (upload ? 2 : 1))
         return wrong(QStringLiteral("image takes one file or address, with --upload before it or "
                                     "without."));
-    const QString source = words.last();
+    const QString &source = words.last();
     if (source.isEmpty())
         return wrong(QStringLiteral("The name of the image is empty."));
     const bool isAddress =

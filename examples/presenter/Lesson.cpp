@@ -21,7 +21,7 @@ namespace Host
 namespace
 {
 
-const QByteArray PNG_SIGNATURE("\x89PNG\r\n\x1a\n");
+constexpr char PNG_SIGNATURE[] = "\x89PNG\r\n\x1a\n";
 
 // Free answers can be as long as a device likes.
 constexpr int SHOWN_ANSWER_COLUMNS = 60;
@@ -48,7 +48,8 @@ QVector<Choice> choicesOf(const Tarvo::QuestionBase *question)
     QVector<Choice> choices;
     if (!question)
         return choices;
-    for (const QVariant &option : question->property("activityOptions").toList()) {
+    const QVariantList options = question->property("activityOptions").toList();
+    for (const QVariant &option : options) {
         const QVariantMap properties = option.toMap();
         choices.append({properties.value(QStringLiteral("id")).toString(),
                         properties.value(QStringLiteral("optionText")).toString()});
@@ -103,7 +104,8 @@ std::optional<QString> Lesson::execute(const Command &command)
 void Lesson::findLearners()
 {
     m_client.doGetLearners();
-    for (const Tarvo::Learner &learner : m_client.getLearners())
+    const QList<Tarvo::Learner> learners = m_client.getLearners();
+    for (const Tarvo::Learner &learner : learners)
         learnerJoined(learner);
 }
 

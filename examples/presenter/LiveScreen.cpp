@@ -108,7 +108,8 @@ QStringList LiveScreen::visibleBlock() const
     // A block higher than the screen would scroll out of reach; its last rows give way.
     const int room = m_rows - 1;
     QStringList lines;
-    for (const QString &line : m_block.mid(0, room))
+    const QStringList shown = m_block.mid(0, room);
+    for (const QString &line : shown)
         lines.append(elided(line, m_columns));
     if (m_block.size() > room && room > 0)
         lines.last() =

@@ -82,9 +82,9 @@ ParsedOptions parseOptions(const QStringList &arguments, const QString &fallback
         result.text = parser.helpText() + QString::fromLatin1(EXIT_CODES);
         return result;
     }
-    if (!parser.positionalArguments().isEmpty()) {
-        return refuse(
-            QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first()));
+    const QStringList strays = parser.positionalArguments();
+    if (!strays.isEmpty()) {
+        return refuse(QStringLiteral("Unexpected argument '%1'.").arg(strays.first()));
     }
 
     Options &options = result.options;

@@ -39,9 +39,9 @@ Runner::Runner(Lesson &lesson, QObject *parent) : QObject(parent), m_lesson(less
     connect(&lesson, &Lesson::changed, this, &Runner::lookAtCondition, Qt::QueuedConnection);
 }
 
-void Runner::add(ScriptLine line)
+void Runner::add(const ScriptLine &line)
 {
-    m_lines.enqueue(std::move(line));
+    m_lines.enqueue(line);
     runNext();
 }
 

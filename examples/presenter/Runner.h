@@ -23,7 +23,7 @@ class Runner : public QObject
 public:
     explicit Runner(Lesson &lesson, QObject *parent = nullptr);
 
-    void add(ScriptLine line);
+    void add(const ScriptLine &line);
     // Nothing is added any more; finished() follows the last command.
     void endOfCommands();
     // Gives up what has not run yet.

@@ -68,7 +68,8 @@ QVector<TallyRow> Tally::rows() const
 
     QMap<QString, int> others;
     for (const QString &answer : m_answers) {
-        for (const QString &named : choicesNamedIn(answer)) {
+        const QStringList choices = choicesNamedIn(answer);
+        for (const QString &named : choices) {
             const auto row = rowOfChoice.constFind(named);
             if (row != rowOfChoice.constEnd())
                 ++rows[row.value()].count;
@@ -91,7 +92,8 @@ QStringList Tally::choicesNamedIn(const QString &answer) const
         return {whole};
     QStringList named;
     if (whole.contains(QLatin1Char(','))) {
-        for (const QString &part : whole.split(QLatin1Char(',')))
+        const QStringList parts = whole.split(QLatin1Char(','));
+        for (const QString &part : parts)
             named.append(part.trimmed());
     } else {
         // Devices also write the ids of the chosen options one after another, a character each.

@@ -51,7 +51,8 @@ int textWidth(const QString &text)
 {
     const Utf8Locale locale;
     int width = 0;
-    for (const uint character : text.toUcs4())
+    const QVector<uint> characters = text.toUcs4();
+    for (const uint character : characters)
         width += characterWidth(character);
     return width;
 }

@@ -96,7 +96,7 @@ void TestAssessment::assessmentRunsFromStartToStop()
     QCOMPARE(questions.size(), 2);
     QCOMPARE(text(questions.at(0)["data"].toObject()), text(first));
     QCOMPARE(text(questions.at(1)["data"].toObject()), text(second));
-    for (const QJsonValue &question : questions)
+    for (const QJsonValue question : questions)
         QCOMPARE(question["address"].toString(), session.token() + ".user." + device);
 
     assessment.stop();

@@ -47,7 +47,7 @@ void TestGoodbye::stopDisconnectsEveryLearner()
 
     // The channel first, so that the session is still there when its last message arrives.
     session.channel->close();
-    for (const QJsonValue &message : far->received("disconnect", 2)) {
+    for (const QJsonValue message : far->received("disconnect", 2)) {
         QCOMPARE(message["address"].toString(), token);
         QCOMPARE(message["from"].toString(), userToken);
         QCOMPARE(message["text"].toString(), QString("\"\""));

@@ -364,7 +364,6 @@ void TestLivePresenter::promptShowsResultsInPlace()
     QVERIFY(presenter.shows("lesson> "));
     presenter.type("poll true-falxe\x7f\x7fse\r");
     // Both have answered, so the block has its two bars, below the title and above the prompt.
-    const QString block(QChar(0x2588));
     QVERIFY2(presenter.shows("Poll true-false: 2 of 2 answered"), qPrintable(presenter.screen()));
     QVERIFY(presenter.shows("> poll true-false"));
     const QString bar(17, QChar(0x2588));

@@ -29,7 +29,7 @@ using Tarvo::PollType;
 QStringList typesReceived(Classroom &classroom, const QString &role)
 {
     QStringList types;
-    for (const QJsonValue &entry : classroom.journal({{"kind", "received"}, {"role", role}}, 0))
+    for (const QJsonValue entry : classroom.journal({{"kind", "received"}, {"role", role}}, 0))
         types.append(entry["type"].toString());
     return types;
 }

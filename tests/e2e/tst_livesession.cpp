@@ -66,7 +66,7 @@ void TestSession::serviceIsAskedInOrder()
     QVERIFY(session.client->doLogout());
 
     QStringList requests;
-    for (const QJsonValue &entry : far->journal({{"kind", "request"}}, 10))
+    for (const QJsonValue entry : far->journal({{"kind", "request"}}, 10))
         requests.append(entry["path"].toString() + " " + entry["body"].toString());
     QCOMPARE(
         requests,
@@ -100,7 +100,7 @@ void TestSession::channelRegistersOnItsThreeAddresses()
     QVERIFY(session.open());
 
     QStringList addresses;
-    for (const QJsonValue &entry :
+    for (const QJsonValue entry :
          far->journal({{"kind", "register"}, {"transport", transport}}, 3)) {
         QCOMPARE(entry["accepted"].toBool(), true);
         addresses.append(entry["address"].toString());
@@ -188,7 +188,7 @@ void TestSession::stickyCookieComesBackOnPollsAndPosts()
         [&far] {
             int polls = 0;
             int posts = 0;
-            for (const QJsonValue &entry : far->journal({{"kind", "busRequest"}}, 3)) {
+            for (const QJsonValue entry : far->journal({{"kind", "busRequest"}}, 3)) {
                 const bool hasCookie = QRegularExpression("JSESSIONID=[0-9a-f]{12}%1\\.node119")
                                            .match(entry["cookie"].toString())
                                            .hasMatch();
