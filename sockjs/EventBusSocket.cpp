@@ -8,6 +8,8 @@ namespace
 constexpr int PATIENCE_MS = 2000;
 // A peer that takes a byte now and then is progress too, but not for ever.
 constexpr int LONGEST_GOODBYE_MS = 60000;
+// Tells the answer to the last ping from pongs that a server sends of itself.
+const char LAST_PING[] = "bye";
 
 } // namespace
 
@@ -27,6 +29,17 @@ EventBusSocket::EventBusSocket()
 {
     m_patience.setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, &EventBusSocket::onNoProgress);
+    connect(this, &QWebSocket::textMessageReceived, this, &EventBusSocket::keepFrame);
+}
+
+void EventBusSocket::keepFrame(const QString &frame)
+{
+    m_earlyFrames.append(frame);
+}
+
+void EventBusSocket::keepNoMoreFrames()
+{
+    disconnect(this, &QWebSocket::textMessageReceived, this, &EventBusSocket::keepFrame);
 }
 
 void EventBusSocket::cutOff()
@@ -48,7 +61,7 @@ void EventBusSocket::leave(const QObject *owner)
         return;
     }
     connect(owner, &QObject::destroyed, this, &EventBusSocket::end);
-    connect(this, &QWebSocket::pong, this, &EventBusSocket::sayGoodbye);
+    connect(this, &QWebSocket::pong, this, &EventBusSocket::onPong);
     connect(this, &QWebSocket::disconnected, this, &EventBusSocket::freeLater);
     connect(this, &QWebSocket::bytesWritten, this, &EventBusSocket::restartPatience);
     // With TLS, bytesWritten only tells of the encryption.
@@ -57,7 +70,13 @@ void EventBusSocket::leave(const QObject *owner)
                 &EventBusSocket::restartPatience);
     m_limit.setRemainingTime(LONGEST_GOODBYE_MS);
     restartPatience();
-    ping();
+    ping(LAST_PING);
+}
+
+void EventBusSocket::onPong(quint64, const QByteArray &payload)
+{
+    if (payload == LAST_PING)
+        sayGoodbye();
 }
 
 void EventBusSocket::restartPatience()

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <QtCore/QDeadlineTimer>
+#include <QtCore/QStringList>
 #include <QtCore/QTimer>
 #include <QtWebSockets/QWebSocket>
 
-// The connector's web socket, which knows how to go: without losing what was sent, and without being
-// freed while one of its signals is on the stack.
+// The connector's web socket. It keeps the frames that come before anybody listens, and it knows how
+// to go: without losing what was sent, and without being freed while one of its signals is on the
+// stack.
 //
 // The connector owns it until it calls leave() or end(); from then on the socket frees itself. Both
 // emit letGo() and then cut the socket's signals off from everyone.
@@ -30,6 +32,12 @@ public:
 
     EventBusSocket();
 
+    // The server's first frames may come in one packet with its answer to the handshake. They are
+    // kept, in order, until told otherwise.
+    bool hasEarlyFrame() const { return !m_earlyFrames.isEmpty(); }
+    QString takeEarlyFrame() { return m_earlyFrames.takeFirst(); }
+    void keepNoMoreFrames();
+
     // Says goodbye in the background: waits until the server has received all that was sent, closes
     // with a normal close frame and goes. Gives up after 2 s without progress. When `owner` is
     // destroyed meanwhile, the socket ends with it.
@@ -41,12 +49,15 @@ Q_SIGNALS:
     void letGo();
 
 private:
+    void keepFrame(const QString &frame);
     void cutOff();
+    void onPong(quint64 elapsedMs, const QByteArray &payload);
     void sayGoodbye();
     void onNoProgress();
     void restartPatience();
     void freeLater();
 
+    QStringList m_earlyFrames;
     QTimer m_patience;
     QDeadlineTimer m_limit;
     bool m_saidGoodbye = false;

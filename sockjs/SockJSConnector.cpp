@@ -2,6 +2,7 @@
 
 #include "sockjs/EventBusSocket.h"
 #include "sockjs/SockJSXHRPolling.h"
+#include "sockjs/UrlHost.h"
 #include "support/RandomId.h"
 #include "support/SystemProxy.h"
 
@@ -161,18 +162,37 @@ QString SockJSConnector::sessionPath() const
 bool SockJSConnector::openWebsocket()
 {
     announceProxy(Tarvo::systemProxy());
-    const QString url = QLatin1String(ssl ? "wss://" : "ws://") + host + QLatin1Char(':')
-        + QString::number(port) + sessionPath() + QLatin1String(WEBSOCKET_SUFFIX);
+    const QString url = QLatin1String(ssl ? "wss://" : "ws://") + Tarvo::urlHost(host)
+        + QLatin1Char(':') + QString::number(port) + sessionPath()
+        + QLatin1String(WEBSOCKET_SUFFIX);
     debug() << "Websocket url =" << url;
 
-    const auto failed = QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error);
     const QPointer<SockJSConnector> self(this);
-    const QPointer<EventBusSocket> alive(new EventBusSocket);
-    EventBusSocket *const socket = alive;
-    const auto isOurs = [&] { return self && alive && webSocket == socket; };
+    const QPointer<EventBusSocket> socket(new EventBusSocket);
     webSocket = socket;
-    openState = OPEN_PENDING;
+    waitForWebsocket(QUrl(url));
 
+    // The host may have closed the connector meanwhile, opened it again, or destroyed it.
+    if (!self || !socket || webSocket != socket)
+        return false;
+    if (openState == OPEN_CONNECTED) {
+        adoptWebsocket();
+        return true;
+    }
+    // Still pending, the application is quitting: nothing more is tried.
+    if (openState == OPEN_PENDING)
+        ++epoch;
+    takeWebSocket()->end();
+    return false;
+}
+
+// Opens the web socket and dispatches events until it is connected, has failed or is let go of. The
+// connector may be gone then.
+void SockJSConnector::waitForWebsocket(const QUrl &url)
+{
+    EventBusSocket *const socket = webSocket;
+    const auto failed = QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error);
+    openState = OPEN_PENDING;
     connect(socket, &QWebSocket::connected, this, [this, socket, failed] {
         openstate1();
         // From here on an end is the connection's, no longer the attempt's.
@@ -188,39 +208,32 @@ bool SockJSConnector::openWebsocket()
     connect(socket, &QWebSocket::disconnected, &wait, &QEventLoop::quit);
     connect(socket, failed, &wait, &QEventLoop::quit);
     connect(socket, &EventBusSocket::letGo, &wait, &QEventLoop::quit);
-    // The server's first frames may come in one packet with its handshake.
-    QStringList earlyFrames;
-    connect(socket, &QWebSocket::textMessageReceived, &wait,
-            [&earlyFrames](const QString &frame) { earlyFrames.append(frame); });
-
-    socket->open(QUrl(url));
+    socket->open(url);
     if (openState == OPEN_PENDING)
         wait.exec();
+}
 
-    if (!isOurs())
-        return false;
-    if (openState != OPEN_CONNECTED) {
-        // No answer and no wait: the application is quitting, and nothing more is tried.
-        if (openState == OPEN_PENDING)
-            ++epoch;
-        takeWebSocket()->end();
-        return false;
-    }
-
+// Makes the web socket that has just connected the transport in use.
+void SockJSConnector::adoptWebsocket()
+{
+    EventBusSocket *const socket = webSocket;
     disconnect(socket, nullptr, this, nullptr);
     debug() << "CONNECTED via Websocket";
     connect(socket, &QWebSocket::disconnected, this, &SockJSConnector::onClosed);
-    while (isOurs() && !earlyFrames.isEmpty())
-        onTextMessageReceived(earlyFrames.takeFirst());
-    if (!isOurs())
-        return true;
-    disconnect(socket, nullptr, &wait, nullptr);
+
+    const QPointer<SockJSConnector> self(this);
+    const QPointer<EventBusSocket> alive(socket);
+    const auto isInUse = [&] { return self && alive && webSocket == socket; };
+    while (isInUse() && socket->hasEarlyFrame())
+        onTextMessageReceived(socket->takeEarlyFrame());
+    if (!isInUse())
+        return;
+    socket->keepNoMoreFrames();
     connect(socket, &QWebSocket::textMessageReceived, this,
             &SockJSConnector::onTextMessageReceived);
     // The end may have come together with the beginning.
     if (socket->state() == QAbstractSocket::UnconnectedState)
         onClosed();
-    return true;
 }
 
 bool SockJSConnector::openXHRPolling(bool streaming)

@@ -112,6 +112,8 @@ private:
 
     void readServerUrl(const QUrl &url);
     QString sessionPath() const;
+    void waitForWebsocket(const QUrl &url);
+    void adoptWebsocket();
     void endConnection();
     EventBusSocket *takeWebSocket();
     SockJSXHRPolling *takeXHRPolling();

@@ -1,6 +1,7 @@
 #include "sockjs/SockJSXHRPolling.h"
 
 #include "sockjs/SockJSXHRPollingWorker.h"
+#include "sockjs/UrlHost.h"
 #include "support/SystemProxy.h"
 
 #include <QtCore/QCoreApplication>
@@ -75,7 +76,8 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
     const QString relativePath = path.startsWith(slash) ? path.mid(1) : path;
     requestPath = slash + relativePath;
     baseUrl = QStringLiteral("http%0://%1:%2")
-                  .arg(ssl ? QStringLiteral("s") : QString(), host, QString::number(port));
+                  .arg(ssl ? QStringLiteral("s") : QString(), Tarvo::urlHost(host),
+                       QString::number(port));
     sessionUrl = QStringLiteral("%0/%1").arg(baseUrl, relativePath);
     if (sessionUrl.endsWith(slash))
         sessionUrl.chop(1);
@@ -140,13 +142,13 @@ void SockJSXHRPolling::releaseWorker()
     if (workerThread) {
         worker->forceClose();
         workerThread->wait();
-        // What it still reported names requests that go now.
-        QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     }
     delete worker;
     worker = nullptr;
     delete workerThread;
     workerThread = nullptr;
+    // What it reported last and has not been heard yet speaks of requests that go here.
+    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
     lastRequest = nullptr;
     qDeleteAll(requests);
     requests.clear();
@@ -174,7 +176,7 @@ bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
     if (!worker)
         return false;
 
-    QString header = QStringLiteral("Host: %0\r\n").arg(host);
+    QString header = QStringLiteral("Host: %0\r\n").arg(Tarvo::urlHost(host));
     header += QStringLiteral("Connection: %0\r\n").arg(connectionHeader(keepAlive));
     header += QLatin1String("Accept-Encoding: identity\r\n");
     header += QLatin1String("Content-Type: application/json\r\n");

@@ -38,8 +38,9 @@ public:
     ~SockJSXHRPolling() override;
 
     /// Connects to `host`:`port`, with TLS when `ssl`, and starts polling under the session path
-    /// `path`; `streaming` takes "/xhr_streaming" instead of "/xhr". Blocks the calling thread for up
-    /// to 30,000 ms. False, with a debug line, when no connection came about.
+    /// `path`; `streaming` takes "/xhr_streaming" instead of "/xhr". Blocks the calling thread while
+    /// the name is looked up and then for up to 30,000 ms. False, with a debug line, when no
+    /// connection came about. An earlier connection ends without a word.
     bool start(QString host, int port, bool ssl, QString path, bool streaming);
     /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
     /// Works after close() too.
@@ -61,7 +62,7 @@ public:
 
 Q_SIGNALS:
     /// The receiving half has ended: after close(), or because the server could not be reached any
-    /// more. Emitted once for every start() that succeeded.
+    /// more. Emitted once for a start() that succeeded.
     void connectionClosed();
     /// The body of one response: one SockJS frame.
     void textMessageReceived(QString message);

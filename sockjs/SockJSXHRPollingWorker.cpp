@@ -161,6 +161,7 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::turn()
 {
     if (closing || (keepAlive && !socket->isOpen()))
         return Turn::END;
+    bool waitedInVain = false;
     // What a server said before it closed the connection is read first.
     if (socket->bytesAvailable() == 0) {
         if (socket->state() == QAbstractSocket::UnconnectedState)
@@ -169,25 +170,28 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::turn()
             settle();
             return Turn::CONTINUE;
         }
-        sleep(READ_WAIT_MS);
+        waitedInVain = sleep(READ_WAIT_MS);
     }
     if (socket->bytesAvailable() > 0)
         onData();
-    else
+    else if (waitedInVain)
         onNoData();
     return Turn::CONTINUE;
 }
 
-// Sleeps until something happens on the socket, forceClose() is called or the time has passed.
-void SockJSXHRPollingWorker::sleep(int timeoutMs)
+// Sleeps until something happens on the socket or forceClose() is called, or until the time has
+// passed, of which it returns true.
+bool SockJSXHRPollingWorker::sleep(int timeoutMs)
 {
     QEventLoop loop;
-    QTimer timer; // goes with the sleep, however early that ends
+    QTimer timer;
+    timer.setSingleShot(true);
     timer.setTimerType(Qt::PreciseTimer);
     connect(&timer, &QTimer::timeout, &loop, &QEventLoop::quit);
     timer.start(timeoutMs);
     const QScopedValueRollback<QEventLoop *> restore(sleeping, &loop);
     loop.exec();
+    return !timer.isActive();
 }
 
 void SockJSXHRPollingWorker::wakeUp()
@@ -230,6 +234,6 @@ void SockJSXHRPollingWorker::onNoData()
             clearBuffer();
         return;
     }
-    if (socket->state() == QAbstractSocket::ConnectedState && !closing)
+    if (socket->state() == QAbstractSocket::ConnectedState)
         transmitNextRequest();
 }

@@ -111,7 +111,7 @@ private:
     };
 
     Turn turn();
-    void sleep(int timeoutMs);
+    bool sleep(int timeoutMs);
     void wakeUp();
     bool waitForConnection();
     bool isEstablished() const;

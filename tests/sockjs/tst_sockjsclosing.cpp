@@ -350,6 +350,7 @@ void tst_SockJSClosing::nothingSaidIsLost()
     connector.sendMessage(large, false);
     connector.sendMessage(QStringLiteral("disconnect"), false);
     connector.close();
+    QVERIFY(connector.isSending());
     QTRY_COMPARE_WITH_TIMEOUT(closed.size(), 1, 20000);
 
     const QString last = framed(QStringLiteral("disconnect"));
@@ -364,6 +365,7 @@ void tst_SockJSClosing::nothingSaidIsLost()
         QTRY_COMPARE_WITH_TIMEOUT(bus.closeCodes.size(), 1, 20000);
         QCOMPARE(bus.closeCodes.at(0), QWebSocketProtocol::CloseCodeNormal);
     }
+    QTRY_VERIFY_WITH_TIMEOUT(!connector.isSending(), 20000);
 }
 
 void tst_SockJSClosing::nothingSaidIsLostWhileTheServerTalks_data()
@@ -425,6 +427,10 @@ void tst_SockJSClosing::silentServerIsNotWaitedForLongerThanTwoSeconds()
     QElapsedTimer timer;
     timer.start();
     connector.close();
+    QTRY_COMPARE(server.frames.size(), 2);
+    QCOMPARE(server.frames.at(1).opcode, int(RawWebSocketServer::PING));
+    // A pong that answers nothing is not the answer.
+    server.client->write(RawWebSocketServer::frame(RawWebSocketServer::PONG, "x"));
     QTRY_COMPARE_WITH_TIMEOUT(server.frames.size(), 3, 20000);
     QVERIFY2(timer.elapsed() >= 1900, qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(server.frames.at(2).opcode, int(RawWebSocketServer::CLOSE));
@@ -436,6 +442,7 @@ void tst_SockJSClosing::silentServerIsNotWaitedForLongerThanTwoSeconds()
     connector.open(serverUrl(second.port()), {WEBSOCKET});
     const int before = descriptors();
     second.client->setReadBufferSize(1);
+    second.client->disconnect(SIGNAL(readyRead()));
     connector.sendMessage(QString(20 * 1024 * 1024, QLatin1Char('x')), false);
     connector.close();
     QTRY_COMPARE_WITH_TIMEOUT(descriptors(), before - 1, 20000);

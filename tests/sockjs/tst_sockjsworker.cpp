@@ -38,6 +38,7 @@ private slots:
     void elevenFailuresInARowEndTheWorker();
     void successResetsTheCountOfFailures();
     void failedTlsReconnectionsCount();
+    void reconnectionMaySucceedAfterFailures();
     void peerThatClosesWithoutReadingDoesNotHoldUpTheLoop();
     void nothingIsWrittenToALostConnection();
     void idleWorkerCostsNextToNoTime();
@@ -386,6 +387,31 @@ void tst_SockJSWorker::failedTlsReconnectionsCount()
     QCOMPARE(log.count(GIVEN_UP), 1);
     for (int connection = 1; connection < server.connectionCount(); ++connection)
         QVERIFY(!server.received(connection).contains("secret"));
+}
+
+void tst_SockJSWorker::reconnectionMaySucceedAfterFailures()
+{
+    TestCertificates certificates;
+    certificates.trust();
+    ScriptedServer server;
+    server.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    server.onConnection({startTls(), close()});
+    server.onConnection({send("HTTP/1.1 400 Bad Request\r\n\r\n")}); // no TLS
+    server.onConnection({close()});                                  // in the handshake
+    server.onConnection(
+        {startTls(), expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port(), true);
+    QVERIFY(run.connectToServer());
+    QVERIFY(run.queue(QStringLiteral("next")));
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 30000);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    run.stop();
+    QCOMPARE(run.reconnections, 1);
+    QCOMPARE(log.messages(), (QStringList{LOST, LOST, LOST}));
+    QCOMPARE(SockJSProbe::retryCount(*run.worker), 0);
 }
 
 // The peer ends its half and then takes nothing more, with data of ours on the way.

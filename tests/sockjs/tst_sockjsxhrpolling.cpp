@@ -7,6 +7,7 @@
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkCookie>
 #include <QtNetwork/QNetworkCookieJar>
+#include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
 using namespace Scripted;
@@ -44,6 +45,8 @@ private slots:
     void lostServerIsReportedOnce();
     void answeredRequestsAreFreed();
     void refusedRequestsAreFreed();
+    void secondStartReplacesTheFirst();
+    void ipv6AddressesStandInBrackets();
     void destroyingFromASlotIsSafe();
     void destroyingWithAPostUnderWayIsSafe();
 };
@@ -557,6 +560,42 @@ void tst_SockJSXHRPolling::refusedRequestsAreFreed()
         transport.doPoll();
     // 51 in the queue, and what the worker may have written in the meantime.
     QVERIFY(SockJSProbe::requestsAlive(transport) <= 53);
+}
+
+void tst_SockJSXHRPolling::secondStartReplacesTheFirst()
+{
+    ScriptedServer server;
+    server.onConnection({expect(pollText("/s/xhr")), send(FRAME_O), expectEnd()});
+    server.onConnection({expect(pollText("/t/xhr")), send(FRAME_O)});
+    QVERIFY(server.listen());
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(server.received(0), pollText("/s/xhr"), 20000);
+    QThread::msleep(200); // its response is on the way between the threads
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/t"), false));
+    QCOMPARE(frames.size(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QCOMPARE(ends.size(), 0);
+}
+
+void tst_SockJSXHRPolling::ipv6AddressesStandInBrackets()
+{
+    QTcpServer server;
+    if (!server.listen(QHostAddress::LocalHostIPv6))
+        QSKIP("This machine has no IPv6.");
+    SockJSXHRPolling transport;
+    QVERIFY(transport.start(QStringLiteral("::1"), server.serverPort(), false, QStringLiteral("/s"),
+                            false));
+    QCOMPARE(SockJSProbe::baseUrl(transport),
+             QStringLiteral("http://[::1]:%1").arg(server.serverPort()));
+    QVERIFY(QUrl(SockJSProbe::sessionUrl(transport)).isValid());
+    QTRY_VERIFY(server.hasPendingConnections());
+    QTcpSocket *client = server.nextPendingConnection();
+    QTRY_VERIFY_WITH_TIMEOUT(client->bytesAvailable() > 0, 20000);
+    QVERIFY(client->readAll().startsWith("POST /s/xhr HTTP/1.1\r\nHost: [::1]\r\n"));
 }
 
 void tst_SockJSXHRPolling::destroyingFromASlotIsSafe()
