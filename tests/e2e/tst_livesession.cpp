@@ -17,6 +17,7 @@ private Q_SLOTS:
     void sessionsFollowEachOther_data() { addTransportRows(); }
     void sessionsFollowEachOther();
     void tenantsOrderOfTransportsIsFollowed();
+    void serverWithoutWebSocketsIsPolled();
     void stickyCookieComesBackOnPollsAndPosts();
 };
 
@@ -175,6 +176,19 @@ void TestSession::tenantsOrderOfTransportsIsFollowed()
     QVERIFY(session.open());
     QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "xhr-polling"}}), 1);
     QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "websocket"}}), 0);
+}
+
+void TestSession::serverWithoutWebSocketsIsPolled()
+{
+    const Far far(false,
+                  {"--transports", "xhr-polling", "--tenant-protocols", "websocket,xhr-polling",
+                   "--learners", "1"});
+    LiveSession session(*far, QString());
+    QVERIFY(openWithLearners(session, 1));
+    QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "xhr-polling"}}), 1);
+    // The web socket was tried first.
+    const QString first = far->journal({{"kind", "busRequest"}}).at(0)["path"].toString();
+    QVERIFY2(first.endsWith("/websocket"), qPrintable(first));
 }
 
 void TestSession::stickyCookieComesBackOnPollsAndPosts()
