@@ -58,6 +58,7 @@ private slots:
     void packingReservesOneFixedBudget_data();
     void packingReservesOneFixedBudget();
     void unpackingAllocatesTheDeclaredLengthPlusOne();
+    void base64Of13BytesNeverReachesTheDecoder();
     void textOperationsLeaveNothingBehind_data();
     void textOperationsLeaveNothingBehind();
     void packingWithoutMemoryFails();
@@ -113,6 +114,17 @@ void tst_lzmaheap::unpackingAllocatesTheDeclaredLengthPlusOne()
     QCOMPARE(heap.live.begin()->first, static_cast<void *>(text));
     QCOMPARE(heap.live.begin()->second, std::size_t(12346));
     MyFree(text);
+}
+
+void tst_lzmaheap::base64Of13BytesNeverReachesTheDecoder()
+{
+    const QByteArray block = packed("test");
+    heap.reset();
+    QString text;
+    QVERIFY(!Lzma::decompress64(QString::fromLatin1(block.left(13).toBase64()), &text));
+    QVERIFY(heap.sizes.isEmpty());
+    QVERIFY(!Lzma::decompress64(QString::fromLatin1(block.left(14).toBase64()), &text));
+    QCOMPARE(heap.sizes, QVector<std::size_t>{5});
 }
 
 void tst_lzmaheap::textOperationsLeaveNothingBehind_data()
