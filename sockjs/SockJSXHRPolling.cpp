@@ -206,11 +206,6 @@ void SockJSXHRPolling::onReceivedHeadersResponse(XHRRequest *request, QStringMap
     if (lastRequest != request)
         freeRequest(lastRequest);
     lastRequest = request;
-    // Responses come in the order of the requests: older ones went with a lost connection.
-    if (requests.contains(request)) {
-        while (requests.first() != request)
-            freeRequest(requests.first());
-    }
 
     for (auto header = headers.constBegin(); header != headers.constEnd(); ++header) {
         if (!header.key().contains(QLatin1String("Set-Cookie")))
