@@ -40,7 +40,7 @@ inline const QString PING_MESSAGE = QStringLiteral(R"({"type":"ping"})");
 
 // ---- Payloads: compressed before they are published ----------------------------------------------
 
-/// A bare JSON string: %0 its text. Sent unfilled where the receivers look only at the type.
+/// A bare JSON string: %0 its text. "heavy" and "presenterIsActive" send it unfilled.
 inline const QString PLAIN_DATA = QStringLiteral(R"("%0")");
 
 /// A poll without a question of its own: %0 the poll type's and %1 the ordinal type's wire name,

@@ -23,6 +23,12 @@ const QString TYPE_DIALOG = QStringLiteral("dialogShow");
 
 const QString ASSESSMENT_MODE = QStringLiteral("Assessment");
 
+// Keys of the payloads.
+const QString ASSESSMENT_TOKEN = QStringLiteral("assessmentToken");
+const QString TEXT = QStringLiteral("text");
+const QString SHOW_NAVIGATION = QStringLiteral("showNavigation");
+const QString IS_DISMISSIBLE = QStringLiteral("isDismissible");
+
 void publish(PresenterCollab *collab, const QString &address, const QString &type,
              const QVariantMap &data)
 {
@@ -65,7 +71,7 @@ void PresenterAssessment::stop()
 {
     if (collab) {
         publish(collab, collab->getSessionToken(), TYPE_STOP,
-                {{QStringLiteral("assessmentToken"), assessmentToken}});
+                {{ASSESSMENT_TOKEN, assessmentToken}});
     }
 }
 
@@ -94,12 +100,12 @@ void PresenterAssessment::sendMessage(QString deviceId, QString text, bool isDis
                                       bool review)
 {
     const QString address = Address::USER + deviceId;
-    QVariantMap data{{QStringLiteral("text"), text}};
+    QVariantMap data{{TEXT, text}};
     if (review) {
-        data.insert(QStringLiteral("showNavigation"), true);
+        data.insert(SHOW_NAVIGATION, true);
         publish(collab, address, TYPE_REVIEW, data);
     } else {
-        data.insert(QStringLiteral("isDismissible"), isDismissible);
+        data.insert(IS_DISMISSIBLE, isDismissible);
         publish(collab, address, TYPE_DIALOG, data);
     }
 }

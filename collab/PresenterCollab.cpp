@@ -175,7 +175,7 @@ void PresenterCollab::resumePoll()
 
 void PresenterCollab::sendHeavy()
 {
-    // Unfilled: devices expect the text "%0".
+    // Unfilled on purpose: the payload is the text "%0".
     publishMessage(Address::LEARNER, TYPE_HEAVY, PLAIN_DATA);
 }
 

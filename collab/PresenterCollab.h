@@ -77,7 +77,7 @@ public:
     void publishMessage(QString address, Tarvo::TarvoCollabMessage *message);
     /// Publishes the text \a data, compressed, as a message of type \a type to \a address.
     void publishMessage(QString address, QString type, QString data);
-    /// The same under its older name.
+    /// The same operation under a second name.
     void publishMessage64(QString address, QString type, QString data);
 
     /// Tells one learner's device to disconnect, and emits learnerUnregister(), also when the

@@ -66,7 +66,7 @@ void PresenterCollab::sendCurrentLessonToRemote(QString lessonId, QString name)
 
 void PresenterCollab::sendPresenterIsActiveToRemote()
 {
-    // Unfilled: the remote expects the text "%0".
+    // Unfilled on purpose: the payload is the text "%0".
     publishMessage(Address::CONTROLLER, TYPE_PRESENTER_IS_ACTIVE, PLAIN_DATA);
 }
 

@@ -32,7 +32,7 @@ const QString TYPE_QUESTION_START = QStringLiteral("questionStart");
 const QString ACTIVITY_TYPE_ID = QStringLiteral("id");
 const QString ACTIVITY_TYPE_NAME = QStringLiteral("name");
 
-// Devices show no start time; the fixed form has always carried this one.
+// The start time of every poll in the fixed form: a constant, not the clock.
 const QString POLL_START_TIME = QStringLiteral("1395358151638");
 
 std::unique_ptr<QuestionBase> makeQuestion(PollType::POLL_TYPE pollType)
@@ -59,7 +59,7 @@ std::unique_ptr<QuestionBase> makeQuestion(PollType::POLL_TYPE pollType)
         return std::make_unique<QuestionMathFormula>(nullptr);
     case PollType::WORD_SEED:
     case PollType::CREATIVE:
-        break; // devices take these in the fixed form only
+        break; // sent in the fixed form
     }
     return nullptr;
 }
