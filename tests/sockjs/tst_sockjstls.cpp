@@ -1,0 +1,137 @@
+#include "sockjs/SockJSConnector.h"
+#include "support/LogCapture.h"
+#include "support/ScriptedServer.h"
+#include "support/TestCertificates.h"
+
+#include <QtCore/QTimer>
+#include <QtCore/QUrl>
+#include <QtTest/QtTest>
+
+using namespace Scripted;
+
+// Both transports against far ends that do not give the TLS connection that was asked for: the attempt
+// fails, the host hears nothing, and nothing leaves in clear.
+class tst_SockJSTls : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void attemptFailsAndNothingIsSentInClear_data();
+    void attemptFailsAndNothingIsSentInClear();
+    void webSocketWhoseHandshakeStallsCanBeClosed();
+
+private:
+    TestCertificates m_trusted{QStringLiteral("Trusted Root")};
+    TestCertificates m_foreign{QStringLiteral("Foreign Root")};
+};
+
+namespace
+{
+
+enum FarEnd {
+    CLOSES,
+    SPEAKS_PLAIN_HTTP,
+    HAS_A_FOREIGN_ROOT,
+    HAS_ANOTHER_NAME,
+    HAS_EXPIRED,
+};
+
+QUrl tlsUrl(quint16 port)
+{
+    return QUrl(QStringLiteral("https://127.0.0.1:%1/collab").arg(port));
+}
+
+} // namespace
+
+void tst_SockJSTls::attemptFailsAndNothingIsSentInClear_data()
+{
+    QTest::addColumn<SockJSConnector::PROTOCOL_TYPE>("transport");
+    QTest::addColumn<int>("farEnd");
+    const QVector<QPair<SockJSConnector::PROTOCOL_TYPE, const char *>> transports = {
+        {SockJSConnector::WEBSOCKET, "web socket"},
+        {SockJSConnector::XHR_POLLING, "polling"},
+    };
+    const QVector<QPair<FarEnd, const char *>> farEnds = {
+        {CLOSES, "closes in the handshake"},
+        {SPEAKS_PLAIN_HTTP, "speaks plain HTTP"},
+        {HAS_A_FOREIGN_ROOT, "has a foreign root"},
+        {HAS_ANOTHER_NAME, "has another name"},
+        {HAS_EXPIRED, "has expired"},
+    };
+    for (const auto &transport : transports) {
+        for (const auto &farEnd : farEnds) {
+            QTest::addRow("%s, server %s", transport.second, farEnd.second)
+                << transport.first << int(farEnd.first);
+        }
+    }
+}
+
+void tst_SockJSTls::attemptFailsAndNothingIsSentInClear()
+{
+    QFETCH(SockJSConnector::PROTOCOL_TYPE, transport);
+    QFETCH(int, farEnd);
+    m_trusted.trust();
+    ScriptedServer server;
+    switch (farEnd) {
+    case CLOSES:
+        server.setCertificate(m_trusted.issue(QStringLiteral("localhost")), true);
+        server.onEveryOther({pause(50), close()});
+        break;
+    case SPEAKS_PLAIN_HTTP:
+        server.setCertificate(m_trusted.issue(QStringLiteral("localhost")), true);
+        server.onEveryOther({send(reply("o\n"))});
+        break;
+    case HAS_A_FOREIGN_ROOT:
+        server.setCertificate(m_foreign.issue(QStringLiteral("localhost")));
+        server.onEveryOther({});
+        break;
+    case HAS_ANOTHER_NAME:
+        server.setCertificate(
+            m_trusted.issue(QStringLiteral("elsewhere"), QStringLiteral("DNS:elsewhere.example")));
+        server.onEveryOther({});
+        break;
+    case HAS_EXPIRED:
+        server.setCertificate(m_trusted.issueExpired(QStringLiteral("localhost")));
+        server.onEveryOther({});
+        break;
+    }
+    QVERIFY(server.listen());
+
+    SockJSConnector connector;
+    QSignalSpy connected(&connector, &SockJSConnector::connected);
+    QSignalSpy closed(&connector, &SockJSConnector::closed);
+    const LogCapture log;
+    QVERIFY(!connector.open(tlsUrl(server.port()), {transport}));
+    QCoreApplication::processEvents();
+
+    QVERIFY(!connector.isConnected());
+    QCOMPARE(connected.size(), 0);
+    QCOMPARE(closed.size(), 0);
+    QVERIFY(log.startingWith(QStringLiteral("[SockJSConnector] CONNECTED")).isEmpty());
+    QCOMPARE(log.startingWith(QStringLiteral("[SockJSXHRPolling] ")).size(),
+             transport == SockJSConnector::XHR_POLLING ? 1 : 0);
+    QVERIFY(server.connectionCount() > 0);
+    server.stop();
+    for (int i = 0; i < server.connectionCount(); ++i)
+        QVERIFY2(!server.received(i).contains("eventbus"), server.received(i).constData());
+}
+
+// The attempt itself waits without a limit; the host ends it.
+void tst_SockJSTls::webSocketWhoseHandshakeStallsCanBeClosed()
+{
+    m_trusted.trust();
+    ScriptedServer server;
+    server.setCertificate(m_trusted.issue(QStringLiteral("localhost")), true);
+    server.onConnection({pause(60000)});
+    QVERIFY(server.listen());
+
+    SockJSConnector connector;
+    QSignalSpy closed(&connector, &SockJSConnector::closed);
+    QTimer::singleShot(500, &connector, &SockJSConnector::close);
+    QVERIFY(!connector.open(tlsUrl(server.port()), {SockJSConnector::WEBSOCKET}));
+    QCOMPARE(closed.size(), 1);
+    QCOMPARE(closed.at(0), QVariantList{false});
+}
+
+QTEST_GUILESS_MAIN(tst_SockJSTls)
+#include "tst_sockjstls.moc"
