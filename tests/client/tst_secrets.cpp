@@ -4,6 +4,7 @@
 #include "client/PresenterClient.h"
 
 #include "client/RestService.h"
+#include "client/UploadForm.h"
 #include "collab/PresenterCollab.h"
 #include "sockjs/DeadPort.h"
 #include "support/EventBusServer.h"
@@ -46,6 +47,9 @@ void signIn(PresenterClient &client)
     client.sendKeepAlive();
     client.doGetUserName();
 }
+
+const QByteArray UPLOAD_PATH = "/vantora/resource/uploadResourceFile";
+const QByteArray UPLOAD_FORM = form("slide.png", UPLOADED);
 
 void upload(PresenterClient &client)
 {
@@ -126,8 +130,10 @@ void tst_secrets::operationsThatSucceed()
                 R"({"infoMsgs":["success"],"data":{"userLoginId":"ann","deviceAccessToken":"t"}})",
                 "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n");
     }
+    service.expect(UPLOAD_PATH, UPLOAD_FORM).json(R"({"data":{"id":"1","path":"/p"}})");
     LogCapture log;
     signIn(client);
+    upload(client);
     QCOMPARE(service.lastRequest().headerLines("cookie").size(), 1);
     QCOMPARE(service.lastRequest().headerLines("authorization").size(), 1);
     compareWithSecrets(log);
@@ -154,8 +160,10 @@ void tst_secrets::operationsThatFail()
     PresenterClient client(nullptr, service.url());
     for (const auto &request : signInRequests(service.url().toUtf8()))
         service.expect(request.first, request.second).status(status, reply);
+    service.expect(UPLOAD_PATH, UPLOAD_FORM).status(status, reply);
     LogCapture log;
     signIn(client);
+    upload(client);
     compareWithSecrets(log);
     QCOMPARE(service.faults(), QStringList());
 }
@@ -173,9 +181,14 @@ void tst_secrets::operationsThatAreAborted()
                              false);
         });
     }
+    other.expect("/x");
+    service.expect(UPLOAD_PATH, UPLOAD_FORM).silence().meanwhile([&] {
+        client.doRequest(false, QUrl(other.url() + "/x"), QByteArray(), nullptr, nullptr, false);
+    });
     LogCapture log;
     signIn(client);
-    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 10);
+    upload(client);
+    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 11);
     compareWithSecrets(log);
     QCOMPARE(service.faults() + other.faults(), QStringList());
 }

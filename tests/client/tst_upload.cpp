@@ -1,6 +1,7 @@
 #include "client/PresenterClient.h"
 
 #include "client/RestService.h"
+#include "client/UploadForm.h"
 #include "compression/Lzma.h"
 #include "support/LogCapture.h"
 
@@ -11,31 +12,6 @@ namespace
 
 const QByteArray UPLOAD = "/vantora/resource/uploadResourceFile";
 const QByteArray STORED = R"({"data":{"id":"res-1","path":"/store/res-1"}})";
-
-QByteArray form(const QByteArray &fileName, const QByteArray &data)
-{
-    return "------boundary\r\n"
-           "Content-Disposition: form-data; name=files; filename=\""
-        + fileName
-        + "\"\r\n"
-          "\r\n"
-        + data
-        + "\r\n"
-          "------boundary\r\n"
-          "\r\n"
-          "Content-Disposition: form-data; name=isTemporary\r\n"
-          "Content-Type: text/plain; charset=utf-8\r\n"
-          "\r\n"
-          "true\r\n"
-          "------boundary\r\n"
-          "\r\n"
-          "Content-Disposition: form-data; name=clientProvidedGUID\r\n"
-          "Content-Type: text/plain; charset=utf-8\r\n"
-          "\r\n"
-          "false\r\n"
-          "------boundary--\r\n"
-          "\r\n";
-}
 
 QString text(const char *value)
 {
