@@ -53,14 +53,14 @@ Time measure(const Work &work, int calls)
 
 // What one clock says of both sides, turn by turn.
 struct Measurement {
-    std::vector<double> library;
-    std::vector<double> bare;
+    std::vector<double> libraryTimes;
+    std::vector<double> bareTimes;
     std::vector<double> ratio;
 
     void add(double librarySeconds, double bareSeconds)
     {
-        library.push_back(librarySeconds);
-        bare.push_back(bareSeconds);
+        libraryTimes.push_back(librarySeconds);
+        bareTimes.push_back(bareSeconds);
         ratio.push_back(librarySeconds / bareSeconds);
     }
 };
@@ -156,8 +156,8 @@ void printRow(const std::string &name, const Comparison::Goal &goal, const Measu
         std::snprintf(verdict, sizeof verdict, "at most %.2f: %s", goal.ratio,
                       ratio <= goal.ratio ? "met" : "MISSED");
     std::printf("| %s | %s | %s | %.3f | %s |\n", name.c_str(),
-                duration(median(measurement.library)).c_str(),
-                duration(median(measurement.bare)).c_str(), ratio, verdict);
+                duration(median(measurement.libraryTimes)).c_str(),
+                duration(median(measurement.bareTimes)).c_str(), ratio, verdict);
 }
 
 void printTable(const std::string &title)
