@@ -3,22 +3,12 @@
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkReply>
 
-namespace
+PostQueue::PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObject *parent)
+    : QObject(parent), m_manager(manager), m_maxWaitingBytes(limits.waitingBytes)
 {
-
-constexpr int PATIENCE_MS = 30000; // without progress
-constexpr int LONGEST_POST_MS = 120000;
-constexpr int REMAINING_MS = 30000;
-constexpr qint64 MAX_WAITING_BYTES = 64 * 1024 * 1024;
-
-} // namespace
-
-PostQueue::PostQueue(QNetworkAccessManager *manager, QObject *parent)
-    : QObject(parent), m_manager(manager)
-{
-    m_patience.setInterval(PATIENCE_MS);
-    m_longest.setInterval(LONGEST_POST_MS);
-    m_remaining.setInterval(REMAINING_MS);
+    m_patience.setInterval(limits.patienceMs);
+    m_longest.setInterval(limits.longestMs);
+    m_remaining.setInterval(limits.remainingMs);
     for (QTimer *timer : {&m_patience, &m_longest, &m_remaining})
         timer->setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, &PostQueue::giveUp);
@@ -28,7 +18,7 @@ PostQueue::PostQueue(QNetworkAccessManager *manager, QObject *parent)
 
 void PostQueue::append(const QNetworkRequest &request, const QByteArray &message)
 {
-    if (m_waitingBytes + message.size() > MAX_WAITING_BYTES) {
+    if (m_waitingBytes + message.size() > m_maxWaitingBytes) {
         Q_EMIT lost(
             QStringLiteral("Too much waits to be sent, %0 bytes are dropped").arg(message.size()));
         return;

@@ -21,7 +21,14 @@ class PostQueue : public QObject
     Q_DISABLE_COPY(PostQueue)
 
 public:
-    PostQueue(QNetworkAccessManager *manager, QObject *parent);
+    struct Limits {
+        int patienceMs = 30000;  // for one post without progress
+        int longestMs = 120000;  // for one post in all
+        int remainingMs = 30000; // for all that is left after finish()
+        qint64 waitingBytes = 64 * 1024 * 1024;
+    };
+
+    PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObject *parent);
 
     // Posts `message` when its turn comes. It is lost when too much waits already.
     void append(const QNetworkRequest &request, const QByteArray &message);
@@ -57,6 +64,7 @@ private:
 
     QNetworkAccessManager *m_manager;
     QList<Post> m_waiting;
+    const qint64 m_maxWaitingBytes;
     qint64 m_waitingBytes = 0;
     QNetworkReply *m_reply = nullptr; // of the post under way; the manager's
     int m_posts = 0;                  // the number of the post under way

@@ -45,7 +45,8 @@ QString connectionHeader(bool keepAlive)
 
 SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
     : QObject(parent), networkAccessManager(new QNetworkAccessManager(this)),
-      cookieJar(new QNetworkCookieJar(this)), posts(new PostQueue(networkAccessManager, this))
+      cookieJar(new QNetworkCookieJar(this)),
+      posts(new PostQueue(networkAccessManager, PostQueue::Limits(), this))
 {
     networkAccessManager->setCookieJar(cookieJar);
     cookieJar->setParent(this); // the manager took it over

@@ -27,6 +27,8 @@ private slots:
     void parsersTakeAnyBytes();
     void hostileWebSocketFramesEndTheConnection_data();
     void hostileWebSocketFramesEndTheConnection();
+    void largestWebSocketMessageIsTaken_data();
+    void largestWebSocketMessageIsTaken();
     void hostileSockJSFramesGiveNothing_data();
     void hostileSockJSFramesGiveNothing();
 };
@@ -299,6 +301,55 @@ void tst_SockJSHostile::hostileWebSocketFramesEndTheConnection()
     connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
                    {SockJSConnector::WEBSOCKET});
     QVERIFY(connector.isConnected());
+}
+
+void tst_SockJSHostile::largestWebSocketMessageIsTaken_data()
+{
+    QTest::addColumn<int>("bytes");
+    QTest::addColumn<int>("pieces");
+    QTest::addColumn<QString>("error");
+    constexpr int LARGEST = 16 * 1024 * 1024;
+    QTest::newRow("16 MiB") << LARGEST << 1 << QString();
+    QTest::newRow("16 MiB in four frames") << LARGEST << 4 << QString();
+    QTest::newRow("one byte more")
+        << LARGEST + 1 << 1
+        << QStringLiteral(
+               "[SockJSConnector] ERROR: A message was too large: Maximum framesize exceeded.");
+    QTest::newRow("one byte more in four frames")
+        << LARGEST + 1 << 4
+        << QStringLiteral(
+               "[SockJSConnector] ERROR: A message was too large: Received message is too big.");
+}
+
+void tst_SockJSHostile::largestWebSocketMessageIsTaken()
+{
+    QFETCH(int, bytes);
+    QFETCH(int, pieces);
+    QFETCH(QString, error);
+    RawWebSocketServer server;
+    server.behindHandshake = RawWebSocketServer::text("o");
+    const LogCapture log;
+    SockJSConnector connector;
+    QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
+    QSignalSpy closed(&connector, &SockJSConnector::closed);
+    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
+                   {SockJSConnector::WEBSOCKET});
+    QVERIFY(connector.isConnected());
+
+    const QByteArray message = "a[\"" + QByteArray(bytes - 5, 'x') + "\"]";
+    QCOMPARE(message.size(), bytes);
+    for (const QByteArray &frame : RawWebSocketServer::fragments(message, pieces))
+        server.client->write(frame);
+    QTRY_VERIFY_WITH_TIMEOUT(messages.size() + closed.size() == 1, 20000);
+    QCOMPARE(messages.size(), error.isEmpty() ? 1 : 0);
+    QCOMPARE(log.startingWith(QStringLiteral("[SockJSConnector] ERROR")),
+             error.isEmpty() ? QStringList() : QStringList{error});
+    if (error.isEmpty()) {
+        QCOMPARE(messages.at(0).at(0).toString().size(), bytes - 5);
+    } else {
+        QCOMPARE(closed.at(0).at(0).toBool(), false);
+        QVERIFY(!connector.isConnected());
+    }
 }
 
 void tst_SockJSHostile::hostileSockJSFramesGiveNothing_data()
