@@ -233,11 +233,23 @@ void SockJSXHRPollingWorker::settle()
         resetSocket();
 }
 
+bool SockJSXHRPollingWorker::receivedNothingForLong() const
+{
+    // Either way: the clock may have been set back.
+    return qAbs(lastReceived.msecsTo(QDateTime::currentDateTimeUtc())) > INCOMPLETE_DATA_MS;
+}
+
 void SockJSXHRPollingWorker::onNoData()
 {
     if (!buffer.isEmpty()) {
-        // Either way: the clock may have been set back.
-        if (qAbs(lastReceived.msecsTo(QDateTime::currentDateTimeUtc())) > INCOMPLETE_DATA_MS)
+        if (!receivedNothingForLong())
+            return;
+        // The first letters of a response that did not go on are a part of the body.
+        if (resumedAt >= 0) {
+            resumedAt = -1;
+            parseBuffer();
+        }
+        if (!buffer.isEmpty())
             clearBuffer();
         return;
     }
