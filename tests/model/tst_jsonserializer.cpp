@@ -25,6 +25,16 @@ QString failedToMap(const char *name)
     return QString("[JsonSerializer] ERROR: Failed to map property: %1").arg(name);
 }
 
+// What the operations take.
+[[maybe_unused]] QString (*const SERIALIZE_OBJECT)(const QObject *) =
+    &JsonSerializer::serializeToJson;
+[[maybe_unused]] QString (*const SERIALIZE_MAP)(const QVariantMap &) =
+    &JsonSerializer::serializeToJson;
+[[maybe_unused]] QVariantMap (*const BUILD_MAP)(const QObject *, QStringList,
+                                                int) = &JsonSerializer::buildObjectMap;
+[[maybe_unused]] QVariantList (*const BUILD_LIST)(QList<QObject *>) =
+    &JsonSerializer::buildArrayObjectMap;
+
 } // namespace
 
 // A value and up to four further objects, declared against the order of their keys.
