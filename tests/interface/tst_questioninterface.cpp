@@ -107,6 +107,7 @@ private Q_SLOTS:
     void textMetaObject();
     void multiChoiceMetaObject();
     void yesNoMetaObject();
+    void yesNoTakesItsFlagDirectly();
     void fiveKindsUseTheMetaObjectOfTheirBase();
     void optionFunctions();
     void optionMembersFollowEachOther();
@@ -347,6 +348,14 @@ void tst_QuestionInterface::yesNoMetaObject()
     QCOMPARE(methodsOf(meta), QStringList());
     QCOMPARE(propertiesOf(meta), QStringList());
     QCOMPARE(enumeratorsOf(meta), QStringList());
+}
+
+void tst_QuestionInterface::yesNoTakesItsFlagDirectly()
+{
+    QuestionYesNo question(nullptr);
+    QCOMPARE(question.trueFalse, false);
+    question.trueFalse = true;
+    QCOMPARE(question.getType(), QString("true-false"));
 }
 
 void tst_QuestionInterface::fiveKindsUseTheMetaObjectOfTheirBase()

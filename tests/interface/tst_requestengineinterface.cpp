@@ -62,6 +62,7 @@ private Q_SLOTS:
     void failureHandlersAreForDerivedClasses();
     void readAccessors();
     void membersFollowEachOther();
+    void keepAliveTimerHasNoParent();
     void callbacksAreAPlainRecord();
     void multipartBoundary();
     void metaObject();
@@ -109,6 +110,12 @@ void tst_RequestEngineInterface::membersFollowEachOther()
 {
     const Client client(nullptr, "http://localhost");
     QCOMPARE(outOfPlace(extents(client), sizeof(QObject)), QStringList());
+}
+
+void tst_RequestEngineInterface::keepAliveTimerHasNoParent()
+{
+    const Client client(nullptr, "http://localhost");
+    QVERIFY(!client.findChild<QTimer *>(QString(), Qt::FindDirectChildrenOnly));
 }
 
 void tst_RequestEngineInterface::callbacksAreAPlainRecord()
