@@ -42,7 +42,7 @@ template<typename Class, auto... Pointers> struct Members {
 
 // The lines of a table, counted from 0, whose member does not lie right behind the one before it. The
 // first has to lie at `begin`, where the base class ends; what stands between two members shows too.
-inline QStringList outOfPlace(const QVector<Extent> &members, qptrdiff begin)
+inline QString outOfPlace(const QVector<Extent> &members, qptrdiff begin)
 {
     QStringList wrong;
     for (int i = 0; i < members.size(); ++i) {
@@ -55,11 +55,11 @@ inline QStringList outOfPlace(const QVector<Extent> &members, qptrdiff begin)
                          .arg(expected);
         begin = members[i].end;
     }
-    return wrong;
+    return wrong.join(QStringLiteral("; "));
 }
 
 // The same for a table that begins somewhere inside the class.
-inline QStringList outOfPlace(const QVector<Extent> &members)
+inline QString outOfPlace(const QVector<Extent> &members)
 {
     return outOfPlace(members, members.value(0).begin);
 }

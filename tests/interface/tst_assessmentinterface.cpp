@@ -50,7 +50,7 @@ void tst_AssessmentInterface::functions()
 void tst_AssessmentInterface::membersFollowEachOther()
 {
     const Assessment assessment(nullptr, nullptr);
-    QCOMPARE(outOfPlace(extents(assessment), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(assessment), sizeof(QObject)), QString());
 }
 
 void tst_AssessmentInterface::metaObject()

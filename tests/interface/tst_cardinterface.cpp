@@ -88,7 +88,7 @@ void tst_CardInterface::cardFunctions()
 void tst_CardInterface::cardMembersFollowEachOther()
 {
     const Card object(nullptr);
-    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QString());
 }
 
 void tst_CardInterface::cardMetaObject()

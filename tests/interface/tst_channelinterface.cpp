@@ -104,7 +104,7 @@ void tst_ChannelInterface::slotsAreForDerivedClasses()
 void tst_ChannelInterface::membersFollowEachOther()
 {
     const Channel channel(nullptr, "http://localhost", "code", "token", "user");
-    QCOMPARE(outOfPlace(extents(channel), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(channel), sizeof(QObject)), QString());
 }
 
 void tst_ChannelInterface::metaObject()

@@ -96,7 +96,7 @@ void tst_ConnectorInterface::slotsAndSignals()
 void tst_ConnectorInterface::membersFollowEachOther()
 {
     const Connector connector;
-    QCOMPARE(outOfPlace(extents(connector), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(connector), sizeof(QObject)), QString());
 }
 
 void tst_ConnectorInterface::protocolTypes()

@@ -103,7 +103,7 @@ void tst_DispatchInterface::signalsTakeQualifiedTypes()
 void tst_DispatchInterface::membersFollowEachOther()
 {
     const Handler handler(nullptr);
-    QCOMPARE(outOfPlace(extents(handler), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(handler), sizeof(QObject)), QString());
 }
 
 void tst_DispatchInterface::actionTable()

@@ -157,7 +157,7 @@ void tst_QuestionInterface::questionFunctions()
 void tst_QuestionInterface::questionMembersFollowEachOther()
 {
     const QuestionBase object(nullptr);
-    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QString());
 }
 
 void tst_QuestionInterface::questionMetaObject()
@@ -387,7 +387,7 @@ void tst_QuestionInterface::optionFunctions()
 void tst_QuestionInterface::optionMembersFollowEachOther()
 {
     const ActivityOption object(nullptr);
-    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QString());
 }
 
 void tst_QuestionInterface::optionMetaObject()
@@ -425,7 +425,7 @@ void tst_QuestionInterface::metadataFunctions()
 void tst_QuestionInterface::metadataMembersFollowEachOther()
 {
     const QuestionMetadata object(nullptr);
-    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QString());
 }
 
 void tst_QuestionInterface::metadataMetaObject()

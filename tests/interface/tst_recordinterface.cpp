@@ -127,7 +127,7 @@ void tst_RecordInterface::optionsFunctions()
 void tst_RecordInterface::optionsMembersFollowEachOther()
 {
     const AssessmentOptions object(nullptr);
-    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QString());
 }
 
 void tst_RecordInterface::optionsMetaObject()
@@ -215,7 +215,7 @@ void tst_RecordInterface::feedbackFunctions()
 void tst_RecordInterface::feedbackMembersFollowEachOther()
 {
     const QuestionFeedback object(nullptr);
-    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(object), sizeof(QObject)), QString());
 }
 
 void tst_RecordInterface::feedbackMetaObject()
@@ -265,7 +265,7 @@ void tst_RecordInterface::feedbackMetaObject()
 void tst_RecordInterface::learnerIsAPlainValue()
 {
     const Learner learner{"device", "name", "type"};
-    QCOMPARE(outOfPlace(extents(learner), 0), QStringList());
+    QCOMPARE(outOfPlace(extents(learner), 0), QString());
     QCOMPARE(sizeof(Learner), 3 * sizeof(QString));
     QCOMPARE(learner.deviceId + learner.userName + learner.deviceType, QString("devicenametype"));
 
@@ -278,7 +278,7 @@ void tst_RecordInterface::learnerIsAPlainValue()
 void tst_RecordInterface::remoteControlMessageIsAPlainValue()
 {
     const RemoteControlMessage message{"type", "from", 3};
-    QCOMPARE(outOfPlace(extents(message), 0), QStringList());
+    QCOMPARE(outOfPlace(extents(message), 0), QString());
     QCOMPARE(sizeof(RemoteControlMessage), 2 * sizeof(QString) + sizeof(QVariant));
     QCOMPARE(message.type + message.from + message.data.toString(), QString("typefrom3"));
 

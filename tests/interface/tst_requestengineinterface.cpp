@@ -109,7 +109,7 @@ void tst_RequestEngineInterface::readAccessors()
 void tst_RequestEngineInterface::membersFollowEachOther()
 {
     const Client client(nullptr, "http://localhost");
-    QCOMPARE(outOfPlace(extents(client), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(client), sizeof(QObject)), QString());
 }
 
 void tst_RequestEngineInterface::keepAliveTimerHasNoParent()
@@ -122,7 +122,7 @@ void tst_RequestEngineInterface::callbacksAreAPlainRecord()
 {
     const Client::CALLBACKS callbacks{nullptr, nullptr};
     QVERIFY(std::is_trivially_copyable_v<Client::CALLBACKS>);
-    QCOMPARE(outOfPlace(extents(callbacks), 0), QStringList());
+    QCOMPARE(outOfPlace(extents(callbacks), 0), QString());
     QCOMPARE(sizeof(Client::CALLBACKS), sizeof(Success) + sizeof(Failure));
 }
 

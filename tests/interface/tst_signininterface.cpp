@@ -78,7 +78,7 @@ void tst_SignInInterface::handlersAreForDerivedClasses()
 void tst_SignInInterface::membersFollowEachOther()
 {
     const Client client(nullptr, "http://localhost");
-    QCOMPARE(outOfPlace(extents(client)), QStringList());
+    QCOMPARE(outOfPlace(extents(client)), QString());
 }
 
 QTEST_GUILESS_MAIN(tst_SignInInterface)

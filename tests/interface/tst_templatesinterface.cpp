@@ -109,7 +109,7 @@ void tst_TemplatesInterface::messageFunctions()
 void tst_TemplatesInterface::messageMembersFollowEachOther()
 {
     const TarvoCollabMessage message;
-    QCOMPARE(outOfPlace(extents(message), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(message), sizeof(QObject)), QString());
 }
 
 void tst_TemplatesInterface::messageMetaObject()

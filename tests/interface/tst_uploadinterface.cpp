@@ -50,7 +50,7 @@ void tst_UploadInterface::functions()
 void tst_UploadInterface::membersFollowEachOther()
 {
     const Client client(nullptr, "http://localhost");
-    QCOMPARE(outOfPlace(extents(client)), QStringList());
+    QCOMPARE(outOfPlace(extents(client)), QString());
 }
 
 QTEST_GUILESS_MAIN(tst_UploadInterface)

@@ -66,7 +66,7 @@ void tst_WorkerInterface::requestFunctions()
 void tst_WorkerInterface::requestMembersFollowEachOther()
 {
     const XHRRequest request(nullptr, "/xhr", QString());
-    QCOMPARE(outOfPlace(extents(request), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(request), sizeof(QObject)), QString());
 }
 
 void tst_WorkerInterface::requestMetaObject()
@@ -104,7 +104,7 @@ void tst_WorkerInterface::membersFollowEachOther()
 {
     QTcpSocket socket;
     const Worker worker(nullptr, &socket, "localhost", 80, false, true);
-    QCOMPARE(outOfPlace(extents(worker), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(worker), sizeof(QObject)), QString());
 }
 
 void tst_WorkerInterface::metaObject()

@@ -69,7 +69,7 @@ void tst_XhrPollingInterface::slotsAndSignals()
 void tst_XhrPollingInterface::membersFollowEachOther()
 {
     const Transport transport(nullptr);
-    QCOMPARE(outOfPlace(extents(transport), sizeof(QObject)), QStringList());
+    QCOMPARE(outOfPlace(extents(transport), sizeof(QObject)), QString());
 }
 
 void tst_XhrPollingInterface::metaObject()
