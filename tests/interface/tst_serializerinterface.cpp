@@ -16,6 +16,7 @@ private Q_SLOTS:
     void functions();
     void recursionDepth();
     void ignoredProperties();
+    void listsOfMapsAreKnownByName();
 };
 
 // clang-format off
@@ -38,6 +39,16 @@ void tst_SerializerInterface::recursionDepth()
 void tst_SerializerInterface::ignoredProperties()
 {
     QCOMPARE(JsonSerializer::getIgnorePropertiesList(), QStringList({"objectName"}));
+}
+
+void tst_SerializerInterface::listsOfMapsAreKnownByName()
+{
+    const QObject object;
+    JsonSerializer::serializeToJson(&object);
+    const int type = QMetaType::type("QList<QVariantMap>");
+    QVERIFY(type != QMetaType::UnknownType);
+    QVERIFY(QMetaType::hasRegisteredConverterFunction(
+        type, qMetaTypeId<QtMetaTypePrivate::QSequentialIterableImpl>()));
 }
 
 QTEST_GUILESS_MAIN(tst_SerializerInterface)
