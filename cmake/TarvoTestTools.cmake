@@ -33,6 +33,12 @@ tarvo_test_tool(classroom "${CLASSROOM_PACKAGES}"
 tarvo_test_tool(openssl "${OPENSSL_EXECUTABLE}" "openssl (Debian package openssl)")
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(is_movable FALSE)
+else()
+  set(is_movable TRUE)
+endif()
+tarvo_test_tool(movable_tree ${is_movable} "relative CMAKE_INSTALL_BINDIR and CMAKE_INSTALL_LIBDIR")
 
 # tarvo_can_test(<result> <test> tool...)
 #
