@@ -242,6 +242,7 @@ private:
     bool findCollabServer();
     bool startCreatedSession();
     bool joinSession();
+    PresenterCollab *makeChannel();
 
     bool hasSession() const { return !sessionCode.isNull() || !sessionToken.isNull(); }
 
@@ -268,7 +269,7 @@ private:
     QString deviceAccessToken;
     QString registrationData;
 
-    // Session. The channel is a child of the client, but the host may delete it.
+    // Session. The channel is a child of the client; one that the host deletes is forgotten.
     QString sessionCode;
     QString collabServerUrl;
     QStringList sockJSProtocols;
@@ -276,7 +277,7 @@ private:
     QString sessionToken;
     QString userToken;
     QList<Tarvo::Learner> learners;
-    QPointer<PresenterCollab> collab;
+    PresenterCollab *collab = nullptr;
 
     // Upload.
     QString resourceId;

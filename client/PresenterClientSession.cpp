@@ -7,6 +7,7 @@
 #include "collab/PresenterCollab.h"
 
 #include <QtCore/QDebug>
+#include <QtCore/QPointer>
 
 namespace
 {
@@ -72,15 +73,27 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
 
     qDebug().noquote() << sessionToken << collabServerUrl;
     const QPointer<PresenterClient> self(this);
-    const QPointer<PresenterCollab> channel(
-        new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken));
-    collab = channel; // an earlier channel stays a child of the client
+    const QPointer<PresenterCollab> channel = makeChannel();
     channel->open(sockJSProtocols);
     if (!self || !channel)
         return false;
 
     *collabOut = channel;
     return true;
+}
+
+// An earlier channel stays a child of the client. The connection has the client as its context, so it is
+// gone before the client's own end destroys the channel.
+PresenterCollab *PresenterClient::makeChannel()
+{
+    auto *channel =
+        new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken);
+    connect(channel, &QObject::destroyed, this, [this, channel] {
+        if (collab == channel)
+            collab = nullptr;
+    });
+    collab = channel;
+    return channel;
 }
 
 bool PresenterClient::findCollabServer()

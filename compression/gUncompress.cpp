@@ -50,9 +50,7 @@ private:
     bool m_initialised = false;
 };
 
-} // namespace
-
-QByteArray gUncompress(const QByteArray &data)
+QByteArray inflated(const QByteArray &data)
 {
     if (data.size() < MIN_INPUT_BYTES) {
         qWarning("gUncompress: Input data is truncated");
@@ -64,14 +62,21 @@ QByteArray gUncompress(const QByteArray &data)
         return QByteArray();
 
     QByteArray result;
+    for (bool more = true; more;) {
+        if (!inflater.inflateChunk(&result, &more))
+            return QByteArray();
+    }
+    return result;
+}
+
+} // namespace
+
+QByteArray gUncompress(const QByteArray &data)
+{
     try {
-        for (bool more = true; more;) {
-            if (!inflater.inflateChunk(&result, &more))
-                return QByteArray();
-        }
+        return inflated(data);
     } catch (const std::bad_alloc &) {
         // A body that inflates to more than an array can hold fails as one without memory does.
         return QByteArray();
     }
-    return result;
 }

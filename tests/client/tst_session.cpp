@@ -93,6 +93,7 @@ private slots:
     void failedJoinIsNotDetected();
     void channelIsMadeEvenIfItCannotConnect();
     void secondChannelLeavesTheFirst();
+    void secondChannelIsKeptWhenTheHostDeletesTheFirst();
 
     void learnersAreListed_data();
     void learnersAreListed();
@@ -667,6 +668,20 @@ void tst_session::secondChannelLeavesTheFirst()
     service->expect(STOP, TOKEN_BODY);
     QVERIFY(client.doStopSession());
     QVERIFY(first->isConnected());
+    QVERIFY(!second->isConnected());
+}
+
+void tst_session::secondChannelIsKeptWhenTheHostDeletesTheFirst()
+{
+    PresenterClient client(nullptr, service->url());
+    const PresenterCollab *first = startSession(client);
+    scriptStart(WEB_SOCKET);
+    PresenterCollab *second = nullptr;
+    QVERIFY(client.startWebsocket(&second));
+    QTRY_VERIFY(second->isConnected());
+    delete first;
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
     QVERIFY(!second->isConnected());
 }
 
