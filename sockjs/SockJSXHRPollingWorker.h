@@ -34,15 +34,15 @@ class ResponseReader;
 ///
 /// **The loop.** One turn a second while nothing arrives. A turn without data writes the oldest
 /// queued request; a turn with data splits what has come into headers and bodies and reports them. A
-/// connection that is lost is made again within the turn; when one that was made again lasts less
-/// than 1,000 ms, the worker pauses before the next: 250 ms, twice as long each time in a row, 5,000
-/// ms at most. The worker sleeps in between and is woken early only by the socket and by
-/// forceClose(). It also ends so when the application object is gone, which its socket does not
-/// survive: then nothing is received any more.
+/// connection that is lost is made again within the turn; when that one lasts less than 1,000 ms, the
+/// worker pauses before the next: for 250 ms, then twice as long each time in a row, at most for
+/// 5,000 ms. The worker sleeps in between and is woken early only by the socket and by forceClose().
+/// Once the application object is gone the toolkit delivers nothing, so that nothing is received;
+/// forceClose() ends the worker as before.
 ///
 /// **Errors.** HTTP status codes are not read: the body of an error response is delivered like any
-/// other. A peer that sends more than a response can be (a header block or the size line of a chunk
-/// of 64 KiB, a body of 16 MiB) loses the connection, with a debug line; it is then made again.
+/// other. A peer that sends a body of more than 16 MiB, or a header block or the size line of a chunk
+/// of more than 64 KiB, loses the connection, with a debug line; it is then made again.
 ///
 /// Requests belong to the transport; the worker never frees one, and no longer touches the one
 /// before when it reports the header of a response. Those whose response had not begun when their
