@@ -283,11 +283,18 @@ void SockJSXHRPolling::onReconnected()
     doPoll();
 }
 
-// A poll that has not gone out on the lost connection goes out on the new one. A second beside it would
-// go round for ever, and servers end a session that is polled twice at a time.
+// What was not answered on the lost connection never will be. A poll that has not gone out on it goes
+// out on the new one: a second beside it would go round for ever, and servers end a session that is
+// polled twice at a time.
 void SockJSXHRPolling::onWorkerReconnected()
 {
-    if (!closed && worker && !requests.isEmpty() && worker->isForThisConnection(*requests.last()))
+    if (worker) {
+        const QList<XHRRequest *> unanswered = worker->takeUnanswered();
+        for (XHRRequest *request : unanswered)
+            freeRequest(request);
+    }
+    const int answered = lastRequest ? 1 : 0;
+    if (!closed && requests.size() > answered)
         return;
     onReconnected();
 }
