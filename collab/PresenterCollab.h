@@ -73,7 +73,7 @@ public:
     void close();
 
     /// Publishes \a message to \a address after setting its sender and compressing its payload. The
-    /// message stays the caller's and is not needed once the call returns.
+    /// message stays the caller's and is not needed once the call returns; a null one is not sent.
     void publishMessage(QString address, Tarvo::TarvoCollabMessage *message);
     /// Publishes the text \a data, compressed, as a message of type \a type to \a address.
     void publishMessage(QString address, QString type, QString data);
