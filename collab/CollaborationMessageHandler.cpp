@@ -1,6 +1,7 @@
 #include "collab/CollaborationMessageHandler.h"
 
-#include "compression/Lzma.h"
+#include "collab/ReadableJson.h"
+#include "compression/BoundedLzma.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -39,6 +40,11 @@ const QString ANSWER = QStringLiteral("answer");
 const QString OPTION_ANSWERS = QStringLiteral("optionAnswers");
 const QString ACTIVITY_OPTION_ID = QStringLiteral("activityOptionId");
 
+// How a block is written as a list of its bytes.
+constexpr QLatin1Char LIST_OPEN('[');
+constexpr QLatin1Char LIST_CLOSE(']');
+constexpr QLatin1Char LIST_SEPARATOR(',');
+
 // Stands between the parts of an answer that has several.
 constexpr QLatin1Char ANSWER_SEPARATOR(',');
 
@@ -54,11 +60,48 @@ QVariant parsed(const QString &json)
     return QJsonDocument::fromJson(json.toUtf8()).toVariant();
 }
 
+// The body of a message: empty when it has none and when it is no JSON. Nothing of the document stays
+// behind, so that its memory is there for the payload.
+QVariantMap bodyOf(const QString &message)
+{
+    if (!isReadableJson(message))
+        return {};
+    const QJsonDocument document = QJsonDocument::fromJson(message.toUtf8());
+    return document.object().value(BODY).toObject().toVariantMap();
+}
+
+// Whether a text can be the bracketed list of a block: numbers and nothing else, each perhaps with
+// blanks round it. Of any other text the codec would make a block, too, taking what is no number for 0.
+bool isNumberList(QString text)
+{
+    text.remove(LIST_OPEN).remove(LIST_CLOSE);
+    for (int start = 0; start <= text.size();) {
+        int end = text.indexOf(LIST_SEPARATOR, start);
+        if (end < 0)
+            end = text.size();
+        bool isNumber = false;
+        text.midRef(start, end - start).toInt(&isNumber);
+        if (!isNumber)
+            return false;
+        start = end + 1;
+    }
+    return true;
+}
+
+bool decompressText(const QString &packed, QString *text)
+{
+    UnpackingLimit limit;
+    if (BoundedLzma::decompress64(packed, &limit, text))
+        return true;
+    limit = {};
+    return isNumberList(packed) && BoundedLzma::decompress(packed, &limit, text);
+}
+
 // A text payload: base64 of a block, or the block's bracketed list.
 QVariant unpackedText(const QString &packed)
 {
     QString text;
-    if (!Lzma::decompress64(packed, &text) && !Lzma::decompress(packed, &text)) {
+    if (!decompressText(packed, &text) || !isReadableJson(text)) {
         // So that senders that do not compress still reach the handlers.
         debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
                                  "forwarding raw string!"));
@@ -71,25 +114,34 @@ QVariant unpackedText(const QString &packed)
 // The usual payload: a list of base64 texts, the pieces of one text.
 bool decompressPieces(const QVariantList &pieces, QString *text)
 {
+    UnpackingLimit limit;
     bool anyDecoded = false;
     for (const QVariant &piece : pieces) {
         const QString packed = piece.toString();
         QString decoded;
-        if (packed.isEmpty() || !Lzma::decompress64(packed, &decoded))
-            continue;
-        text->append(decoded);
-        anyDecoded = true;
+        if (!packed.isEmpty() && BoundedLzma::decompress64(packed, &limit, &decoded)) {
+            text->append(decoded);
+            anyDecoded = true;
+        }
+        if (limit.isExceeded)
+            return false;
     }
     return anyDecoded;
+}
+
+bool decompressList(const QVariantList &list, QString *text)
+{
+    if (!list.isEmpty() && list.first().userType() == QMetaType::QString)
+        return decompressPieces(list, text);
+    UnpackingLimit limit;
+    return BoundedLzma::decompress(list, &limit, text);
 }
 
 // A list payload: pieces in base64, or the bytes of a block as numbers.
 QVariant unpackedList(const QVariantList &list)
 {
     QString text;
-    const bool isText = !list.isEmpty() && list.first().userType() == QMetaType::QString;
-    const bool decoded = isText ? decompressPieces(list, &text) : Lzma::decompress(list, &text);
-    if (!decoded) {
+    if (!decompressList(list, &text) || !isReadableJson(text)) {
         debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
         return list;
     }
@@ -166,12 +218,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
 {
     debugLine(QLatin1String("[MessageHandler] ") % message);
 
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(message.toUtf8(), &error);
-    if (error.error != QJsonParseError::NoError)
-        return;
-    const QVariantMap body = document.object().value(BODY).toObject().toVariantMap();
-
+    const QVariantMap body = bodyOf(message);
     const QString action = body.value(ACTION).toString();
     if (!action.isNull()) {
         debugLine(QLatin1String("[MessageHandler.ACTION] ") % action);

@@ -38,7 +38,12 @@ public:
     /// A text is taken as base64 of a block or as the block's bracketed list, a list of texts as
     /// base64 pieces of one payload, a list of numbers as the block's bytes; the result is the JSON
     /// inside, as a map, a list or, when it is neither, invalid. Data in another form and data that
-    /// cannot be unpacked come back as they are; a body without data gives an invalid QVariant.
+    /// cannot be unpacked come back as they are, numbers and flags as their text; a body without data
+    /// gives an invalid QVariant.
+    ///
+    /// At most 16 MiB of text (in UTF-8, all pieces together) are unpacked, and JSON is read only if
+    /// that takes no more than 480 MiB of memory: a payload that gives more counts as one that cannot
+    /// be unpacked.
     QVariant getDataValue(QVariantMap body);
 
 Q_SIGNALS:
