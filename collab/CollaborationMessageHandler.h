@@ -9,6 +9,13 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+#if defined(Q_MOC_RUN) && defined(TARVOCLIENT_LIBRARY)
+// For moc alone, and not for that of a host, whose types of these names are others: what asks a signal
+// for the types of its arguments, as a QSignalSpy does, gets the library's.
+Q_DECLARE_METATYPE(Learner)
+Q_DECLARE_METATYPE(RemoteControlMessage)
+#endif
+
 /// Turns each text message of the collaboration channel into a typed signal.
 ///
 /// A message is an event-bus message whose body names an "action" or else a "type"; the payload in
@@ -25,7 +32,8 @@ class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
     Q_DISABLE_COPY(CollaborationMessageHandler)
 
 public:
-    // Hosts connect by the short names, so the signals carry them.
+    // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
+    // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
     // clazy:excludeall=fully-qualified-moc-types
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;

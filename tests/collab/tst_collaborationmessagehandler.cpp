@@ -861,6 +861,10 @@ void tst_CollaborationMessageHandler::recordsTravelInQueuedConnections()
 
     QueueingHost host;
     if (byName) {
+        if (connection == Qt::QueuedConnection) {
+            qRegisterMetaType<Tarvo::Learner>("Learner");
+            qRegisterMetaType<Tarvo::RemoteControlMessage>("RemoteControlMessage");
+        }
         QVERIFY(connect(handler, SIGNAL(learnerJoin(Learner)), &host, SLOT(onJoin(Learner)),
                         connection));
         QVERIFY(connect(handler, SIGNAL(remoteControl(RemoteControlMessage)), &host,
