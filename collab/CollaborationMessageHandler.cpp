@@ -2,6 +2,7 @@
 
 #include "collab/ReadableJson.h"
 #include "compression/BoundedLzma.h"
+#include "compression/FalseWithoutMemory.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -55,19 +56,37 @@ void debugLine(const QString &line)
     qt_message_output(QtDebugMsg, QMessageLogContext(nullptr, 0, nullptr, "default"), line);
 }
 
-QVariant parsed(const QString &json)
+// Reads JSON, unless that would take too much memory.
+bool readJson(const QString &json, QJsonDocument *document)
 {
-    return QJsonDocument::fromJson(json.toUtf8()).toVariant();
+    if (!isReadableJson(json))
+        return false;
+    *document = QJsonDocument::fromJson(json.toUtf8());
+    return true;
+}
+
+bool readJson(const QString &json, QVariant *value)
+{
+    QJsonDocument document;
+    if (!readJson(json, &document))
+        return false;
+    *value = document.toVariant();
+    return true;
 }
 
 // The body of a message: empty when it has none and when it is no JSON. Nothing of the document stays
 // behind, so that its memory is there for the payload.
 QVariantMap bodyOf(const QString &message)
 {
-    if (!isReadableJson(message))
-        return {};
-    const QJsonDocument document = QJsonDocument::fromJson(message.toUtf8());
-    return document.object().value(BODY).toObject().toVariantMap();
+    QVariantMap body;
+    falseWithoutMemory([&] {
+        QJsonDocument document;
+        if (!readJson(message, &document))
+            return false;
+        body = document.object().value(BODY).toObject().toVariantMap();
+        return true;
+    });
+    return body;
 }
 
 // Whether a text can be the bracketed list of a block: numbers and nothing else, each perhaps with
@@ -100,15 +119,20 @@ bool decompressText(const QString &packed, QString *text)
 // A text payload: base64 of a block, or the block's bracketed list.
 QVariant unpackedText(const QString &packed)
 {
-    QString text;
-    if (!decompressText(packed, &text) || !isReadableJson(text)) {
-        // So that senders that do not compress still reach the handlers.
-        debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
-                                 "forwarding raw string!"));
-        return packed;
-    }
-    debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
-    return parsed(text);
+    QVariant value;
+    const bool isUnpacked = falseWithoutMemory([&] {
+        QString text;
+        if (!decompressText(packed, &text) || !readJson(text, &value))
+            return false;
+        debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
+        return true;
+    });
+    if (isUnpacked)
+        return value;
+    // So that senders that do not compress still reach the handlers.
+    debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
+                             "forwarding raw string!"));
+    return packed;
 }
 
 // The usual payload: a list of base64 texts, the pieces of one text.
@@ -140,13 +164,18 @@ bool decompressList(const QVariantList &list, QString *text)
 // A list payload: pieces in base64, or the bytes of a block as numbers.
 QVariant unpackedList(const QVariantList &list)
 {
-    QString text;
-    if (!decompressList(list, &text) || !isReadableJson(text)) {
-        debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
-        return list;
-    }
-    debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") % text);
-    return parsed(text);
+    QVariant value;
+    const bool isUnpacked = falseWithoutMemory([&] {
+        QString text;
+        if (!decompressList(list, &text) || !readJson(text, &value))
+            return false;
+        debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") % text);
+        return true;
+    });
+    if (isUnpacked)
+        return value;
+    debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
+    return list;
 }
 
 // The bytes of a text or a number, read as UTF-8, are the text that the variant gives.

@@ -50,8 +50,8 @@ public:
     /// gives an invalid QVariant.
     ///
     /// At most 16 MiB of text (in UTF-8, all pieces together) are unpacked, and JSON is read only if
-    /// that takes no more than 480 MiB of memory: a payload that gives more counts as one that cannot
-    /// be unpacked.
+    /// that takes no more than 480 MiB of memory and these can be had: any other payload counts as one
+    /// that cannot be unpacked.
     QVariant getDataValue(QVariantMap body);
 
 Q_SIGNALS:

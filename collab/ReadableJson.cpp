@@ -18,6 +18,9 @@ constexpr std::size_t CHARACTER = 6;
 // No character of JSON takes more than the one that opens an object.
 constexpr int ALWAYS_READABLE = MAX_MEMORY / (VALUE + OBJECT);
 
+// More than any message or payload has; a conversion to UTF-8 has room for ten times as many.
+constexpr int MAX_CHARACTERS = 64 * 1024 * 1024;
+
 // Behind the quotation mark that opens a text: behind the one that closes it.
 const ushort *behindText(const ushort *at, const ushort *end)
 {
@@ -76,6 +79,8 @@ bool isReadableJson(const QString &json)
 {
     if (json.size() <= ALWAYS_READABLE)
         return true;
+    if (json.size() > MAX_CHARACTERS)
+        return false;
     const auto *characters = reinterpret_cast<const ushort *>(json.constData());
     return memoryToRead(characters, characters + json.size()) <= MAX_MEMORY;
 }

@@ -1,5 +1,6 @@
 #include "compression/BoundedLzma.h"
 
+#include "compression/FalseWithoutMemory.h"
 #include "compression/LzmaBlock.h"
 
 #include <QtCore/QByteArray>

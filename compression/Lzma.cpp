@@ -2,6 +2,7 @@
 #include "compression/Lzma.h"
 
 #include "compression/BoundedLzma.h"
+#include "compression/FalseWithoutMemory.h"
 #include "compression/LzmaBlock.h"
 
 #include <QtCore/QByteArray>

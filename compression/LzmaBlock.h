@@ -1,7 +1,6 @@
 #pragma once
 
-// What packing and unpacking share: the block's layout, its memory, and what becomes of an operation
-// for which there is none.
+// What packing and unpacking share: the block's layout and its memory.
 
 #include "compression/Lzma.h"
 
@@ -10,7 +9,6 @@
 #include <LzmaDec.h>
 
 #include <memory>
-#include <new>
 
 namespace LzmaBlock
 {
@@ -38,16 +36,6 @@ using Buffer = std::unique_ptr<unsigned char, ReleaseBuffer>;
 inline ISzAlloc sdkAllocator()
 {
     return {Lzma::g_Alloc.Alloc, Lzma::g_Alloc.Free};
-}
-
-// The toolkit throws when it is refused memory, or asked for more of it than its containers hold.
-template<typename Operation> bool falseWithoutMemory(const Operation &operation)
-{
-    try {
-        return operation();
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
 }
 
 } // namespace LzmaBlock

@@ -2,7 +2,8 @@
 // as they came, the next message is handled, and the host's memory does not grow beyond measure.
 //
 // Run with the argument "measure" and the name of a payload, the program handles that one, and a
-// message of an honest device after it, and writes what came of it and how much memory it took.
+// message of an honest device after it, and writes what came of it and how much memory it took; a
+// third argument is the address space, in MiB, that it may take at most for that.
 #include "Messages.h"
 #include "collab/CollaborationMessageHandler.h"
 #include "compression/Lzma.h"
@@ -13,6 +14,8 @@
 #include <QtTest/QtTest>
 
 #include <lzma.h>
+
+#include <sys/resource.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -260,7 +263,16 @@ struct Host {
     }
 };
 
-int measure(const QByteArray &name)
+// Refuses this process more than so much address space beside what it has.
+void limitMemory(rlim_t mebibytes)
+{
+    const auto present = static_cast<rlim_t>(statusKilobytes("VmSize:")) * 1024;
+    const rlimit limit{present + mebibytes * MEBI, RLIM_INFINITY};
+    if (setrlimit(RLIMIT_AS, &limit) != 0)
+        qFatal("no limit");
+}
+
+int measure(const QByteArray &name, rlim_t mebibytes)
 {
     for (const Payload &payload : payloads()) {
         if (name != payload.name)
@@ -269,6 +281,8 @@ int measure(const QByteArray &name)
         Host host;
         qInstallMessageHandler(keepStarts);
         largestBlock = 0;
+        if (mebibytes > 0)
+            limitMemory(mebibytes);
         const long before = statusKilobytes("VmRSS:");
         host.receive(data);
         const long growth = statusKilobytes("VmHWM:") - before;
@@ -313,6 +327,8 @@ class tst_PayloadLimits : public QObject
 private Q_SLOTS:
     void hostsMemoryIsBounded_data();
     void hostsMemoryIsBounded();
+    void payloadWithoutMemoryIsPassedOn_data();
+    void payloadWithoutMemoryIsPassedOn();
     void sixteenMebibytesAreUnpackedAndNotOneByteMore_data();
     void sixteenMebibytesAreUnpackedAndNotOneByteMore();
     void piecesHaveOneLimitTogether();
@@ -334,7 +350,8 @@ void tst_PayloadLimits::hostsMemoryIsBounded()
 {
     QFETCH(bool, isAccepted);
     QProcess program;
-    program.start(QCoreApplication::applicationFilePath(), {"measure", QTest::currentDataTag()});
+    program.start(QCoreApplication::applicationFilePath(),
+                  {"measure", QTest::currentDataTag(), "0"});
     QVERIFY(program.waitForFinished(120000));
     QCOMPARE(program.exitStatus(), QProcess::NormalExit);
     QCOMPARE(program.exitCode(), 0);
@@ -346,6 +363,28 @@ void tst_PayloadLimits::hostsMemoryIsBounded()
     QCOMPARE(results.mid(0, 3), expected);
     QVERIFY2(UNDER_SANITIZER || results.at(3).toLong() < MAX_GROWTH_KB, qPrintable(line));
     QVERIFY2(results.at(4).toLongLong() <= LIMIT + 2, qPrintable(line));
+}
+
+void tst_PayloadLimits::payloadWithoutMemoryIsPassedOn_data()
+{
+    QTest::addColumn<int>("mebibytes");
+    for (int mebibytes : {10, 20, 40, 60, 80, 100, 150, 200, 300, 400})
+        QTest::addRow("%d MiB", mebibytes) << mebibytes;
+}
+
+void tst_PayloadLimits::payloadWithoutMemoryIsPassedOn()
+{
+    if (UNDER_SANITIZER)
+        QSKIP("The sanitizer's own address space must not be limited.");
+    QFETCH(int, mebibytes);
+    QProcess program;
+    program.start(QCoreApplication::applicationFilePath(),
+                  {"measure", "16 MiB of zeros", QString::number(mebibytes)});
+    QVERIFY(program.waitForFinished(120000));
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 0);
+    const QString line = QString::fromUtf8(program.readAllStandardOutput());
+    QVERIFY2(line.startsWith("as it came|Ada|FAILED|"), qPrintable(line));
 }
 
 void tst_PayloadLimits::sixteenMebibytesAreUnpackedAndNotOneByteMore_data()
@@ -462,8 +501,8 @@ void tst_PayloadLimits::manyPiecesOfTheUsualKindAreRead()
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    if (argc == 3 && qstrcmp(argv[1], "measure") == 0)
-        return measure(argv[2]);
+    if (argc == 4 && qstrcmp(argv[1], "measure") == 0)
+        return measure(argv[2], QByteArray(argv[3]).toUInt());
     tst_PayloadLimits test;
     return QTest::qExec(&test, argc, argv);
 }
