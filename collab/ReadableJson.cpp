@@ -5,7 +5,7 @@
 namespace
 {
 
-constexpr std::size_t MAX_MEMORY = 480 * 1024 * 1024;
+constexpr std::size_t MAX_MEMORY = 480UL * 1024 * 1024;
 
 // What the toolkit takes for each of these, in bytes, in the document and in the variants together.
 constexpr std::size_t VALUE = 56;

@@ -13,10 +13,10 @@
 /// what a broken block gave before it was found to be broken counts, too.
 struct UnpackingLimit {
     /// Of text, in bytes of UTF-8. Read as JSON it takes up to thirty times as much.
-    std::size_t textBytes = 16 * 1024 * 1024;
+    std::size_t textBytes = 16UL * 1024 * 1024;
     /// Of decoders set up, one a block: it takes 16 KiB for blocks such as devices make and 6 MiB for
     /// the worst, which cost a message of a million empty blocks minutes.
-    std::size_t decoderBytes = 1024 * 1024 * 1024;
+    std::size_t decoderBytes = 1024UL * 1024 * 1024;
     /// Set by the first block that would give more; nothing is unpacked after it.
     bool isExceeded = false;
 
