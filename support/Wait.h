@@ -1,0 +1,40 @@
+#pragma once
+
+#include <QtCore/QEventLoop>
+
+#include <functional>
+
+namespace Tarvo
+{
+
+// The one nested wait: dispatches the events of the calling thread until a condition holds, and sleeps
+// while nothing happens.
+//
+// Slots and timers of the host run meanwhile and may do anything, deleting the object that waits
+// included, so the condition is the place to ask whether that one still exists. It is looked at first,
+// and then whenever something has happened.
+//
+// Without an application object, or while one is being destroyed, the toolkit delivers no events; a
+// wait then returns at once.
+class Wait
+{
+public:
+    using Condition = std::function<bool()>;
+
+    static constexpr int NO_LIMIT = -1;
+
+    explicit Wait(QEventLoop::ProcessEventsFlags flags = QEventLoop::AllEvents) : m_flags(flags) { }
+
+    // Waits for `done`, at most `limitMs`. A quit() of the application, earlier or meanwhile, does not
+    // cut this short. Returns whether `done` holds.
+    bool until(const Condition &done, int limitMs = NO_LIMIT) const;
+
+    // Waits for `done`, or for the application to be told to quit. One that was told so before counts
+    // no more: its host goes on with a loop of its own. Returns whether `done` holds.
+    bool untilOrQuit(const Condition &done) const;
+
+private:
+    QEventLoop::ProcessEventsFlags m_flags;
+};
+
+} // namespace Tarvo
