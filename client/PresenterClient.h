@@ -7,7 +7,6 @@
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
-#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
@@ -231,7 +230,10 @@ protected Q_SLOTS:
 private:
     bool post(const QString &path, const QString &body, SuccessHandler success,
               FailureHandler failure = nullptr);
+    QNetworkReply *send(const QUrl &url, const QByteArray &body, SuccessHandler success,
+                        FailureHandler failure, bool multipart);
     void waitForReply(QNetworkReply *reply);
+    void queueFinished(QNetworkReply *reply);
     bool followRedirect(const QNetworkReply *reply);
     void handleReply(QNetworkReply *reply);
 
@@ -244,6 +246,7 @@ private:
     bool joinSession();
     PresenterCollab *makeChannel();
 
+    void silence();
     bool hasSession() const { return !sessionCode.isNull() || !sessionToken.isNull(); }
 
     // Engine. The manager is a child of the client and carries every request; the table has one entry
@@ -283,8 +286,7 @@ private:
     QString resourceId;
     QString resourcePath;
 
-    // How many replies are being completed on the stack. While it is not 0, the manager or one of its
-    // replies is in the middle of a signal and must not be deleted.
-    int completions = 0;
-    bool ending = false; // the destructor waits for the session to stop
+    QObject replyReceiver{this};        // hears of finished replies, from the event loop
+    QNetworkReply *stopReply = nullptr; // while doStopSession() sees to it; never followed
+    bool ending = false;                // the destructor has begun
 };

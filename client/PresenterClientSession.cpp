@@ -5,9 +5,11 @@
 
 #include "client/JsonReply.h"
 #include "collab/PresenterCollab.h"
+#include "support/PrintableUrl.h"
 
 #include <QtCore/QDebug>
 #include <QtCore/QPointer>
+#include <QtCore/QUrl>
 
 namespace
 {
@@ -71,7 +73,7 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
     if (!findCollabServer() || !startCreatedSession() || !joinSession())
         return false;
 
-    qDebug().noquote() << sessionToken << collabServerUrl;
+    qDebug().noquote() << sessionToken << Tarvo::withoutUserInfo(collabServerUrl);
     const QPointer<PresenterClient> self(this);
     const QPointer<PresenterCollab> channel = makeChannel();
     channel->open(sockJSProtocols);
@@ -206,8 +208,13 @@ bool PresenterClient::doStopSession()
     const QPointer<PresenterClient> self(this);
     if (collab)
         collab->close();
-    if (!self || !post(STOP_PATH, body, nullptr))
+    if (!self)
         return false;
+    stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
+    waitForReply(stopReply);
+    if (!self)
+        return false;
+    stopReply = nullptr;
 
     qDebug().noquote() << "[PresenterClient] Stopping session, closing websocket...";
     sessionToken.clear();

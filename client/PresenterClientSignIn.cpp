@@ -4,6 +4,8 @@
 
 #include "client/JsonReply.h"
 
+#include <QtCore/QPointer>
+
 namespace
 {
 

@@ -5,6 +5,7 @@
 #include "client/JsonReply.h"
 #include "compression/Lzma.h"
 
+#include <QtCore/QPointer>
 #include <QtCore/QUrl>
 
 namespace

@@ -1,7 +1,10 @@
 #include "compression/gUncompress.h"
 
+#include "compression/BoundedInflate.h"
+
 #include <QtCore/QDebug>
 
+#include <limits>
 #include <new>
 #include <zlib.h>
 
@@ -54,6 +57,12 @@ private:
 
 QByteArray gUncompress(const QByteArray &data)
 {
+    bool tooLarge = false;
+    return inflateAtMost(data, std::numeric_limits<int>::max(), &tooLarge);
+}
+
+QByteArray inflateAtMost(const QByteArray &data, int limit, bool *tooLarge)
+{
     if (data.size() < MIN_INPUT_BYTES) {
         qWarning("gUncompress: Input data is truncated");
         return QByteArray();
@@ -67,6 +76,9 @@ QByteArray gUncompress(const QByteArray &data)
     try {
         for (bool more = true; more;) {
             if (!inflater.inflateChunk(&result, &more))
+                return QByteArray();
+            *tooLarge = result.size() > limit;
+            if (*tooLarge)
                 return QByteArray();
         }
     } catch (const std::bad_alloc &) {
