@@ -10,18 +10,16 @@
 #include <cstdio>
 #include <memory>
 
-int main(int argc, char *argv[])
+// Returns with the application object gone; 0 if all went well until then.
+static int runApplication(int argc, char *argv[], std::unique_ptr<PresenterClient> *kept)
 {
-    static std::unique_ptr<PresenterClient> lasting; // goes after main()
-    std::unique_ptr<PresenterClient> late;           // goes after the application
-    QCoreApplication app(argc, argv);
-    const QString owner = app.arguments().value(2);
-    auto *client = new PresenterClient(owner == QLatin1String("application") ? &app : nullptr,
-                                       app.arguments().value(1));
-    if (owner == QLatin1String("static"))
-        lasting.reset(client);
-    if (owner == QLatin1String("heap"))
-        late.reset(client);
+    QCoreApplication app(argc,
+                         argv); // arguments: the service's address, whether to keep the client
+    auto *client = new PresenterClient(&app, app.arguments().value(1));
+    if (app.arguments().value(2) != QLatin1String("application")) {
+        client->setParent(nullptr);
+        kept->reset(client);
+    }
 
     PresenterCollab *channel = nullptr;
     if (!client->doLogin(QStringLiteral("ann"), QStringLiteral("pw"))
@@ -32,4 +30,20 @@ int main(int argc, char *argv[])
     std::puts("ending");
     std::fflush(stdout);
     return channel->isConnected() ? 0 : 2;
+}
+
+int main(int argc, char *argv[])
+{
+    static std::unique_ptr<PresenterClient> lasting; // goes after main()
+    std::unique_ptr<PresenterClient> kept;
+    const int result = runApplication(argc, argv, &kept);
+    if (result != 0 || !kept)
+        return result;
+
+    // Without an application nothing is waited for.
+    if (kept->checkServer(QString(), QString()) || kept->doLogin(QString(), QString()))
+        return 3;
+    if (qstrcmp(argv[2], "static") == 0)
+        lasting = std::move(kept);
+    return 0;
 }
