@@ -84,14 +84,15 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
     return true;
 }
 
-// An earlier channel stays a child of the client. The connection has the client as its context, so it is
-// gone before the client's own end destroys the channel.
+// An earlier channel stays a child of the client. One that goes is let go at once, as a slot of the host
+// behind this one may delete the client. The client's own end cuts the connection first.
 PresenterCollab *PresenterClient::makeChannel()
 {
     auto *channel =
         new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken);
-    connect(channel, &QObject::destroyed, this, [this, channel] {
-        if (collab == channel)
+    connect(channel, &QObject::destroyed, this, [this](QObject *gone) {
+        gone->setParent(nullptr);
+        if (collab == gone)
             collab = nullptr;
     });
     collab = channel;

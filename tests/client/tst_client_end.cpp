@@ -119,6 +119,11 @@ void tst_client_end::deletedInASlot_data()
          [](RunningSession &session) { session.channel->close(); }},
         {"connectionClosed, by the client's end", CLOSED,
          [](RunningSession &session) { delete session.client; }},
+        {"destroyed of the channel",
+         [](RunningSession &session, const Slot &slot) {
+             connect(session.channel.data(), &QObject::destroyed, qApp, slot);
+         },
+         [](RunningSession &session) { delete session.channel; }},
         {"learnerJoin", ofChannel(&PresenterCollab::learnerJoin),
          message(R"("type":"join","from":"d1","data":"{}")")},
         {"learnerPollResponse", ofChannel(&PresenterCollab::learnerPollResponse),
