@@ -287,7 +287,8 @@ void PresenterClient::authenticationRequired(QNetworkReply *, QAuthenticator *au
 bool PresenterClient::isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey)
 {
     errorKey.clear();
-    const QString key = firstText(reply.toMap().value(ERROR_KEYS));
+    const QVariantList keys = reply.toMap().value(ERROR_KEYS).toList();
+    const QString key = keys.value(0).toString();
     if (!key.contains(ERROR_MARK))
         return false;
     errorKey = key;
@@ -298,7 +299,8 @@ void PresenterClient::loginFailureResponse(QNetworkReply *, QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        isErrorInErrorMsgKeys(reply.toVariant(), lastErrorKey);
+        isErrorInErrorMsgKeys(QVariantMap{{ERROR_KEYS, QStringList{reply.firstOf(ERROR_KEYS)}}},
+                              lastErrorKey);
 }
 
 void PresenterClient::sessionStartFailureResponse(QNetworkReply *reply, QString body)

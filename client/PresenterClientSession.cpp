@@ -8,6 +8,7 @@
 #include "support/PrintableUrl.h"
 
 #include <QtCore/QDebug>
+#include <QtCore/QJsonArray>
 #include <QtCore/QPointer>
 #include <QtCore/QUrl>
 
@@ -63,7 +64,7 @@ void PresenterClient::sessionSuccessResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sessionCode = reply.data(QStringLiteral("sessionCode")).toString();
+        sessionCode = reply.text(QStringLiteral("sessionCode"));
 }
 
 // ---- Starting and joining -------------------------------------------------------------------------
@@ -135,28 +136,28 @@ void PresenterClient::getCollabUrlResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        collabServerUrl = reply.data(QStringLiteral("url")).toString();
+        collabServerUrl = reply.text(QStringLiteral("url"));
 }
 
 void PresenterClient::getTenantFeatureDetailsResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sockJSProtocols = reply.data(QStringLiteral("sockJSProtocols")).toStringList();
+        sockJSProtocols = textsOf(reply.data(QStringLiteral("sockJSProtocols")));
 }
 
 void PresenterClient::sessionStartSuccessResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sessionToken = reply.data(QStringLiteral("sessionToken")).toString();
+        sessionToken = reply.text(QStringLiteral("sessionToken"));
 }
 
 void PresenterClient::sessionJoinResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        userToken = reply.data(QStringLiteral("userToken")).toString();
+        userToken = reply.text(QStringLiteral("userToken"));
 }
 
 void PresenterClient::setSockJSOverrideProtocols(QStringList protocols)
@@ -177,20 +178,20 @@ bool PresenterClient::doGetLearners()
 
 void PresenterClient::getLearnersResponse(QString body)
 {
-    const QVariant users = JsonReply(body).data(QStringLiteral("users"));
-    if (users.userType() != QMetaType::QVariantList)
+    const QJsonValue users = JsonReply(body).data(QStringLiteral("users"));
+    if (!users.isArray())
         return;
 
     learners.clear();
-    const QVariantList entries = users.toList();
-    for (const QVariant &entry : entries) {
-        const QVariantMap user = entry.toMap();
-        if (user.value(QStringLiteral("mode")).toString() != LEARNER_MODE)
+    const QJsonArray entries = users.toArray();
+    for (const QJsonValue &entry : entries) {
+        const QJsonObject user = entry.toObject();
+        if (textOf(user.value(QStringLiteral("mode"))) != LEARNER_MODE)
             continue;
         Tarvo::Learner learner;
-        learner.deviceId = user.value(QStringLiteral("userToken")).toString();
-        learner.userName = user.value(QStringLiteral("userName")).toString();
-        learner.deviceType = user.value(QStringLiteral("deviceType")).toString();
+        learner.deviceId = textOf(user.value(QStringLiteral("userToken")));
+        learner.userName = textOf(user.value(QStringLiteral("userName")));
+        learner.deviceType = textOf(user.value(QStringLiteral("deviceType")));
         learners.append(learner);
     }
 }
