@@ -20,6 +20,8 @@
 #include <QtNetwork/QNetworkCookieJar>
 #include <QtNetwork/QNetworkRequest>
 
+#include <utility>
+
 namespace
 {
 
@@ -108,6 +110,7 @@ PresenterClient::PresenterClient(QObject *parent, QString server)
             &PresenterClient::slotSslErrors);
     connect(networkManager, &QNetworkAccessManager::authenticationRequired, this,
             &PresenterClient::authenticationRequired);
+    connect(this, &PresenterClient::requestProcessed, this, [this] { ++processed; });
     connect(&pingTimer, &QTimer::timeout, this, &PresenterClient::onPingTimer);
 }
 
@@ -200,16 +203,18 @@ void PresenterClient::waitForReply(QNetworkReply *reply)
 {
     const QPointer<PresenterClient> self(this);
     const QPointer<QNetworkReply> pending(reply);
-    bool processed = false;
-    const QObject listener;
-    connect(this, &PresenterClient::requestProcessed, &listener, [&] { processed = true; });
+    const int before = processed;
+    // The destructor's own wait hears no signal, but sees its reply go.
+    const auto ended = [&] {
+        return !self || !pending || processed != before || !replyCallbacks.contains(reply);
+    };
+    Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(ended, REPLY_WAIT_MS);
 
-    // The destructor's own wait hears no signal.
-    Tarvo::Wait(QEventLoop::ExcludeUserInputEvents)
-        .until([&] { return !self || processed || !replyCallbacks.contains(reply); },
-               REPLY_WAIT_MS);
-
-    if (self && pending && replyCallbacks.contains(pending)) {
+    if (!self)
+        return;
+    if (!pending) {
+        replyCallbacks.remove(reply); // the host has deleted it
+    } else if (replyCallbacks.contains(pending)) {
         pending->abort();
         QCoreApplication::sendPostedEvents(&replyReceiver, QEvent::MetaCall);
     }
@@ -219,12 +224,11 @@ void PresenterClient::waitForReply(QNetworkReply *reply)
 // that is deleted meanwhile is forgotten.
 void PresenterClient::queueFinished(QNetworkReply *reply)
 {
-    const QPointer<QNetworkReply> finished(reply);
-    const auto handle = [this, finished] {
+    auto handle = [this, finished = QPointer<QNetworkReply>(reply)] {
         if (finished)
             slotRequestFinished(finished);
     };
-    QMetaObject::invokeMethod(&replyReceiver, handle, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(&replyReceiver, std::move(handle), Qt::QueuedConnection);
 }
 
 void PresenterClient::slotRequestFinished(QNetworkReply *reply)

@@ -304,5 +304,6 @@ private:
 
     QObject replyReceiver{this};        // hears of finished replies, from the event loop
     QNetworkReply *stopReply = nullptr; // while doStopSession() sees to it; never followed
+    int processed = 0;                  // how often requestProcessed() was emitted
     bool ending = false;                // the destructor has begun
 };

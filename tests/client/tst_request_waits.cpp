@@ -75,6 +75,7 @@ private slots:
     void deletedWithItsParentDuringAWait();
     void openRequestsGoWithTheClient();
     void openRequestsGoWithAClientDeletedInRequestProcessed();
+    void replyDeletedByTheHostEndsItsWait();
     void hostRunsBelowNoSignalOfTheToolkit_data();
     void hostRunsBelowNoSignalOfTheToolkit();
 
@@ -416,6 +417,21 @@ void tst_request_waits::openRequestsGoWithAClientDeletedInRequestProcessed()
     client->doRequest(true, QUrl(service.url() + "/x"), QByteArray(), nullptr, nullptr, false);
     QVERIFY(gone);
     QTRY_COMPARE(service.openConnections(), 0);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_waits::replyDeletedByTheHostEndsItsWait()
+{
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    service.expect(CHECK).silence().meanwhile([&] { delete client.findChild<QNetworkReply *>(); });
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client.checkServer(QString(), QString()));
+    QVERIFY(clock.elapsed() < AT_ONCE_MS);
+
+    service.expect(CHECK);
+    QVERIFY(client.checkServer(QString(), QString()));
     QCOMPARE(service.faults(), QStringList());
 }
 
