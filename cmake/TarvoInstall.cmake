@@ -28,7 +28,29 @@ install(FILES
   "${PROJECT_BINARY_DIR}/TarvoClientConfigVersion.cmake"
   DESTINATION "${TARVO_CMAKE_DIR}")
 
-configure_file("${PROJECT_SOURCE_DIR}/cmake/tarvoclient.pc.in"
-  "${PROJECT_BINARY_DIR}/tarvoclient.pc" @ONLY)
+# tarvoclient.pc finds the prefix from the folder that it lies in itself, which is right under any
+# prefix that is named at installation, and after the tree was moved. From a library folder that was
+# given as an absolute path, no path leads to the prefix; that of the configuration holds, as in the
+# CMake package. Hosts get -fPIC from the file, since Qt's headers insist on it and Qt's own files
+# leave it out.
+function(tarvo_configure_pkg_config file)
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+    set(prefix "${CMAKE_INSTALL_PREFIX}")
+    set(libdir "${CMAKE_INSTALL_LIBDIR}")
+  else()
+    file(RELATIVE_PATH up "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+    string(REGEX REPLACE "/$" "" up "${up}")
+    set(prefix "\${pcfiledir}/${up}")
+    set(libdir "\${prefix}/${CMAKE_INSTALL_LIBDIR}")
+  endif()
+  if(IS_ABSOLUTE "${CMAKE_INSTALL_INCLUDEDIR}")
+    set(includedir "${CMAKE_INSTALL_INCLUDEDIR}")
+  else()
+    set(includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
+  endif()
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/tarvoclient.pc.in" "${file}" @ONLY)
+endfunction()
+
+tarvo_configure_pkg_config("${PROJECT_BINARY_DIR}/tarvoclient.pc")
 install(FILES "${PROJECT_BINARY_DIR}/tarvoclient.pc"
   DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")

@@ -55,15 +55,14 @@ QVariant parsed(const QString &json)
 }
 
 // A text payload: base64 of a block, or the block's bracketed list.
-QVariant unpackedText(const QVariant &data)
+QVariant unpackedText(const QString &packed)
 {
-    const QString packed = data.toString();
     QString text;
     if (!Lzma::decompress64(packed, &text) && !Lzma::decompress(packed, &text)) {
         // So that senders that do not compress still reach the handlers.
         debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
                                  "forwarding raw string!"));
-        return data;
+        return packed;
     }
     debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
     return parsed(text);
@@ -195,8 +194,9 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
 QVariant CollaborationMessageHandler::getDataValue(QVariantMap body)
 {
     const QVariant data = body.value(DATA);
+    // Numbers, flags and null are texts, too: the handlers get them as their text.
     if (data.canConvert<QString>())
-        return unpackedText(data);
+        return unpackedText(data.toString());
     if (data.canConvert<QVariantList>())
         return unpackedList(data.toList());
     return data;

@@ -63,12 +63,9 @@ protected Q_SLOTS:
     /// Handles one text message of the event bus; the channel connects the connector to it.
     void onHandleMessage(QString message);
 
-private:
-    friend class PresenterCollab; // wires the slot to its connector
-
-    using ActionHandler = void (CollaborationMessageHandler::*)(QVariantMap body);
-    using DataHandler = void (CollaborationMessageHandler::*)(QVariantMap body, QVariant data);
-
+protected:
+    /// The handlers: each reads the fields of \a body, and of its unpacked \a data, and emits its
+    /// signal. A derived class may call them for messages of its own.
     void actionRegister(QVariantMap body);
     void actionUnregister(QVariantMap body);
 
@@ -77,6 +74,12 @@ private:
     void dataQuestionResponse(QVariantMap body, QVariant data);
     void dataGetQuestion(QVariantMap body, QVariant data);
     void dataRemote(QVariantMap body, QVariant data);
+
+private:
+    friend class PresenterCollab; // wires the slot to its connector
+
+    using ActionHandler = void (CollaborationMessageHandler::*)(QVariantMap body);
+    using DataHandler = void (CollaborationMessageHandler::*)(QVariantMap body, QVariant data);
 
     QMap<QString, ActionHandler> actions;
     QMap<QString, DataHandler> dataTypes;

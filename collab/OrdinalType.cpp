@@ -5,7 +5,7 @@ namespace Tarvo
 
 QMap<OrdinalType::ORDINAL_TYPE, QString> OrdinalType::ORDINAL_TYPE_STR()
 {
-    static const QMap<OrdinalType::ORDINAL_TYPE, QString> table{
+    return {
         {TRUE_FALSE, QStringLiteral("true-false")},
         {YES_NO, QStringLiteral("yes-no")},
         {YES_NO_MAYBE, QStringLiteral("yes-no-maybe")},
@@ -18,7 +18,6 @@ QMap<OrdinalType::ORDINAL_TYPE, QString> OrdinalType::ORDINAL_TYPE_STR()
         {CONFIDENCE, QStringLiteral("confidence")},
         {GENERIC, QStringLiteral("generic")},
     };
-    return table;
 }
 
 } // namespace Tarvo

@@ -5,7 +5,7 @@ namespace Tarvo
 
 QMap<PollType::POLL_TYPE, QString> PollType::POLL_TYPE_STR()
 {
-    static const QMap<PollType::POLL_TYPE, QString> table{
+    return {
         {TRUE_FALSE, QStringLiteral("true-false")},
         {YES_NO_OTHER, QStringLiteral("yes-no-other")},
         {MULTIPLE, QStringLiteral("multiple")},
@@ -17,13 +17,12 @@ QMap<PollType::POLL_TYPE, QString> PollType::POLL_TYPE_STR()
         {CREATIVE, QStringLiteral("creative")},
         {MATH_FORMULA, QStringLiteral("math formula")}, // with a blank: devices expect it so
     };
-    return table;
 }
 
 QMap<QString, QString> PollType::POLL_TYPE_ID()
 {
     // "true-false" and "yes-no-other" share an id: both are answered as a yes/no question.
-    static const QMap<QString, QString> table{
+    return {
         {QStringLiteral("true-false"), QStringLiteral("3c476afbcfce45eda0b44df4737c3d27")},
         {QStringLiteral("yes-no-other"), QStringLiteral("3c476afbcfce45eda0b44df4737c3d27")},
         {QStringLiteral("multiple"), QStringLiteral("8755bfc923cb492094df5c842a30da5f")},
@@ -35,7 +34,6 @@ QMap<QString, QString> PollType::POLL_TYPE_ID()
         {QStringLiteral("creative"), QStringLiteral("5446bd7896d54c7d84e2aeb75904ddab")},
         {QStringLiteral("math formula"), QStringLiteral("9f31dd1a55374c49a3127b8f94a1f1a6")},
     };
-    return table;
 }
 
 } // namespace Tarvo

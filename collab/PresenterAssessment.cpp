@@ -44,12 +44,20 @@ void publish(PresenterCollab *collab, const QString &address, const QString &typ
 
 PresenterAssessment::PresenterAssessment(QObject *parent, PresenterCollab *collab)
     : QObject(parent), collab(collab),
-      assessmentToken(QUuid::createUuid().toString(QUuid::WithoutBraces))
+      assessmentToken(QUuid::createUuid().toString(QUuid::WithoutBraces)), m_alive(collab)
 {
-    if (collab) {
-        connect(collab->messageHandler(), &CollaborationMessageHandler::learnerGetQuestion, this,
-                &PresenterAssessment::learnerGetQuestion);
-    }
+    if (!collab)
+        return;
+    connect(collab->messageHandler(), &CollaborationMessageHandler::learnerGetQuestion, this,
+            &PresenterAssessment::learnerGetQuestion);
+    connect(
+        collab, &QObject::destroyed, this, [this] { this->collab = nullptr; },
+        Qt::DirectConnection);
+}
+
+PresenterCollab *PresenterAssessment::channel() const
+{
+    return m_alive ? collab : nullptr;
 }
 
 QString PresenterAssessment::getAssessmentToken() const
@@ -59,7 +67,7 @@ QString PresenterAssessment::getAssessmentToken() const
 
 void PresenterAssessment::start(QString deviceId, AssessmentOptions *options)
 {
-    if (!collab)
+    if (!channel())
         return;
     TarvoCollabMessage message;
     message.settype(TYPE_START);
@@ -69,7 +77,7 @@ void PresenterAssessment::start(QString deviceId, AssessmentOptions *options)
 
 void PresenterAssessment::stop()
 {
-    if (collab) {
+    if (channel()) {
         publish(collab, collab->getSessionToken(), TYPE_STOP,
                 {{ASSESSMENT_TOKEN, assessmentToken}});
     }
@@ -77,7 +85,7 @@ void PresenterAssessment::stop()
 
 void PresenterAssessment::sendQuestion(QString deviceId, QuestionBase *question)
 {
-    if (!collab)
+    if (!channel())
         return;
     if (question)
         question->setquestionSetMode(ASSESSMENT_MODE);
@@ -86,13 +94,13 @@ void PresenterAssessment::sendQuestion(QString deviceId, QuestionBase *question)
 
 void PresenterAssessment::pause()
 {
-    if (collab)
+    if (channel())
         collab->pausePoll();
 }
 
 void PresenterAssessment::resume()
 {
-    if (collab)
+    if (channel())
         collab->resumePoll();
 }
 
@@ -103,10 +111,10 @@ void PresenterAssessment::sendMessage(QString deviceId, QString text, bool isDis
     QVariantMap data{{TEXT, text}};
     if (review) {
         data.insert(SHOW_NAVIGATION, true);
-        publish(collab, address, TYPE_REVIEW, data);
+        publish(channel(), address, TYPE_REVIEW, data);
     } else {
         data.insert(IS_DISMISSIBLE, isDismissible);
-        publish(collab, address, TYPE_DIALOG, data);
+        publish(channel(), address, TYPE_DIALOG, data);
     }
 }
 

@@ -60,6 +60,10 @@ Q_SIGNALS:
     void learnerGetQuestion(QString id, int questionId);
 
 private:
-    QPointer<PresenterCollab> collab;
+    PresenterCollab *channel() const;
+
+    PresenterCollab *collab; // not owned; null once it is gone
     QString assessmentToken;
+
+    QPointer<PresenterCollab> m_alive; // a host may cut every connection of the channel
 };

@@ -110,8 +110,9 @@ public:
     void pausePoll();
     /// Goes on with what pausePoll() paused.
     void resumePoll();
-    /// Sends \a question to \a address. Its activityType is set to the question-type id and the wire
-    /// name of its kind, and stays so. The question stays the caller's; a null one is not sent.
+    /// Sends \a question to \a address. In its activityType, "id" is set to the question-type id of
+    /// its kind and "name" to the kind's wire name, and they stay so; other entries are left alone.
+    /// The question stays the caller's; a null one is not sent.
     void sendQuestion(QString address, Tarvo::QuestionBase *question);
     /// Sends \a question to every device of the session.
     void sendQuestion(Tarvo::QuestionBase *question);

@@ -168,8 +168,10 @@ void PresenterCollab::sendQuestion(QString address, QuestionBase *question)
         return;
     }
     const QString kind = question->getType();
-    question->setactivityType(
-        {{ACTIVITY_TYPE_ID, PollType::POLL_TYPE_ID().value(kind)}, {ACTIVITY_TYPE_NAME, kind}});
+    QVariantMap activityType = question->activityType();
+    activityType.insert(ACTIVITY_TYPE_ID, PollType::POLL_TYPE_ID().value(kind));
+    activityType.insert(ACTIVITY_TYPE_NAME, kind);
+    question->setactivityType(activityType);
 
     TarvoCollabMessage message;
     message.settype(TYPE_QUESTION_START);

@@ -10,11 +10,23 @@ namespace Tarvo
 
 TarvoCollabMessage::TarvoCollabMessage(QObject *parent) : QObject(parent) { }
 
+void TarvoCollabMessage::setdataobject(QObject *dataObject)
+{
+    disconnect(m_dataObjectGone);
+    this->dataObject = dataObject;
+    if (dataObject) {
+        // Direct, so that it is forgotten at once on whatever thread it is destroyed.
+        m_dataObjectGone = connect(
+            dataObject, &QObject::destroyed, this, [this] { this->dataObject = nullptr; },
+            Qt::DirectConnection);
+    }
+}
+
 void TarvoCollabMessage::compileData()
 {
     QString payload;
-    if (m_dataObject) {
-        payload = JsonSerializer::serializeToJson(m_dataObject);
+    if (dataObject) {
+        payload = JsonSerializer::serializeToJson(dataObject);
     } else if (m_data.canConvert<QVariantMap>()) {
         payload = JsonSerializer::serializeToJson(m_data.toMap());
     } else {

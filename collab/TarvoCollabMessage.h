@@ -45,12 +45,14 @@ private:
     TARVO_PROPERTY(QVariant, data, QVariant())
 
 public Q_SLOTS:
-    /// Takes an object whose properties are the payload, whatever `data` holds. It stays the
-    /// caller's and must live until the message has been published.
-    void setdataobject(QObject *dataObject) { m_dataObject = dataObject; }
+    /// Takes an object whose properties are the payload, whatever `data` holds; null for none. It
+    /// stays the caller's and must live until the message has been published; one that is destroyed
+    /// earlier is forgotten.
+    void setdataobject(QObject *dataObject);
 
 private:
-    QPointer<QObject> m_dataObject;
+    QObject *dataObject = nullptr; // not owned; null once it is gone
+    QMetaObject::Connection m_dataObjectGone;
 };
 
 } // namespace Tarvo

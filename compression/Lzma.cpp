@@ -1,6 +1,7 @@
 #include "compression/Lzma.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QTextCodec>
 #include <QtCore/QtEndian>
 
 #include <LzmaDec.h>
@@ -30,6 +31,15 @@ constexpr QChar LIST_SEPARATOR = QLatin1Char(',');
 constexpr int MAX_LIST_CHARS_PER_BYTE = 4;              // three digits and a separator
 constexpr unsigned int MAX_TEXT_FORM_BYTES = 250000000; // as a list, all that a string holds
 
+// ---- Texts in the local encoding -----------------------------------------------------------------
+
+// What the conversion sets aside for each character before it begins, in bytes: of more characters
+// than go into the number of them that an int holds, it would not notice the overflow.
+constexpr int UTF8_BYTES_PER_CHARACTER = 3;
+constexpr int OTHER_BYTES_PER_CHARACTER = 8;
+constexpr int UTF8_MIB = 106;
+constexpr int MAX_CONVERTED_BYTES = std::numeric_limits<int>::max() - 64;
+
 // ---- Memory --------------------------------------------------------------------------------------
 
 struct ReleaseBuffer {
@@ -43,7 +53,25 @@ ISzAlloc sdkAllocator()
     return {Lzma::g_Alloc.Alloc, Lzma::g_Alloc.Free};
 }
 
+// The toolkit throws when it is refused memory, or asked for more of it than its containers hold.
+template<typename Operation> bool falseWithoutMemory(const Operation &operation)
+{
+    try {
+        return operation();
+    } catch (const std::bad_alloc &) {
+        return false;
+    }
+}
+
 // ---- Steps ---------------------------------------------------------------------------------------
+
+bool isConvertible(const QString &text)
+{
+    const QTextCodec *codec = QTextCodec::codecForLocale();
+    const bool isUtf8 = codec && codec->mibEnum() == UTF8_MIB;
+    return text.size()
+        <= MAX_CONVERTED_BYTES / (isUtf8 ? UTF8_BYTES_PER_CHARACTER : OTHER_BYTES_PER_CHARACTER);
+}
 
 CLzmaEncProps encoderSettings()
 {
@@ -66,19 +94,15 @@ struct Block {
 
 bool compressText(const QString &text, Block *block)
 {
+    if (!isConvertible(text))
+        return false;
     const QByteArray bytes = text.toLocal8Bit();
     unsigned char *out = nullptr;
     const bool compressed =
         Lzma::compress(reinterpret_cast<const unsigned char *>(bytes.constData()),
                        static_cast<unsigned int>(bytes.size()), &out, &block->length);
     block->bytes.reset(out);
-    return compressed;
-}
-
-bool decompressBlock(const QByteArray &block, QString *out)
-{
-    return Lzma::decompress(reinterpret_cast<const unsigned char *>(block.constData()),
-                            static_cast<unsigned int>(block.size()), out);
+    return compressed && block->length <= MAX_TEXT_FORM_BYTES;
 }
 
 // A small block can unpack to more than a string can hold; that is a failure like any other.
@@ -87,12 +111,69 @@ bool textFromUtf8(const char *bytes, QString *out)
     const std::size_t size = std::strlen(bytes);
     if (size > static_cast<std::size_t>(std::numeric_limits<int>::max()))
         return false;
-    try {
-        *out = QString::fromUtf8(bytes, static_cast<int>(size));
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
+    *out = QString::fromUtf8(bytes, static_cast<int>(size));
     return true;
+}
+
+bool decompressBlock(const unsigned char *src, unsigned int srcLen, QString *out)
+{
+    unsigned char *text = nullptr;
+    const bool decompressed = Lzma::decompress(src, srcLen, &text);
+    const Buffer owned(text);
+    return decompressed && textFromUtf8(reinterpret_cast<const char *>(text), out);
+}
+
+bool decompressBlock(const QByteArray &block, QString *out)
+{
+    return decompressBlock(reinterpret_cast<const unsigned char *>(block.constData()),
+                           static_cast<unsigned int>(block.size()), out);
+}
+
+QString bracketedList(const Block &block)
+{
+    QByteArray list;
+    list.reserve(static_cast<int>(block.length) * MAX_LIST_CHARS_PER_BYTE + 2);
+    list += LIST_OPEN.toLatin1();
+    for (unsigned int i = 0; i < block.length; ++i) {
+        if (i > 0)
+            list += LIST_SEPARATOR.toLatin1();
+        char digits[3];
+        const auto end = std::to_chars(digits, digits + sizeof digits, block.bytes.get()[i]).ptr;
+        list.append(digits, static_cast<int>(end - digits));
+    }
+    list += LIST_CLOSE.toLatin1();
+    return QString::fromLatin1(list);
+}
+
+QByteArray blockFromBase64(const QString &base64)
+{
+    // What is no letter of the alphabet is passed over, so it does not matter what becomes of it.
+    return QByteArray::fromBase64Encoding(base64.toLatin1()).decoded;
+}
+
+QByteArray blockFromList(QString list)
+{
+    list.remove(LIST_OPEN).remove(LIST_CLOSE);
+
+    QByteArray block;
+    block.reserve(list.count(LIST_SEPARATOR) + 1);
+    for (int start = 0; start <= list.size();) {
+        int end = list.indexOf(LIST_SEPARATOR, start);
+        if (end < 0)
+            end = list.size();
+        block.append(static_cast<char>(list.midRef(start, end - start).toInt()));
+        start = end + 1;
+    }
+    return block;
+}
+
+QByteArray blockFromIntegers(const QList<QVariant> &integers)
+{
+    QByteArray block;
+    block.reserve(integers.size());
+    for (const QVariant &byte : integers)
+        block.append(static_cast<char>(byte.toInt()));
+    return block;
 }
 
 } // namespace
@@ -146,37 +227,28 @@ bool Lzma::compress(const unsigned char *src, unsigned int srcLen, unsigned char
     return true;
 }
 
-bool Lzma::compress(const QString &text, QString *out)
+bool Lzma::compress(QString text, QString *out)
 {
-    Block block;
-    if (!compressText(text, &block) || block.length > MAX_TEXT_FORM_BYTES)
-        return false;
-
-    QByteArray list;
-    list.reserve(static_cast<int>(block.length) * MAX_LIST_CHARS_PER_BYTE + 2);
-    list += LIST_OPEN.toLatin1();
-    for (unsigned int i = 0; i < block.length; ++i) {
-        if (i > 0)
-            list += LIST_SEPARATOR.toLatin1();
-        char digits[3];
-        const auto end = std::to_chars(digits, digits + sizeof digits, block.bytes.get()[i]).ptr;
-        list.append(digits, static_cast<int>(end - digits));
-    }
-    list += LIST_CLOSE.toLatin1();
-    *out = QString::fromLatin1(list);
-    return true;
+    return falseWithoutMemory([&] {
+        Block block;
+        if (!compressText(text, &block))
+            return false;
+        *out = bracketedList(block);
+        return true;
+    });
 }
 
-bool Lzma::compress64(const QString &text, QString *out)
+bool Lzma::compress64(QString text, QString *out)
 {
-    Block block;
-    if (!compressText(text, &block) || block.length > MAX_TEXT_FORM_BYTES)
-        return false;
-
-    const auto bytes = QByteArray::fromRawData(reinterpret_cast<const char *>(block.bytes.get()),
-                                               static_cast<int>(block.length));
-    *out = QString::fromLatin1(bytes.toBase64());
-    return true;
+    return falseWithoutMemory([&] {
+        Block block;
+        if (!compressText(text, &block))
+            return false;
+        const auto bytes = QByteArray::fromRawData(
+            reinterpret_cast<const char *>(block.bytes.get()), static_cast<int>(block.length));
+        *out = QString::fromLatin1(bytes.toBase64());
+        return true;
+    });
 }
 
 bool Lzma::decompress(const unsigned char *src, unsigned int srcLen, unsigned char **out)
@@ -204,45 +276,26 @@ bool Lzma::decompress(const unsigned char *src, unsigned int srcLen, unsigned ch
     return result == SZ_OK;
 }
 
-bool Lzma::decompress(const unsigned char *src, unsigned int srcLen, QString *out)
+bool Lzma::decompress(unsigned char *src, unsigned int srcLen, QString *out)
 {
-    unsigned char *text = nullptr;
-    const bool decompressed = decompress(src, srcLen, &text);
-    const Buffer owned(text);
-    return decompressed && textFromUtf8(reinterpret_cast<const char *>(text), out);
+    return falseWithoutMemory([&] { return decompressBlock(src, srcLen, out); });
 }
 
-bool Lzma::decompress64(const QString &base64, QString *out)
+bool Lzma::decompress64(QString base64, QString *out)
 {
-    const QByteArray block = QByteArray::fromBase64Encoding(base64.toUtf8()).decoded;
-    // Even the empty text has a stream behind the header.
-    if (block.size() <= static_cast<int>(HEADER_SIZE))
-        return false;
-    return decompressBlock(block, out);
+    return falseWithoutMemory([&] {
+        const QByteArray block = blockFromBase64(base64);
+        // Even the empty text has a stream behind the header.
+        return block.size() > static_cast<int>(HEADER_SIZE) && decompressBlock(block, out);
+    });
 }
 
-bool Lzma::decompress(const QString &list, QString *out)
+bool Lzma::decompress(QString list, QString *out)
 {
-    QString numbers = list;
-    numbers.remove(LIST_OPEN).remove(LIST_CLOSE);
-
-    QByteArray block;
-    block.reserve(numbers.count(LIST_SEPARATOR) + 1);
-    for (int start = 0; start <= numbers.size();) {
-        int end = numbers.indexOf(LIST_SEPARATOR, start);
-        if (end < 0)
-            end = numbers.size();
-        block.append(static_cast<char>(numbers.midRef(start, end - start).toInt()));
-        start = end + 1;
-    }
-    return decompressBlock(block, out);
+    return falseWithoutMemory([&] { return decompressBlock(blockFromList(std::move(list)), out); });
 }
 
-bool Lzma::decompress(const QList<QVariant> &list, QString *out)
+bool Lzma::decompress(QList<QVariant> list, QString *out)
 {
-    QByteArray block;
-    block.reserve(list.size());
-    for (const QVariant &byte : list)
-        block.append(static_cast<char>(byte.toInt()));
-    return decompressBlock(block, out);
+    return falseWithoutMemory([&] { return decompressBlock(blockFromIntegers(list), out); });
 }

@@ -24,7 +24,8 @@ TARVOCLIENT_EXPORT void MyFree(void *address);
 ///
 /// All operations are pure functions: they may run on any thread, at the same time, and log nothing.
 /// The text operations write their result only on success, keep no buffer, and take any input: what
-/// is no block gives false.
+/// is no block gives false, and so does a text that is too long to be converted or for which there is
+/// no memory. Nothing throws.
 ///
 /// Texts are packed in the local 8-bit encoding and read as UTF-8, so both ends agree wherever the
 /// local encoding is UTF-8. A text that holds a zero byte is cut there when it is read.
@@ -50,9 +51,9 @@ public:
     static bool compress(const unsigned char *src, unsigned int srcLen, unsigned char **out,
                          unsigned int *outLen);
     /// Packs a text and writes the block as "[93,0,64,0,0,...]", one decimal number a byte.
-    static bool compress(const QString &text, QString *out);
+    static bool compress(QString text, QString *out);
     /// Packs a text and writes the block as base64 without line breaks.
-    static bool compress64(const QString &text, QString *out);
+    static bool compress64(QString text, QString *out);
 
     /// Unpacks a block into a new buffer of the length that the block declares plus one zero byte.
     /// `*out` takes the buffer's address, also when the stream is found to be broken, and the caller
@@ -60,13 +61,13 @@ public:
     /// no memory for the text. Where the stream ends before the declared length, a zero byte follows
     /// what was unpacked and the rest of the buffer is undefined.
     static bool decompress(const unsigned char *src, unsigned int srcLen, unsigned char **out);
-    /// Unpacks a block to its text.
-    static bool decompress(const unsigned char *src, unsigned int srcLen, QString *out);
+    /// Unpacks a block to its text. The block is only read.
+    static bool decompress(unsigned char *src, unsigned int srcLen, QString *out);
     /// Unpacks a block that was written as base64.
-    static bool decompress64(const QString &base64, QString *out);
+    static bool decompress64(QString base64, QString *out);
     /// Unpacks a block that was written as a list of decimal byte values. Brackets are ignored
     /// wherever they stand, values are taken modulo 256, and what is no number counts as 0.
-    static bool decompress(const QString &list, QString *out);
+    static bool decompress(QString list, QString *out);
     /// Unpacks a block that came as a JSON array, one integer a byte, taken modulo 256.
-    static bool decompress(const QList<QVariant> &list, QString *out);
+    static bool decompress(QList<QVariant> list, QString *out);
 };

@@ -53,15 +53,7 @@ private:
     bool m_initialised = false;
 };
 
-} // namespace
-
-QByteArray gUncompress(const QByteArray &data)
-{
-    bool tooLarge = false;
-    return inflateAtMost(data, std::numeric_limits<int>::max(), &tooLarge);
-}
-
-QByteArray inflateAtMost(const QByteArray &data, int limit, bool *tooLarge)
+QByteArray inflated(const QByteArray &data, int limit, bool *tooLarge)
 {
     if (data.size() < MIN_INPUT_BYTES) {
         qWarning("gUncompress: Input data is truncated");
@@ -73,17 +65,30 @@ QByteArray inflateAtMost(const QByteArray &data, int limit, bool *tooLarge)
         return QByteArray();
 
     QByteArray result;
+    for (bool more = true; more;) {
+        if (!inflater.inflateChunk(&result, &more))
+            return QByteArray();
+        *tooLarge = result.size() > limit;
+        if (*tooLarge)
+            return QByteArray();
+    }
+    return result;
+}
+
+} // namespace
+
+QByteArray gUncompress(const QByteArray &data)
+{
+    bool tooLarge = false;
+    return inflateAtMost(data, std::numeric_limits<int>::max(), &tooLarge);
+}
+
+QByteArray inflateAtMost(const QByteArray &data, int limit, bool *tooLarge)
+{
     try {
-        for (bool more = true; more;) {
-            if (!inflater.inflateChunk(&result, &more))
-                return QByteArray();
-            *tooLarge = result.size() > limit;
-            if (*tooLarge)
-                return QByteArray();
-        }
+        return inflated(data, limit, tooLarge);
     } catch (const std::bad_alloc &) {
         // A body that inflates to more than an array can hold fails as one without memory does.
         return QByteArray();
     }
-    return result;
 }

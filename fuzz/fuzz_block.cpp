@@ -10,7 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     // At most 64 KiB are declared: more only costs the sanitizer time.
     if (block.size() >= 9)
         block.replace(7, 2, QByteArray(2, '\0'));
-    const auto *bytes = reinterpret_cast<const unsigned char *>(block.constData());
+    auto *bytes = reinterpret_cast<unsigned char *>(block.data());
 
     QString text = QStringLiteral("earlier");
     if (!Lzma::decompress(bytes, static_cast<unsigned int>(block.size()), &text)) {

@@ -6,6 +6,8 @@
 #include <QtCore/QMetaProperty>
 #include <QtCore/QMetaType>
 
+#include <algorithm>
+
 namespace Tarvo
 {
 
@@ -34,16 +36,55 @@ QVariantMap readProperties(const QObject &object, const QStringList &ignored)
     return map;
 }
 
+// Whether a list of maps, whose type the JSON conversion does not know, stands anywhere in a value.
+bool holdsMapList(const QVariant &value)
+{
+    switch (value.userType()) {
+    case QMetaType::QVariantMap:
+    case QMetaType::QVariantHash: {
+        const QVariantMap map = value.toMap();
+        return std::any_of(map.begin(), map.end(), holdsMapList);
+    }
+    case QMetaType::QVariantList: {
+        const QVariantList list = value.toList();
+        return std::any_of(list.begin(), list.end(), holdsMapList);
+    }
+    default:
+        return value.userType() == mapListType();
+    }
+}
+
+// The value with plain lists in the place of lists of maps.
+QVariant withPlainLists(const QVariant &value)
+{
+    const int type = value.userType();
+    if (type == QMetaType::QVariantMap || type == QMetaType::QVariantHash) {
+        QVariantMap map = value.toMap();
+        for (QVariant &entry : map)
+            entry = withPlainLists(entry);
+        return map;
+    }
+    if (type == QMetaType::QVariantList || type == mapListType()) {
+        QVariantList list = value.value<QVariantList>();
+        for (QVariant &element : list)
+            element = withPlainLists(element);
+        return list;
+    }
+    return value;
+}
+
 } // namespace
 
 QString JsonSerializer::serializeToJson(const QObject *object)
 {
+    mapListType();
     return serializeToJson(buildObjectMap(object, getIgnorePropertiesList(), MAX_RECURSE_DEPTH));
 }
 
 QString JsonSerializer::serializeToJson(const QVariantMap &map)
 {
-    const QByteArray json = QJsonDocument::fromVariant(map).toJson();
+    const QVariant value = holdsMapList(map) ? withPlainLists(map) : map;
+    const QByteArray json = QJsonDocument::fromVariant(value).toJson();
     // As a C string: devices are sent the text up to the first zero byte.
     const QString text = QString::fromUtf8(json.constData());
     if (text.isEmpty())
@@ -51,8 +92,7 @@ QString JsonSerializer::serializeToJson(const QVariantMap &map)
     return text;
 }
 
-QVariantMap JsonSerializer::buildObjectMap(const QObject *object, const QStringList &ignored,
-                                           int depth)
+QVariantMap JsonSerializer::buildObjectMap(const QObject *object, QStringList ignored, int depth)
 {
     if (depth <= 0) {
         qDebug().noquote() << "[JsonSerializer] ERROR: Reached max depth! Increase "
@@ -62,11 +102,8 @@ QVariantMap JsonSerializer::buildObjectMap(const QObject *object, const QStringL
     if (!object)
         return {};
 
-    const int mapList = mapListType();
     QVariantMap map = readProperties(*object, ignored);
     for (auto entry = map.begin(); entry != map.end(); ++entry) {
-        if (entry->userType() == mapList)
-            *entry = entry->value<QVariantList>();
         if (entry->userType() != QMetaType::QObjectStar)
             continue;
         const auto *subObject = qvariant_cast<QObject *>(*entry);
@@ -82,12 +119,12 @@ QVariantMap JsonSerializer::buildObjectMap(const QObject *object, const QStringL
     return map;
 }
 
-QVariantList JsonSerializer::buildArrayObjectMap(const QList<QObject *> &objects)
+QVariantList JsonSerializer::buildArrayObjectMap(QList<QObject *> objects)
 {
     const QStringList ignored = getIgnorePropertiesList();
     QVariantList maps;
     maps.reserve(objects.size());
-    for (const QObject *object : objects)
+    for (const QObject *object : qAsConst(objects))
         maps.append(buildObjectMap(object, ignored, LIST_ELEMENT_DEPTH));
     return maps;
 }

@@ -34,25 +34,26 @@ public:
     static QString serializeToJson(const QObject *object);
 
     /// The map's JSON text: keys in ascending order of their UTF-16 code units (capitals before
-    /// small letters), indented by four spaces a level, with a newline at the end. Values without a
-    /// JSON form, invalid variants and null objects are written as null.
+    /// small letters), indented by four spaces a level, with a newline at the end. A value of the
+    /// type `QList<QVariantMap>` is written as an array of objects wherever it stands; values without
+    /// a JSON form, invalid variants and null objects are written as null.
     static QString serializeToJson(const QVariantMap &map);
 
     /// The object's readable properties, inherited ones included, by name.
     ///
     /// Properties named in \a ignored are left out (case-sensitive). A property whose value is a
     /// `QObject*` is replaced by the map of that object; one that refers to no object stays as it
-    /// is. A value of the type `QList<QVariantMap>` becomes a list that JSON knows.
+    /// is. Every other value is stored unchanged.
     ///
     /// \a depth is a running budget: every nested object, in key order, lowers it by one, for itself
     /// and for all that follow it in the same object. With a budget of 4 the first nested object is
     /// mapped with 3, the second with 2, the third with 1, and a fourth comes out empty. That
     /// decides what appears in a question's JSON, and it is also what ends a cycle of references.
     /// With a budget of 0 or less the map is empty.
-    static QVariantMap buildObjectMap(const QObject *object, const QStringList &ignored, int depth);
+    static QVariantMap buildObjectMap(const QObject *object, QStringList ignored, int depth);
 
     /// One map per object, in list order, each built with a depth budget of 2.
-    static QVariantList buildArrayObjectMap(const QList<QObject *> &objects);
+    static QVariantList buildArrayObjectMap(QList<QObject *> objects);
 
     /// The names of the properties that never appear in the JSON: `objectName`.
     static QStringList getIgnorePropertiesList();

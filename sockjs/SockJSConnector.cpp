@@ -1,21 +1,21 @@
 #include "sockjs/SockJSConnector.h"
 
-#include "sockjs/EventBusSocket.h"
 #include "sockjs/SockJSXHRPolling.h"
 #include "sockjs/UrlHost.h"
+#include "sockjs/WebSocketGoodbye.h"
 #include "support/RandomId.h"
 #include "support/SystemProxy.h"
+#include "support/Wait.h"
 
 #include <QtCore/QDebug>
-#include <QtCore/QEventLoop>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
+#include <QtWebSockets/QWebSocket>
 
 #include <algorithm>
-#include <cstdlib>
 
 namespace
 {
@@ -44,19 +44,6 @@ QDebug debug()
     return qDebug().noquote() << "[SockJSConnector]";
 }
 
-// Puts the proxy into the environment, for what else runs in this process. The entry becomes part of
-// the environment, so it lives as long as the process; the system is asked for its proxy once, so it
-// never changes.
-void announceProxy(const QNetworkProxy &proxy)
-{
-    if (proxy.port() == 0)
-        return;
-    static QByteArray *const entry = new QByteArray("http_proxy=" + proxy.hostName().toLocal8Bit()
-                                                    + ':' + QByteArray::number(proxy.port()));
-    static const int result = putenv(entry->data());
-    Q_UNUSED(result)
-}
-
 // Text up to the first zero byte.
 QString toText(const QByteArray &json)
 {
@@ -76,8 +63,7 @@ SockJSConnector::~SockJSConnector()
         if (xhrPolling)
             onClosed();
     }
-    if (EventBusSocket *socket = takeWebSocket())
-        socket->end();
+    endWebSocket(takeWebSocket());
 }
 
 QMap<SockJSConnector::PROTOCOL_TYPE, QString> SockJSConnector::PROTOCOL_TYPE_STR()
@@ -89,16 +75,30 @@ QMap<SockJSConnector::PROTOCOL_TYPE, QString> SockJSConnector::PROTOCOL_TYPE_STR
     };
 }
 
+SockJSConnector::State SockJSConnector::state() const
+{
+    if (webSocket && !adopted)
+        return State::TRYING;
+    if (!webSocket && !xhrPolling)
+        return State::IDLE;
+    if (closing)
+        return State::CLOSING;
+    return m_connected ? State::OPEN : State::PENDING;
+}
+
 // ---- Opening ------------------------------------------------------------------------------------
 
 bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
 {
     if (destroying)
         return false;
+    // The host's slots run in here. When one of them closes or opens the connector, this call is over.
     const QPointer<SockJSConnector> self(this);
-    const int thisOpen = ++openCalls;
-    endConnection();
-    if (!self || openCalls != thisOpen)
+    const bool ended = dropConnection();
+    const int opened = ++generation;
+    if (ended)
+        Q_EMIT closed(closedForInactivity);
+    if (!self || generation != opened)
         return false;
 
     lastActivity = QDateTime::currentDateTimeUtc();
@@ -114,12 +114,9 @@ bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
     this->protocols = protocols;
     sessionId = Tarvo::randomId();
 
-    // The host's slots run inside an attempt. When one of them closes or opens the connector, this
-    // call is over.
-    const int thisEpoch = epoch;
     while (protocolIndex < this->protocols.size()) {
         const bool started = tryNextProtocol();
-        if (!self || started || epoch != thisEpoch)
+        if (!self || started || generation != opened)
             break;
     }
     return false;
@@ -161,79 +158,95 @@ QString SockJSConnector::sessionPath() const
 
 bool SockJSConnector::openWebsocket()
 {
-    announceProxy(Tarvo::systemProxy());
+    Tarvo::announceProxy(Tarvo::systemProxy());
     const QString url = QLatin1String(ssl ? "wss://" : "ws://") + Tarvo::urlHost(host)
         + QLatin1Char(':') + QString::number(port) + sessionPath()
         + QLatin1String(WEBSOCKET_SUFFIX);
     debug() << "Websocket url =" << url;
 
     const QPointer<SockJSConnector> self(this);
-    const QPointer<EventBusSocket> socket(new EventBusSocket);
+    const QPointer<QWebSocket> socket(new QWebSocket);
+    endWebSocket(takeWebSocket());
     webSocket = socket;
-    waitForWebsocket(QUrl(url));
-
-    // The host may have closed the connector meanwhile, opened it again, or destroyed it.
-    if (!self || !socket || webSocket != socket)
+    openState = OPEN_PENDING;
+    hearWebSocket();
+    socket->open(QUrl(url));
+    // The host may close the connector meanwhile, open it again, or destroy it.
+    const auto isOver = [&] { return !self || !socket || webSocket != socket; };
+    const bool answered =
+        Tarvo::Wait().untilOrQuit([&] { return isOver() || openState != OPEN_PENDING; });
+    if (isOver())
         return false;
+
     if (openState == OPEN_CONNECTED) {
-        adoptWebsocket();
+        adoptWebSocket();
         return true;
     }
-    // Still pending, the application is quitting: nothing more is tried.
-    if (openState == OPEN_PENDING)
-        ++epoch;
-    takeWebSocket()->end();
+    if (!answered)
+        ++generation; // the application is quitting: nothing more is tried
+    endWebSocket(takeWebSocket());
     return false;
 }
 
-// Opens the web socket and dispatches events until it is connected, has failed or is let go of. The
-// connector may be gone then.
-void SockJSConnector::waitForWebsocket(const QUrl &url)
+// Queued, so that nothing that follows, the host's slots least of all, runs below a function of the web
+// socket; each of the calls may come when the socket is no longer the one in use.
+void SockJSConnector::hearWebSocket()
 {
-    EventBusSocket *const socket = webSocket;
-    const auto failed = QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error);
-    openState = OPEN_PENDING;
-    connect(socket, &QWebSocket::connected, this, [this, socket, failed] {
-        openstate1();
-        // From here on an end is the connection's, no longer the attempt's.
-        disconnect(socket, &QWebSocket::disconnected, this, &SockJSConnector::openstate2);
-        disconnect(socket, failed, this, &SockJSConnector::openstate2);
-    });
-    connect(socket, &QWebSocket::disconnected, this, &SockJSConnector::openstate2);
+    const QPointer<QWebSocket> socket(webSocket);
+    const auto isInUse = [=] { return socket && socket == webSocket; };
+    const auto hear = [=](auto signal, void (SockJSConnector::*receiver)()) {
+        connect(
+            socket, signal, this,
+            [=] {
+                if (isInUse())
+                    (this->*receiver)();
+            },
+            Qt::QueuedConnection);
+    };
+    hear(&QWebSocket::connected, &SockJSConnector::onWebSocketConnected);
+    hear(&QWebSocket::disconnected, &SockJSConnector::onWebSocketDisconnected);
     // A handshake that is refused on a connection that stays up shows as an error only.
-    connect(socket, failed, this, &SockJSConnector::openstate2);
-
-    QEventLoop wait;
-    connect(socket, &QWebSocket::connected, &wait, &QEventLoop::quit);
-    connect(socket, &QWebSocket::disconnected, &wait, &QEventLoop::quit);
-    connect(socket, failed, &wait, &QEventLoop::quit);
-    connect(socket, &EventBusSocket::letGo, &wait, &QEventLoop::quit);
-    socket->open(url);
-    if (openState == OPEN_PENDING)
-        wait.exec();
+    hear(QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error),
+         &SockJSConnector::onWebSocketFailed);
+    connect(
+        socket, &QWebSocket::textMessageReceived, this,
+        [=](const QString &frame) {
+            if (isInUse() && adopted)
+                onTextMessageReceived(frame);
+        },
+        Qt::QueuedConnection);
 }
 
-// Makes the web socket that has just connected the transport in use.
-void SockJSConnector::adoptWebsocket()
+// The transport is in use from here on, before the wait has noticed: the server's first frames may be
+// right behind, having come in one packet with its answer to the handshake.
+void SockJSConnector::onWebSocketConnected()
 {
-    EventBusSocket *const socket = webSocket;
-    disconnect(socket, nullptr, this, nullptr);
-    debug() << "CONNECTED via Websocket";
-    connect(socket, &QWebSocket::disconnected, this, &SockJSConnector::onClosed);
-
-    const QPointer<SockJSConnector> self(this);
-    const QPointer<EventBusSocket> alive(socket);
-    const auto isInUse = [&] { return self && alive && webSocket == socket; };
-    while (isInUse() && socket->hasEarlyFrame())
-        onTextMessageReceived(socket->takeEarlyFrame());
-    if (!isInUse())
+    if (state() != State::TRYING || openState != OPEN_PENDING)
         return;
-    socket->keepNoMoreFrames();
-    connect(socket, &QWebSocket::textMessageReceived, this,
-            &SockJSConnector::onTextMessageReceived);
-    // The end may have come together with the beginning.
-    if (socket->state() == QAbstractSocket::UnconnectedState)
+    openstate1();
+    adoptWebSocket();
+}
+
+void SockJSConnector::onWebSocketFailed()
+{
+    if (state() == State::TRYING)
+        openstate2();
+}
+
+void SockJSConnector::onWebSocketDisconnected()
+{
+    if (state() == State::TRYING)
+        openstate2();
+    else
         onClosed();
+}
+
+void SockJSConnector::adoptWebSocket()
+{
+    if (adopted)
+        return;
+    adopted = true;
+    debug() << "CONNECTED via Websocket";
 }
 
 bool SockJSConnector::openXHRPolling(bool streaming)
@@ -266,7 +279,6 @@ void SockJSConnector::openstate2()
 
 void SockJSConnector::onTextMessageReceived(QString frame)
 {
-    const EventBusSocket::Emission emission(webSocket);
     if (frame == QLatin1String(OPEN_FRAME) && !m_connected) {
         m_connected = true;
         Q_EMIT connected();
@@ -275,12 +287,12 @@ void SockJSConnector::onTextMessageReceived(QString frame)
     if (!frame.startsWith(QLatin1Char(ARRAY_FRAME)))
         return;
     const QPointer<SockJSConnector> self(this);
-    const int thisEpoch = epoch;
+    const int thisGeneration = generation;
     const QVariantList messages =
         QJsonDocument::fromJson(frame.mid(1).toUtf8()).array().toVariantList();
     for (const QVariant &message : messages) {
         Q_EMIT sockJSMessage(message.toString());
-        if (!self || epoch != thisEpoch)
+        if (!self || generation != thisGeneration)
             return;
     }
 }
@@ -309,10 +321,8 @@ bool SockJSConnector::isSending() const
 {
     if (webSocket && webSocket->bytesToWrite() > 0)
         return true;
-    for (const QPointer<EventBusSocket> &socket : leaving) {
-        if (socket)
-            return true;
-    }
+    if (findChild<WebSocketGoodbye *>(QString(), Qt::FindDirectChildrenOnly))
+        return true;
     // Those that were given up stay children until they have sent all.
     const auto transports = findChildren<SockJSXHRPolling *>(QString(), Qt::FindDirectChildrenOnly);
     return std::any_of(transports.begin(), transports.end(),
@@ -343,13 +353,11 @@ void SockJSConnector::close()
 {
     m_connected = false;
     closing = true;
-    ++epoch;
-    if (EventBusSocket *socket = takeWebSocket()) {
-        leaving.removeAll(nullptr);
-        leaving.append(socket);
-        socket->leave(this);
+    if (QWebSocket *socket = takeWebSocket()) {
+        WebSocketGoodbye::say(socket, this);
         onClosed();
     } else if (xhrPolling) {
+        ++generation;
         disconnect(xhrPolling, &SockJSXHRPolling::textMessageReceived, this, nullptr);
         xhrPolling->close();
     }
@@ -357,45 +365,58 @@ void SockJSConnector::close()
 
 void SockJSConnector::onClosed()
 {
-    const EventBusSocket::Emission emission(webSocket);
     debug() << "Websocket CLOSED";
-    if (EventBusSocket *socket = takeWebSocket()) {
-        socket->end();
-        if (!m_connected && !closing && openXHRPolling(false)) {
+    if (webSocket && !m_connected && !closing) {
+        endWebSocket(takeWebSocket());
+        ++generation;
+        if (openXHRPolling(false)) {
             debug() << "Fallback to XHR_Polling";
             return;
         }
     }
-    if (SockJSXHRPolling *transport = takeXHRPolling())
-        transport->releaseWhenSent();
-    m_connected = false;
-    ++epoch;
+    releaseTransports();
     Q_EMIT closed(closedForInactivity);
 }
 
-// Ends what an earlier open() left, so that its signals cannot be taken for the new connection's. An
-// attempt that nobody has heard of yet ends without a word.
-void SockJSConnector::endConnection()
+// Ends what an earlier open() left, so that it cannot be taken for the new connection. Returns whether
+// the host is to hear of it: an attempt that nobody knows of yet ends without a word.
+bool SockJSConnector::dropConnection()
 {
-    ++epoch;
-    if (webSocket && openState != OPEN_CONNECTED) {
-        takeWebSocket()->end();
-        return;
+    switch (state()) {
+    case State::IDLE:
+        return false;
+    case State::TRYING:
+        endWebSocket(takeWebSocket());
+        return false;
+    case State::PENDING:
+    case State::OPEN:
+    case State::CLOSING:
+        break;
     }
-    if (!webSocket && !xhrPolling)
-        return;
-    const QPointer<SockJSConnector> self(this);
-    const bool overXHR = xhrPolling;
-    close();
-    // The transport's own report would come when the new connection is up.
-    if (self && overXHR)
-        onClosed();
+    closing = true;
+    if (QWebSocket *socket = takeWebSocket())
+        WebSocketGoodbye::say(socket, this);
+    if (xhrPolling)
+        xhrPolling->close();
+    debug() << "Websocket CLOSED";
+    releaseTransports();
+    return true;
 }
 
-EventBusSocket *SockJSConnector::takeWebSocket()
+void SockJSConnector::releaseTransports()
 {
-    EventBusSocket *socket = webSocket;
+    endWebSocket(takeWebSocket());
+    if (SockJSXHRPolling *transport = takeXHRPolling())
+        transport->releaseWhenSent();
+    m_connected = false;
+    ++generation;
+}
+
+QWebSocket *SockJSConnector::takeWebSocket()
+{
+    QWebSocket *socket = webSocket;
     webSocket = nullptr;
+    adopted = false;
     if (socket)
         disconnect(socket, nullptr, this, nullptr);
     return socket;

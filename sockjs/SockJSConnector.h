@@ -6,13 +6,12 @@
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
-#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
 
-class EventBusSocket;
 class QTimer;
+class QWebSocket;
 class SockJSXHRPolling;
 
 /// The client end of a SockJS connection to the collaboration server's event bus.
@@ -110,13 +109,29 @@ protected:
 private:
     friend struct SockJSProbe;
 
+    // What the connector is doing. Nothing is kept for it: the members below tell, some of which the
+    // public slots set.
+    enum class State {
+        IDLE,    // there is no transport
+        TRYING,  // a web-socket attempt waits for its answer; nobody has heard of it yet
+        PENDING, // a transport is up, and the server has not said "o" yet
+        OPEN,    // the session is open
+        CLOSING, // close() was called, and the XHR transport has not ended yet
+    };
+    State state() const;
+
     void readServerUrl(const QUrl &url);
     QString sessionPath() const;
-    void waitForWebsocket(const QUrl &url);
-    void adoptWebsocket();
-    void endConnection();
-    EventBusSocket *takeWebSocket();
+
+    void hearWebSocket();
+    void onWebSocketConnected();
+    void onWebSocketFailed();
+    void onWebSocketDisconnected();
+    void adoptWebSocket();
+    QWebSocket *takeWebSocket();
     SockJSXHRPolling *takeXHRPolling();
+    bool dropConnection();
+    void releaseTransports();
 
     QList<PROTOCOL_TYPE> protocols; // to try, in order
     int protocolIndex = 0;          // the next entry to try
@@ -131,12 +146,10 @@ private:
     bool closing = false;                   // close() was called since the last open()
     bool m_connected = false;               // the "o" frame was seen
     SockJSXHRPolling *xhrPolling = nullptr; // a child; in use
-    EventBusSocket *webSocket = nullptr;    // a QWebSocket; owned while in use or being tried
+    QWebSocket *webSocket = nullptr;        // owned; in use, or being tried
     int openState = 0; // of the web-socket attempt: 0 pending, 1 connected, 2 not
 
-    QList<QPointer<EventBusSocket>> leaving; // given up, but not gone yet
-
-    int openCalls = 0;       // tells an open() that another one has begun meanwhile
-    int epoch = 0;           // changes whenever a connection begins or ends
+    bool adopted = false;    // the web socket's attempt has succeeded: it is in use
+    int generation = 0;      // changes whenever a connection begins or ends
     bool destroying = false; // the destructor is running
 };

@@ -85,8 +85,8 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
     const QNetworkProxy proxy = Tarvo::systemProxy();
     QTcpSocket *socket = ssl ? new QSslSocket : new QTcpSocket;
     socket->setProxy(proxy);
-    if (proxy.port() != 0)
-        networkAccessManager->setProxy(proxy);
+    networkAccessManager->setProxy(proxy.port() != 0 ? proxy
+                                                     : QNetworkProxy(QNetworkProxy::DefaultProxy));
 
     worker = new SockJSXHRPollingWorker(nullptr, socket, host, port, ssl, keepAlive);
     if (!worker->connectToServer()) {
@@ -121,7 +121,7 @@ void SockJSXHRPolling::startWorkerThread(QTcpSocket *socket)
             &SockJSXHRPolling::onReceivedHeadersResponse);
     connect(worker, &Worker::receivedMessageResponse, this,
             &SockJSXHRPolling::onReceivedMessageResponse);
-    connect(worker, &Worker::reconnected, this, &SockJSXHRPolling::onReconnected);
+    connect(worker, &Worker::reconnected, this, &SockJSXHRPolling::onWorkerReconnected);
     connect(worker, &Worker::finished, this, &SockJSXHRPolling::onWorkerFinished);
     connect(worker, &Worker::finished, workerThread, &QThread::quit, Qt::DirectConnection);
     connect(workerThread, &QThread::started, worker, &Worker::process);
@@ -228,11 +228,16 @@ void SockJSXHRPolling::onReceivedMessageResponse(XHRRequest *request, QString me
 
 void SockJSXHRPolling::onReconnected()
 {
-    // A poll that has not gone out on the lost connection goes out on the new one. A second beside it
-    // would go round for ever, and servers end a session that is polled twice at a time.
+    doPoll();
+}
+
+// A poll that has not gone out on the lost connection goes out on the new one. A second beside it would
+// go round for ever, and servers end a session that is polled twice at a time.
+void SockJSXHRPolling::onWorkerReconnected()
+{
     if (!closed && worker && !requests.isEmpty() && worker->isForThisConnection(*requests.last()))
         return;
-    doPoll();
+    onReconnected();
 }
 
 QString SockJSXHRPolling::getCookieString()

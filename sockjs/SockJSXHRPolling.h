@@ -71,6 +71,7 @@ public Q_SLOTS:
     void onReceivedHeadersResponse(XHRRequest *request, QStringMap headers);
     void onReceivedMessageResponse(XHRRequest *request, QString message);
     void onNAMRequestFinished(QNetworkReply *reply);
+    /// Queues a polling request, whether or not one is out.
     void onReconnected();
 
 private:
@@ -79,6 +80,7 @@ private:
 
     void releaseWhenSent();
     void startWorkerThread(QTcpSocket *socket);
+    void onWorkerReconnected();
     void onWorkerFinished();
     void releaseWorker();
     void freeRequest(XHRRequest *request);

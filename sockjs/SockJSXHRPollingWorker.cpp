@@ -21,6 +21,13 @@ constexpr int MAX_FAILED_RECONNECTIONS = 10;
 // Tested before a request is added, so that the queue holds at most one more.
 constexpr int MAX_QUEUED_REQUESTS = 50;
 
+// At load time, so that no connection can be made before the name is known.
+void registerHeaderMap()
+{
+    qRegisterMetaType<QStringMap>("QStringMap");
+}
+Q_CONSTRUCTOR_FUNCTION(registerHeaderMap)
+
 QDebug debug()
 {
     return qDebug().noquote() << "[SockJSXHRPollingWorker]";
@@ -32,7 +39,7 @@ SockJSXHRPollingWorker::SockJSXHRPollingWorker(QObject *parent, QTcpSocket *sock
                                                int port, bool ssl, bool keepAlive)
     : QObject(parent), host(host), port(port), ssl(ssl), keepAlive(keepAlive), socket(socket)
 {
-    qRegisterMetaType<QStringMap>("QStringMap");
+    registerHeaderMap();
 }
 
 SockJSXHRPollingWorker::~SockJSXHRPollingWorker() = default;
@@ -226,11 +233,23 @@ void SockJSXHRPollingWorker::settle()
         resetSocket();
 }
 
+bool SockJSXHRPollingWorker::receivedNothingForLong() const
+{
+    // Either way: the clock may have been set back.
+    return qAbs(lastReceived.msecsTo(QDateTime::currentDateTimeUtc())) > INCOMPLETE_DATA_MS;
+}
+
 void SockJSXHRPollingWorker::onNoData()
 {
     if (!buffer.isEmpty()) {
-        // Either way: the clock may have been set back.
-        if (qAbs(lastReceived.msecsTo(QDateTime::currentDateTimeUtc())) > INCOMPLETE_DATA_MS)
+        if (!receivedNothingForLong())
+            return;
+        // The first letters of a response that did not go on are a part of the body.
+        if (resumedAt >= 0) {
+            resumedAt = -1;
+            parseBuffer();
+        }
+        if (!buffer.isEmpty())
             clearBuffer();
         return;
     }

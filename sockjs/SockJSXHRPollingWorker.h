@@ -120,7 +120,10 @@ private:
     void settle();
     void onNoData();
 
+    bool receivedNothingForLong() const;
     void onData();
+    void parseBuffer();
+    bool isResumptionClear();
     int readPiece(int position);
     int findHeader(int position);
     int readHeader(const QByteArray &data);
@@ -147,6 +150,7 @@ private:
 
     QByteArray buffer;             // received and not yet parsed
     int headerSearchStart = 0;     // no header begins in the buffer before this position
+    int resumedAt = -1;            // where the bytes behind a silence begin that are not yet judged
     XHRRequest *current = nullptr; // whose response is being read
     bool bodyOutstanding = false;  // bytes of its body are still to come
     bool running = false;          // process() is on the stack

@@ -94,9 +94,21 @@ bool isChunkWhole(const QByteArray &data)
 
 void SockJSXHRPollingWorker::onData()
 {
+    if (bodyOutstanding && receivedNothingForLong())
+        resumedAt = buffer.size();
     lastReceived = QDateTime::currentDateTimeUtc();
     buffer.append(socket->readAll());
+    parseBuffer();
+    if (exceedsLimits()) {
+        resetSocket();
+        forgetResponse();
+    }
+}
 
+void SockJSXHRPollingWorker::parseBuffer()
+{
+    if (!isResumptionClear())
+        return;
     int position = 0;
     while (position < buffer.size()) {
         const int used = readPiece(position);
@@ -108,11 +120,24 @@ void SockJSXHRPollingWorker::onData()
     }
     buffer.remove(0, position);
     headerSearchStart = qMax(0, headerSearchStart - position);
+}
 
-    if (exceedsLimits()) {
-        resetSocket();
-        forgetResponse();
+// Whether it is known what the bytes behind a long silence inside a body are. Those that begin a
+// response take the place of the half body; all others continue it.
+bool SockJSXHRPollingWorker::isResumptionClear()
+{
+    if (resumedAt < 0)
+        return true;
+    const QByteArray start = buffer.mid(resumedAt, HEADER_START_BYTES);
+    if (start == HEADER_START) {
+        buffer.remove(0, resumedAt);
+        headerSearchStart = 0;
+        bodyOutstanding = false;
+    } else if (isHeaderStartCutShort(start)) {
+        return false;
     }
+    resumedAt = -1;
+    return true;
 }
 
 // Reads one header block, or one piece of a body, that starts at `position` of the buffer.
@@ -207,14 +232,13 @@ void SockJSXHRPollingWorker::clearBuffer()
     qDebug().noquote() << "[SockJSXHRPollingWorker.BufferData] =" << toText(buffer);
     buffer.clear();
     headerSearchStart = 0;
-    // The request keeps waiting, but what comes next may as well be a new response.
-    bodyOutstanding = false;
 }
 
 void SockJSXHRPollingWorker::forgetResponse()
 {
     buffer.clear();
     headerSearchStart = 0;
+    resumedAt = -1;
     current = nullptr;
     bodyOutstanding = false;
     message = QString();

@@ -116,6 +116,30 @@ public Q_SLOTS:
     void onRemote(RemoteControlMessage command) { commands.append(command); }
 };
 
+// A host's own handler: it brings "register" to life and has a second name for "join".
+class DerivedHandler : public CollaborationMessageHandler
+{
+public:
+    using CollaborationMessageHandler::CollaborationMessageHandler;
+
+    void handle(const QString &name, const QVariantMap &body)
+    {
+        using Self = DerivedHandler;
+        static const QMap<QString, void (Self::*)(QVariantMap)> actions{
+            {"register", &Self::actionRegister}, {"unregister", &Self::actionUnregister}};
+        static const QMap<QString, void (Self::*)(QVariantMap, QVariant)> types{
+            {"join", &Self::dataJoin},
+            {"pollResponse", &Self::dataPollResponse},
+            {"questionResponse", &Self::dataQuestionResponse},
+            {"questionGet", &Self::dataGetQuestion},
+            {"nextCard", &Self::dataRemote}};
+        if (const auto action = actions.value(name))
+            (this->*action)(body);
+        else
+            (this->*types.value(name))(body, getDataValue(body));
+    }
+};
+
 class tst_CollaborationMessageHandler : public QObject
 {
     Q_OBJECT
@@ -145,7 +169,8 @@ private Q_SLOTS:
     void dataValue_data();
     void dataValue();
     void bodyWithoutDataGivesAnInvalidValue();
-    void nullDataStaysNull();
+    void numbersFlagsAndNullArriveAsTexts_data();
+    void numbersFlagsAndNullArriveAsTexts();
     void undecodablePayloadReachesTheHandlerAsItCame();
 
     void unhandledMessageCarriesBodyAndData();
@@ -165,6 +190,8 @@ private Q_SLOTS:
     void hostMayDeleteTheHandlerFromAnySignal_data();
     void hostMayDeleteTheHandlerFromAnySignal();
     void hostMayHandAMessageInFromASignal();
+    void derivedClassMayUseTheHandlers_data();
+    void derivedClassMayUseTheHandlers();
 
     void hostileTextDoesNoHarm_data();
     void hostileTextDoesNoHarm();
@@ -555,9 +582,13 @@ void tst_CollaborationMessageHandler::dataValue_data()
     QTest::newRow("base64 of no block") << QVariant("aGVsbG8gd29ybGQsIGhlbGxvIQ==")
                                         << QVariant("aGVsbG8gd29ybGQsIGhlbGxvIQ==") << rawLine;
     QTest::newRow("what is no base64") << QVariant("%%%%") << QVariant("%%%%") << rawLine;
-    QTest::newRow("number") << QVariant(5) << QVariant(5) << rawLine;
-    QTest::newRow("fraction") << QVariant(2.5) << QVariant(2.5) << rawLine;
-    QTest::newRow("bool") << QVariant(true) << QVariant(true) << rawLine;
+
+    // What is no text but has one.
+    QTest::newRow("number") << QVariant(5) << QVariant("5") << rawLine;
+    QTest::newRow("fraction") << QVariant(2.5) << QVariant("2.5") << rawLine;
+    QTest::newRow("true") << QVariant(true) << QVariant("true") << rawLine;
+    QTest::newRow("false") << QVariant(false) << QVariant("false") << rawLine;
+    QTest::newRow("null") << QVariant::fromValue(nullptr) << QVariant(QString()) << rawLine;
 
     // Lists of texts.
     QTest::newRow("one piece") << QVariant(QVariantList{joinBlock}) << QVariant(join)
@@ -624,11 +655,43 @@ void tst_CollaborationMessageHandler::bodyWithoutDataGivesAnInvalidValue()
     QVERIFY(!recorder->data.isValid());
 }
 
-void tst_CollaborationMessageHandler::nullDataStaysNull()
+void tst_CollaborationMessageHandler::numbersFlagsAndNullArriveAsTexts_data()
 {
-    receive(incomingMessage(R"("type":"dance","data":null)"));
-    QCOMPARE(recorder->events, QStringList{"unhandledMessage|dance"});
-    QVERIFY(recorder->data.isNull());
+    QTest::addColumn<QString>("json");
+    QTest::addColumn<QString>("text");
+
+    QTest::newRow("number") << "5"
+                            << "5";
+    QTest::newRow("negative number") << "-7"
+                                     << "-7";
+    QTest::newRow("fraction") << "2.5"
+                              << "2.5";
+    QTest::newRow("true") << "true"
+                          << "true";
+    QTest::newRow("false") << "false"
+                           << "false";
+    QTest::newRow("null") << "null" << QString();
+}
+
+void tst_CollaborationMessageHandler::numbersFlagsAndNullArriveAsTexts()
+{
+    QFETCH(QString, json);
+    QFETCH(QString, text);
+    const QString fields = R"("from":"c1","data":)" + json;
+    for (const QString &type : {QStringLiteral("dance"), QStringLiteral("nextCard")}) {
+        const QString message =
+            incomingMessage(fields + QStringLiteral(R"(,"type":"%1")").arg(type));
+        const LogCapture log;
+        receive(message);
+        QCOMPARE(recorder->data.userType(), int(QMetaType::QString));
+        QCOMPARE(recorder->data.toString(), text);
+        QCOMPARE(recorder->data.isNull(), text.isNull());
+        QCOMPARE(
+            log.messages(),
+            (QStringList{"[MessageHandler] " + message, "[MessageHandler.TYPE] " + type, rawLine}));
+    }
+    QCOMPARE(recorder->events,
+             (QStringList{"unhandledMessage|dance", "remoteControl|nextCard|c1"}));
 }
 
 void tst_CollaborationMessageHandler::undecodablePayloadReachesTheHandlerAsItCame()
@@ -840,6 +903,34 @@ void tst_CollaborationMessageHandler::hostMayHandAMessageInFromASignal()
     receive(deviceMessage("join", joinText));
     QCOMPARE(recorder->events,
              (QStringList{"learnerJoin|d1|Ada|tablet", "remoteControl|nextCard|c1"}));
+}
+
+void tst_CollaborationMessageHandler::derivedClassMayUseTheHandlers_data()
+{
+    QTest::addColumn<QVariantMap>("body");
+    QTest::addColumn<QString>("event");
+
+    const QVariantMap remote{{"type", "controller"}, {"token", "c1"}};
+    const auto body = [](const QVariantMap &data) {
+        return QVariantMap{{"from", "d1"}, {"type", "nextCard"}, {"data", data}};
+    };
+    QTest::newRow("register") << QVariantMap{{"client", remote}} << "controllerRegister|true";
+    QTest::newRow("unregister") << QVariantMap{{"client", remote}} << "controllerRegister|false";
+    QTest::newRow("join") << body({{"userName", "Ada"}}) << "learnerJoin|d1|Ada|";
+    QTest::newRow("pollResponse") << body({{"pollId", "p1"}}) << "learnerPollResponse|d1|p1|0|";
+    QTest::newRow("questionResponse") << body({{"answer", "42"}}) << "learnerPollResponse|d1||0|42";
+    QTest::newRow("questionGet") << body({{"questionNumber", 3}}) << "learnerGetQuestion|d1|3";
+    QTest::newRow("nextCard") << body({}) << "remoteControl|nextCard|d1";
+}
+
+void tst_CollaborationMessageHandler::derivedClassMayUseTheHandlers()
+{
+    QFETCH(QVariantMap, body);
+    QFETCH(QString, event);
+    DerivedHandler derived(nullptr);
+    const Recorder heard(&derived);
+    derived.handle(QTest::currentDataTag(), body);
+    QCOMPARE(heard.events, QStringList{event});
 }
 
 // ---- Whatever arrives ----------------------------------------------------------------------------

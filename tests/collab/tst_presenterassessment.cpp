@@ -24,6 +24,21 @@ QString questionGet(const QString &device, int number)
             .arg(number));
 }
 
+// The way to a private member: its type is spelt out here, and no other one compiles.
+struct Channel {
+    using Member = PresenterCollab *PresenterAssessment::*;
+    friend Member memberOf(Channel);
+};
+template<typename Name, typename Name::Member member> struct Reach {
+    friend typename Name::Member memberOf(Name) { return member; }
+};
+template struct Reach<Channel, &PresenterAssessment::collab>;
+
+PresenterCollab *channelOf(const PresenterAssessment &assessment)
+{
+    return assessment.*memberOf(Channel());
+}
+
 } // namespace
 
 class tst_PresenterAssessment : public QObject
@@ -48,6 +63,9 @@ private Q_SLOTS:
     void withoutConnectionNothingIsSent();
     void withoutChannelNothingHappens_data();
     void withoutChannelNothingHappens();
+    void channelIsForgottenOnceItIsGone_data();
+    void channelIsForgottenOnceItIsGone();
+    void channelMayOutliveTheAssessment();
     void messagesAreFreedOnceSent();
 };
 
@@ -353,6 +371,42 @@ void tst_PresenterAssessment::withoutChannelNothingHappens()
     QCOMPARE(log.messages(), QStringList());
     QCOMPARE(assessment.getAssessmentToken().size(), 36);
     QCOMPARE(question.questionSetMode(), QStringLiteral("Poll"));
+}
+
+void tst_PresenterAssessment::channelIsForgottenOnceItIsGone_data()
+{
+    QTest::addColumn<bool>("connectionsAreCut");
+    QTest::newRow("deleted") << false;
+    QTest::newRow("deleted after all its connections were cut") << true;
+}
+
+void tst_PresenterAssessment::channelIsForgottenOnceItIsGone()
+{
+    QFETCH(bool, connectionsAreCut);
+    auto channel =
+        std::make_unique<PresenterCollab>(nullptr, "http://h", "CODE", "session", "teacher");
+    PresenterAssessment assessment(nullptr, channel.get());
+    QCOMPARE(channelOf(assessment), channel.get());
+    if (connectionsAreCut)
+        channel->disconnect();
+    channel.reset();
+    if (!connectionsAreCut)
+        QCOMPARE(channelOf(assessment), nullptr);
+    assessment.stop();
+    assessment.sendMessage("d1", "text", true, true);
+    QCOMPARE(channelOf(PresenterAssessment(nullptr, nullptr)), nullptr);
+}
+
+void tst_PresenterAssessment::channelMayOutliveTheAssessment()
+{
+    auto channel =
+        std::make_unique<PresenterCollab>(nullptr, "http://h", "CODE", "session", "teacher");
+    auto earlier = std::make_unique<PresenterAssessment>(nullptr, channel.get());
+    const PresenterAssessment later(nullptr, channel.get());
+    earlier.reset();
+    QCOMPARE(channelOf(later), channel.get());
+    channel.reset();
+    QCOMPARE(channelOf(later), nullptr);
 }
 
 void tst_PresenterAssessment::messagesAreFreedOnceSent()

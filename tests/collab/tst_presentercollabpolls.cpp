@@ -153,7 +153,7 @@ private Q_SLOTS:
     void sentQuestionIsTheSerializersText_data();
     void sentQuestionIsTheSerializersText();
     void sentQuestionGoesToItsAddress();
-    void sentQuestionReplacesItsActivityTypeAndKeepsTheRest();
+    void sentQuestionGetsItsIdAndNameAndKeepsTheRest();
     void questionOfNoKnownKindIsSentWithoutTypeId();
     void noQuestionIsNotSent();
 
@@ -521,19 +521,22 @@ void tst_PresenterCollabPolls::sentQuestionGoesToItsAddress()
              Published(host.bus.published().at(1)).payload);
 }
 
-void tst_PresenterCollabPolls::sentQuestionReplacesItsActivityTypeAndKeepsTheRest()
+void tst_PresenterCollabPolls::sentQuestionGetsItsIdAndNameAndKeepsTheRest()
 {
     PresenterCollab channel(nullptr, "http://h", "CODE", "session", "teacher");
     Tarvo::QuestionYesNo question(nullptr);
     question.trueFalse = true;
     question.setID("q1");
     question.sethint("think");
-    question.setactivityType({{"name", "other"}, {"extra", 1}});
+    question.setactivityType({{"name", "other"}, {"extra", 1}, {"level", "hard"}});
     const QString before = Tarvo::JsonSerializer::serializeToJson(&question);
     channel.sendQuestion(&question);
     QCOMPARE(question.activityType(),
-             (QVariantMap{{"id", "3c476afbcfce45eda0b44df4737c3d27"}, {"name", "true-false"}}));
-    question.setactivityType({{"name", "other"}, {"extra", 1}});
+             (QVariantMap{{"id", "3c476afbcfce45eda0b44df4737c3d27"},
+                          {"name", "true-false"},
+                          {"extra", 1},
+                          {"level", "hard"}}));
+    question.setactivityType({{"name", "other"}, {"extra", 1}, {"level", "hard"}});
     QCOMPARE(Tarvo::JsonSerializer::serializeToJson(&question), before);
 }
 

@@ -7,6 +7,8 @@
 #include <QtCore/QMetaProperty>
 #include <QtTest/QtTest>
 
+#include <memory>
+
 using Tarvo::JsonSerializer;
 using Tarvo::TarvoCollabMessage;
 
@@ -25,6 +27,21 @@ public:
 const QString invalidLine =
     QStringLiteral("[TarvoCollabMessage] data object in message is invalid!");
 
+// The way to a private member: its type is spelt out here, and no other one compiles.
+struct DataObject {
+    using Member = QObject *TarvoCollabMessage::*;
+    friend Member memberOf(DataObject);
+};
+template<typename Name, typename Name::Member member> struct Reach {
+    friend typename Name::Member memberOf(Name) { return member; }
+};
+template struct Reach<DataObject, &TarvoCollabMessage::dataObject>;
+
+QObject *dataObjectOf(const TarvoCollabMessage &message)
+{
+    return message.*memberOf(DataObject());
+}
+
 } // namespace
 
 class tst_TarvoCollabMessage : public QObject
@@ -41,6 +58,9 @@ private Q_SLOTS:
     void objectIsCompressedIntoAListOfOneText();
     void objectGoesBeforeMap();
     void objectThatIsGoneLeavesTheMap();
+    void objectIsForgottenOnceItIsGone();
+    void replacedObjectMayGoUnnoticed();
+    void objectMayOutliveTheMessage();
     void withoutPayloadDataStaysAndALineSaysSo_data();
     void withoutPayloadDataStaysAndALineSaysSo();
     void secondCompileFindsAList();
@@ -190,6 +210,48 @@ void tst_TarvoCollabMessage::objectThatIsGoneLeavesTheMap()
     QString text;
     QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
     QCOMPARE(text, QStringLiteral("{\n    \"map\": 1\n}\n"));
+}
+
+void tst_TarvoCollabMessage::objectIsForgottenOnceItIsGone()
+{
+    TarvoCollabMessage message;
+    QCOMPARE(dataObjectOf(message), nullptr);
+    auto payload = std::make_unique<Payload>();
+    message.setdataobject(payload.get());
+    message.setdataobject(payload.get());
+    QCOMPARE(dataObjectOf(message), payload.get());
+    payload.reset();
+    QCOMPARE(dataObjectOf(message), nullptr);
+}
+
+void tst_TarvoCollabMessage::replacedObjectMayGoUnnoticed()
+{
+    TarvoCollabMessage message;
+    auto replaced = std::make_unique<Payload>();
+    Payload payload;
+    payload.size = 2;
+    message.setdataobject(replaced.get());
+    message.setdataobject(&payload);
+    replaced.reset();
+    QCOMPARE(dataObjectOf(message), &payload);
+    message.compileData();
+    QString text;
+    QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n    \"size\": 2\n}\n"));
+
+    message.setdataobject(nullptr);
+    QCOMPARE(dataObjectOf(message), nullptr);
+}
+
+void tst_TarvoCollabMessage::objectMayOutliveTheMessage()
+{
+    Payload payload;
+    auto earlier = std::make_unique<TarvoCollabMessage>();
+    TarvoCollabMessage later;
+    earlier->setdataobject(&payload);
+    later.setdataobject(&payload);
+    earlier.reset();
+    QCOMPARE(dataObjectOf(later), &payload);
 }
 
 void tst_TarvoCollabMessage::withoutPayloadDataStaysAndALineSaysSo_data()

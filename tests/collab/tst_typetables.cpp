@@ -1,10 +1,47 @@
+// The tables of poll and ordinal types. Run with the argument "at-exit", the program reads them from
+// the destructor of a global object instead, and says so.
 #include "collab/OrdinalType.h"
 #include "collab/PollType.h"
 
+#include <QtCore/QProcess>
 #include <QtTest/QtTest>
+
+#include <cstdio>
 
 using Tarvo::OrdinalType;
 using Tarvo::PollType;
+
+namespace
+{
+
+const char AT_EXIT[] = "at-exit";
+
+// Built before anything else of the program runs, so destroyed after all that was built later.
+struct LastOfTheHost {
+    bool reads = false;
+
+    ~LastOfTheHost()
+    {
+        if (!reads)
+            return;
+        const QStringList texts{PollType::POLL_TYPE_STR().value(PollType::MATH_FORMULA),
+                                PollType::POLL_TYPE_ID().value("creative"),
+                                OrdinalType::ORDINAL_TYPE_STR().value(OrdinalType::GENERIC)};
+        std::puts(qPrintable(texts.join('|')));
+        std::fflush(stdout);
+    }
+} lastOfTheHost;
+
+int readAtExit()
+{
+    PollType::POLL_TYPE_STR();
+    PollType::POLL_TYPE_ID();
+    OrdinalType::ORDINAL_TYPE_STR();
+    lastOfTheHost.reads = true;
+    return 0;
+}
+
+} // namespace
 
 class tst_TypeTables : public QObject
 {
@@ -18,6 +55,7 @@ private Q_SLOTS:
     void tablesHoldNothingElse();
     void yesNoPollsShareAnId();
     void tablesAreBuiltAfresh();
+    void globalObjectsMayReadThemAtTheVeryEnd();
     void valuesPrintTheirEnumerators();
 };
 
@@ -105,6 +143,24 @@ void tst_TypeTables::tablesAreBuiltAfresh()
     QMap<PollType::POLL_TYPE, QString> names = PollType::POLL_TYPE_STR();
     names.clear();
     QCOMPARE(PollType::POLL_TYPE_STR().size(), 10);
+    // No call gives what another one holds.
+    const auto one = PollType::POLL_TYPE_STR();
+    const auto other = PollType::POLL_TYPE_STR();
+    QVERIFY(!one.isSharedWith(other));
+    QVERIFY(!PollType::POLL_TYPE_ID().isSharedWith(PollType::POLL_TYPE_ID()));
+    QVERIFY(!OrdinalType::ORDINAL_TYPE_STR().isSharedWith(OrdinalType::ORDINAL_TYPE_STR()));
+}
+
+void tst_TypeTables::globalObjectsMayReadThemAtTheVeryEnd()
+{
+    QProcess program;
+    program.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    program.start(QCoreApplication::applicationFilePath(), {AT_EXIT});
+    QVERIFY(program.waitForFinished());
+    QCOMPARE(program.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.readAllStandardOutput(),
+             QByteArray("math formula|5446bd7896d54c7d84e2aeb75904ddab|generic\n"));
 }
 
 void tst_TypeTables::valuesPrintTheirEnumerators()
@@ -115,5 +171,13 @@ void tst_TypeTables::valuesPrintTheirEnumerators()
              QString("Tarvo::PollType::MATH_FORMULA Tarvo::OrdinalType::ALPHA_UPPER"));
 }
 
-QTEST_GUILESS_MAIN(tst_TypeTables)
+int main(int argc, char **argv)
+{
+    if (argc == 2 && qstrcmp(argv[1], AT_EXIT) == 0)
+        return readAtExit();
+    const QCoreApplication application(argc, argv);
+    tst_TypeTables test;
+    return QTest::qExec(&test, argc, argv);
+}
+
 #include "tst_typetables.moc"

@@ -105,9 +105,9 @@ inline QByteArray withDeclaredLength(QByteArray block, quint32 length)
     return block;
 }
 
-inline bool unpack(const QByteArray &block, QString *out)
+inline bool unpack(QByteArray block, QString *out)
 {
-    return Lzma::decompress(reinterpret_cast<const unsigned char *>(block.constData()),
+    return Lzma::decompress(reinterpret_cast<unsigned char *>(block.data()),
                             static_cast<unsigned int>(block.size()), out);
 }
 

@@ -44,6 +44,20 @@ const Form INTEGERS = {
 
 const QString EARLIER = QStringLiteral("earlier");
 
+// The operations are chosen by these types.
+using Bytes = const unsigned char *;
+[[maybe_unused]] bool (*const PACK_BYTES)(Bytes, unsigned int, unsigned char **,
+                                          unsigned int *) = &Lzma::compress;
+[[maybe_unused]] bool (*const PACK_LIST)(QString, QString *) = &Lzma::compress;
+[[maybe_unused]] bool (*const PACK_BASE64)(QString, QString *) = &Lzma::compress64;
+[[maybe_unused]] bool (*const UNPACK_BYTES)(Bytes, unsigned int,
+                                            unsigned char **) = &Lzma::decompress;
+[[maybe_unused]] bool (*const UNPACK_TEXT)(unsigned char *, unsigned int,
+                                           QString *) = &Lzma::decompress;
+[[maybe_unused]] bool (*const UNPACK_BASE64)(QString, QString *) = &Lzma::decompress64;
+[[maybe_unused]] bool (*const UNPACK_LIST)(QString, QString *) = &Lzma::decompress;
+[[maybe_unused]] bool (*const UNPACK_INTEGERS)(QList<QVariant>, QString *) = &Lzma::decompress;
+
 // The block of "test", and its three text forms.
 const QString TEST_HEX = QStringLiteral("5d0040000004000000040000"
                                         "00003a194ace2672839ffffb138000");

@@ -1,34 +1,24 @@
-function(run)
-  execute_process(COMMAND ${ARGV} RESULT_VARIABLE result)
-  if(NOT result EQUAL 0)
-    string(REPLACE ";" " " command "${ARGV}")
-    message(FATAL_ERROR "Failed (${result}): ${command}")
-  endif()
-endfunction()
+# Builds hosts against a tree that was moved after its installation, in a multiarch library folder, with
+# its files as they were installed.
+cmake_minimum_required(VERSION 3.16)
+include("${CMAKE_CURRENT_LIST_DIR}/InstallLayout.cmake")
 
 file(REMOVE_RECURSE "${WORK_DIR}")
-set(prefix "${WORK_DIR}/prefix")
-run(${CMAKE_COMMAND} --install "${BUILD_DIR}" --prefix "${prefix}")
+install_layout("${WORK_DIR}/prefix" "-DCMAKE_INSTALL_LIBDIR=${LIBRARY_FOLDER}")
+set(tree "${WORK_DIR}/moved")
+file(RENAME "${WORK_DIR}/prefix" "${tree}")
 
 # The host is linked with what the library was linked with.
 set(flags "")
 if(SANITIZE)
   set(flags "-fsanitize=address,undefined")
 endif()
-file(GLOB_RECURSE pc "${prefix}/*/tarvoclient.pc")
-get_filename_component(pc_dir "${pc}" DIRECTORY)
-set(ENV{PKG_CONFIG_PATH} "${pc_dir}")
-# The .pc file names the prefix of the configuration; a tree installed elsewhere says so.
-file(READ "${pc}" text)
-string(REGEX REPLACE "prefix=[^\n]*\n" "prefix=${prefix}\n" text "${text}")
-file(WRITE "${pc}" "${text}")
-
-run(${CMAKE_COMMAND} -S "${CONSUMER_DIR}" -B "${WORK_DIR}/build" -G "${GENERATOR}"
+set(ENV{PKG_CONFIG_PATH} "${tree}/${LIBRARY_FOLDER}/pkgconfig")
+run(${CMAKE_COMMAND} -S "${CMAKE_CURRENT_LIST_DIR}/host" -B "${WORK_DIR}/build" -G "${GENERATOR}"
   "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" "-DCMAKE_CXX_FLAGS=${flags}"
-  "-DCMAKE_PREFIX_PATH=${prefix}" "-DHOST_SOURCE=${HOST_SOURCE}"
-  "-DHEADER_DIR=${prefix}/include/tarvoclient")
-run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2 --target by-package by-pkg-config)
-run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2 --target headers-alone)
+  "-DCMAKE_PREFIX_PATH=${tree};${PREFIX_PATH}" "-DHOST_SOURCE=${HOST_SOURCE}"
+  "-DHEADER_DIR=${tree}/include/tarvoclient")
+run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2)
 
 # Nobody listens on port 1: the host loads the library, is refused and says so.
 foreach(host IN ITEMS by-package by-pkg-config)

@@ -25,6 +25,16 @@ QString failedToMap(const char *name)
     return QString("[JsonSerializer] ERROR: Failed to map property: %1").arg(name);
 }
 
+// What the operations take.
+[[maybe_unused]] QString (*const SERIALIZE_OBJECT)(const QObject *) =
+    &JsonSerializer::serializeToJson;
+[[maybe_unused]] QString (*const SERIALIZE_MAP)(const QVariantMap &) =
+    &JsonSerializer::serializeToJson;
+[[maybe_unused]] QVariantMap (*const BUILD_MAP)(const QObject *, QStringList,
+                                                int) = &JsonSerializer::buildObjectMap;
+[[maybe_unused]] QVariantList (*const BUILD_LIST)(QList<QObject *>) =
+    &JsonSerializer::buildArrayObjectMap;
+
 } // namespace
 
 // A value and up to four further objects, declared against the order of their keys.
@@ -118,6 +128,9 @@ private Q_SLOTS:
     void charactersAreEscapedOrWrittenAsUtf8();
     void listOfMapsBecomesAnArray();
     void listOfMapsInAVariantBecomesAnArray();
+    void listOfMapsIsStoredUnchanged();
+    void listOfMapsBecomesAnArrayWhereverItStands_data();
+    void listOfMapsBecomesAnArrayWhereverItStands();
     void listOfMapsTypeIsKnownByName();
 
     void budgetLevels_data();
@@ -314,6 +327,50 @@ void tst_JsonSerializer::listOfMapsInAVariantBecomesAnArray()
                                                               "            \"a\": 1\n"
                                                               "        }\n"
                                                               "    ],\n"));
+}
+
+void tst_JsonSerializer::listOfMapsIsStoredUnchanged()
+{
+    Variety object;
+    object.maps = {{{"a", 1}}};
+    object.anything = QVariant::fromValue(object.maps);
+    const QVariantMap map = JsonSerializer::buildObjectMap(&object, {}, 1);
+    const int type = qMetaTypeId<QList<QVariantMap>>();
+    for (const char *name : {"maps", "anything"}) {
+        QCOMPARE(map.value(name).userType(), type);
+        QCOMPARE(map.value(name).value<QList<QVariantMap>>(), object.maps);
+    }
+    QCOMPARE(JsonSerializer::buildArrayObjectMap({&object}).at(0).toMap().value("maps").userType(),
+             type);
+}
+
+void tst_JsonSerializer::listOfMapsBecomesAnArrayWhereverItStands_data()
+{
+    QTest::addColumn<QVariant>("value");
+    QTest::addColumn<QByteArray>("json");
+
+    const QVariantMap a{{"a", 1}};
+    const QVariant maps = QVariant::fromValue(QList<QVariantMap>{a, {{"b", QVariant()}}});
+    const QByteArray array = R"([{"a":1},{"b":null}])";
+    QTest::newRow("by itself") << maps << array;
+    QTest::newRow("empty") << QVariant::fromValue(QList<QVariantMap>()) << QByteArray("[]");
+    QTest::newRow("in a map") << QVariant(QVariantMap{{"k", maps}, {"l", 2}})
+                              << R"({"k":)" + array + R"(,"l":2})";
+    QTest::newRow("in a list") << QVariant(QVariantList{0, maps}) << "[0," + array + ']';
+    QTest::newRow("in a hash") << QVariant(QVariantHash{{"k", maps}}) << R"({"k":)" + array + '}';
+    QTest::newRow("in another one")
+        << QVariant::fromValue(QList<QVariantMap>{{{"k", maps}}}) << R"([{"k":)" + array + "}]";
+    QTest::newRow("deep inside") << QVariant(
+        QVariantList{QVariantMap{{"k", QVariantList{maps, "x"}}}})
+                                 << R"([{"k":[)" + array + R"(,"x"]}])";
+}
+
+void tst_JsonSerializer::listOfMapsBecomesAnArrayWhereverItStands()
+{
+    QFETCH(QVariant, value);
+    QFETCH(QByteArray, json);
+    const QByteArray expected = QJsonDocument::fromJson(R"({"value":)" + json + '}').toJson();
+    QCOMPARE(JsonSerializer::serializeToJson({{"value", value}}), QString::fromUtf8(expected));
 }
 
 void tst_JsonSerializer::listOfMapsTypeIsKnownByName()

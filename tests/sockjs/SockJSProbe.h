@@ -1,9 +1,10 @@
 #pragma once
 
-#include "sockjs/EventBusSocket.h"
 #include "sockjs/SockJSConnector.h"
 #include "sockjs/SockJSXHRPolling.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
+
+#include <QtWebSockets/QWebSocket>
 
 // What the tests look at and set inside the transport's classes, which are its friends.
 struct SockJSProbe {

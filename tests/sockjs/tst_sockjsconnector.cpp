@@ -35,6 +35,8 @@ private slots:
     void mapIsSentAsIndentedJson();
     void sendingWithoutATransportLosesTheMessage();
     void onConnectedSlotOpensTheSession();
+    void slotsActOnAnIdleConnector();
+    void timeoutSlotActsOnAnIdleConnector();
     void websocketSessionOpens_data();
     void websocketSessionOpens();
     void refusedWebsocketGivesWayToTheNextEntry();
@@ -54,7 +56,11 @@ private slots:
     void inactivity();
     void inactivityTimerIsMadeOnce();
     void waitingForAWebsocketDispatchesEventsWithoutSpinning();
+    void openstateSlotEndsTheWait_data();
+    void openstateSlotEndsTheWait();
+    void openstateSlotMeansNothingToASessionInUse();
     void applicationMayQuitDuringAnAttempt();
+    void hostOfAnApplicationThatWasToldToQuitMayOpen();
     void withoutAProxyTheEnvironmentStays();
     void idleSessionsCostNextToNoTime();
 };
@@ -350,6 +356,47 @@ void tst_SockJSConnector::onConnectedSlotOpensTheSession()
     QVERIFY(connector.isConnected());
     QCOMPARE(spies.connected.size(), 1);
     QCOMPARE(log.messages(), QStringList{"[SockJSConnector] Websocket connected"});
+}
+
+// A host may drive the slots by hand; what they say of a transport then has none behind it.
+void tst_SockJSConnector::slotsActOnAnIdleConnector()
+{
+    const LogCapture log;
+    SockJSConnector connector;
+    Spies spies(connector);
+    connector.onTextMessageReceived(QStringLiteral("o"));
+    QVERIFY(connector.isConnected());
+    connector.onTextMessageReceived(QStringLiteral("a[\"x\",\"y\"]"));
+    QCOMPARE(spies.texts(), (QStringList{"x", "y"}));
+    connector.openstate1();
+    QCOMPARE(SockJSProbe::openState(connector), 1);
+    connector.openstate2();
+    QCOMPARE(SockJSProbe::openState(connector), 2);
+    QVERIFY(connector.isConnected());
+    QCOMPARE(log.messages(), QStringList());
+
+    connector.onClosed();
+    QVERIFY(!connector.isConnected());
+    QCOMPARE(spies.connected.size(), 1);
+    QCOMPARE(spies.closed.size(), 1);
+    QCOMPARE(spies.closed.at(0).at(0).toBool(), false);
+    connector.onClosed(); // it has no connection to count
+    QCOMPARE(spies.closed.size(), 2);
+    QCOMPARE(log.messages(), (QStringList{CLOSED_LINE, CLOSED_LINE}));
+}
+
+void tst_SockJSConnector::timeoutSlotActsOnAnIdleConnector()
+{
+    SockJSConnector connector;
+    Spies spies(connector);
+    SockJSProbe::lastActivity(connector) = QDateTime::currentDateTimeUtc().addSecs(-4000);
+    connector.onTimeout();
+    QVERIFY(!SockJSProbe::closing(connector)); // nothing is open
+    connector.onConnected();
+    connector.onTimeout();
+    QVERIFY(!connector.isConnected());
+    QVERIFY(SockJSProbe::closing(connector));
+    QCOMPARE(spies.closed.size(), 0); // no transport that could end
 }
 
 void tst_SockJSConnector::websocketSessionOpens_data()
@@ -705,6 +752,56 @@ void tst_SockJSConnector::waitingForAWebsocketDispatchesEventsWithoutSpinning()
     QCOMPARE(server.connections, 1);
 }
 
+void tst_SockJSConnector::openstateSlotEndsTheWait_data()
+{
+    QTest::addColumn<bool>("connected");
+    QTest::newRow("connected") << true;
+    QTest::newRow("not connected") << false;
+}
+
+// The wait is for the state, whoever sets it.
+void tst_SockJSConnector::openstateSlotEndsTheWait()
+{
+    QFETCH(bool, connected);
+    RawWebSocketServer server;
+    server.answersHandshake = false;
+    const LogCapture log;
+    SockJSConnector connector;
+    Spies spies(connector);
+    QTimer::singleShot(300, &connector, [&] {
+        if (connected)
+            connector.openstate1();
+        else
+            connector.openstate2();
+    });
+    QTimer::singleShot(4000, &connector, &SockJSConnector::close);
+    QElapsedTimer clock;
+    clock.start();
+    connector.open(serverUrl(server.port()), {WEBSOCKET, SockJSConnector::PROTOCOL_TYPE(3)});
+    QVERIFY2(clock.elapsed() >= 300 && clock.elapsed() < 2000,
+             qPrintable(QString::number(clock.elapsed())));
+    QStringList lines{urlLine(connector)};
+    lines +=
+        connected ? CONNECTED_LINE : QStringLiteral("[SockJSConnector] No more protocols found!");
+    QCOMPARE(log.messages(), lines);
+    QCOMPARE(SockJSProbe::webSocket(connector) != nullptr, connected);
+    QCOMPARE(spies.closed.size(), 0);
+}
+
+void tst_SockJSConnector::openstateSlotMeansNothingToASessionInUse()
+{
+    RawWebSocketServer server;
+    server.behindHandshake = RawWebSocketServer::text("o");
+    SockJSConnector connector;
+    Spies spies(connector);
+    connector.open(serverUrl(server.port()), {WEBSOCKET});
+    connector.openstate2();
+    server.client->write(RawWebSocketServer::text("a[\"x\"]"));
+    QTRY_COMPARE(spies.texts(), QStringList{"x"});
+    connector.open(serverUrl(server.port()), {}); // ends it like any other
+    QCOMPARE(spies.closed.size(), 1);
+}
+
 void tst_SockJSConnector::applicationMayQuitDuringAnAttempt()
 {
     RawWebSocketServer server;
@@ -721,6 +818,17 @@ void tst_SockJSConnector::applicationMayQuitDuringAnAttempt()
     QVERIFY(returned);
     QCOMPARE(log.messages(), QStringList{urlLine(connector)});
     QVERIFY(!SockJSProbe::webSocket(connector));
+}
+
+void tst_SockJSConnector::hostOfAnApplicationThatWasToldToQuitMayOpen()
+{
+    QCoreApplication::quit();
+    RawWebSocketServer server;
+    server.behindHandshake = RawWebSocketServer::text("o");
+    SockJSConnector connector;
+    Spies spies(connector);
+    connector.open(serverUrl(server.port()), {WEBSOCKET});
+    QCOMPARE(spies.connected.size(), 1);
 }
 
 void tst_SockJSConnector::withoutAProxyTheEnvironmentStays()

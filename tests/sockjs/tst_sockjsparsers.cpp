@@ -9,6 +9,7 @@ class tst_SockJSParsers : public QObject
     Q_OBJECT
 
 private slots:
+    void headerMapIsKnownByNameBeforeAnyWorker();
     void header_data();
     void header();
     void headerReplacesOnlyWhatItNames();
@@ -25,6 +26,13 @@ QStringMap map(std::initializer_list<std::pair<QString, QString>> pairs)
     return QStringMap(pairs);
 }
 } // namespace
+
+// The first test of the program: a host may connect to the worker's signals before it makes one.
+void tst_SockJSParsers::headerMapIsKnownByNameBeforeAnyWorker()
+{
+    QVERIFY(QMetaType::type("QStringMap") != QMetaType::UnknownType);
+    QCOMPARE(QMetaType::type("QStringMap"), qMetaTypeId<QStringMap>());
+}
 
 void tst_SockJSParsers::header_data()
 {

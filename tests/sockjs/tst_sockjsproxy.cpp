@@ -11,8 +11,8 @@
 
 using namespace Scripted;
 
-// The system names a proxy, through the environment that this process starts with: the polling
-// connection and the posts go through it. The servers behind it do not exist; the proxy plays them.
+// The system names a proxy, through the environment: the polling connection and the posts go through
+// it. The servers behind it do not exist; the proxy plays them.
 class tst_SockJSProxy : public QObject
 {
     Q_OBJECT
@@ -26,7 +26,10 @@ private slots:
     void refusalOfTheProxyFailsTheStart();
     void deadProxyFailsTheStart();
     void websocketAttemptPutsTheProxyIntoTheEnvironment();
-    void answerIsRemembered();
+    void ownEntryStandsForTheProxyThatLedToIt();
+    void systemIsAskedAtEveryAttempt();
+    void entryIsWrittenOnlyWhenItChanges();
+    void restartedTransportForgetsItsProxy();
     void reconnectionGoesThroughTheProxy();
 
 private:
@@ -44,6 +47,25 @@ QString behindTheProxy()
     return QStringLiteral("classroom.invalid");
 }
 
+QByteArray address(quint16 port)
+{
+    return "127.0.0.1:" + QByteArray::number(port);
+}
+
+void nameProxy(quint16 port)
+{
+    qputenv("http_proxy", "http://" + address(port));
+}
+
+// A web-socket attempt that succeeds.
+void attempt(RawWebSocketServer &server)
+{
+    SockJSConnector connector;
+    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
+                   {SockJSConnector::WEBSOCKET});
+    QVERIFY(SockJSProbe::webSocket(connector));
+}
+
 } // namespace
 
 void tst_SockJSProxy::initTestCase()
@@ -52,11 +74,11 @@ void tst_SockJSProxy::initTestCase()
     QVERIFY(server.listen());
     m_port = server.port();
     qputenv("no_proxy", "");
-    qputenv("http_proxy", "http://127.0.0.1:" + QByteArray::number(m_port));
 }
 
 void tst_SockJSProxy::init()
 {
+    nameProxy(m_port);
     m_proxy = std::make_unique<ScriptedServer>();
 }
 
@@ -143,24 +165,89 @@ void tst_SockJSProxy::websocketAttemptPutsTheProxyIntoTheEnvironment()
     connector.open(url, {SockJSConnector::PROTOCOL_TYPE(3)});
     QCOMPARE(qgetenv("http_proxy"), before); // only a web-socket attempt sets it
     connector.open(url, {SockJSConnector::WEBSOCKET});
-    QCOMPARE(qgetenv("http_proxy"), "127.0.0.1:" + QByteArray::number(m_port));
+    QCOMPARE(qgetenv("http_proxy"), address(m_port));
     QVERIFY(SockJSProbe::webSocket(connector));
     QCOMPARE(server.connections, 1);
     QCOMPARE(m_proxy->connectionCount(), 0); // the web socket itself goes straight
-    // The entry is written once, and stays where it is.
-    const char *entry = ::getenv("http_proxy");
-    connector.open(url, {SockJSConnector::WEBSOCKET});
-    QVERIFY(::getenv("http_proxy") == entry);
 }
 
-// Our own entry, which lacks the scheme, would be misread.
-void tst_SockJSProxy::answerIsRemembered()
+// The entry lacks the scheme, so the system's answer would be wrong while it stands there.
+void tst_SockJSProxy::ownEntryStandsForTheProxyThatLedToIt()
 {
-    qputenv("http_proxy", "http://127.0.0.1:1");
     m_proxy->onConnection({expectRequest(), send(TUNNEL)});
+    QVERIFY(m_proxy->listen(m_port));
+    RawWebSocketServer server;
+    attempt(server);
+    QCOMPARE(qgetenv("http_proxy"), address(m_port));
+    SockJSXHRPolling transport;
+    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QCOMPARE(m_proxy->connectionCount(), 1);
+}
+
+// A laptop moves: into a network with a proxy, on to one with another, and out again.
+void tst_SockJSProxy::systemIsAskedAtEveryAttempt()
+{
+    qunsetenv("http_proxy");
+    RawWebSocketServer server;
+    attempt(server);
+    QVERIFY(!qEnvironmentVariableIsSet("http_proxy"));
+
+    nameProxy(m_port);
+    attempt(server);
+    QCOMPARE(qgetenv("http_proxy"), address(m_port));
+    ScriptedServer second;
+    second.onEveryOther({expectRequest(), send(TUNNEL)});
+    QVERIFY(second.listen());
+    nameProxy(second.port());
+    attempt(server);
+    QCOMPARE(qgetenv("http_proxy"), address(second.port()));
+    SockJSXHRPolling tunnelled;
+    QVERIFY(tunnelled.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QCOMPARE(second.connectionCount(), 1);
+
+    qunsetenv("http_proxy");
+    attempt(server);
+    QVERIFY(!qEnvironmentVariableIsSet("http_proxy"));
+    ScriptedServer polled;
+    polled.onEveryOther({expectRequest(), send(reply("o\n"))});
+    QVERIFY(polled.listen());
+    SockJSXHRPolling direct;
+    QVERIFY(direct.start(QStringLiteral("127.0.0.1"), polled.port(), false, QStringLiteral("/s"),
+                         false));
+    QTRY_VERIFY(!polled.requests(0).isEmpty());
+    QCOMPARE(second.connectionCount(), 1);
+}
+
+// Whoever has read the environment's entry may hold on to it.
+void tst_SockJSProxy::entryIsWrittenOnlyWhenItChanges()
+{
+    RawWebSocketServer server;
+    attempt(server);
+    const char *const entry = ::getenv("http_proxy");
+    attempt(server);
+    QVERIFY(::getenv("http_proxy") == entry);
+    nameProxy(1);
+    attempt(server);
+    QCOMPARE(QByteArray(::getenv("http_proxy")), QByteArray("127.0.0.1:1"));
+    QCOMPARE(QByteArray(entry), address(m_port));
+}
+
+void tst_SockJSProxy::restartedTransportForgetsItsProxy()
+{
+    m_proxy->onEveryOther({expectRequest(), send(TUNNEL)});
     QVERIFY(m_proxy->listen(m_port));
     SockJSXHRPolling transport;
     QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    qunsetenv("http_proxy");
+    ScriptedServer direct;
+    direct.onConnection({expectRequest(), pause(20000)});
+    direct.onConnection({expectRequest(), send(reply("", "204 No Content"))});
+    QVERIFY(direct.listen());
+    QVERIFY(transport.start(QStringLiteral("127.0.0.1"), direct.port(), false, QStringLiteral("/s"),
+                            false));
+    transport.sendTextMessage(QStringLiteral("x"));
+    QTRY_COMPARE(direct.requests(1).size(), 1);
+    QVERIFY(direct.requests(1).at(0).startsWith("POST /s/xhr_send HTTP/1.1\r\n"));
 }
 
 void tst_SockJSProxy::reconnectionGoesThroughTheProxy()

@@ -22,6 +22,8 @@ private slots:
     void responseThatNobodyAskedForIsDroppedAfterTwoSeconds();
     void halfAChunkIsDroppedAfterTwoSecondsAndTheRequestKeepsWaiting();
     void halfAHeaderIsDroppedAfterTwoSeconds();
+    void bytesAfterASilenceInsideABody_data();
+    void bytesAfterASilenceInsideABody();
     void requestsWaitWhileResponseDataIsPending();
     void reconnectionForgetsTheHalfReadResponse();
     void lastResponseBeforeACloseIsRead();
@@ -314,6 +316,58 @@ void tst_SockJSResponses::halfAHeaderIsDroppedAfterTwoSeconds()
     QCOMPARE(log.messages(),
              (QStringList{"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer",
                           "[SockJSXHRPollingWorker.BufferData] = HTTP/1.1 200 OK\r\nContent-Le"}));
+}
+
+void tst_SockJSResponses::bytesAfterASilenceInsideABody_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QByteArrayList>("packets");
+    QTest::addColumn<QStringList>("messages");
+    const QByteArray plain = "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nabc";
+    const QByteArray chunked = CHUNKED_HEADER + "5\r\nhello\r\n";
+    const QByteArray next = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nend";
+    const QStringList nextOnly{"end"};
+
+    QTest::newRow("next response, known length") << plain << QByteArrayList{next} << nextOnly;
+    QTest::newRow("next response, between chunks") << chunked << QByteArrayList{next} << nextOnly;
+    QTest::newRow("next response, inside a chunk")
+        << chunked + "5\r\nwo" << QByteArrayList{next} << nextOnly;
+    QTest::newRow("next response, cut behind its first letters")
+        << plain << QByteArrayList{next.left(2), next.mid(2, 2), next.mid(4)} << nextOnly;
+    QTest::newRow("next response, cut, between chunks")
+        << chunked << QByteArrayList{next.left(4), next.mid(4)} << nextOnly;
+    QTest::newRow("rest of the body")
+        << plain << QByteArrayList{"def" + next} << QStringList{"abcdef", "end"};
+    QTest::newRow("rest of the body begins like a response")
+        << plain << QByteArrayList{"HT", "X" + next} << QStringList{"abcHTX", "end"};
+    QTest::newRow("rest of the body has a response's first letters")
+        << plain << QByteArrayList{"HTT"} << QStringList{"abcHTT"};
+    QTest::newRow("rest of the chunks holds a response")
+        << chunked << QByteArrayList{"8\r\n HTTP/1.\r\n0\r\n\r\n" + next}
+        << QStringList{"hello HTTP/1.", "end"};
+}
+
+// A server that lost its thread begins a new response; a slow one goes on with the old.
+void tst_SockJSResponses::bytesAfterASilenceInsideABody()
+{
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArrayList, packets);
+    QFETCH(QStringList, messages);
+    ScriptedServer server;
+    Script script{send(before), pause(3500)};
+    for (const QByteArray &packet : packets)
+        script << send(packet) << pause(60);
+    server.onConnection(script);
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    run.expectResponse();
+    run.expectResponse();
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.messages.size(), messages.size(), 20000);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    run.stop();
+    QCOMPARE(run.messages, messages);
 }
 
 // The end chunk stays in the buffer for two seconds, and only then does the next request leave.

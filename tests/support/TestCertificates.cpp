@@ -107,7 +107,7 @@ void TestCertificates::run(const QStringList &arguments)
     QProcess openssl;
     openssl.setWorkingDirectory(m_folder.path());
     openssl.setProcessChannelMode(QProcess::MergedChannels);
-    openssl.start(QStringLiteral("openssl"), arguments);
+    openssl.start(QStringLiteral(OPENSSL_PROGRAM), arguments);
     if (!openssl.waitForFinished(OPENSSL_TIMEOUT_MS) || openssl.exitCode() != 0)
         qFatal("openssl %s: %s", qPrintable(arguments.join(QLatin1Char(' '))),
                openssl.readAll().constData());

@@ -1,0 +1,78 @@
+# What the tests need beyond what the library needs. A test whose tool is missing is left out, or, with
+# TARVO_REQUIRE_ALL_TESTS, nothing is configured. To do without a tool that is there, set its variable
+# to OFF, or CMAKE_DISABLE_FIND_PACKAGE_<package> to ON.
+
+find_package(Qt5 5.15 QUIET COMPONENTS Test)
+find_package(LibLZMA QUIET)
+find_package(Node ${TARVO_NODE_VERSION} QUIET)
+find_package(PkgConfig QUIET)
+find_program(LZMA_ALONE_EXECUTABLE lzma_alone DOC "The LZMA SDK's own program")
+find_program(OPENSSL_EXECUTABLE openssl DOC "openssl, which makes the tests' certificates")
+find_file(CLASSROOM_PACKAGES .package-lock.json
+  PATHS "${PROJECT_SOURCE_DIR}/classroom/node_modules"
+  NO_DEFAULT_PATH
+  DOC "npm's list of the packages that it installed for the classroom service")
+mark_as_advanced(LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES)
+
+set(TARVO_TEST_TOOLS "")
+
+# tarvo_test_tool(<tool> <found> <what messages call it>)
+macro(tarvo_test_tool tool found name)
+  list(APPEND TARVO_TEST_TOOLS ${tool})
+  set(TARVO_TOOL_${tool}_FOUND "${found}")
+  set(TARVO_TOOL_${tool}_NAME "${name}")
+endmacro()
+
+tarvo_test_tool(qt_test "${Qt5Test_FOUND}" "Qt Test (Debian package qtbase5-dev)")
+tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")
+tarvo_test_tool(liblzma "${LibLZMA_FOUND}" "liblzma (Debian package liblzma-dev)")
+tarvo_test_tool(lzma_alone "${LZMA_ALONE_EXECUTABLE}" "lzma_alone (Debian package lzma-alone)")
+tarvo_test_tool(node "${Node_FOUND}" "Node.js ${TARVO_NODE_VERSION} (Debian package nodejs)")
+tarvo_test_tool(classroom "${CLASSROOM_PACKAGES}"
+  "the classroom's packages (Debian package npm, then scripts/setup classroom)")
+tarvo_test_tool(openssl "${OPENSSL_EXECUTABLE}" "openssl (Debian package openssl)")
+tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
+tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
+if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(is_movable FALSE)
+else()
+  set(is_movable TRUE)
+endif()
+tarvo_test_tool(movable_tree ${is_movable} "relative CMAKE_INSTALL_BINDIR and CMAKE_INSTALL_LIBDIR")
+
+# tarvo_can_test(<result> <test> tool...)
+#
+# Sets <result> to whether everything that <test> needs is there; otherwise says what it lacks.
+function(tarvo_can_test result test)
+  set(lacking "")
+  foreach(tool IN LISTS TARVO_TEST_TOOLS)
+    if(tool IN_LIST ARGN AND NOT TARVO_TOOL_${tool}_FOUND)
+      list(APPEND lacking "${TARVO_TOOL_${tool}_NAME}")
+    endif()
+  endforeach()
+  if(lacking)
+    list(JOIN lacking " and " lacking)
+    message(STATUS "Left out: test ${test}, which needs ${lacking}")
+    set(${result} FALSE PARENT_SCOPE)
+  else()
+    set(${result} TRUE PARENT_SCOPE)
+  endif()
+endfunction()
+
+function(tarvo_require_all_test_tools)
+  set(lacking "")
+  foreach(tool IN LISTS TARVO_TEST_TOOLS)
+    if(NOT TARVO_TOOL_${tool}_FOUND)
+      string(APPEND lacking "  ${TARVO_TOOL_${tool}_NAME}\n") # indented lines are kept as they are
+    endif()
+  endforeach()
+  if(lacking)
+    message(FATAL_ERROR
+      "TARVO_REQUIRE_ALL_TESTS is on, but some tests lack what they need:\n${lacking}"
+      "scripts/setup build test classroom installs the packages.")
+  endif()
+endfunction()
+
+if(TARVO_REQUIRE_ALL_TESTS)
+  tarvo_require_all_test_tools()
+endif()

@@ -1,0 +1,308 @@
+// What the codec does without memory: every text operation gives false and leaves the result alone,
+// a body is not inflated, and nothing throws.
+#include "Samples.h"
+#include "compression/Lzma.h"
+#include "compression/gUncompress.h"
+
+#include <QtCore/QTextCodec>
+#include <QtTest/QtTest>
+
+#include <sys/mman.h>
+
+#include <functional>
+#include <limits>
+#include <zlib.h>
+
+// The program's own heap functions stand before the C library's, so that the test can refuse memory
+// to the toolkit and to the decoder alike.
+extern "C" {
+void *__libc_malloc(std::size_t size);
+void *__libc_calloc(std::size_t count, std::size_t size);
+void *__libc_realloc(void *address, std::size_t size);
+}
+
+namespace
+{
+
+struct Heap {
+    int granted = std::numeric_limits<int>::max();
+    std::size_t largest = std::numeric_limits<std::size_t>::max();
+    int refused = 0;
+
+    bool refuses(std::size_t size)
+    {
+        const bool isRefused = size > largest || granted <= 0;
+        if (isRefused)
+            ++refused;
+        else if (granted < std::numeric_limits<int>::max())
+            --granted;
+        return isRefused;
+    }
+} heap;
+
+} // namespace
+
+extern "C" Q_DECL_EXPORT void *malloc(std::size_t size)
+{
+    return heap.refuses(size) ? nullptr : __libc_malloc(size);
+}
+
+extern "C" Q_DECL_EXPORT void *calloc(std::size_t count, std::size_t size)
+{
+    return heap.refuses(count * size) ? nullptr : __libc_calloc(count, size);
+}
+
+extern "C" Q_DECL_EXPORT void *realloc(void *address, std::size_t size)
+{
+    return heap.refuses(size) ? nullptr : __libc_realloc(address, size);
+}
+
+using namespace Samples;
+
+namespace
+{
+
+using Operation = std::function<bool(QString *)>;
+
+const QString EARLIER = QStringLiteral("earlier");
+constexpr std::size_t MEBI = 1 << 20;
+
+struct Outcome {
+    bool succeeded = false;
+    bool threw = false;
+    int refused = 0;
+    QString text = EARLIER;
+};
+
+// Runs an operation that gets `granted` pieces of memory, none of them larger than `largest`.
+Outcome runWith(const Operation &operation, int granted, std::size_t largest)
+{
+    Outcome outcome;
+    heap.refused = 0;
+    heap.granted = granted;
+    heap.largest = largest;
+    try {
+        outcome.succeeded = operation(&outcome.text);
+    } catch (...) {
+        outcome.threw = true;
+    }
+    heap = {std::numeric_limits<int>::max(), std::numeric_limits<std::size_t>::max(), heap.refused};
+    outcome.refused = heap.refused;
+    return outcome;
+}
+
+// A text that takes no memory, however long it is: every page of it is the system's one zero page.
+class LongText
+{
+public:
+    explicit LongText(int characters)
+        : m_bytes(std::size_t(characters) * sizeof(QChar)),
+          m_pages(mmap(nullptr, m_bytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1,
+                       0)),
+          text(QString::fromRawData(static_cast<const QChar *>(m_pages), characters))
+    {
+    }
+    ~LongText()
+    {
+        text.clear();
+        munmap(m_pages, m_bytes);
+    }
+    Q_DISABLE_COPY(LongText)
+
+    bool isThere() const { return m_pages != MAP_FAILED; }
+
+private:
+    std::size_t m_bytes;
+    void *m_pages;
+
+public:
+    QString text;
+};
+
+QByteArray deflated(const QByteArray &bytes)
+{
+    QByteArray body = qCompress(bytes);
+    return body.mid(4); // the toolkit's own length
+}
+
+} // namespace
+
+Q_DECLARE_METATYPE(Operation)
+
+class tst_codecmemory : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void operationsFailWithoutMemory_data();
+    void operationsFailWithoutMemory();
+    void bodyIsNotInflatedWithoutMemory();
+    void truncatedBodyIsRefusedWithoutMemory();
+    void textsLongerThanAnyContainerFail_data();
+    void textsLongerThanAnyContainerFail();
+    void blockOfMoreThanMemoryHoldsFails();
+    void textsAreNotCopiedOnTheirWayIn();
+};
+
+void tst_codecmemory::operationsFailWithoutMemory_data()
+{
+    QTest::addColumn<Operation>("operation");
+    const QString text = lessonText(3000);
+    const QByteArray block = packed(text.toUtf8());
+    const QString base64 = QString::fromLatin1(block.toBase64());
+    const QString list = listOf(block);
+    const QVariantList integers = integersOf(block);
+    QTest::newRow("compress") << Operation([=](QString *out) { return Lzma::compress(text, out); });
+    QTest::newRow("compress64") << Operation(
+        [=](QString *out) { return Lzma::compress64(text, out); });
+    QTest::newRow("decompress of a block") << Operation([=](QString *out) {
+        // The block is only read, and this must not take memory that the codec does not take.
+        auto *bytes = const_cast<char *>(block.constData());
+        return Lzma::decompress(reinterpret_cast<unsigned char *>(bytes),
+                                static_cast<unsigned int>(block.size()), out);
+    });
+    QTest::newRow("decompress64") << Operation(
+        [=](QString *out) { return Lzma::decompress64(base64, out); });
+    QTest::newRow("decompress of a list")
+        << Operation([=](QString *out) { return Lzma::decompress(list, out); });
+    QTest::newRow("decompress of integers")
+        << Operation([=](QString *out) { return Lzma::decompress(integers, out); });
+}
+
+void tst_codecmemory::operationsFailWithoutMemory()
+{
+    QFETCH(Operation, operation);
+    const std::size_t anySize = std::numeric_limits<std::size_t>::max();
+    int granted = 0;
+    for (;; ++granted) {
+        const Outcome outcome = runWith(operation, granted, anySize);
+        QVERIFY2(!outcome.threw, QByteArray::number(granted));
+        if (outcome.refused == 0)
+            break;
+        QVERIFY2(!outcome.succeeded, QByteArray::number(granted));
+        QCOMPARE(outcome.text, EARLIER);
+    }
+    QVERIFY(granted > 1);
+    QVERIFY(runWith(operation, granted, anySize).succeeded);
+}
+
+void tst_codecmemory::bodyIsNotInflatedWithoutMemory()
+{
+    const QByteArray bytes = randomBytes(5000, 1);
+    const QByteArray body = deflated(bytes);
+    QByteArray result;
+    const Operation inflate = [&](QString *) {
+        result = QByteArray();
+        result = gUncompress(body);
+        return true;
+    };
+    int granted = 0;
+    for (;; ++granted) {
+        const Outcome outcome = runWith(inflate, granted, std::numeric_limits<std::size_t>::max());
+        QVERIFY2(!outcome.threw, QByteArray::number(granted));
+        if (outcome.refused == 0)
+            break;
+        QCOMPARE(result, QByteArray());
+    }
+    QVERIFY(granted > 1);
+    QCOMPARE(result, bytes);
+
+    // A body that grows too large while it is inflated.
+    const QByteArray large = deflated(QByteArray(64 * MEBI, 'a'));
+    QVERIFY(large.size() < int(MEBI));
+    const Operation inflateLarge = [&](QString *) {
+        result = gUncompress(large);
+        return true;
+    };
+    const Outcome outcome = runWith(inflateLarge, std::numeric_limits<int>::max(), 32 * MEBI);
+    QVERIFY(!outcome.threw);
+    QVERIFY(outcome.refused > 0);
+    QCOMPARE(result, QByteArray());
+}
+
+void tst_codecmemory::truncatedBodyIsRefusedWithoutMemory()
+{
+    // A handler that takes no memory itself.
+    static int warnings = 0;
+    const auto count = [](QtMsgType, const QMessageLogContext &, const QString &) { ++warnings; };
+    const Operation truncated = [](QString *) { return gUncompress(QByteArray()).isEmpty(); };
+    int granted = 0;
+    for (;; ++granted) {
+        const QtMessageHandler earlier = qInstallMessageHandler(count);
+        const Outcome outcome =
+            runWith(truncated, granted, std::numeric_limits<std::size_t>::max());
+        qInstallMessageHandler(earlier);
+        QVERIFY2(!outcome.threw, QByteArray::number(granted));
+        QVERIFY(outcome.succeeded);
+        if (outcome.refused == 0)
+            break;
+    }
+    QVERIFY(granted > 0);
+    QVERIFY(warnings > 0);
+}
+
+void tst_codecmemory::textsLongerThanAnyContainerFail_data()
+{
+    QTest::addColumn<int>("characters");
+    QTest::addColumn<QByteArray>("encoding");
+    QTest::newRow("900 Mi characters, UTF-8") << int(900 * MEBI) << QByteArray("UTF-8");
+    QTest::newRow("700 Mi characters, UTF-8") << int(700 * MEBI) << QByteArray("UTF-8");
+    QTest::newRow("600 Mi characters, GB18030") << int(600 * MEBI) << QByteArray("GB18030");
+}
+
+void tst_codecmemory::textsLongerThanAnyContainerFail()
+{
+    QFETCH(int, characters);
+    QFETCH(QByteArray, encoding);
+    const LongText text(characters);
+    QVERIFY(text.isThere());
+    QTextCodec *codec = QTextCodec::codecForName(encoding);
+    QVERIFY(codec);
+
+    QTextCodec *utf8 = QTextCodec::codecForLocale();
+    QTextCodec::setCodecForLocale(codec);
+    const std::vector<Operation> operations{
+        [&text](QString *out) { return Lzma::compress(text.text, out); },
+        [&text](QString *out) { return Lzma::compress64(text.text, out); },
+        [&text](QString *out) { return Lzma::decompress(text.text, out); },
+        [&text](QString *out) { return Lzma::decompress64(text.text, out); }};
+    std::vector<Outcome> outcomes;
+    for (const Operation &operation : operations)
+        outcomes.push_back(runWith(operation, std::numeric_limits<int>::max(), 256 * MEBI));
+    QTextCodec::setCodecForLocale(utf8);
+
+    for (const Outcome &outcome : outcomes) {
+        QVERIFY(!outcome.threw);
+        QVERIFY(!outcome.succeeded);
+        QCOMPARE(outcome.text, EARLIER);
+    }
+}
+
+void tst_codecmemory::blockOfMoreThanMemoryHoldsFails()
+{
+    QByteArray block = packed(QByteArray(64 * MEBI, 'a'));
+    const Operation unpackIt = [&block](QString *out) {
+        return Lzma::decompress(reinterpret_cast<unsigned char *>(block.data()),
+                                static_cast<unsigned int>(block.size()), out);
+    };
+    // The bytes are granted, the text of twice their size is not.
+    const Outcome outcome = runWith(unpackIt, std::numeric_limits<int>::max(), 100 * MEBI);
+    QVERIFY(!outcome.threw);
+    QVERIFY(!outcome.succeeded);
+    QCOMPARE(outcome.refused, 1);
+    QCOMPARE(outcome.text, EARLIER);
+}
+
+void tst_codecmemory::textsAreNotCopiedOnTheirWayIn()
+{
+    // A copy of the text would take twice as many bytes as it has characters.
+    const QString base64 = QString::fromLatin1(packed(randomBytes(700000, 2)).toBase64());
+    const Operation unpackIt = [&base64](QString *out) { return Lzma::decompress64(base64, out); };
+    const Outcome outcome = runWith(unpackIt, std::numeric_limits<int>::max(),
+                                    static_cast<std::size_t>(base64.size()) * 2 - 1);
+    QCOMPARE(outcome.refused, 0);
+    QVERIFY(outcome.succeeded);
+}
+
+QTEST_GUILESS_MAIN(tst_codecmemory)
+#include "tst_codecmemory.moc"
