@@ -25,7 +25,12 @@ static int runApplication(int argc, char *argv[], std::unique_ptr<PresenterClien
     if (!client->doLogin(QStringLiteral("ann"), QStringLiteral("pw"))
         || !client->doStartSession(QString()) || !client->startWebsocket(&channel))
         return 1;
-    QTimer::singleShot(100, &app, &QCoreApplication::quit);
+    QTimer look;
+    QObject::connect(&look, &QTimer::timeout, &app, [&] {
+        if (channel->isConnected())
+            QCoreApplication::quit();
+    });
+    look.start(10);
     QCoreApplication::exec();
     std::puts("ending");
     std::fflush(stdout);
