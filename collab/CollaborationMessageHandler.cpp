@@ -1,6 +1,8 @@
 #include "collab/CollaborationMessageHandler.h"
 
-#include "compression/Lzma.h"
+#include "collab/ReadableJson.h"
+#include "compression/BoundedLzma.h"
+#include "compression/FalseWithoutMemory.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -39,6 +41,11 @@ const QString ANSWER = QStringLiteral("answer");
 const QString OPTION_ANSWERS = QStringLiteral("optionAnswers");
 const QString ACTIVITY_OPTION_ID = QStringLiteral("activityOptionId");
 
+// How a block is written as a list of its bytes.
+constexpr QLatin1Char LIST_OPEN('[');
+constexpr QLatin1Char LIST_CLOSE(']');
+constexpr QLatin1Char LIST_SEPARATOR(',');
+
 // Stands between the parts of an answer that has several.
 constexpr QLatin1Char ANSWER_SEPARATOR(',');
 
@@ -49,52 +56,126 @@ void debugLine(const QString &line)
     qt_message_output(QtDebugMsg, QMessageLogContext(nullptr, 0, nullptr, "default"), line);
 }
 
-QVariant parsed(const QString &json)
+// Reads JSON, unless that would take too much memory.
+bool readJson(const QString &json, QJsonDocument *document)
 {
-    return QJsonDocument::fromJson(json.toUtf8()).toVariant();
+    if (!isReadableJson(json))
+        return false;
+    *document = QJsonDocument::fromJson(json.toUtf8());
+    return true;
+}
+
+bool readJson(const QString &json, QVariant *value)
+{
+    QJsonDocument document;
+    if (!readJson(json, &document))
+        return false;
+    *value = document.toVariant();
+    return true;
+}
+
+// The body of a message: empty when it has none and when it is no JSON. Nothing of the document stays
+// behind, so that its memory is there for the payload.
+QVariantMap bodyOf(const QString &message)
+{
+    QVariantMap body;
+    falseWithoutMemory([&] {
+        QJsonDocument document;
+        if (!readJson(message, &document))
+            return false;
+        body = document.object().value(BODY).toObject().toVariantMap();
+        return true;
+    });
+    return body;
+}
+
+// Whether a text can be the bracketed list of a block: numbers and nothing else, each perhaps with
+// blanks round it. Of any other text the codec would make a block, too, taking what is no number for 0.
+bool isNumberList(QString text)
+{
+    text.remove(LIST_OPEN).remove(LIST_CLOSE);
+    for (int start = 0; start <= text.size();) {
+        int end = text.indexOf(LIST_SEPARATOR, start);
+        if (end < 0)
+            end = text.size();
+        bool isNumber = false;
+        text.midRef(start, end - start).toInt(&isNumber);
+        if (!isNumber)
+            return false;
+        start = end + 1;
+    }
+    return true;
+}
+
+bool decompressText(const QString &packed, QString *text)
+{
+    UnpackingLimit limit;
+    if (BoundedLzma::decompress64(packed, &limit, text))
+        return true;
+    limit = {};
+    return isNumberList(packed) && BoundedLzma::decompress(packed, &limit, text);
 }
 
 // A text payload: base64 of a block, or the block's bracketed list.
 QVariant unpackedText(const QString &packed)
 {
-    QString text;
-    if (!Lzma::decompress64(packed, &text) && !Lzma::decompress(packed, &text)) {
-        // So that senders that do not compress still reach the handlers.
-        debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
-                                 "forwarding raw string!"));
-        return packed;
-    }
-    debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
-    return parsed(text);
+    QVariant value;
+    const bool isUnpacked = falseWithoutMemory([&] {
+        QString text;
+        if (!decompressText(packed, &text) || !readJson(text, &value))
+            return false;
+        debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
+        return true;
+    });
+    if (isUnpacked)
+        return value;
+    // So that senders that do not compress still reach the handlers.
+    debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
+                             "forwarding raw string!"));
+    return packed;
 }
 
 // The usual payload: a list of base64 texts, the pieces of one text.
 bool decompressPieces(const QVariantList &pieces, QString *text)
 {
+    UnpackingLimit limit;
     bool anyDecoded = false;
     for (const QVariant &piece : pieces) {
         const QString packed = piece.toString();
         QString decoded;
-        if (packed.isEmpty() || !Lzma::decompress64(packed, &decoded))
-            continue;
-        text->append(decoded);
-        anyDecoded = true;
+        if (!packed.isEmpty() && BoundedLzma::decompress64(packed, &limit, &decoded)) {
+            text->append(decoded);
+            anyDecoded = true;
+        }
+        if (limit.isExceeded)
+            return false;
     }
     return anyDecoded;
+}
+
+bool decompressList(const QVariantList &list, QString *text)
+{
+    if (!list.isEmpty() && list.first().userType() == QMetaType::QString)
+        return decompressPieces(list, text);
+    UnpackingLimit limit;
+    return BoundedLzma::decompress(list, &limit, text);
 }
 
 // A list payload: pieces in base64, or the bytes of a block as numbers.
 QVariant unpackedList(const QVariantList &list)
 {
-    QString text;
-    const bool isText = !list.isEmpty() && list.first().userType() == QMetaType::QString;
-    const bool decoded = isText ? decompressPieces(list, &text) : Lzma::decompress(list, &text);
-    if (!decoded) {
-        debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
-        return list;
-    }
-    debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") % text);
-    return parsed(text);
+    QVariant value;
+    const bool isUnpacked = falseWithoutMemory([&] {
+        QString text;
+        if (!decompressList(list, &text) || !readJson(text, &value))
+            return false;
+        debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") % text);
+        return true;
+    });
+    if (isUnpacked)
+        return value;
+    debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
+    return list;
 }
 
 // The bytes of a text or a number, read as UTF-8, are the text that the variant gives.
@@ -166,12 +247,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
 {
     debugLine(QLatin1String("[MessageHandler] ") % message);
 
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(message.toUtf8(), &error);
-    if (error.error != QJsonParseError::NoError)
-        return;
-    const QVariantMap body = document.object().value(BODY).toObject().toVariantMap();
-
+    const QVariantMap body = bodyOf(message);
     const QString action = body.value(ACTION).toString();
     if (!action.isNull()) {
         debugLine(QLatin1String("[MessageHandler.ACTION] ") % action);

@@ -9,6 +9,13 @@
 #include <QtCore/QString>
 #include <QtCore/QVariant>
 
+#if defined(Q_MOC_RUN) && defined(TARVOCLIENT_LIBRARY)
+// For moc alone, and not for that of a host, whose types of these names are others: what asks a signal
+// for the types of its arguments, as a QSignalSpy does, gets the library's.
+Q_DECLARE_METATYPE(Learner)
+Q_DECLARE_METATYPE(RemoteControlMessage)
+#endif
+
 /// Turns each text message of the collaboration channel into a typed signal.
 ///
 /// A message is an event-bus message whose body names an "action" or else a "type"; the payload in
@@ -25,7 +32,8 @@ class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
     Q_DISABLE_COPY(CollaborationMessageHandler)
 
 public:
-    // Hosts connect by the short names, so the signals carry them.
+    // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
+    // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
     // clazy:excludeall=fully-qualified-moc-types
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
@@ -38,7 +46,12 @@ public:
     /// A text is taken as base64 of a block or as the block's bracketed list, a list of texts as
     /// base64 pieces of one payload, a list of numbers as the block's bytes; the result is the JSON
     /// inside, as a map, a list or, when it is neither, invalid. Data in another form and data that
-    /// cannot be unpacked come back as they are; a body without data gives an invalid QVariant.
+    /// cannot be unpacked come back as they are, numbers and flags as their text; a body without data
+    /// gives an invalid QVariant.
+    ///
+    /// At most 16 MiB of text (in UTF-8, all pieces together) are unpacked, and JSON is read only if
+    /// that takes no more than 480 MiB of memory and these can be had: any other payload counts as one
+    /// that cannot be unpacked.
     QVariant getDataValue(QVariantMap body);
 
 Q_SIGNALS:

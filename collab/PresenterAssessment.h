@@ -54,6 +54,11 @@ public:
     void sendMessage(QString deviceId, QString text, bool isDismissible, bool review);
     /// The same for the device without an id, address ".user.", which the service understands so.
     void sendMessage(QString text, bool isDismissible, bool review);
+    /// Does not exist: a call with two texts and one flag leaves out whether it is a review, and would
+    /// otherwise take its second text for a flag.
+    void sendMessage(QString deviceId, QString text, bool isDismissible) = delete;
+    template<typename Character>
+    void sendMessage(QString deviceId, const Character *text, bool isDismissible) = delete;
 
 Q_SIGNALS:
     /// The learner device \a id asks for question number \a questionId.

@@ -131,6 +131,10 @@ QString PresenterCollab::fullAddress(const QString &address) const
 
 void PresenterCollab::publishMessage(QString address, TarvoCollabMessage *message)
 {
+    if (!message) {
+        qDebug().noquote() << "[PresenterCollab] No message to send!";
+        return;
+    }
     message->setfrom(userToken);
     message->compileData();
     const QString body = JsonSerializer::serializeToJson(message);

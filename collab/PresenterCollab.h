@@ -13,6 +13,13 @@
 #include <QtCore/QTimer>
 #include <QtCore/QVariant>
 
+#if defined(Q_MOC_RUN) && defined(TARVOCLIENT_LIBRARY)
+// For moc alone, and not for that of a host, whose types of these names are others: what asks a signal
+// for the types of its arguments, as a QSignalSpy does, gets the library's.
+Q_DECLARE_METATYPE(Learner)
+Q_DECLARE_METATYPE(RemoteControlMessage)
+#endif
+
 class CollaborationMessageHandler;
 class SockJSConnector;
 
@@ -46,7 +53,8 @@ class TARVOCLIENT_EXPORT PresenterCollab : public QObject
     Q_DISABLE_COPY(PresenterCollab)
 
 public:
-    // Hosts connect by the short names, so the signals carry them.
+    // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
+    // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
     // clazy:excludeall=fully-qualified-moc-types
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
@@ -73,7 +81,7 @@ public:
     void close();
 
     /// Publishes \a message to \a address after setting its sender and compressing its payload. The
-    /// message stays the caller's and is not needed once the call returns.
+    /// message stays the caller's and is not needed once the call returns; a null one is not sent.
     void publishMessage(QString address, Tarvo::TarvoCollabMessage *message);
     /// Publishes the text \a data, compressed, as a message of type \a type to \a address.
     void publishMessage(QString address, QString type, QString data);

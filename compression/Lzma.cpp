@@ -1,33 +1,25 @@
+// Packing, and the memory of blocks; unpacking is BoundedLzma, here without a limit.
 #include "compression/Lzma.h"
+
+#include "compression/BoundedLzma.h"
+#include "compression/FalseWithoutMemory.h"
+#include "compression/LzmaBlock.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QTextCodec>
 #include <QtCore/QtEndian>
 
-#include <LzmaDec.h>
 #include <LzmaEnc.h>
 
 #include <charconv>
 #include <cstdlib>
-#include <cstring>
 #include <limits>
-#include <memory>
-#include <new>
+
+using namespace LzmaBlock;
 
 namespace
 {
 
-// ---- The block as it is on the wire, in bytes ----------------------------------------------------
-
-constexpr std::size_t PROPERTIES_OFFSET = 0; // the LZMA properties byte and the dictionary size
-constexpr std::size_t PROPERTIES_SIZE = LZMA_PROPS_SIZE;
-constexpr std::size_t LENGTH_OFFSET = 5;          // the text's length, little-endian
-constexpr std::size_t LENGTH_REPEATED_OFFSET = 9; // and once more, where other writers have zeros
-constexpr std::size_t HEADER_SIZE = 13;
-
-constexpr QChar LIST_OPEN = QLatin1Char('[');
-constexpr QChar LIST_CLOSE = QLatin1Char(']');
-constexpr QChar LIST_SEPARATOR = QLatin1Char(',');
 constexpr int MAX_LIST_CHARS_PER_BYTE = 4;              // three digits and a separator
 constexpr unsigned int MAX_TEXT_FORM_BYTES = 250000000; // as a list, all that a string holds
 
@@ -39,29 +31,6 @@ constexpr int UTF8_BYTES_PER_CHARACTER = 3;
 constexpr int OTHER_BYTES_PER_CHARACTER = 8;
 constexpr int UTF8_MIB = 106;
 constexpr int MAX_CONVERTED_BYTES = std::numeric_limits<int>::max() - 64;
-
-// ---- Memory --------------------------------------------------------------------------------------
-
-struct ReleaseBuffer {
-    void operator()(unsigned char *buffer) const { MyFree(buffer); }
-};
-using Buffer = std::unique_ptr<unsigned char, ReleaseBuffer>;
-
-// The LZMA library wants its own record type, writable; it only ever calls through it.
-ISzAlloc sdkAllocator()
-{
-    return {Lzma::g_Alloc.Alloc, Lzma::g_Alloc.Free};
-}
-
-// The toolkit throws when it is refused memory, or asked for more of it than its containers hold.
-template<typename Operation> bool falseWithoutMemory(const Operation &operation)
-{
-    try {
-        return operation();
-    } catch (const std::bad_alloc &) {
-        return false;
-    }
-}
 
 // ---- Steps ---------------------------------------------------------------------------------------
 
@@ -105,30 +74,6 @@ bool compressText(const QString &text, Block *block)
     return compressed && block->length <= MAX_TEXT_FORM_BYTES;
 }
 
-// A small block can unpack to more than a string can hold; that is a failure like any other.
-bool textFromUtf8(const char *bytes, QString *out)
-{
-    const std::size_t size = std::strlen(bytes);
-    if (size > static_cast<std::size_t>(std::numeric_limits<int>::max()))
-        return false;
-    *out = QString::fromUtf8(bytes, static_cast<int>(size));
-    return true;
-}
-
-bool decompressBlock(const unsigned char *src, unsigned int srcLen, QString *out)
-{
-    unsigned char *text = nullptr;
-    const bool decompressed = Lzma::decompress(src, srcLen, &text);
-    const Buffer owned(text);
-    return decompressed && textFromUtf8(reinterpret_cast<const char *>(text), out);
-}
-
-bool decompressBlock(const QByteArray &block, QString *out)
-{
-    return decompressBlock(reinterpret_cast<const unsigned char *>(block.constData()),
-                           static_cast<unsigned int>(block.size()), out);
-}
-
 QString bracketedList(const Block &block)
 {
     QByteArray list;
@@ -143,37 +88,6 @@ QString bracketedList(const Block &block)
     }
     list += LIST_CLOSE.toLatin1();
     return QString::fromLatin1(list);
-}
-
-QByteArray blockFromBase64(const QString &base64)
-{
-    // What is no letter of the alphabet is passed over, so it does not matter what becomes of it.
-    return QByteArray::fromBase64Encoding(base64.toLatin1()).decoded;
-}
-
-QByteArray blockFromList(QString list)
-{
-    list.remove(LIST_OPEN).remove(LIST_CLOSE);
-
-    QByteArray block;
-    block.reserve(list.count(LIST_SEPARATOR) + 1);
-    for (int start = 0; start <= list.size();) {
-        int end = list.indexOf(LIST_SEPARATOR, start);
-        if (end < 0)
-            end = list.size();
-        block.append(static_cast<char>(list.midRef(start, end - start).toInt()));
-        start = end + 1;
-    }
-    return block;
-}
-
-QByteArray blockFromIntegers(const QList<QVariant> &integers)
-{
-    QByteArray block;
-    block.reserve(integers.size());
-    for (const QVariant &byte : integers)
-        block.append(static_cast<char>(byte.toInt()));
-    return block;
 }
 
 } // namespace
@@ -253,49 +167,31 @@ bool Lzma::compress64(QString text, QString *out)
 
 bool Lzma::decompress(const unsigned char *src, unsigned int srcLen, unsigned char **out)
 {
-    *out = nullptr;
-    if (srcLen < HEADER_SIZE)
-        return false;
-
-    const quint32 declaredLength = qFromLittleEndian<quint32>(src + LENGTH_OFFSET);
-    auto *text = static_cast<unsigned char *>(MyAlloc(std::size_t(declaredLength) + 1));
-    *out = text;
-    if (!text)
-        return false;
-    text[declaredLength] = 0;
-
-    ISzAlloc allocator = sdkAllocator();
-    SizeT textLength = declaredLength;
-    SizeT streamLength = srcLen - HEADER_SIZE;
-    ELzmaStatus status = LZMA_STATUS_NOT_SPECIFIED;
-    const SRes result =
-        LzmaDecode(text, &textLength, src + HEADER_SIZE, &streamLength, src + PROPERTIES_OFFSET,
-                   PROPERTIES_SIZE, LZMA_FINISH_END, &status, &allocator);
-    // The stream may end before the declared length; nothing behind its end is ever read.
-    text[textLength] = 0;
-    return result == SZ_OK;
+    std::size_t length = 0;
+    UnpackingLimit unlimited = UnpackingLimit::none();
+    return BoundedLzma::decompress(src, srcLen, &unlimited, out, &length);
 }
 
 bool Lzma::decompress(unsigned char *src, unsigned int srcLen, QString *out)
 {
-    return falseWithoutMemory([&] { return decompressBlock(src, srcLen, out); });
+    UnpackingLimit unlimited = UnpackingLimit::none();
+    return BoundedLzma::decompress(src, srcLen, &unlimited, out);
 }
 
 bool Lzma::decompress64(QString base64, QString *out)
 {
-    return falseWithoutMemory([&] {
-        const QByteArray block = blockFromBase64(base64);
-        // Even the empty text has a stream behind the header.
-        return block.size() > static_cast<int>(HEADER_SIZE) && decompressBlock(block, out);
-    });
+    UnpackingLimit unlimited = UnpackingLimit::none();
+    return BoundedLzma::decompress64(base64, &unlimited, out);
 }
 
 bool Lzma::decompress(QString list, QString *out)
 {
-    return falseWithoutMemory([&] { return decompressBlock(blockFromList(std::move(list)), out); });
+    UnpackingLimit unlimited = UnpackingLimit::none();
+    return BoundedLzma::decompress(std::move(list), &unlimited, out);
 }
 
 bool Lzma::decompress(QList<QVariant> list, QString *out)
 {
-    return falseWithoutMemory([&] { return decompressBlock(blockFromIntegers(list), out); });
+    UnpackingLimit unlimited = UnpackingLimit::none();
+    return BoundedLzma::decompress(list, &unlimited, out);
 }

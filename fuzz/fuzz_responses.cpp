@@ -42,15 +42,25 @@ struct SockJSProbe {
         worker->inFlight.append(request);
     }
     static void read(SockJSXHRPollingWorker *worker) { worker->onData(); }
+    // So much time passes that what is half read is given up, or what comes next is looked at.
+    static void passTime(SockJSXHRPollingWorker *worker, bool idleTurn)
+    {
+        worker->lastReceived = QDateTime::currentDateTimeUtc().addSecs(-10);
+        if (idleTurn)
+            worker->onNoData();
+    }
 };
 
-// The first byte is the length of a read in bytes; the rest arrives in reads of that length.
+// The first byte is the length of a read in bytes; the second says before which reads time passes,
+// and whether the worker has an idle turn then. The rest arrives in reads of that length.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    if (size == 0)
+    if (size < 2)
         return 0;
     const int readLength = data[0] + 1;
-    const QByteArray bytes = Fuzzing::bytesOf(data + 1, size - 1);
+    const int silentRead = data[1] / 2;
+    const bool idleTurn = data[1] % 2 != 0;
+    const QByteArray bytes = Fuzzing::bytesOf(data + 2, size - 2);
 
     FedSocket socket;
     SockJSXHRPollingWorker worker(nullptr, &socket, QString(), 80, false, true);
@@ -64,6 +74,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                      [&delivered](XHRRequest *, const QString &text) { delivered += text.size(); });
 
     for (int position = 0; position < bytes.size(); position += readLength) {
+        if (silentRead > 0 && position / readLength % silentRead == silentRead - 1)
+            SockJSProbe::passTime(&worker, idleTurn);
         socket.feed(bytes.mid(position, readLength));
         SockJSProbe::read(&worker);
     }

@@ -31,6 +31,9 @@ constexpr int NO_PORT = -1;
 const char OPEN_FRAME[] = "o";
 constexpr char ARRAY_FRAME = 'a';
 
+// A message, or a piece of one, that is larger ends the connection.
+constexpr quint64 MAX_MESSAGE_BYTES = 16 * 1024 * 1024;
+
 constexpr int INACTIVITY_CHECK_MS = 1800000;
 constexpr int MAX_INACTIVITY_S = 3600;
 
@@ -166,6 +169,8 @@ bool SockJSConnector::openWebsocket()
 
     const QPointer<SockJSConnector> self(this);
     const QPointer<QWebSocket> socket(new QWebSocket);
+    socket->setMaxAllowedIncomingMessageSize(MAX_MESSAGE_BYTES);
+    socket->setMaxAllowedIncomingFrameSize(MAX_MESSAGE_BYTES);
     endWebSocket(takeWebSocket());
     webSocket = socket;
     openState = OPEN_PENDING;
@@ -235,10 +240,13 @@ void SockJSConnector::onWebSocketFailed()
 
 void SockJSConnector::onWebSocketDisconnected()
 {
-    if (state() == State::TRYING)
+    if (state() == State::TRYING) {
         openstate2();
-    else
-        onClosed();
+        return;
+    }
+    if (webSocket->closeCode() == QWebSocketProtocol::CloseCodeTooMuchData)
+        debug() << "ERROR: A message was too large:" << webSocket->closeReason();
+    onClosed();
 }
 
 void SockJSConnector::adoptWebSocket()

@@ -1,12 +1,11 @@
 #include "sockjs/SockJSXHRPolling.h"
 
+#include "sockjs/PostQueue.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
 #include "sockjs/UrlHost.h"
 #include "support/SystemProxy.h"
 
-#include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
-#include <QtCore/QEvent>
 #include <QtCore/QPointer>
 #include <QtCore/QThread>
 #include <QtCore/QUrl>
@@ -29,8 +28,8 @@ const char SENDING_SUFFIX[] = "/xhr_send";
 // purpose: a stream that has ended starts no new one.
 const char REPEATED_PATH_END[] = "xhr";
 
-// A post that makes no progress for this long is given up.
-constexpr int POST_TIMEOUT_MS = 30000;
+// How long the polling connection is kept for posts that make no progress.
+constexpr int RECEIVING_PATIENCE_MS = 2000;
 
 QDebug debug()
 {
@@ -46,17 +45,35 @@ QString connectionHeader(bool keepAlive)
 
 SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
     : QObject(parent), networkAccessManager(new QNetworkAccessManager(this)),
-      cookieJar(new QNetworkCookieJar(this))
+      cookieJar(new QNetworkCookieJar(this)),
+      posts(new PostQueue(networkAccessManager, PostQueue::Limits(), this))
 {
     networkAccessManager->setCookieJar(cookieJar);
     cookieJar->setParent(this); // the manager took it over
     connect(networkAccessManager, &QNetworkAccessManager::finished, this,
-            &SockJSXHRPolling::onNAMRequestFinished);
+            &SockJSXHRPolling::onNAMRequestFinished, Qt::QueuedConnection);
+
+    receivingPatience.setSingleShot(true);
+    receivingPatience.setInterval(RECEIVING_PATIENCE_MS);
+    connect(&receivingPatience, &QTimer::timeout, this, &SockJSXHRPolling::dropReceivingSocket);
+    connect(posts, &PostQueue::progressed, this, [this] {
+        if (receivingPatience.isActive())
+            receivingPatience.start();
+    });
+    connect(posts, &PostQueue::lost, this, &SockJSXHRPolling::logLostMessage);
+    connect(posts, &PostQueue::drained, this, [this] {
+        // Until the worker has ended, the socket is its own.
+        if (!worker)
+            dropReceivingSocket();
+        if (released)
+            deleteLater();
+    });
 }
 
 SockJSXHRPolling::~SockJSXHRPolling()
 {
     releaseWorker();
+    dropReceivingSocket();
     // The manager first: it uses the jar.
     delete networkAccessManager;
 }
@@ -66,6 +83,8 @@ SockJSXHRPolling::~SockJSXHRPolling()
 bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, bool streaming)
 {
     releaseWorker();
+    dropReceivingSocket();
+    posts->goOn();
     closed = false;
     this->host = host;
     keepAlive = true;
@@ -88,14 +107,15 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
     networkAccessManager->setProxy(proxy.port() != 0 ? proxy
                                                      : QNetworkProxy(QNetworkProxy::DefaultProxy));
 
+    receivingSocket = socket;
     worker = new SockJSXHRPollingWorker(nullptr, socket, host, port, ssl, keepAlive);
     if (!worker->connectToServer()) {
         debug() << socket->errorString();
-        delete socket;
         releaseWorker();
+        dropReceivingSocket();
         return false;
     }
-    startWorkerThread(socket);
+    startWorkerThread();
     doPoll();
     return true;
 }
@@ -103,35 +123,46 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
 // The worker's and its socket's life from here on:
 //
 //   forceClose() or a lost connection
+//     worker::finished  -> the socket comes back to our thread
 //     worker::finished  -> thread::quit, at once, so that the thread ends without our event loop
-//       thread::finished  -> socket::deleteLater, in the thread, as it ends
 //     worker::finished  => onWorkerFinished, from our event loop: frees thread, worker, requests
 //
 // The destructor does not wait for our event loop; it does the last step itself. The worker is freed
 // here, not by its thread, because until then it is called from here.
-void SockJSXHRPolling::startWorkerThread(QTcpSocket *socket)
+void SockJSXHRPolling::startWorkerThread()
 {
     workerThread = new QThread;
     workerThread->setObjectName(QStringLiteral("sockjs-xhr"));
-    socket->moveToThread(workerThread);
+    receivingSocket->moveToThread(workerThread);
     worker->moveToThread(workerThread);
 
     using Worker = SockJSXHRPollingWorker;
-    connect(worker, &Worker::receivedHeadersResponse, this,
-            &SockJSXHRPolling::onReceivedHeadersResponse);
-    connect(worker, &Worker::receivedMessageResponse, this,
-            &SockJSXHRPolling::onReceivedMessageResponse);
-    connect(worker, &Worker::reconnected, this, &SockJSXHRPolling::onWorkerReconnected);
-    connect(worker, &Worker::finished, this, &SockJSXHRPolling::onWorkerFinished);
+    const int run = generation;
+    const auto hear = [=](auto signal, auto receiver) {
+        connect(worker, signal, this, [=](const auto &...values) {
+            if (run == generation)
+                (this->*receiver)(values...);
+        });
+    };
+    hear(&Worker::receivedHeadersResponse, &SockJSXHRPolling::onReceivedHeadersResponse);
+    hear(&Worker::receivedMessageResponse, &SockJSXHRPolling::onReceivedMessageResponse);
+    hear(&Worker::reconnected, &SockJSXHRPolling::onWorkerReconnected);
+    hear(&Worker::finished, &SockJSXHRPolling::onWorkerFinished);
+
+    QTcpSocket *const socket = receivingSocket;
+    QThread *const home = thread();
+    connect(
+        worker, &Worker::finished, socket, [=] { socket->moveToThread(home); },
+        Qt::DirectConnection);
     connect(worker, &Worker::finished, workerThread, &QThread::quit, Qt::DirectConnection);
     connect(workerThread, &QThread::started, worker, &Worker::process);
-    connect(workerThread, &QThread::finished, socket, &QObject::deleteLater);
     workerThread->start(QThread::InheritPriority);
 }
 
 void SockJSXHRPolling::onWorkerFinished()
 {
     releaseWorker();
+    keepReceivingSocket();
     Q_EMIT connectionClosed();
 }
 
@@ -147,16 +178,37 @@ void SockJSXHRPolling::releaseWorker()
     worker = nullptr;
     delete workerThread;
     workerThread = nullptr;
-    // What it reported last and has not been heard yet speaks of requests that go here.
-    QCoreApplication::removePostedEvents(this, QEvent::MetaCall);
+    ++generation; // what it reported last and has not been heard yet speaks of requests that go here
     lastRequest = nullptr;
     qDeleteAll(requests);
     requests.clear();
 }
 
+// Servers end a session, and drop its messages, when the receiving connection goes, so that stays up
+// until the posts that wait have been answered. Nothing that arrives on it is heard any more.
+void SockJSXHRPolling::keepReceivingSocket()
+{
+    if (!posts->isSending() || receivingSocket->state() != QAbstractSocket::ConnectedState) {
+        dropReceivingSocket();
+        return;
+    }
+    QTcpSocket *const socket = receivingSocket;
+    connect(
+        socket, &QIODevice::readyRead, socket, [=] { socket->readAll(); }, Qt::QueuedConnection);
+    receivingPatience.start();
+}
+
+void SockJSXHRPolling::dropReceivingSocket()
+{
+    receivingPatience.stop();
+    delete receivingSocket;
+    receivingSocket = nullptr;
+}
+
 void SockJSXHRPolling::close()
 {
     closed = true;
+    posts->finish();
     if (worker)
         worker->forceClose();
 }
@@ -231,11 +283,18 @@ void SockJSXHRPolling::onReconnected()
     doPoll();
 }
 
-// A poll that has not gone out on the lost connection goes out on the new one. A second beside it would
-// go round for ever, and servers end a session that is polled twice at a time.
+// What was not answered on the lost connection never will be. A poll that has not gone out on it goes
+// out on the new one: a second beside it would go round for ever, and servers end a session that is
+// polled twice at a time.
 void SockJSXHRPolling::onWorkerReconnected()
 {
-    if (!closed && worker && !requests.isEmpty() && worker->isForThisConnection(*requests.last()))
+    if (worker) {
+        const QList<XHRRequest *> unanswered = worker->takeUnanswered();
+        for (XHRRequest *request : unanswered)
+            freeRequest(request);
+    }
+    const int answered = lastRequest ? 1 : 0;
+    if (!closed && requests.size() > answered)
         return;
     onReconnected();
 }
@@ -258,42 +317,39 @@ int SockJSXHRPolling::getCookieCount()
 
 // ---- Sending ------------------------------------------------------------------------------------
 
-void SockJSXHRPolling::sendTextMessage(QString message)
+bool SockJSXHRPolling::isSending() const
 {
-    postQueue.append(message.toUtf8());
-    postNextMessage();
+    return posts->isSending();
 }
 
-void SockJSXHRPolling::postNextMessage()
+void SockJSXHRPolling::sendTextMessage(QString message)
 {
-    if (postReply || postQueue.isEmpty())
-        return;
     QNetworkRequest request(QUrl(sessionUrl + QLatin1String(SENDING_SUFFIX)));
     request.setRawHeader("accept-encoding", "identity");
     request.setHeader(QNetworkRequest::ContentTypeHeader,
                       QStringLiteral("application/json; charset=UTF-8"));
     request.setRawHeader("Connection", connectionHeader(keepAlive).toLatin1());
-    request.setTransferTimeout(POST_TIMEOUT_MS);
-    postReply = networkAccessManager->post(request, postQueue.takeFirst());
+    posts->append(request, message.toUtf8());
 }
 
 void SockJSXHRPolling::onNAMRequestFinished(QNetworkReply *reply)
 {
     if (reply->error() != QNetworkReply::NoError)
-        debug() << "xhr_send error:" << reply->errorString();
+        logLostMessage(reply->errorString());
     reply->deleteLater();
-    if (reply != postReply)
-        return;
-    postReply = nullptr;
-    postNextMessage();
-    if (released)
-        releaseWhenSent();
+    posts->replyFinished(reply);
+}
+
+void SockJSXHRPolling::logLostMessage(const QString &reason)
+{
+    debug() << "xhr_send error:" << reason;
 }
 
 // The connector's goodbye: the transport ends itself once its last message has left.
 void SockJSXHRPolling::releaseWhenSent()
 {
     released = true;
-    if (!postReply)
+    posts->finish();
+    if (!posts->isSending())
         deleteLater();
 }

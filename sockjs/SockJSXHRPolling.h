@@ -7,7 +7,9 @@
 #include <QtCore/QList>
 #include <QtCore/QObject>
 #include <QtCore/QString>
+#include <QtCore/QTimer>
 
+class PostQueue;
 class QNetworkAccessManager;
 class QNetworkCookieJar;
 class QNetworkReply;
@@ -20,14 +22,17 @@ class SockJSXHRPollingWorker;
 /// **Receiving** runs over one persistent connection, written by hand, on a worker thread: requests
 /// for "/xhr" (polling), the next one after each response, or one for "/xhr_streaming". **Sending**
 /// runs apart from it, as POST requests to "/xhr_send" through a network access manager; they leave
-/// one after another, so that messages cannot overtake each other, and a post that makes no progress
-/// for 30,000 ms is given up with a debug line. Both halves share the server's cookies and the
-/// system's proxy. HTTP status codes are not read on either.
+/// one after another, so that messages cannot overtake each other. A post that makes no progress for
+/// 30,000 ms, or takes 120,000 ms in all, is given up; at most 64 MiB of messages wait for their turn.
+/// What is lost is logged. Both halves share the server's cookies and the system's proxy. HTTP status
+/// codes are not read on either.
 ///
 /// **Life.** The connector makes the transport and drives it on its own thread, the host's. close()
-/// ends the receiving half; posts that are waiting then still leave, as long as the transport lives.
-/// It may be deleted in any state, also from a slot connected to it: the worker's thread, its socket
-/// and all requests are then gone when the destructor returns, which takes milliseconds.
+/// ends the receiving half; posts that are waiting then still leave, for up to 30,000 ms and as long as
+/// the transport lives. Servers end a session when its receiving connection goes, so that stays up for
+/// them meanwhile, unheard. The transport may be deleted in any state, also from a slot connected to
+/// it: the worker's thread, its socket and all requests are then gone when the destructor returns,
+/// which takes milliseconds.
 class TARVOCLIENT_EXPORT SockJSXHRPolling : public QObject
 {
     Q_OBJECT
@@ -43,10 +48,11 @@ public:
     /// connection came about. An earlier connection ends without a word.
     bool start(QString host, int port, bool ssl, QString path, bool streaming);
     /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
-    /// Works after close() too.
+    /// Works after close() too, until the time for what is left is up.
     void sendTextMessage(QString message);
-    /// Whether messages are still on their way to "/xhr_send", or wait for their turn.
-    bool isSending() const { return postReply; }
+    /// Whether messages are still on their way to "/xhr_send", or wait for their turn. False within
+    /// 30,000 ms after close().
+    bool isSending() const;
     /// Ends the polling. connectionClosed() follows from the event loop, once the worker has ended.
     void close();
 
@@ -78,13 +84,16 @@ private:
     friend class SockJSConnector;
     friend struct SockJSProbe;
 
-    void releaseWhenSent();
-    void startWorkerThread(QTcpSocket *socket);
+    void startWorkerThread();
     void onWorkerReconnected();
     void onWorkerFinished();
     void releaseWorker();
     void freeRequest(XHRRequest *request);
-    void postNextMessage();
+
+    void logLostMessage(const QString &reason);
+    void keepReceivingSocket();
+    void dropReceivingSocket();
+    void releaseWhenSent();
 
     QNetworkAccessManager *networkAccessManager; // a child; carries the posts
     QNetworkCookieJar *cookieJar; // a child; holds the polling connection's cookies too
@@ -100,8 +109,13 @@ private:
     QThread *workerThread = nullptr;
     XHRRequest *lastRequest = nullptr; // whose response is being read
 
-    QList<XHRRequest *> requests;       // all that are not freed yet, lastRequest included
-    QList<QByteArray> postQueue;        // messages that wait for the post before them to end
-    QNetworkReply *postReply = nullptr; // the post under way; a child of the manager
-    bool released = false;              // the connector has let go; ends itself when all is sent
+    QList<XHRRequest *> requests; // all that are not freed yet, lastRequest included
+    int generation = 0;           // of the worker; what an earlier one reported is not heard
+
+    PostQueue *posts;      // a child; the messages on their way to "/xhr_send"
+    bool released = false; // the connector has let go; ends itself when all is sent
+
+    // The polling connection: the worker's while that runs, then kept for the posts that wait.
+    QTcpSocket *receivingSocket = nullptr;
+    QTimer receivingPatience; // with those, when they make no progress
 };

@@ -5,15 +5,24 @@
 
 #include <QtCore/QByteArray>
 #include <QtCore/QDateTime>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QList>
 #include <QtCore/QMutex>
 #include <QtCore/QObject>
 #include <QtCore/QString>
+#include <QtCore/QWaitCondition>
 
 #include <atomic>
+#include <memory>
 
-class QEventLoop;
+class QAbstractEventDispatcher;
+class QDeadlineTimer;
 class QTcpSocket;
+
+namespace Tarvo
+{
+class ResponseReader;
+}
 
 /// The receiving half of the XHR transport: an HTTP/1.1 client written by hand over one TCP or TLS
 /// socket, on a thread of its own.
@@ -25,15 +34,19 @@ class QTcpSocket;
 ///
 /// **The loop.** One turn a second while nothing arrives. A turn without data writes the oldest
 /// queued request; a turn with data splits what has come into headers and bodies and reports them. A
-/// connection that is lost is made again within the turn. The worker sleeps in between and is woken
-/// early only by the socket and by forceClose().
+/// connection that is lost is made again within the turn; when that one lasts less than 1,000 ms, the
+/// worker pauses before the next: for 250 ms, then twice as long each time in a row, at most for
+/// 5,000 ms. The worker sleeps in between and is woken early only by the socket and by forceClose().
+/// Once the application object is gone the toolkit delivers nothing, so that nothing is received;
+/// forceClose() ends the worker as before.
 ///
 /// **Errors.** HTTP status codes are not read: the body of an error response is delivered like any
-/// other. A peer whose bytes can not be a response within the limits below loses the connection,
-/// which is then made again.
+/// other. A peer that sends a body of more than 16 MiB, or a header block or the size line of a chunk
+/// of more than 64 KiB, loses the connection, with a debug line; it is then made again.
 ///
 /// Requests belong to the transport; the worker never frees one, and no longer touches the one
-/// before when it reports the header of a response.
+/// before when it reports the header of a response. Those whose response had not begun when their
+/// connection was lost are handed back by takeUnanswered().
 class TARVOCLIENT_EXPORT SockJSXHRPollingWorker : public QObject
 {
     Q_OBJECT
@@ -60,9 +73,10 @@ public:
     bool queueRequest(XHRRequest *request);
     /// Ends process(), at once when it waits for the network. finished() follows from its thread.
     void forceClose();
-    /// Whether a queued request goes, or went, out on the connection that stands now, rather than on
-    /// one that was lost.
-    bool isForThisConnection(const XHRRequest &request) const;
+    /// The requests that were written to connections which were lost before the response's header
+    /// came, each once. The worker has forgotten them when it emits reconnected(), and reports
+    /// nothing of them any more; the caller may free them.
+    QList<XHRRequest *> takeUnanswered();
 
     /// @}
     /// \name On the worker's thread
@@ -88,7 +102,8 @@ public:
 Q_SIGNALS:
     /// process() has ended, for good.
     void finished();
-    /// A lost connection stands again; what was half read on the old one is forgotten.
+    /// A lost connection stands again. What was half read on the old one is forgotten, and so are
+    /// the requests that were not answered on it: see takeUnanswered().
     void reconnected();
     /// The header of the response to `request` has come.
     void receivedHeadersResponse(XHRRequest *request, QStringMap headers);
@@ -99,9 +114,6 @@ public Q_SLOTS:
     /// The worker's loop; returns when the worker has ended.
     void process();
 
-protected:
-    void customEvent(QEvent *event) override;
-
 private:
     friend struct SockJSProbe;
 
@@ -111,28 +123,28 @@ private:
     };
 
     Turn turn();
-    bool sleep(int timeoutMs);
-    void wakeUp();
-    bool waitForConnection();
-    bool isEstablished() const;
-    Turn reconnect();
-    void resetSocket();
-    void settle();
     void onNoData();
+    void settle();
 
-    bool receivedNothingForLong() const;
+    bool isEstablished() const;
+    bool waitForConnection();
+    Turn reconnect();
+    void pauseAfterShortConnection();
+    void resetSocket();
+
+    void setDispatcher(QAbstractEventDispatcher *ofThisThread);
+    bool sleep(int timeoutMs);
+    void waitForEvent(const QDeadlineTimer &deadline);
+    void wakeUp();
+
     void onData();
-    void parseBuffer();
-    bool isResumptionClear();
-    int readPiece(int position);
-    int findHeader(int position);
-    int readHeader(const QByteArray &data);
-    int readChunk(const QByteArray &data);
-    int readPlainBody(const QByteArray &data);
+    bool receivedNothingForLong() const;
+    void readResponses();
+    void onHeader();
     void deliverMessage();
     void clearBuffer();
     void forgetResponse();
-    bool exceedsLimits();
+    void forgetRequests();
 
     // The worker's thread only, where not said otherwise.
     QDateTime lastReceived; // when the last read brought data
@@ -148,14 +160,15 @@ private:
     QTcpSocket *socket;               // the transport's
     QString message;                  // the body gathered so far, one character a byte
 
-    QByteArray buffer;             // received and not yet parsed
-    int headerSearchStart = 0;     // no header begins in the buffer before this position
-    int resumedAt = -1;            // where the bytes behind a silence begin that are not yet judged
-    XHRRequest *current = nullptr; // whose response is being read
-    bool bodyOutstanding = false;  // bytes of its body are still to come
-    bool running = false;          // process() is on the stack
-    int lastWritten = 0;           // the number of the last request written
-    std::atomic<int> lastOfOldConnection{
-        0};                         // the same at the last reconnection; read by any thread
-    QEventLoop *sleeping = nullptr; // the sleep in progress
+    std::unique_ptr<Tarvo::ResponseReader> reader; // received, and not yet wholly read
+    XHRRequest *current = nullptr;                 // whose response is being read
+    bool running = false;                          // process() is on the stack
+    bool woken = false;                            // something happened since the sleep began
+    QElapsedTimer sinceReconnected;                // not valid on the first connection
+    int pauseMs = 0;                               // the last pause of those in a row
+
+    QMutex sharedMutex;                             // guards what follows, which any thread touches
+    QAbstractEventDispatcher *dispatcher = nullptr; // of the thread, while process() runs
+    QWaitCondition closed;                          // forceClose() was called
+    QList<XHRRequest *> unanswered;                 // for takeUnanswered()
 };

@@ -583,6 +583,27 @@ void tst_CollaborationMessageHandler::dataValue_data()
                                         << QVariant("aGVsbG8gd29ybGQsIGhlbGxvIQ==") << rawLine;
     QTest::newRow("what is no base64") << QVariant("%%%%") << QVariant("%%%%") << rawLine;
 
+    // Of texts, only those that hold nothing but whole numbers are read as a list.
+    const QString spaced =
+        bracketed(joinBlock).replace(',', " , ").replace('[', "[ ").replace(']', " ] ");
+    QTest::newRow("bracketed list with blanks")
+        << QVariant(spaced) << QVariant(join) << fromString + joinText;
+    QTest::newRow("list without brackets") << QVariant(bracketed(joinBlock).remove('[').remove(']'))
+                                           << QVariant(join) << fromString + joinText;
+    const QString zeros = "[0" + QString(",0").repeated(17) + ']'; // the block of an empty text
+    QTest::newRow("list of zeros") << QVariant(zeros) << invalid << fromString;
+    const QString letters = "a, b, c, d, e, f, g, h, i, j, k, l, m, n, o, p, q, r";
+    QTest::newRow("text with 17 commas") << QVariant(letters) << QVariant(letters) << rawLine;
+    const QString commas(17, ',');
+    QTest::newRow("17 commas") << QVariant(commas) << QVariant(commas) << rawLine;
+    for (const char *part : {"x", "", " ", "0.0", "1e1", "0x0", "99999999999", "0 0", "- 1", "+"}) {
+        const QString text = QString(zeros).replace(",0]", ',' + QString(part) + ']');
+        QTest::addRow("list that ends in '%s'", part)
+            << QVariant(text) << QVariant(text) << rawLine;
+    }
+    const QString dash = QString(zeros).replace(3, 1, "-");
+    QTest::newRow("list with a dash inside") << QVariant(dash) << QVariant(dash) << rawLine;
+
     // What is no text but has one.
     QTest::newRow("number") << QVariant(5) << QVariant("5") << rawLine;
     QTest::newRow("fraction") << QVariant(2.5) << QVariant("2.5") << rawLine;
@@ -840,6 +861,10 @@ void tst_CollaborationMessageHandler::recordsTravelInQueuedConnections()
 
     QueueingHost host;
     if (byName) {
+        if (connection == Qt::QueuedConnection) {
+            qRegisterMetaType<Tarvo::Learner>("Learner");
+            qRegisterMetaType<Tarvo::RemoteControlMessage>("RemoteControlMessage");
+        }
         QVERIFY(connect(handler, SIGNAL(learnerJoin(Learner)), &host, SLOT(onJoin(Learner)),
                         connection));
         QVERIFY(connect(handler, SIGNAL(remoteControl(RemoteControlMessage)), &host,

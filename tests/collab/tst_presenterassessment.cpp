@@ -12,6 +12,7 @@
 #include <QtTest/QtTest>
 
 #include <memory>
+#include <type_traits>
 
 namespace
 {
@@ -38,6 +39,37 @@ PresenterCollab *channelOf(const PresenterAssessment &assessment)
 {
     return assessment.*memberOf(Channel());
 }
+
+// Whether sendMessage() can be called with arguments of these types.
+template<typename Enabled, typename... Arguments> struct Sends : std::false_type {
+};
+template<typename... Arguments>
+struct Sends<std::void_t<decltype(std::declval<PresenterAssessment &>().sendMessage(
+                 std::declval<Arguments>()...))>,
+             Arguments...> : std::true_type {
+};
+template<typename... Arguments> constexpr bool sends = Sends<void, Arguments...>::value;
+
+// With a device, and without.
+static_assert(sends<QString, QString, bool, bool>);
+static_assert(sends<const char (&)[3], const char (&)[9], bool, bool>);
+static_assert(sends<QString, bool, bool>);
+static_assert(sends<const char (&)[9], bool, bool>);
+static_assert(sends<QString, int, int>);
+[[maybe_unused]] void (PresenterAssessment::*const SEND_TO_ONE)(QString, QString, bool, bool) =
+    &PresenterAssessment::sendMessage;
+[[maybe_unused]] void (PresenterAssessment::*const SEND)(QString, bool,
+                                                         bool) = &PresenterAssessment::sendMessage;
+// A device and a text, but only one flag.
+static_assert(!sends<const char (&)[3], const char (&)[9], bool>);
+static_assert(!sends<QString, const char (&)[9], bool>);
+static_assert(!sends<QString, const char *, bool>);
+static_assert(!sends<QString, char *, bool>);
+static_assert(!sends<QString, const char16_t (&)[9], bool>);
+static_assert(!sends<QString, QString, bool>);
+static_assert(!sends<const char (&)[3], QString, bool>);
+static_assert(!sends<QString, QByteArray, bool>);
+static_assert(!sends<QString, QLatin1String, bool>);
 
 } // namespace
 

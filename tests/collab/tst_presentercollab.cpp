@@ -84,6 +84,7 @@ private Q_SLOTS:
     void relativeAddressOfAMessageObjectIsCompleted();
 
     void removeLearnerTellsDeviceAndHost();
+    void noMessageIsNotSent();
     void removeLearnerTellsTheHostWhileNotConnected();
 
     void incomingMessagesReachTheHost_data();
@@ -537,6 +538,16 @@ void tst_PresenterCollab::removeLearnerTellsDeviceAndHost()
     QVERIFY(host.waitForPublished(1));
     QCOMPARE(host.bus.published(),
              QStringList{typed("session.user.d1", "disconnect", emptyTextBlock)});
+}
+
+void tst_PresenterCollab::noMessageIsNotSent()
+{
+    OpenChannel host;
+    QVERIFY(host.open());
+    const LogCapture log;
+    host.channel.publishMessage("abc", nullptr);
+    QCOMPARE(log.messages(), QStringList{"[PresenterCollab] No message to send!"});
+    QVERIFY(host.hasPublishedNothing());
 }
 
 void tst_PresenterCollab::removeLearnerTellsTheHostWhileNotConnected()

@@ -8,6 +8,8 @@ class TestGoodbye : public QObject
 private Q_SLOTS:
     void stopDisconnectsEveryLearner_data() { addTransportAndTlsRows(); }
     void stopDisconnectsEveryLearner();
+    void learnersOfAnIdleClassAreTold_data();
+    void learnersOfAnIdleClassAreTold();
     void lastWordArrivesWhenTheHostStopsAtOnce_data() { addTransportAndTlsRows(); }
     void lastWordArrivesWhenTheHostStopsAtOnce();
     void lastWordArrivesBehindFiveMegabytes_data() { addTransportAndTlsRows(); }
@@ -61,6 +63,43 @@ void TestGoodbye::stopDisconnectsEveryLearner()
     QCOMPARE(far->get("sessions").toArray(), QJsonArray());
     QTest::qWait(0);
     QCOMPARE(closed.count(), 1);
+}
+
+void TestGoodbye::learnersOfAnIdleClassAreTold_data()
+{
+    QTest::addColumn<QString>("transport");
+    QTest::addColumn<bool>("tls");
+    QTest::addColumn<QString>("end");
+    for (const char *end : {"close", "stop", "log out", "delete"}) {
+        QTest::addRow("xhr-polling: %s", end) << "xhr-polling" << false << end;
+        QTest::addRow("xhr-polling, TLS: %s", end) << "xhr-polling" << true << end;
+    }
+    QTest::newRow("websocket: stop") << "websocket" << false << "stop";
+}
+
+// Over polling a request for the next message is always out then, and the connection of earlier posts
+// is gone: servers keep it for five seconds.
+void TestGoodbye::learnersOfAnIdleClassAreTold()
+{
+    QFETCH(QString, transport);
+    QFETCH(bool, tls);
+    QFETCH(QString, end);
+    const Far far(tls, {"--learners", "2"});
+    LiveSession session(*far, transport);
+    QVERIFY(openWithLearners(session, 2));
+    QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
+    QTest::qWait(7000);
+
+    if (end == "close")
+        session.channel->close();
+    else if (end == "stop")
+        QVERIFY(session.client->doStopSession());
+    else if (end == "log out")
+        QVERIFY(session.client->doLogout());
+    else
+        session.client.reset();
+    for (const QJsonValue message : far->received("disconnect", 2))
+        QCOMPARE(message["text"].toString(), QString("\"\""));
 }
 
 void TestGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()

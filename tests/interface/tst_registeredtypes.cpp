@@ -16,6 +16,7 @@ private Q_SLOTS:
     void initTestCase();
     void namesAreKnown_data();
     void namesAreKnown();
+    void shortNamesAreTheHosts();
 };
 
 void tst_RegisteredTypes::initTestCase()
@@ -38,6 +39,13 @@ void tst_RegisteredTypes::namesAreKnown()
     const int type = QMetaType::type(QTest::currentDataTag());
     QVERIFY(type != QMetaType::UnknownType);
     QCOMPARE(QMetaType::sizeOf(type), size);
+}
+
+// A host may have types of these names of its own.
+void tst_RegisteredTypes::shortNamesAreTheHosts()
+{
+    QCOMPARE(QMetaType::type("Learner"), int(QMetaType::UnknownType));
+    QCOMPARE(QMetaType::type("RemoteControlMessage"), int(QMetaType::UnknownType));
 }
 
 QTEST_GUILESS_MAIN(tst_RegisteredTypes)

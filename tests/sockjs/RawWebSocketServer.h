@@ -3,6 +3,7 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QCryptographicHash>
 #include <QtCore/QList>
+#include <QtCore/QtEndian>
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 
@@ -43,6 +44,22 @@ public:
         return QByteArray(1, char(opcode)) + char(payload.size()) + payload;
     }
     static QByteArray text(const QByteArray &payload) { return frame(TEXT, payload); }
+
+    // A text message of any size, in so many frames.
+    static QList<QByteArray> fragments(const QByteArray &text, int pieces)
+    {
+        QList<QByteArray> frames;
+        const int pieceBytes = (text.size() + pieces - 1) / pieces;
+        for (int i = 0; i < pieces; ++i) {
+            const QByteArray payload = text.mid(i * pieceBytes, pieceBytes);
+            const int opcode = (i == 0 ? 0x01 : 0x00) | (i == pieces - 1 ? 0x80 : 0x00);
+            const quint64 length = qToBigEndian(quint64(payload.size()));
+            frames.append(QByteArray(1, char(opcode)) + char(127)
+                          + QByteArray(reinterpret_cast<const char *>(&length), sizeof length)
+                          + payload);
+        }
+        return frames;
+    }
 
     // In the packet of the handshake's answer.
     QByteArray behindHandshake;

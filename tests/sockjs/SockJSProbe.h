@@ -13,6 +13,8 @@ struct SockJSProbe {
     static QList<XHRRequest *> &txQueue(SockJSXHRPollingWorker &worker) { return worker.txQueue; }
     static QList<XHRRequest *> &inFlight(SockJSXHRPollingWorker &worker) { return worker.inFlight; }
     static int &retryCount(SockJSXHRPollingWorker &worker) { return worker.retryCount; }
+    static int pauseMs(const SockJSXHRPollingWorker &worker) { return worker.pauseMs; }
+    static void read(SockJSXHRPollingWorker &worker) { worker.onData(); }
 
     // SockJSXHRPolling
     static QString baseUrl(const SockJSXHRPolling &transport) { return transport.baseUrl; }

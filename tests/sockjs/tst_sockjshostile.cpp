@@ -1,3 +1,4 @@
+#include "FedSocket.h"
 #include "RawWebSocketServer.h"
 #include "WorkerRun.h"
 #include "support/LogCapture.h"
@@ -5,6 +6,8 @@
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
+
+#include <ctime>
 
 using namespace Scripted;
 
@@ -21,12 +24,18 @@ private slots:
     void dataThatIsNoResponseIsDroppedAfterTwoSeconds();
     void manySmallPiecesAreReadInOneGo_data();
     void manySmallPiecesAreReadInOneGo();
+    void readingTakesTimeInProportion_data();
+    void readingTakesTimeInProportion();
+    void closingDoesNotWaitForWhatHasArrived_data();
+    void closingDoesNotWaitForWhatHasArrived();
     void largeBodyIsRead_data();
     void largeBodyIsRead();
     void randomDataDoesNoHarm();
     void parsersTakeAnyBytes();
     void hostileWebSocketFramesEndTheConnection_data();
     void hostileWebSocketFramesEndTheConnection();
+    void largestWebSocketMessageIsTaken_data();
+    void largestWebSocketMessageIsTaken();
     void hostileSockJSFramesGiveNothing_data();
     void hostileSockJSFramesGiveNothing();
 };
@@ -41,6 +50,13 @@ constexpr int MANY = 10 * 1024 * 1024;
 QString localhost()
 {
     return QStringLiteral("127.0.0.1");
+}
+
+double threadCpuMs()
+{
+    timespec time = {};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+    return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
 }
 
 QByteArray repeated(const QByteArray &piece, int bytes)
@@ -61,13 +77,13 @@ void tst_SockJSHostile::endlessDataLosesTheConnection_data()
     QTest::newRow("size line that never ends")
         << QByteArray(CHUNKED_HEADER + "\r\n" + QByteArray(MANY, '0'));
     QTest::newRow("chunk beyond all measure")
-        << QByteArray(CHUNKED_HEADER + "7FFFFFFF\r\n" + QByteArray(70 * 1024 * 1024, 'x'));
+        << QByteArray(CHUNKED_HEADER + "7FFFFFFF\r\n" + QByteArray(20 * 1024 * 1024, 'x'));
     QTest::newRow("body beyond all measure")
         << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 2147483647\r\n\r\n"
-                      + QByteArray(70 * 1024 * 1024, 'x'));
+                      + QByteArray(20 * 1024 * 1024, 'x'));
     QTest::newRow("chunks without an end") << QByteArray(
-        CHUNKED_HEADER + repeated("10000\r\n" + QByteArray(65536, 'x') + "\r\n", 70 * 1024 * 1024));
-    QTest::newRow("no response at all, for ever") << QByteArray(70 * 1024 * 1024, 'x');
+        CHUNKED_HEADER + repeated("10000\r\n" + QByteArray(65536, 'x') + "\r\n", 20 * 1024 * 1024));
+    QTest::newRow("no response at all, for ever") << QByteArray(20 * 1024 * 1024, 'x');
 }
 
 void tst_SockJSHostile::endlessDataLosesTheConnection()
@@ -75,17 +91,21 @@ void tst_SockJSHostile::endlessDataLosesTheConnection()
     QFETCH(QByteArray, data);
     ScriptedServer server;
     server.onConnection({send(data)});
-    server.onConnection({send(GOOD)});
+    server.onConnection({expect("next"), send(GOOD)});
     QVERIFY(server.listen());
     const LogCapture log;
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
     run.expectResponse();
-    run.expectResponse();
     run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 60000);
+    QVERIFY(run.queue(QStringLiteral("next")));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 60000);
     run.stop();
     QCOMPARE(run.reconnections, 1);
+    QCOMPARE(log.count(QStringLiteral(
+                 "[SockJSXHRPollingWorker] Response too large, dropping the connection")),
+             1);
     QCOMPARE(log.count(QStringLiteral("[SockJSXHRPollingWorker] Connection lost, attempting to "
                                       "re-establish...")),
              1);
@@ -162,6 +182,112 @@ void tst_SockJSHostile::manySmallPiecesAreReadInOneGo()
     QVERIFY2(timer.elapsed() < 20000, qPrintable(QString::number(timer.elapsed())));
 }
 
+void tst_SockJSHostile::readingTakesTimeInProportion_data()
+{
+    QTest::addColumn<QByteArray>("start");
+    QTest::addColumn<QByteArray>("repeated");
+    QTest::addColumn<int>("bytes"); // of the smaller of two streams
+    QTest::addColumn<int>("readBytes");
+    constexpr int HEADER_HALF = 32000;
+    constexpr int BODY_HALF = 2000000;
+    QTest::newRow("header of bare line feeds")
+        << QByteArray("HTTP/1.1 200 OK\n") << QByteArray("a\n") << HEADER_HALF << 1;
+    QTest::newRow("header of empty-looking lines")
+        << QByteArray("HTTP/1.1 200 OK\n") << QByteArray("\n\r\r") << HEADER_HALF << 1;
+    QTest::newRow("header of one line")
+        << QByteArray("HTTP/1.1 200 OK") << QByteArray("x") << HEADER_HALF << 1;
+    QTest::newRow("size line") << CHUNKED_HEADER << QByteArray("0") << HEADER_HALF << 1;
+    QTest::newRow("chunk") << CHUNKED_HEADER + "fffff0\r\n"
+                           << QByteArray("\n") << BODY_HALF << 1000;
+    QTest::newRow("behind the chunks") << CHUNKED_HEADER + "0\r\n"
+                                       << QByteArray("HTTP") << BODY_HALF << 1000;
+    QTest::newRow("body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 16777216\r\n\r\n")
+                          << QByteArray("HTTP/") << BODY_HALF << 1000;
+    QTest::newRow("no response") << QByteArray() << QByteArray("HTTP") << BODY_HALF << 1000;
+}
+
+// Twice the bytes may take twice the time, not four times.
+void tst_SockJSHostile::readingTakesTimeInProportion()
+{
+    QFETCH(QByteArray, start);
+    QFETCH(QByteArray, repeated);
+    QFETCH(int, bytes);
+    QFETCH(int, readBytes);
+    const LogCapture log;
+    const auto shortestMs = [&](const QByteArray &stream) {
+        double shortest = INT_MAX; // of five, on a machine that may be busy
+        for (int i = 0; i < 5; ++i) {
+            FedSocket socket;
+            SockJSXHRPollingWorker worker(nullptr, &socket, QString(), 80, false, true);
+            XHRRequest request(nullptr, QString(), QString());
+            SockJSProbe::inFlight(worker).append(&request);
+            const double before = threadCpuMs();
+            for (int position = 0; position < stream.size(); position += readBytes) {
+                socket.feed(stream.mid(position, readBytes));
+                SockJSProbe::read(worker);
+            }
+            shortest = qMin(shortest, threadCpuMs() - before);
+        }
+        return shortest;
+    };
+    const double once = shortestMs(start + repeated.repeated(bytes / repeated.size()));
+    const double twice = shortestMs(start + repeated.repeated(2 * bytes / repeated.size()));
+    const QByteArray times = QByteArray::number(once) + " ms, " + QByteArray::number(twice) + " ms";
+    QVERIFY2(twice < 3 * once, times.constData());
+}
+
+void tst_SockJSHostile::closingDoesNotWaitForWhatHasArrived_data()
+{
+    QTest::addColumn<QByteArray>("data");
+    constexpr int ARRIVED = 48 * 1024 * 1024;
+    constexpr int BODY = 16 * 1024 * 1024;
+    QTest::newRow("chunks of two bytes") << CHUNKED_HEADER + repeated("2\r\nab\r\n", ARRIVED);
+    QTest::newRow("headers that nobody asked for") << repeated("HTTP/1.1\nA: b\n\n", ARRIVED);
+    QTest::newRow("bodies that nobody asked for")
+        << "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n" + repeated("ab", ARRIVED);
+    QTest::newRow("header of many lines")
+        << "HTTP/1.1 200 OK\r\n" + repeated("X-A: b\nX-B: c\n", ARRIVED) + "\n";
+    QTest::newRow("bodies of 16 MiB that are no UTF-8")
+        << ("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(BODY) + "\r\n\r\n"
+            + QByteArray(BODY, '\xff'))
+               .repeated(3);
+    QTest::newRow("chunks of 16 MiB that are no UTF-8")
+        << (CHUNKED_HEADER + QByteArray::number(BODY, 16) + "\r\n" + QByteArray(BODY, '\xff')
+            + "\r\n0\r\n\r\n")
+               .repeated(3);
+}
+
+void tst_SockJSHostile::closingDoesNotWaitForWhatHasArrived()
+{
+    QFETCH(QByteArray, data);
+    const LogCapture log;
+    qint64 shortest = INT_MAX; // of three, on a machine that may be busy
+    for (int i = 0; i < 3; ++i) {
+        FedSocket socket;
+        socket.feed(data);
+        SockJSXHRPollingWorker worker(nullptr, &socket, localhost(), 1, false, true);
+        std::vector<std::unique_ptr<XHRRequest>> requests;
+        for (int request = 0; request < 3; ++request) {
+            requests.push_back(std::make_unique<XHRRequest>(nullptr, QString(), QString()));
+            SockJSProbe::inFlight(worker).append(requests.back().get());
+        }
+        QThread thread;
+        worker.moveToThread(&thread);
+        socket.moveToThread(&thread);
+        connect(&worker, &SockJSXHRPollingWorker::finished, &thread, &QThread::quit,
+                Qt::DirectConnection);
+        connect(&thread, &QThread::started, &worker, &SockJSXHRPollingWorker::process);
+        thread.start();
+        QThread::msleep(60); // it is in the middle of it
+        QElapsedTimer timer;
+        timer.start();
+        worker.forceClose();
+        QVERIFY(thread.wait(60000));
+        shortest = qMin(shortest, timer.elapsed());
+    }
+    QVERIFY2(shortest < 100, qPrintable(QString::number(shortest)));
+}
+
 void tst_SockJSHostile::largeBodyIsRead_data()
 {
     QTest::addColumn<bool>("chunked");
@@ -172,7 +298,7 @@ void tst_SockJSHostile::largeBodyIsRead_data()
 void tst_SockJSHostile::largeBodyIsRead()
 {
     QFETCH(bool, chunked);
-    constexpr int SIZE = 40 * 1024 * 1024; // within the limit
+    constexpr int SIZE = 16 * 1024 * 1024; // the largest that is taken
     const QByteArray body(SIZE, 'x');
     ScriptedServer server;
     server.onConnection({send(chunked ? CHUNKED_HEADER + QByteArray::number(SIZE, 16) + "\r\n"
@@ -299,6 +425,55 @@ void tst_SockJSHostile::hostileWebSocketFramesEndTheConnection()
     connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
                    {SockJSConnector::WEBSOCKET});
     QVERIFY(connector.isConnected());
+}
+
+void tst_SockJSHostile::largestWebSocketMessageIsTaken_data()
+{
+    QTest::addColumn<int>("bytes");
+    QTest::addColumn<int>("pieces");
+    QTest::addColumn<QString>("error");
+    constexpr int LARGEST = 16 * 1024 * 1024;
+    QTest::newRow("16 MiB") << LARGEST << 1 << QString();
+    QTest::newRow("16 MiB in four frames") << LARGEST << 4 << QString();
+    QTest::newRow("one byte more")
+        << LARGEST + 1 << 1
+        << QStringLiteral(
+               "[SockJSConnector] ERROR: A message was too large: Maximum framesize exceeded.");
+    QTest::newRow("one byte more in four frames")
+        << LARGEST + 1 << 4
+        << QStringLiteral(
+               "[SockJSConnector] ERROR: A message was too large: Received message is too big.");
+}
+
+void tst_SockJSHostile::largestWebSocketMessageIsTaken()
+{
+    QFETCH(int, bytes);
+    QFETCH(int, pieces);
+    QFETCH(QString, error);
+    RawWebSocketServer server;
+    server.behindHandshake = RawWebSocketServer::text("o");
+    const LogCapture log;
+    SockJSConnector connector;
+    QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
+    QSignalSpy closed(&connector, &SockJSConnector::closed);
+    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
+                   {SockJSConnector::WEBSOCKET});
+    QVERIFY(connector.isConnected());
+
+    const QByteArray message = "a[\"" + QByteArray(bytes - 5, 'x') + "\"]";
+    QCOMPARE(message.size(), bytes);
+    for (const QByteArray &frame : RawWebSocketServer::fragments(message, pieces))
+        server.client->write(frame);
+    QTRY_VERIFY_WITH_TIMEOUT(messages.size() + closed.size() == 1, 20000);
+    QCOMPARE(messages.size(), error.isEmpty() ? 1 : 0);
+    QCOMPARE(log.startingWith(QStringLiteral("[SockJSConnector] ERROR")),
+             error.isEmpty() ? QStringList() : QStringList{error});
+    if (error.isEmpty()) {
+        QCOMPARE(messages.at(0).at(0).toString().size(), bytes - 5);
+    } else {
+        QCOMPARE(closed.at(0).at(0).toBool(), false);
+        QVERIFY(!connector.isConnected());
+    }
 }
 
 void tst_SockJSHostile::hostileSockJSFramesGiveNothing_data()

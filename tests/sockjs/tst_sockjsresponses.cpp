@@ -393,13 +393,15 @@ void tst_SockJSResponses::reconnectionForgetsTheHalfReadResponse()
 {
     ScriptedServer server;
     server.onConnection({send(CHUNKED_HEADER + "5\r\nhello\r\n5\r\nwor"), pause(100), close()});
-    server.onConnection({send("ld\r\nHTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")});
+    server.onConnection(
+        {send("ld\r\n"), expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")});
     QVERIFY(server.listen());
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
     run.expectResponse();
-    run.expectResponse();
     run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    QVERIFY(run.queue(QStringLiteral("next")));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"abc"}, 20000);
     run.stop();
     QCOMPARE(run.reconnections, 1);

@@ -4,9 +4,12 @@
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
 
+#include <QtCore/QProcess>
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
 
+#include <cstdio>
+#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -39,6 +42,13 @@ private slots:
     void successResetsTheCountOfFailures();
     void failedTlsReconnectionsCount();
     void reconnectionMaySucceedAfterFailures();
+    void lostConnectionHandsBackWhatWasNotAnswered();
+    void serverThatClosesAtOnceIsAskedEverMoreRarely();
+    void longerConnectionEndsTheRowOfPauses();
+    void failedReconnectionsAreNotPausedFor();
+    void forceCloseEndsAPauseAtOnce();
+    void closingWithoutAnApplicationObject_data();
+    void closingWithoutAnApplicationObject();
     void peerThatClosesWithoutReadingDoesNotHoldUpTheLoop();
     void nothingIsWrittenToALostConnection();
     void idleWorkerCostsNextToNoTime();
@@ -66,6 +76,98 @@ double processCpuMs()
     };
     return ms(usage.ru_utime) + ms(usage.ru_stime);
 }
+
+const char WITHOUT_APPLICATION[] = "--without-application";
+
+// What a worker does once the application object has gone, as the program's other self: prints the
+// milliseconds that closing took, and the processor's in the two seconds before.
+namespace WithoutApplication
+{
+
+// A server without an event loop, which takes connections by itself.
+class Listener
+{
+public:
+    Listener()
+    {
+        sockaddr_in address = {};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof address;
+        m_descriptor = ::socket(AF_INET, SOCK_STREAM, 0);
+        auto *generic = reinterpret_cast<sockaddr *>(&address);
+        if (::bind(m_descriptor, generic, size) != 0 || ::listen(m_descriptor, 50) != 0
+            || ::getsockname(m_descriptor, generic, &size) != 0)
+            qFatal("Cannot listen");
+        m_port = ntohs(address.sin_port);
+    }
+    quint16 port() const { return m_port; }
+    int accept() const { return ::accept(m_descriptor, nullptr, nullptr); }
+
+private:
+    int m_descriptor;
+    quint16 m_port = 0;
+};
+
+void reconnectToSilence(const Listener &listener, QCoreApplication *application)
+{
+    // The first connection was plain; the worker takes it for lost and waits for a handshake.
+    ::close(listener.accept());
+    const int stalled = listener.accept();
+    application->processEvents();
+    Q_UNUSED(stalled)
+}
+
+int run(int argc, char **argv, const QString &scene)
+{
+    const Listener listener;
+    auto application = std::make_unique<QCoreApplication>(argc, argv);
+    const bool tls = scene == QLatin1String("reconnecting");
+    QTcpSocket *socket = tls ? new QSslSocket : new QTcpSocket;
+    socket->setProxy(QNetworkProxy::NoProxy);
+    SockJSXHRPollingWorker worker(nullptr, socket, localhost(), listener.port(), tls, true);
+    if (tls)
+        socket->connectToHost(localhost(), listener.port());
+    if (!(tls ? socket->waitForConnected(5000) : worker.connectToServer()))
+        qFatal("Cannot connect");
+    QThread thread;
+    worker.moveToThread(&thread);
+    socket->moveToThread(&thread);
+    QObject::connect(&worker, &SockJSXHRPollingWorker::finished, &thread, &QThread::quit,
+                     Qt::DirectConnection);
+    QObject::connect(&thread, &QThread::started, &worker, &SockJSXHRPollingWorker::process);
+    thread.start();
+
+    if (tls)
+        reconnectToSilence(listener, application.get());
+    const int peer = tls ? -1 : listener.accept();
+    if (scene == QLatin1String("pausing")) {
+        ::close(peer);
+        for (int i = 0; i < 4; ++i)
+            ::close(listener.accept());
+    }
+    QThread::msleep(300);
+    application.reset();
+    if (scene == QLatin1String("data") && ::write(peer, "HTTP/1.1 200", 12) != 12)
+        return 1;
+    if (scene == QLatin1String("lost"))
+        ::close(peer);
+
+    const double cpuBefore = processCpuMs();
+    QThread::msleep(2000);
+    const double cpuMs = processCpuMs() - cpuBefore;
+    QElapsedTimer timer;
+    timer.start();
+    worker.forceClose();
+    thread.wait();
+    printf("%lld %f", static_cast<long long>(timer.elapsed()), cpuMs);
+    fflush(stdout);
+    delete socket;
+    // Not by way of the sanitizers: the thread may still be freeing what TLS keeps for each.
+    _exit(0);
+}
+
+} // namespace WithoutApplication
 
 } // namespace
 
@@ -285,11 +387,11 @@ void tst_SockJSWorker::closedSocketEndsAKeepAliveWorker()
 void tst_SockJSWorker::closedSocketIsConnectedAgainWithoutKeepAlive()
 {
     ScriptedServer server;
-    server.onConnection({send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
+    server.onConnection({expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
     QVERIFY(server.listen());
     const LogCapture log;
     WorkerRun run(localhost(), server.port(), false, false);
-    run.expectResponse();
+    QVERIFY(run.queue(QStringLiteral("next")));
     run.start();
     QTRY_COMPARE(run.messages, QStringList{"o"});
     run.stop();
@@ -414,6 +516,155 @@ void tst_SockJSWorker::reconnectionMaySucceedAfterFailures()
     QCOMPARE(SockJSProbe::retryCount(*run.worker), 0);
 }
 
+// An answer on the new connection is never one to a request that was written to the old.
+void tst_SockJSWorker::lostConnectionHandsBackWhatWasNotAnswered()
+{
+    const QByteArray good = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n";
+    ScriptedServer server;
+    server.onConnection({expect("first"), expect("second"), expect("third"), send(good), close()});
+    server.onConnection({expect("fourth"), send(good), expect("fifth"), close()});
+    server.onConnection({});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    QList<XHRRequest *> requests;
+    for (const char *text : {"first", "second", "third", "fourth", "fifth"}) {
+        requests.append(run.makeRequest(QLatin1String(text)));
+        QVERIFY(run.worker->queueRequest(requests.last()));
+    }
+    QCOMPARE(run.worker->takeUnanswered(), QList<XHRRequest *>());
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    QCOMPARE(run.worker->takeUnanswered(), requests.mid(1, 2));
+    QCOMPARE(run.worker->takeUnanswered(), QList<XHRRequest *>());
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 2, 20000);
+    QCOMPARE(run.worker->takeUnanswered(), requests.mid(4));
+    run.stop();
+    QCOMPARE(run.answered, (QList<XHRRequest *>{requests.at(0), requests.at(3)}));
+    QCOMPARE(run.messages, (QStringList{"o", "o"}));
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+}
+
+void tst_SockJSWorker::serverThatClosesAtOnceIsAskedEverMoreRarely()
+{
+    ScriptedServer server;
+    for (int i = 0; i < 6; ++i)
+        server.onConnection({close()});
+    server.onConnection({expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    QVERIFY(run.queue(QStringLiteral("next")));
+    QElapsedTimer timer;
+    timer.start();
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 6, 20000);
+    constexpr int FOUR_PAUSES_MS = 250 + 500 + 1000 + 2000;
+    QVERIFY2(timer.elapsed() >= FOUR_PAUSES_MS, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(log.messages(), (QStringList{LOST, LOST, LOST, LOST, LOST}));
+    QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 20000);
+    constexpr int FIFTH_PAUSE_MS = 4000;
+    QVERIFY2(timer.elapsed() >= FOUR_PAUSES_MS + FIFTH_PAUSE_MS,
+             qPrintable(QString::number(timer.elapsed())));
+    run.stop();
+    QCOMPARE(run.reconnections, 6);
+    QCOMPARE(log.count(LOST), 6);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+}
+
+void tst_SockJSWorker::longerConnectionEndsTheRowOfPauses()
+{
+    ScriptedServer server;
+    server.onConnection({close()});
+    server.onConnection({close()});
+    server.onConnection({close()});
+    server.onConnection({pause(1300), close()});
+    server.onConnection({close()});
+    server.onConnection({});
+    QVERIFY(server.listen());
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 4, 20000);
+    QCOMPARE(SockJSProbe::pauseMs(*run.worker), 500);
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 5, 20000);
+    run.stop();
+    QCOMPARE(SockJSProbe::pauseMs(*run.worker), 250);
+}
+
+void tst_SockJSWorker::failedReconnectionsAreNotPausedFor()
+{
+    ScriptedServer server;
+    server.onConnection({close()});
+    server.onConnection({pause(100), close()});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    run.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    server.stop();
+    QElapsedTimer timer;
+    timer.start();
+    QTRY_COMPARE_WITH_TIMEOUT(run.ends, 1, 20000);
+    // One pause, behind the connection that was short.
+    QVERIFY2(timer.elapsed() < 2000, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(SockJSProbe::pauseMs(*run.worker), 250);
+    QCOMPARE(log.count(LOST), 1 + 11);
+    QCOMPARE(log.count(GIVEN_UP), 1);
+}
+
+void tst_SockJSWorker::forceCloseEndsAPauseAtOnce()
+{
+    ScriptedServer server;
+    server.onEveryOther({close()});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    WorkerRun run(localhost(), server.port());
+    QVERIFY(run.connectToServer());
+    run.start();
+    // A pause of 2,000 ms begins.
+    QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 5, 20000);
+    QTest::qWait(200);
+    QElapsedTimer timer;
+    timer.start();
+    run.stop();
+    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
+    QCOMPARE(run.ends, 1);
+    QCOMPARE(log.count(LOST), 4);
+}
+
+void tst_SockJSWorker::closingWithoutAnApplicationObject_data()
+{
+    QTest::addColumn<QString>("scene");
+    QTest::newRow("idle") << QStringLiteral("idle");
+    QTest::newRow("data arrives") << QStringLiteral("data");
+    QTest::newRow("connection lost") << QStringLiteral("lost");
+    QTest::newRow("pausing") << QStringLiteral("pausing");
+    QTest::newRow("reconnecting to a handshake that stalls") << QStringLiteral("reconnecting");
+}
+
+// In a process of its own, which WithoutApplication::run() is the whole of.
+void tst_SockJSWorker::closingWithoutAnApplicationObject()
+{
+    QFETCH(QString, scene);
+    QProcess process;
+    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    process.start(QCoreApplication::applicationFilePath(),
+                  {QLatin1String(WITHOUT_APPLICATION), scene});
+    QVERIFY2(process.waitForFinished(20000), "The worker did not end.");
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    const QList<QByteArray> figures = process.readAllStandardOutput().split(' ');
+    QCOMPARE(figures.size(), 2);
+    const double closingMs = figures.at(0).toDouble();
+    const double cpuMs = figures.at(1).toDouble();
+    QVERIFY2(closingMs < 1000, figures.at(0).constData());
+    // In two seconds: the turns go on, but none spins.
+    QVERIFY2(cpuMs < 100, figures.at(1).constData());
+    QCOMPARE(process.exitCode(), 0);
+}
+
 // The peer ends its half and then takes nothing more, with data of ours on the way.
 void tst_SockJSWorker::peerThatClosesWithoutReadingDoesNotHoldUpTheLoop()
 {
@@ -471,5 +722,12 @@ void tst_SockJSWorker::idleWorkerCostsNextToNoTime()
     QVERIFY2(perSecond < 2.0, qPrintable(QString::number(perSecond)));
 }
 
-QTEST_GUILESS_MAIN(tst_SockJSWorker)
+int main(int argc, char **argv)
+{
+    if (argc == 3 && QLatin1String(argv[1]) == QLatin1String(WITHOUT_APPLICATION))
+        return WithoutApplication::run(argc, argv, QString::fromLocal8Bit(argv[2]));
+    QCoreApplication application(argc, argv);
+    tst_SockJSWorker test;
+    return QTest::qExec(&test, argc, argv);
+}
 #include "tst_sockjsworker.moc"

@@ -27,6 +27,7 @@ private slots:
     void streamingResponseIsNotFollowedByARequest();
     void reconnectionStartsAPoll();
     void slotForReconnectionsAlwaysPolls();
+    void pollsThatAreAnsweredByACloseAreFreed();
     void serverThatClosesAfterEveryResponseIsPolledOnceAtATime();
     void payloadIsFramedWithItsLengthInCharacters();
     void cookiesAreReturnedOnPollsAndPosts();
@@ -237,6 +238,22 @@ void tst_SockJSXHRPolling::reconnectionStartsAPoll()
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     QCOMPARE(ends.size(), 0);
+}
+
+void tst_SockJSXHRPolling::pollsThatAreAnsweredByACloseAreFreed()
+{
+    ScriptedServer server;
+    for (int i = 0; i < 4; ++i)
+        server.onConnection({expect(pollText("/s/xhr")), close()});
+    server.onConnection({expect(pollText("/s/xhr")), send(FRAME_O), expect(pollText("/s/xhr"))});
+    QVERIFY(server.listen());
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 30000);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    // The one that was answered last, and the one that is out.
+    QCOMPARE(SockJSProbe::requestsAlive(transport), 2);
 }
 
 void tst_SockJSXHRPolling::serverThatClosesAfterEveryResponseIsPolledOnceAtATime()

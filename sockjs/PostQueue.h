@@ -1,0 +1,75 @@
+#pragma once
+
+#include <QtCore/QByteArray>
+#include <QtCore/QList>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QTimer>
+#include <QtNetwork/QNetworkRequest>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+
+// Posts that leave one after another, each when the one before has ended, so that messages cannot
+// overtake each other. A far end that does not answer holds them up for a limited time only, and what
+// waits is bounded.
+//
+// The manager carries the posts and is the caller's; whoever hears its finished() passes the reply on.
+class PostQueue : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(PostQueue)
+
+public:
+    struct Limits {
+        int patienceMs = 30000;  // for one post without progress
+        int longestMs = 120000;  // for one post in all
+        int remainingMs = 30000; // for all that is left after finish()
+        qint64 waitingBytes = 64 * 1024 * 1024;
+    };
+
+    PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObject *parent);
+
+    // Posts `message` when its turn comes. It is lost when too much waits already.
+    void append(const QNetworkRequest &request, const QByteArray &message);
+    // The reply of the post under way has come, or the post has failed; others are not looked at.
+    void replyFinished(const QNetworkReply *reply);
+    // Whether a post is under way, or waits.
+    bool isSending() const { return m_reply; }
+
+    // Gives what is left, or comes yet, a limited time in all: what has not left then is lost.
+    void finish();
+    // Takes that back.
+    void goOn();
+
+Q_SIGNALS:
+    // A byte of a post has gone out, or one of its answer has come.
+    void progressed();
+    // Nothing is under way any more and nothing waits.
+    void drained();
+    // Messages are lost, for this reason. A post that fails is told by its reply instead.
+    void lost(const QString &reason);
+
+private:
+    struct Post {
+        QNetworkRequest request;
+        QByteArray message;
+    };
+
+    void sendNext();
+    void limitRest();
+    void onProgress(int post);
+    void giveUp();
+    void onTimeIsUp();
+
+    QNetworkAccessManager *m_manager;
+    QList<Post> m_waiting;
+    const qint64 m_maxWaitingBytes;
+    qint64 m_waitingBytes = 0;
+    QNetworkReply *m_reply = nullptr; // of the post under way; the manager's
+    int m_posts = 0;                  // the number of the post under way
+    QTimer m_patience;                // restarted by every byte of the post under way
+    QTimer m_longest;                 // for all of it
+    QTimer m_remaining;               // for all that is left
+    bool m_finishing = false;         // finish() was called
+};
