@@ -1,6 +1,8 @@
 #include "client/JsonReply.h"
 
+#include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
+#include <QtCore/QVariant>
 
 JsonReply::JsonReply(const QString &body)
 {
@@ -12,16 +14,31 @@ JsonReply::JsonReply(const QString &body)
 
 QString JsonReply::firstOf(const QString &key) const
 {
-    return firstText(m_reply.value(key).toVariant());
+    return m_reply.value(key).toArray().at(0).toString();
 }
 
-QVariant JsonReply::data(const QString &key) const
+QJsonValue JsonReply::data(const QString &key) const
 {
-    return m_reply.value(QStringLiteral("data")).toObject().value(key).toVariant();
+    return m_reply.value(QStringLiteral("data")).toObject().value(key);
 }
 
-QString firstText(const QVariant &list)
+QString JsonReply::text(const QString &key) const
 {
-    const QVariantList elements = list.toList();
-    return elements.isEmpty() ? QString() : elements.first().toString();
+    return textOf(data(key));
+}
+
+QString textOf(const QJsonValue &value)
+{
+    return value.isArray() || value.isObject() ? QString() : value.toVariant().toString();
+}
+
+QStringList textsOf(const QJsonValue &value)
+{
+    if (value.isString())
+        return {value.toString()};
+    QStringList texts;
+    const QJsonArray elements = value.toArray();
+    for (const QJsonValue &element : elements)
+        texts.append(textOf(element));
+    return texts;
 }

@@ -2,11 +2,11 @@
 
 #include <QtCore/QJsonObject>
 #include <QtCore/QString>
-#include <QtCore/QVariant>
+#include <QtCore/QStringList>
 
 // One reply of the service, read by its keys. Anything that is missing, or is not of the kind that is
-// asked for, reads as empty; a text that is no JSON object reads as one without keys. Only what is
-// asked for is turned into a variant: for the whole of a long reply that takes as long as its transfer.
+// asked for, reads as empty; a text that is no JSON object reads as one without keys. Nothing is turned
+// into variants but single values: a long list takes several times its memory as such.
 class JsonReply
 {
 public:
@@ -14,16 +14,18 @@ public:
 
     // Whether the text was JSON.
     bool isValid() const { return m_valid; }
-    QVariant toVariant() const { return m_reply.toVariantMap(); }
-    // The first element of the list `key` as text; null without such a list or element.
+    // The first element of the list `key` if that is a text; null otherwise.
     QString firstOf(const QString &key) const;
     // The value of `key` in the object "data", which carries an operation's result.
-    QVariant data(const QString &key) const;
+    QJsonValue data(const QString &key) const;
+    QString text(const QString &key) const;
 
 private:
     bool m_valid = false;
     QJsonObject m_reply;
 };
 
-// The first element of a list as text; null when it is no list or has no element.
-QString firstText(const QVariant &list);
+// A text, or a number or flag as text; null for anything else.
+QString textOf(const QJsonValue &value);
+// The elements of a list as texts; one bare text counts as a list of itself.
+QStringList textsOf(const QJsonValue &value);

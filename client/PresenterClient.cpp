@@ -4,22 +4,31 @@
 #include "client/PresenterClient.h"
 
 #include "client/JsonReply.h"
+#include "collab/CollaborationMessageHandler.h"
 #include "collab/PresenterCollab.h"
 #include "collab/TarvoCollabMessage.h"
-#include "compression/gUncompress.h"
+#include "compression/BoundedInflate.h"
+#include "support/PrintableUrl.h"
+#include "support/Wait.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QDebug>
 #include <QtCore/QEvent>
-#include <QtCore/QEventLoop>
+#include <QtCore/QPointer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkCookieJar>
 #include <QtNetwork/QNetworkRequest>
 
+#include <utility>
+
 namespace
 {
 
 constexpr int REPLY_WAIT_MS = 10000;
+
+// As a body comes, and inflated. The service's own replies have some KiB.
+constexpr int MAX_REPLY_BYTES = 64 * 1024 * 1024;
 
 // Compressed replies are inflated here, so the toolkit must not do it: it does not when the request
 // names its encodings itself.
@@ -50,12 +59,31 @@ QString baseAddress(const QUrl &target)
     return base;
 }
 
+void logDroppedReply()
+{
+    qDebug().noquote() << "[PresenterClient] Reply dropped, larger than" << MAX_REPLY_BYTES
+                       << "bytes!";
+}
+
+// Nobody reads the reply before it has finished, so what is there is what has come.
+void abortTooLarge(QNetworkReply *reply)
+{
+    const qint64 announced = reply->header(QNetworkRequest::ContentLengthHeader).toLongLong();
+    if (qMax(announced, reply->bytesAvailable()) <= MAX_REPLY_BYTES)
+        return;
+    logDroppedReply();
+    reply->abort();
+}
+
 QString readBody(QNetworkReply *reply)
 {
     QByteArray bytes = reply->isOpen() ? reply->readAll() : QByteArray(); // closed when aborted
     if (reply->rawHeader(CONTENT_ENCODING_HEADER) == GZIP_ENCODING) {
         qDebug().noquote() << "[REST Responze.gzip] Compressed size:" << bytes.size();
-        bytes = gUncompress(bytes);
+        bool tooLarge = false;
+        bytes = inflateAtMost(bytes, MAX_REPLY_BYTES, &tooLarge);
+        if (tooLarge)
+            logDroppedReply();
     }
     return QString::fromUtf8(bytes.constData()); // ends at the first NUL
 }
@@ -77,32 +105,42 @@ PresenterClient::PresenterClient(QObject *parent, QString server)
     cookieJar->setParent(this); // setting it had made the manager its parent
 
     connect(networkManager, &QNetworkAccessManager::finished, this,
-            &PresenterClient::slotRequestFinished);
+            &PresenterClient::queueFinished);
     connect(networkManager, &QNetworkAccessManager::sslErrors, this,
             &PresenterClient::slotSslErrors);
     connect(networkManager, &QNetworkAccessManager::authenticationRequired, this,
             &PresenterClient::authenticationRequired);
+    connect(this, &PresenterClient::requestProcessed, this, [this] { ++processed; });
     connect(&pingTimer, &QTimer::timeout, this, &PresenterClient::onPingTimer);
 }
 
 PresenterClient::~PresenterClient()
 {
+    // Stopping waits, so events of the host run: nobody may delete the client again meanwhile.
+    ending = true;
     if (hasSession()) {
-        // Waits, so events of the host run; none of them may delete the client a second time.
         setParent(nullptr);
-        ending = true;
-        doStopSession();
+        pingTimer.stop();
+        silence();
+        if (!stopReply)
+            doStopSession();
+        else if (replyCallbacks.contains(stopReply))
+            waitForReply(stopReply);
     }
-
-    // Below a reply's completion the manager is in the middle of a signal; slotRequestFinished deletes
-    // it when that is over. What is still open may bring cookies until then.
-    if (completions == 0) {
-        delete networkManager;
-    } else {
-        networkManager->setParent(nullptr);
-        networkManager->cookieJar()->setParent(networkManager);
-    }
+    delete networkManager;
     networkManager = nullptr;
+}
+
+// A host that deletes the client in a slot would do so a second time. destroyed() is emitted all the
+// same, by the toolkit.
+void PresenterClient::silence()
+{
+    blockSignals(true);
+    const auto channels = findChildren<PresenterCollab *>();
+    for (PresenterCollab *channel : channels) {
+        channel->blockSignals(true);
+        channel->messageHandler()->blockSignals(true);
+    }
 }
 
 // While the destructor waits, a deleteLater() of the host's comes too late. The type is looked at first:
@@ -117,14 +155,7 @@ bool PresenterClient::event(QEvent *event)
 void PresenterClient::doRequest(bool wait, const QUrl &url, const QByteArray &body,
                                 SuccessHandler success, FailureHandler failure, bool multipart)
 {
-    QNetworkRequest request(url);
-    request.setRawHeader(ACCEPT_ENCODING_HEADER, ACCEPT_ENCODING);
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY
-                                : QString(JSON_CONTENT_TYPE));
-
-    QNetworkReply *reply = networkManager->post(request, body);
-    replyCallbacks.insert(reply, CALLBACKS{success, failure});
+    QNetworkReply *reply = send(url, body, success, failure, multipart);
     if (wait)
         waitForReply(reply);
 }
@@ -151,49 +182,65 @@ bool PresenterClient::post(const QString &path, const QString &body, SuccessHand
     return !self.isNull();
 }
 
+QNetworkReply *PresenterClient::send(const QUrl &url, const QByteArray &body,
+                                     SuccessHandler success, FailureHandler failure, bool multipart)
+{
+    QNetworkRequest request(url);
+    request.setRawHeader(ACCEPT_ENCODING_HEADER, ACCEPT_ENCODING);
+    request.setHeader(QNetworkRequest::ContentTypeHeader,
+                      multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY
+                                : QString(JSON_CONTENT_TYPE));
+
+    QNetworkReply *reply = networkManager->post(request, body);
+    replyCallbacks.insert(reply, CALLBACKS{success, failure});
+    connect(reply, &QNetworkReply::readyRead, reply, [reply] { abortTooLarge(reply); });
+    return reply;
+}
+
 // Ends with the first reply that is handled, whichever it is, and then aborts its own if that is still
 // missing; so of requests made inside each other's waits, one gets its reply and the others fail.
 void PresenterClient::waitForReply(QNetworkReply *reply)
 {
     const QPointer<PresenterClient> self(this);
     const QPointer<QNetworkReply> pending(reply);
+    const int before = processed;
+    // The destructor's own wait hears no signal, but sees its reply go.
+    const auto ended = [&] {
+        return !self || !pending || processed != before || !replyCallbacks.contains(reply);
+    };
+    Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(ended, REPLY_WAIT_MS);
 
-    QEventLoop loop;
-    QTimer limit;
-    limit.setTimerType(Qt::PreciseTimer); // a coarse one may be half a second early
-    connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
-    connect(this, &PresenterClient::requestProcessed, &loop, &QEventLoop::quit);
-    connect(this, &QObject::destroyed, &loop, &QEventLoop::quit);
-    limit.start(REPLY_WAIT_MS);
-    loop.exec(QEventLoop::ExcludeUserInputEvents);
-
-    if (self && pending && replyCallbacks.contains(pending))
-        pending->abort(); // runs slotRequestFinished before it returns
+    if (!self)
+        return;
+    if (!pending) {
+        replyCallbacks.remove(reply); // the host has deleted it
+    } else if (replyCallbacks.contains(pending)) {
+        pending->abort();
+        QCoreApplication::sendPostedEvents(&replyReceiver, QEvent::MetaCall);
+    }
 }
 
-// Deletes what it has handled last, when no slot of the host can wait below it any more: before the
-// application's own event loop runs, such a wait carries out every deleteLater() made outside it, and
-// the reply's abort() may be on the stack.
+// What a reply brings runs code of the host, which must not happen below a signal of the toolkit. One
+// that is deleted meanwhile is forgotten.
+void PresenterClient::queueFinished(QNetworkReply *reply)
+{
+    auto handle = [this, finished = QPointer<QNetworkReply>(reply)] {
+        if (finished)
+            slotRequestFinished(finished);
+    };
+    QMetaObject::invokeMethod(&replyReceiver, std::move(handle), Qt::QueuedConnection);
+}
+
 void PresenterClient::slotRequestFinished(QNetworkReply *reply)
 {
     const QPointer<PresenterClient> self(this);
-    QNetworkAccessManager *const manager = networkManager;
-    const bool outermost = completions == 0;
-    ++completions;
-
     if (!followRedirect(reply))
         handleReply(reply);
-    if (self) {
-        replyCallbacks.remove(reply);
-        Q_EMIT requestProcessed();
-    }
-
-    if (self) {
-        --completions;
-        reply->deleteLater();
-    } else if (outermost) {
-        manager->deleteLater(); // and with it the replies
-    }
+    if (!self)
+        return; // and the reply is gone, too
+    replyCallbacks.remove(reply);
+    reply->deleteLater();
+    Q_EMIT requestProcessed();
 }
 
 // Moves the client to the address that the service redirects to. The request is not repeated: the
@@ -218,14 +265,17 @@ void PresenterClient::handleReply(QNetworkReply *reply)
     const QString body = readBody(reply);
     qDebug().noquote() << "[REST Response]" << body;
 
-    const CALLBACKS callbacks = replyCallbacks.value(reply, CALLBACKS{nullptr, nullptr});
+    // A derived class's handlers have lost their object when the destructor waits.
+    const CALLBACKS none{nullptr, nullptr};
+    const CALLBACKS callbacks = ending ? none : replyCallbacks.value(reply, none);
     if (reply->error() == QNetworkReply::NoError) {
         if (callbacks.success)
             (this->*callbacks.success)(body);
         return;
     }
 
-    qDebug().noquote() << QStringLiteral("ERROR: %0\nRESPONSE: %1").arg(reply->errorString(), body);
+    qDebug().noquote() << QStringLiteral("ERROR: %0\nRESPONSE: %1")
+                              .arg(Tarvo::withoutUserInfo(reply->errorString()), body);
     if (callbacks.failure)
         (this->*callbacks.failure)(reply, body);
 }
@@ -241,7 +291,8 @@ void PresenterClient::authenticationRequired(QNetworkReply *, QAuthenticator *au
 bool PresenterClient::isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey)
 {
     errorKey.clear();
-    const QString key = firstText(reply.toMap().value(ERROR_KEYS));
+    const QVariantList keys = reply.toMap().value(ERROR_KEYS).toList();
+    const QString key = keys.value(0).toString();
     if (!key.contains(ERROR_MARK))
         return false;
     errorKey = key;
@@ -252,7 +303,8 @@ void PresenterClient::loginFailureResponse(QNetworkReply *, QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        isErrorInErrorMsgKeys(reply.toVariant(), lastErrorKey);
+        isErrorInErrorMsgKeys(QVariantMap{{ERROR_KEYS, QStringList{reply.firstOf(ERROR_KEYS)}}},
+                              lastErrorKey);
 }
 
 void PresenterClient::sessionStartFailureResponse(QNetworkReply *reply, QString body)

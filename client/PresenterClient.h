@@ -7,7 +7,6 @@
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
-#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
@@ -37,10 +36,25 @@ class QUrl;
 /// **Values are sent as they are.** User ids, passwords and names stand in the JSON texts without
 /// any escaping; a value with a double quote in it makes a text that the service refuses.
 ///
-/// **Life.** The client may be deleted at any time, also from a slot or timer that runs while one of
-/// its operations waits: the operation then returns false (or a null string) without touching the
-/// client again. The destructor stops a running session first, and waits for that like any other
-/// operation. Everything runs on the thread that the client lives on.
+/// **Sizes.** The largest reply is 64 MiB, as it comes and inflated: a larger one is aborted and fails,
+/// one that inflates to more reads as empty.
+///
+/// **Events.** Handlers and slots of the host run from the event loop, never below a signal of the
+/// network manager. A quit() of the application does not cut a wait short. Without an application
+/// object, or once it is being destroyed, nothing is delivered: operations return at once and fail.
+///
+/// **Life.** The client may be deleted at any time, also in a slot of any of its or its channel's
+/// signals, in a handler, and in a timer that runs while one of its operations waits: the operation
+/// then returns false (or a null string) without touching the client again. The destructor forgets
+/// the handlers of open requests, stops a running session (once, also when it is being stopped) and
+/// waits for that like any other operation. Meanwhile client and channel emit nothing, not even
+/// `PresenterCollab::connectionClosed`: `QObject::destroyed` tells the end.
+///
+/// **What a host must not do.** While the destructor waits, timers and queued calls of the host still
+/// run, and a `QPointer` to the client is not null yet: they must not delete the client again (a
+/// `deleteLater()` is harmless) nor begin an operation. Slots connected directly to the signals of the
+/// network manager or its replies must not delete the client. Everything runs on the thread that the
+/// client lives on; no other thread may call it.
 class TARVOCLIENT_EXPORT PresenterClient : public QObject
 {
     Q_OBJECT
@@ -64,8 +78,8 @@ public:
     /// A client of the service at `server`, such as "https://classroom.example.com". One trailing
     /// slash is dropped. Sends nothing yet.
     PresenterClient(QObject *parent, QString server);
-    /// Stops a running session, which waits up to 10,000 ms for the service. A channel that
-    /// `startWebsocket` made is a child of the client and goes with it.
+    /// Stops a running session, which waits up to 10,000 ms for the service, and drops open requests.
+    /// A channel that `startWebsocket` made is a child of the client and goes with it. Emits nothing.
     ~PresenterClient() override;
 
     /// \name State that the host reads
@@ -197,7 +211,8 @@ public:
     /// @}
 
 Q_SIGNALS:
-    /// A reply has been handled. Ends the waits of all operations in progress.
+    /// A reply has been handled. Ends the waits of all operations in progress. The host may do
+    /// anything in a slot, deleting the client included.
     void requestProcessed();
 
 protected:
@@ -231,7 +246,10 @@ protected Q_SLOTS:
 private:
     bool post(const QString &path, const QString &body, SuccessHandler success,
               FailureHandler failure = nullptr);
+    QNetworkReply *send(const QUrl &url, const QByteArray &body, SuccessHandler success,
+                        FailureHandler failure, bool multipart);
     void waitForReply(QNetworkReply *reply);
+    void queueFinished(QNetworkReply *reply);
     bool followRedirect(const QNetworkReply *reply);
     void handleReply(QNetworkReply *reply);
 
@@ -244,6 +262,7 @@ private:
     bool joinSession();
     PresenterCollab *makeChannel();
 
+    void silence();
     bool hasSession() const { return !sessionCode.isNull() || !sessionToken.isNull(); }
 
     // Engine. The manager is a child of the client and carries every request; the table has one entry
@@ -283,8 +302,8 @@ private:
     QString resourceId;
     QString resourcePath;
 
-    // How many replies are being completed on the stack. While it is not 0, the manager or one of its
-    // replies is in the middle of a signal and must not be deleted.
-    int completions = 0;
-    bool ending = false; // the destructor waits for the session to stop
+    QObject replyReceiver{this};        // hears of finished replies, from the event loop
+    QNetworkReply *stopReply = nullptr; // while doStopSession() sees to it; never followed
+    int processed = 0;                  // how often requestProcessed() was emitted
+    bool ending = false;                // the destructor has begun
 };

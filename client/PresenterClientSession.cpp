@@ -5,9 +5,12 @@
 
 #include "client/JsonReply.h"
 #include "collab/PresenterCollab.h"
+#include "support/PrintableUrl.h"
 
 #include <QtCore/QDebug>
+#include <QtCore/QJsonArray>
 #include <QtCore/QPointer>
+#include <QtCore/QUrl>
 
 namespace
 {
@@ -61,7 +64,7 @@ void PresenterClient::sessionSuccessResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sessionCode = reply.data(QStringLiteral("sessionCode")).toString();
+        sessionCode = reply.text(QStringLiteral("sessionCode"));
 }
 
 // ---- Starting and joining -------------------------------------------------------------------------
@@ -71,7 +74,7 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
     if (!findCollabServer() || !startCreatedSession() || !joinSession())
         return false;
 
-    qDebug().noquote() << sessionToken << collabServerUrl;
+    qDebug().noquote() << sessionToken << Tarvo::withoutUserInfo(collabServerUrl);
     const QPointer<PresenterClient> self(this);
     const QPointer<PresenterCollab> channel = makeChannel();
     channel->open(sockJSProtocols);
@@ -82,14 +85,15 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
     return true;
 }
 
-// An earlier channel stays a child of the client. The connection has the client as its context, so it is
-// gone before the client's own end destroys the channel.
+// An earlier channel stays a child of the client. One that goes is let go at once, as a slot of the host
+// behind this one may delete the client. The client's own end cuts the connection first.
 PresenterCollab *PresenterClient::makeChannel()
 {
     auto *channel =
         new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken);
-    connect(channel, &QObject::destroyed, this, [this, channel] {
-        if (collab == channel)
+    connect(channel, &QObject::destroyed, this, [this](QObject *gone) {
+        gone->setParent(nullptr);
+        if (collab == gone)
             collab = nullptr;
     });
     collab = channel;
@@ -132,28 +136,28 @@ void PresenterClient::getCollabUrlResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        collabServerUrl = reply.data(QStringLiteral("url")).toString();
+        collabServerUrl = reply.text(QStringLiteral("url"));
 }
 
 void PresenterClient::getTenantFeatureDetailsResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sockJSProtocols = reply.data(QStringLiteral("sockJSProtocols")).toStringList();
+        sockJSProtocols = textsOf(reply.data(QStringLiteral("sockJSProtocols")));
 }
 
 void PresenterClient::sessionStartSuccessResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sessionToken = reply.data(QStringLiteral("sessionToken")).toString();
+        sessionToken = reply.text(QStringLiteral("sessionToken"));
 }
 
 void PresenterClient::sessionJoinResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        userToken = reply.data(QStringLiteral("userToken")).toString();
+        userToken = reply.text(QStringLiteral("userToken"));
 }
 
 void PresenterClient::setSockJSOverrideProtocols(QStringList protocols)
@@ -174,20 +178,20 @@ bool PresenterClient::doGetLearners()
 
 void PresenterClient::getLearnersResponse(QString body)
 {
-    const QVariant users = JsonReply(body).data(QStringLiteral("users"));
-    if (users.userType() != QMetaType::QVariantList)
+    const QJsonValue users = JsonReply(body).data(QStringLiteral("users"));
+    if (!users.isArray())
         return;
 
     learners.clear();
-    const QVariantList entries = users.toList();
-    for (const QVariant &entry : entries) {
-        const QVariantMap user = entry.toMap();
-        if (user.value(QStringLiteral("mode")).toString() != LEARNER_MODE)
+    const QJsonArray entries = users.toArray();
+    for (const QJsonValue &entry : entries) {
+        const QJsonObject user = entry.toObject();
+        if (textOf(user.value(QStringLiteral("mode"))) != LEARNER_MODE)
             continue;
         Tarvo::Learner learner;
-        learner.deviceId = user.value(QStringLiteral("userToken")).toString();
-        learner.userName = user.value(QStringLiteral("userName")).toString();
-        learner.deviceType = user.value(QStringLiteral("deviceType")).toString();
+        learner.deviceId = textOf(user.value(QStringLiteral("userToken")));
+        learner.userName = textOf(user.value(QStringLiteral("userName")));
+        learner.deviceType = textOf(user.value(QStringLiteral("deviceType")));
         learners.append(learner);
     }
 }
@@ -206,8 +210,13 @@ bool PresenterClient::doStopSession()
     const QPointer<PresenterClient> self(this);
     if (collab)
         collab->close();
-    if (!self || !post(STOP_PATH, body, nullptr))
+    if (!self)
         return false;
+    stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
+    waitForReply(stopReply);
+    if (!self)
+        return false;
+    stopReply = nullptr;
 
     qDebug().noquote() << "[PresenterClient] Stopping session, closing websocket...";
     sessionToken.clear();

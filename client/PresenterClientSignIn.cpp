@@ -4,6 +4,8 @@
 
 #include "client/JsonReply.h"
 
+#include <QtCore/QPointer>
+
 namespace
 {
 
@@ -205,7 +207,7 @@ void PresenterClient::getDeviceAccessTokenResponse(QString body)
     if (!reply.isValid())
         return;
 
-    deviceAccessToken = reply.data(QStringLiteral("deviceAccessToken")).toString();
+    deviceAccessToken = reply.text(QStringLiteral("deviceAccessToken"));
     loggedIn = !deviceAccessToken.isEmpty();
     if (!loggedIn)
         extractRegistrationData(body);
@@ -222,7 +224,7 @@ QString PresenterClient::doGetUserName()
 
 void PresenterClient::userNameResponse(QString body)
 {
-    userId = JsonReply(body).data(QStringLiteral("userLoginId")).toString();
+    userId = JsonReply(body).text(QStringLiteral("userLoginId"));
     loggedIn = !userId.isEmpty();
 }
 

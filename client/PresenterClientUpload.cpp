@@ -5,6 +5,7 @@
 #include "client/JsonReply.h"
 #include "compression/Lzma.h"
 
+#include <QtCore/QPointer>
 #include <QtCore/QUrl>
 
 namespace
@@ -72,8 +73,8 @@ void PresenterClient::uploadResourceResponse(QString body)
     const JsonReply reply(body);
     if (!reply.isValid())
         return;
-    resourceId = reply.data(QStringLiteral("id")).toString();
-    resourcePath = reply.data(QStringLiteral("path")).toString();
+    resourceId = reply.text(QStringLiteral("id"));
+    resourcePath = reply.text(QStringLiteral("path"));
 }
 
 int PresenterClient::LzmaDecompress64(QString input, QString *output)

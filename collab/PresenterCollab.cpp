@@ -9,6 +9,7 @@
 #include "compression/Lzma.h"
 #include "model/JsonSerializer.h"
 #include "sockjs/SockJSConnector.h"
+#include "support/PrintableUrl.h"
 
 #include <QtCore/QDebug>
 #include <QtCore/QUrl>
@@ -64,7 +65,7 @@ PresenterCollab::~PresenterCollab() = default;
 
 void PresenterCollab::open(QStringList protocols)
 {
-    qDebug().noquote() << "Connecting to collaboration server:" << serverUrl
+    qDebug().noquote() << "Connecting to collaboration server:" << withoutUserInfo(serverUrl)
                        << QLatin1Char('[') + protocols.join(QLatin1String(", ")) + QLatin1Char(']');
 
     const auto known = SockJSConnector::PROTOCOL_TYPE_STR();
@@ -84,7 +85,8 @@ void PresenterCollab::open(QStringList protocols)
 
 void PresenterCollab::open()
 {
-    qDebug().noquote() << "Connecting to collaboration server (default):" << serverUrl;
+    qDebug().noquote() << "Connecting to collaboration server (default):"
+                       << withoutUserInfo(serverUrl);
     connector->open(QUrl(serverUrl), SockJSConnector::PROTOCOL_TYPE_STR().keys());
 }
 

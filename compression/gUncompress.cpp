@@ -1,7 +1,10 @@
 #include "compression/gUncompress.h"
 
+#include "compression/BoundedInflate.h"
+
 #include <QtCore/QDebug>
 
+#include <limits>
 #include <new>
 #include <zlib.h>
 
@@ -50,7 +53,7 @@ private:
     bool m_initialised = false;
 };
 
-QByteArray inflated(const QByteArray &data)
+QByteArray inflated(const QByteArray &data, int limit, bool *tooLarge)
 {
     if (data.size() < MIN_INPUT_BYTES) {
         qWarning("gUncompress: Input data is truncated");
@@ -65,6 +68,9 @@ QByteArray inflated(const QByteArray &data)
     for (bool more = true; more;) {
         if (!inflater.inflateChunk(&result, &more))
             return QByteArray();
+        *tooLarge = result.size() > limit;
+        if (*tooLarge)
+            return QByteArray();
     }
     return result;
 }
@@ -73,8 +79,14 @@ QByteArray inflated(const QByteArray &data)
 
 QByteArray gUncompress(const QByteArray &data)
 {
+    bool tooLarge = false;
+    return inflateAtMost(data, std::numeric_limits<int>::max(), &tooLarge);
+}
+
+QByteArray inflateAtMost(const QByteArray &data, int limit, bool *tooLarge)
+{
     try {
-        return inflated(data);
+        return inflated(data, limit, tooLarge);
     } catch (const std::bad_alloc &) {
         // A body that inflates to more than an array can hold fails as one without memory does.
         return QByteArray();

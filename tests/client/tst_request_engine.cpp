@@ -5,6 +5,7 @@
 #include "support/LogCapture.h"
 
 #include <QtCore/QBuffer>
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QMetaMethod>
 #include <QtNetwork/QNetworkAccessManager>
@@ -126,6 +127,11 @@ private slots:
 
     void gzipBodyOfAFailureIsInflated();
     void cutOffGzipBodyReadsUpToTheCut();
+    void replyOfTheLargestSizeIsTaken_data();
+    void replyOfTheLargestSizeIsTaken();
+    void largerReplyFailsAsSoonAsThatIsKnown_data();
+    void largerReplyFailsAsSoonAsThatIsKnown();
+    void replyThatInflatesToMoreReadsAsEmpty();
     void abortedRequestRunsTheFailureHandler();
     void errorStatusRunsTheFailureHandler_data();
     void errorStatusRunsTheFailureHandler();
@@ -477,6 +483,92 @@ void tst_request_engine::cutOffGzipBodyReadsUpToTheCut()
     const QString part = client.succeeded.first();
     QVERIFY2(part.size() > 1000 && part.size() < 3000, qPrintable(QString::number(part.size())));
     QCOMPARE(part, QString::fromLatin1(body.left(part.size())));
+    QCOMPARE(service.faults(), QStringList());
+}
+
+namespace
+{
+
+constexpr int LARGEST_BYTES = 67108864;
+const QString TOO_LARGE =
+    QStringLiteral("[PresenterClient] Reply dropped, larger than 67108864 bytes!");
+
+} // namespace
+
+void tst_request_engine::replyOfTheLargestSizeIsTaken_data()
+{
+    QTest::addColumn<bool>("packed");
+    QTest::newRow("plain") << false;
+    QTest::newRow("gzip") << true;
+}
+
+void tst_request_engine::replyOfTheLargestSizeIsTaken()
+{
+    QFETCH(bool, packed);
+    const QByteArray body(LARGEST_BYTES, 'x');
+    RestService service;
+    Client client(nullptr, service.url());
+    service.expect(PATH).status("200 OK", packed ? gzip(body) : body,
+                                packed ? "Content-Encoding: gzip\r\n" : "");
+    LogCapture log;
+    QVERIFY(client.request());
+    QVERIFY(client.succeeded.first() == QString::fromLatin1(body));
+    QVERIFY(!log.contains(TOO_LARGE));
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_engine::largerReplyFailsAsSoonAsThatIsKnown_data()
+{
+    QTest::addColumn<QByteArray>("reply");
+    const QByteArray head = "HTTP/1.1 200 OK\r\n";
+    QTest::newRow("announced") << head + "Content-Length: 67108865\r\n\r\n{";
+    QTest::newRow("announced, beyond every number")
+        << head + "Content-Length: 9223372036854775807\r\n\r\n{";
+    // The ends of these never come.
+    QTest::newRow("until the connection ends")
+        << head + "\r\n" + QByteArray(LARGEST_BYTES + 1, 'x');
+    QTest::newRow("in chunks") << head + "Transfer-Encoding: chunked\r\n\r\n"
+            + QByteArray::number(LARGEST_BYTES + 1, 16) + "\r\n"
+            + QByteArray(LARGEST_BYTES + 1, 'x') + "\r\n";
+    QTest::newRow("gzip") << head + "Content-Encoding: gzip\r\n\r\n"
+            + QByteArray(LARGEST_BYTES + 1, 'x');
+}
+
+void tst_request_engine::largerReplyFailsAsSoonAsThatIsKnown()
+{
+    QFETCH(QByteArray, reply);
+    RestService service;
+    Client client(nullptr, service.url());
+    QSignalSpy processed(&client, &PresenterClient::requestProcessed);
+    service.expect(PATH).raw(reply);
+    LogCapture log;
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client.request());
+    QVERIFY(clock.elapsed() < 8000); // not by the end of the wait
+    QCOMPARE(client.failed, QStringList{QString()});
+    QCOMPARE(client.error, QNetworkReply::OperationCanceledError);
+    QStringList lines = log.messages();
+    lines.removeOne(QStringLiteral("[REST Responze.gzip] Compressed size: 0"));
+    lines.removeOne(QStringLiteral("gUncompress: Input data is truncated"));
+    QCOMPARE(lines,
+             (QStringList{TOO_LARGE, "[REST Response] ", "ERROR: Operation canceled\nRESPONSE: "}));
+    QCOMPARE(processed.count(), 1);
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_engine::replyThatInflatesToMoreReadsAsEmpty()
+{
+    const QByteArray packed = gzip(QByteArray(LARGEST_BYTES + 1, 'x'));
+    RestService service;
+    Client client(nullptr, service.url());
+    service.expect(PATH).status("200 OK", packed, "Content-Encoding: gzip\r\n");
+    LogCapture log;
+    QVERIFY(client.request());
+    QCOMPARE(client.succeeded, QStringList{QString()});
+    QCOMPARE(log.messages(),
+             (QStringList{"[REST Responze.gzip] Compressed size: " + QString::number(packed.size()),
+                          TOO_LARGE, "[REST Response] "}));
     QCOMPARE(service.faults(), QStringList());
 }
 

@@ -62,23 +62,34 @@ void createSession(RestService &service, PresenterClient &client)
     client.doStartSession(QString());
 }
 
-// The requests of a start. Nothing listens at the collaboration server.
-void expectStart(RestService &service)
+// The first `answered` requests of a start, then one that is not answered if there is such, then the
+// rest. Nothing listens at the collaboration server.
+constexpr int WHOLE_START = 4;
+
+void expectStart(RestService &service, int answered = WHOLE_START)
 {
-    service.expect("/vantora/session/getcollabserverurl", "{}")
-        .json(R"({"data":{"url":"http://127.0.0.1:1"}})");
-    service.expect("/vantora/config/findTenantFeatureDetails", "{}")
-        .json(R"({"data":{"sockJSProtocols":["websocket"]}})");
-    service
-        .expect(
-            "/vantora/session/start",
-            R"({"sessionCode": "CODE","serverUrl":"http://127.0.0.1:1","sourceSystem":"Corvel","version":"3.0.0"})")
-        .json(R"({"data":{"sessionToken":"TOKEN"}})");
-    service
-        .expect(
-            "/vantora/classroom/session/join",
-            R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"u_SessionStarter","deviceType":"presenter"})")
-        .json(R"({"data":{"userToken":"USER"}})");
+    const struct {
+        QByteArray path;
+        QByteArray body;
+        QByteArray reply;
+    } requests[WHOLE_START] = {
+        {"/vantora/session/getcollabserverurl", "{}", R"({"data":{"url":"http://127.0.0.1:1"}})"},
+        {"/vantora/config/findTenantFeatureDetails", "{}",
+         R"({"data":{"sockJSProtocols":["websocket"]}})"},
+        {"/vantora/session/start",
+         R"({"sessionCode": "CODE","serverUrl":"http://127.0.0.1:1","sourceSystem":"Corvel","version":"3.0.0"})",
+         R"({"data":{"sessionToken":"TOKEN"}})"},
+        {"/vantora/classroom/session/join",
+         R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"u_SessionStarter","deviceType":"presenter"})",
+         R"({"data":{"userToken":"USER"}})"},
+    };
+    for (int i = 0; i < WHOLE_START; ++i) {
+        RestExchange &exchange = service.expect(requests[i].path, requests[i].body);
+        if (i == answered)
+            exchange.silence();
+        else
+            exchange.json(requests[i].reply);
+    }
 }
 
 void startSession(RestService &service, PresenterClient &client)
@@ -97,6 +108,9 @@ class tst_request_timeouts : public QObject
 
 private slots:
     void operationsFailAfterTenSeconds();
+    void creationFailsAfterTenSeconds();
+    void stepOfAStartFailsAfterTenSeconds_data();
+    void stepOfAStartFailsAfterTenSeconds();
     void handshakeThatStallsFailsAfterTenSeconds();
     void clientDeletedWithALateRequestDoesNotWait();
 };
@@ -286,6 +300,60 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
     for (const auto &service : services)
         requests -= service->requests().size();
     QCOMPARE(requests, 0); // one each after what was asked to prepare it
+}
+
+// These ask for something else first, so they have their ten seconds to themselves.
+void tst_request_timeouts::creationFailsAfterTenSeconds()
+{
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    expectSignedIn(service);
+    service.expect("/vantora/session/create", "{}").silence();
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(!client.doStartSession(QString()));
+    QVERIFY(clock.elapsed() >= LIMIT_MS - 50);
+    QVERIFY(clock.elapsed() < LIMIT_MS + LATE_MS);
+    QVERIFY(client.getSessionCode().isNull());
+    QVERIFY(client.getLastErrorKey().isNull());
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_request_timeouts::stepOfAStartFailsAfterTenSeconds_data()
+{
+    QTest::addColumn<int>("silent");
+    QTest::addColumn<QString>("sessionToken");
+    QTest::addColumn<QString>("userToken");
+    QTest::newRow("tenant's features") << 1 << "TOKEN"
+                                       << "USER";
+    QTest::newRow("start") << 2 << QString() << "USER";
+    QTest::newRow("join") << 3 << "TOKEN" << QString();
+}
+
+void tst_request_timeouts::stepOfAStartFailsAfterTenSeconds()
+{
+    QFETCH(int, silent);
+    QFETCH(QString, sessionToken);
+    QFETCH(QString, userToken);
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    createSession(service, client);
+    expectStart(service, silent);
+    PresenterCollab *channel = nullptr;
+    LogCapture log;
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(client.startWebsocket(&channel)); // it goes on without what was asked for
+    QVERIFY(clock.elapsed() >= LIMIT_MS - 50);
+    QVERIFY(clock.elapsed() < LIMIT_MS + LATE_MS);
+    QVERIFY(channel);
+    QCOMPARE(client.getSessionToken(), sessionToken);
+    QCOMPARE(client.getUserToken(), userToken);
+    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 1);
+    if (!sessionToken.isNull())
+        service.expect("/vantora/session/stop", TOKEN_BODY);
+    client.doStopSession();
+    QCOMPARE(service.faults(), QStringList());
 }
 
 void tst_request_timeouts::handshakeThatStallsFailsAfterTenSeconds()

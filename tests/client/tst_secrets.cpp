@@ -85,9 +85,9 @@ QList<QPair<QByteArray, QByteArray>> signInRequests(const QByteArray &url)
     };
 }
 
-void compareWithSecrets(const LogCapture &log)
+void compareWithSecrets(const QStringList &lines)
 {
-    const QString all = log.messages().join(QLatin1Char('\n'));
+    const QString all = lines.join(QLatin1Char('\n'));
     QVERIFY(!all.isEmpty());
     for (const char *secret : {PASSWORD, HTTP_USER, HTTP_PASSWORD, DEVICE_TOKEN, OAUTH_CODE,
                                REGISTRATION, UPLOADED, COOKIE}) {
@@ -114,6 +114,9 @@ private slots:
     void operationsThatAreAborted();
     void refusedConnections();
     void untrustedConnections();
+    void credentialsInTheAddress_data();
+    void credentialsInTheAddress();
+    void wholeSession_data();
     void wholeSession();
 };
 
@@ -136,7 +139,7 @@ void tst_secrets::operationsThatSucceed()
     upload(client);
     QCOMPARE(service.lastRequest().headerLines("cookie").size(), 1);
     QCOMPARE(service.lastRequest().headerLines("authorization").size(), 1);
-    compareWithSecrets(log);
+    compareWithSecrets(log.messages());
     QCOMPARE(service.faults(), QStringList());
 }
 
@@ -164,7 +167,7 @@ void tst_secrets::operationsThatFail()
     LogCapture log;
     signIn(client);
     upload(client);
-    compareWithSecrets(log);
+    compareWithSecrets(log.messages());
     QCOMPARE(service.faults(), QStringList());
 }
 
@@ -189,7 +192,7 @@ void tst_secrets::operationsThatAreAborted()
     signIn(client);
     upload(client);
     QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 11);
-    compareWithSecrets(log);
+    compareWithSecrets(log.messages());
     QCOMPARE(service.faults() + other.faults(), QStringList());
 }
 
@@ -200,7 +203,7 @@ void tst_secrets::refusedConnections()
     LogCapture log;
     signIn(client);
     upload(client);
-    compareWithSecrets(log);
+    compareWithSecrets(log.messages());
 }
 
 void tst_secrets::untrustedConnections()
@@ -212,12 +215,44 @@ void tst_secrets::untrustedConnections()
     LogCapture log;
     signIn(client);
     upload(client);
-    compareWithSecrets(log);
+    compareWithSecrets(log.messages());
     QVERIFY(service.requests().isEmpty());
+}
+
+void tst_secrets::credentialsInTheAddress_data()
+{
+    QTest::addColumn<QString>("userInfo");
+    QTest::newRow("user and password") << "s3cret-user:s3cret-word";
+    QTest::newRow("user") << "s3cret-user";
+    QTest::newRow("encoded") << "s3cret%40user:s3cret%2F%3F%23%3A%20word";
+    QTest::newRow("beyond ASCII") << QString::fromUtf8("s3cret-üser:s3cret-wörd");
+}
+
+void tst_secrets::credentialsInTheAddress()
+{
+    QFETCH(QString, userInfo);
+    RestService service;
+    PresenterClient client(nullptr, QString(service.url()).replace("://", "://" + userInfo + '@'));
+    service.expect("/vantora/login/user", "{}").status("500 Broken");
+    LogCapture log;
+    client.doGetUserName();
+    QCOMPARE(log.messages(),
+             (QStringList{"[REST Response] ",
+                          "ERROR: Error transferring " + service.url()
+                              + "/vantora/login/user - server replied: Broken\nRESPONSE: "}));
+    QCOMPARE(service.faults(), QStringList());
+}
+
+void tst_secrets::wholeSession_data()
+{
+    QTest::addColumn<QString>("userInfo");
+    QTest::newRow("plain") << "";
+    QTest::newRow("collaboration server with credentials") << "s3cret-user:s3cret-word@";
 }
 
 void tst_secrets::wholeSession()
 {
+    QFETCH(QString, userInfo);
     EventBusServer bus;
     RestService service;
     LogCapture log;
@@ -235,7 +270,7 @@ void tst_secrets::wholeSession()
         service.expect("/vantora/session/create", "{}").json(R"({"data":{"sessionCode":"CODE"}})");
         QVERIFY(client.doStartSession(QString()));
 
-        const QByteArray url = bus.url().toUtf8();
+        const QByteArray url = bus.url().replace("://", "://" + userInfo).toUtf8();
         service.expect("/vantora/session/getcollabserverurl", "{}")
             .json("{\"data\":{\"url\":\"" + url + "\"}}");
         service.expect("/vantora/config/findTenantFeatureDetails", "{}")
@@ -257,7 +292,13 @@ void tst_secrets::wholeSession()
         service.expect("/vantora/session/stop", R"({"sessionToken":"TOKEN"})");
     }
     QTRY_VERIFY(!bus.hasConnection());
-    compareWithSecrets(log);
+    // The reply that names the server is written in full, like every reply.
+    QStringList lines = log.messages();
+    lines.removeOne("[REST Response] {\"data\":{\"url\":\""
+                    + bus.url().replace("://", "://" + userInfo) + "\"}}");
+    compareWithSecrets(lines);
+    QVERIFY(lines.contains("TOKEN " + bus.url()));
+    QVERIFY(lines.contains("Connecting to collaboration server: " + bus.url() + " [websocket]"));
     QCOMPARE(service.faults(), QStringList());
 }
 

@@ -125,7 +125,6 @@ private slots:
     void channelDeletedFromConnectionClosed();
     void sessionStoppedFromConnectionClosed();
     void clientWithASessionDeletedDuringAWait();
-    void clientDeletedWhileItStopsItsSession();
     void clientDeletedWhileItLogsOut();
     void parentDeletedWhileTheClientGoes();
     void clientDeletedThatWasToBeDeletedLater();
@@ -1097,21 +1096,6 @@ void tst_session::clientWithASessionDeletedDuringAWait()
     QVERIFY(clock.elapsed() < AT_ONCE_MS);
     QVERIFY(client.isNull());
     QVERIFY(channel.isNull());
-}
-
-void tst_session::clientDeletedWhileItStopsItsSession()
-{
-    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
-    startSession(*client);
-    service->expect(STOP, TOKEN_BODY).silence().meanwhile([&] {
-        service->expect(STOP, TOKEN_BODY); // not known to be stopped, so the destructor stops it
-        delete client;
-    });
-    QElapsedTimer clock;
-    clock.start();
-    QVERIFY(!client->doStopSession());
-    QVERIFY(clock.elapsed() < AT_ONCE_MS);
-    QVERIFY(client.isNull());
 }
 
 void tst_session::clientDeletedWhileItLogsOut()
