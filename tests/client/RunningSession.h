@@ -39,7 +39,7 @@ struct RunningSession {
             && client.doStartSession(QString()) && client.startWebsocket(channel);
     }
 
-    void expectSignIn()
+    void expectSignIn(const QByteArray &transport = "websocket", const QByteArray &url = {})
     {
         service
             .expect("/vantora/login/submit",
@@ -47,16 +47,17 @@ struct RunningSession {
             .json(R"({"infoMsgs":["success"]})");
         service.expect("/vantora/login/user", "{}").json(R"({"data":{"userLoginId":"ann"}})");
         service.expect("/vantora/session/create", "{}").json(R"({"data":{"sessionCode":"CODE"}})");
-        expectStart();
+        expectStart(transport, url);
     }
 
-    void expectStart()
+    void expectStart(const QByteArray &transport = "websocket", QByteArray url = {})
     {
-        const QByteArray url = bus.url().toUtf8();
+        if (url.isEmpty())
+            url = bus.url().toUtf8();
         service.expect("/vantora/session/getcollabserverurl", "{}")
             .json("{\"data\":{\"url\":\"" + url + "\"}}");
         service.expect("/vantora/config/findTenantFeatureDetails", "{}")
-            .json(R"({"data":{"sockJSProtocols":["websocket"]}})");
+            .json("{\"data\":{\"sockJSProtocols\":[\"" + transport + "\"]}}");
         service
             .expect("/vantora/session/start",
                     "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + url

@@ -5,6 +5,7 @@
 
 #include "collab/CollaborationMessageHandler.h"
 #include "support/LogCapture.h"
+#include "support/ScriptedServer.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QProcess>
@@ -372,9 +373,15 @@ void tst_client_end::sessionIsStoppedAfterAQuit()
 void tst_client_end::processEnds_data()
 {
     QTest::addColumn<QString>("owner");
-    QTest::newRow("client of the application") << "application";
-    QTest::newRow("client that outlives the application") << "heap";
-    QTest::newRow("client that outlives main()") << "static";
+    QTest::addColumn<QByteArray>("transport");
+    for (const char *transport : {"websocket", "xhr-polling"}) {
+        const auto row = [&](const char *owner, const char *argument) {
+            QTest::addRow("%s, %s", owner, transport) << argument << QByteArray(transport);
+        };
+        row("client of the application", "application");
+        row("client that outlives the application", "heap");
+        row("client that outlives main()", "static");
+    }
 }
 
 // No events are delivered any more when the application object goes, so nothing can be sent either; but
@@ -383,8 +390,16 @@ void tst_client_end::processEnds()
 {
     constexpr int LIMIT_MS = 1000;
     QFETCH(QString, owner);
+    QFETCH(QByteArray, transport);
     RunningSession session;
-    session.expectSignIn();
+    ScriptedServer polled; // opens the session, and keeps the poll that follows
+    polled.onEveryOther({Scripted::expectRequest(), Scripted::send(Scripted::reply("o\n")),
+                         Scripted::expectRequest(), Scripted::expectEnd()});
+    QVERIFY(polled.listen());
+    const bool polling = transport == "xhr-polling";
+    session.expectSignIn(transport,
+                         polling ? "http://127.0.0.1:" + QByteArray::number(polled.port())
+                                 : QByteArray());
     QProcess host;
     QElapsedTimer clock;
     connect(&host, &QProcess::readyReadStandardOutput, this, [&] { clock.start(); });
