@@ -189,8 +189,9 @@ public:
     /// Refreshes `getLearners()`. Returns false, without a request, when no session is running, and
     /// true otherwise, also if the request fails and the list stays as it was.
     bool doGetLearners();
-    /// Closes the channel and stops the session. Returns false, without a request, when no session is
-    /// running, and true otherwise, also if the request fails.
+    /// Closes the channel, waits up to 2,000 ms until its last word to the learners has arrived, and
+    /// stops the session. Returns false, without a request, when no session is running, and true
+    /// otherwise, also if the request fails.
     bool doStopSession();
     /// @}
 
@@ -206,7 +207,8 @@ public:
     /// One text field of a form and the boundary line that follows it; the form ends after it if
     /// `last` is set.
     QString addMultipartValue(QString name, QString value, bool last);
-    /// Unpacks a base64 block as `Lzma::decompress64` does and returns its result, 0 or 1.
+    /// Unpacks a base64 block as `Lzma::decompress64` does and returns its result, 0 or 1. A block that
+    /// gives more than 16 MiB counts as one that cannot be unpacked.
     int LzmaDecompress64(QString input, QString *output);
     /// @}
 
@@ -261,6 +263,7 @@ private:
     bool startCreatedSession();
     bool joinSession();
     PresenterCollab *makeChannel();
+    void closeChannel();
 
     void silence();
     bool hasSession() const { return !sessionCode.isNull() || !sessionToken.isNull(); }

@@ -6,6 +6,7 @@
 #include "client/JsonReply.h"
 #include "collab/PresenterCollab.h"
 #include "support/PrintableUrl.h"
+#include "support/Wait.h"
 
 #include <QtCore/QDebug>
 #include <QtCore/QJsonArray>
@@ -30,6 +31,8 @@ const QLatin1String JOIN_BODY(
     R"({"userName":"SessionStarter","sessionCode":"%0","mode":"presenter","deviceName":"%1_SessionStarter","deviceType":"presenter"})");
 const QLatin1String TOKEN_BODY(R"({"sessionToken":"%0"})");
 const QLatin1String NO_ARGUMENTS("{}");
+
+constexpr int LAST_WORD_WAIT_MS = 2000;
 
 // The service lists everyone in the session; the presenter is not a learner.
 const QLatin1String LEARNER_MODE("learner");
@@ -209,7 +212,7 @@ bool PresenterClient::doStopSession()
     const QString body = TOKEN_BODY.arg(sessionToken);
     const QPointer<PresenterClient> self(this);
     if (collab)
-        collab->close();
+        closeChannel();
     if (!self)
         return false;
     stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
@@ -222,4 +225,16 @@ bool PresenterClient::doStopSession()
     sessionToken.clear();
     sessionCode.clear();
     return true;
+}
+
+// The service drops what comes for a session that has stopped, and the channel's last word to the
+// learners takes another way than the request that stops it, so that is waited for. The client or the
+// channel may be gone afterwards.
+void PresenterClient::closeChannel()
+{
+    const QPointer<PresenterClient> self(this);
+    const QPointer<PresenterCollab> channel(collab);
+    channel->close();
+    const auto said = [&] { return !self || !channel || !channel->hasUnsentMessages(); };
+    Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(said, LAST_WORD_WAIT_MS);
 }

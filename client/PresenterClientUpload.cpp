@@ -3,7 +3,7 @@
 #include "client/PresenterClient.h"
 
 #include "client/JsonReply.h"
-#include "compression/Lzma.h"
+#include "compression/BoundedLzma.h"
 
 #include <QtCore/QPointer>
 #include <QtCore/QUrl>
@@ -79,5 +79,6 @@ void PresenterClient::uploadResourceResponse(QString body)
 
 int PresenterClient::LzmaDecompress64(QString input, QString *output)
 {
-    return Lzma::decompress64(input, output);
+    UnpackingLimit limit;
+    return BoundedLzma::decompress64(input, &limit, output);
 }

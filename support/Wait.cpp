@@ -20,6 +20,11 @@ bool hasEvents()
 
 bool Wait::until(const Condition &done, int limitMs) const
 {
+    if (done())
+        return true;
+    if (!hasEvents())
+        return false;
+
     QDeadlineTimer deadline(QDeadlineTimer::Forever);
     QTimer limit; // ends the sleep
     if (limitMs >= 0) {

@@ -42,6 +42,7 @@ private slots:
     void redirectedUploadFailsAndIsNotRepeated();
     void deletedClientLeavesTheOutputsAlone();
     void blocksAreUnpacked();
+    void blocksOfMoreThanSixteenMebibytesAreNot();
 
 private:
     std::unique_ptr<RestService> service;
@@ -244,6 +245,20 @@ void tst_upload::blocksAreUnpacked()
     QCOMPARE(output, text("{\"a\":\"ä\"}"));
     QCOMPARE(client.LzmaDecompress64(text("AAAA"), &output), 0);
     QCOMPARE(output, text("{\"a\":\"ä\"}"));
+}
+
+void tst_upload::blocksOfMoreThanSixteenMebibytesAreNot()
+{
+    PresenterClient client(nullptr, QString());
+    QString packed;
+    QString output;
+    QVERIFY(Lzma::compress64(QString(16 * 1024 * 1024, QLatin1Char('x')), &packed));
+    QCOMPARE(client.LzmaDecompress64(packed, &output), 1);
+    QCOMPARE(output.size(), 16 * 1024 * 1024);
+    QVERIFY(Lzma::compress64(QString(16 * 1024 * 1024 + 1, QLatin1Char('x')), &packed));
+    output = text("earlier");
+    QCOMPARE(client.LzmaDecompress64(packed, &output), 0);
+    QCOMPARE(output, text("earlier"));
 }
 
 QTEST_GUILESS_MAIN(tst_upload)
