@@ -1,6 +1,6 @@
 #pragma once
 
-// The meta-object is the wire contract: no change signals, and types spelt as they are here.
+// The meta-object is what goes on the wire: no change signals, and types spelt as they are here.
 // clazy:excludeall=qproperty-without-notify,fully-qualified-moc-types
 
 #include "collab/OrdinalType.h"
