@@ -1,5 +1,7 @@
 #include "sockjs/PostQueue.h"
 
+#include "support/Wait.h"
+
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkReply>
 
@@ -18,6 +20,11 @@ PostQueue::PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObje
 
 void PostQueue::append(const QNetworkRequest &request, const QByteArray &message)
 {
+    // Nothing would carry it, and the toolkit would never free what it made for it.
+    if (!Tarvo::Wait::isPossible()) {
+        Q_EMIT lost(QStringLiteral("The application has ended"));
+        return;
+    }
     if (m_waitingBytes + message.size() > m_maxWaitingBytes) {
         Q_EMIT lost(
             QStringLiteral("Too much waits to be sent, %0 bytes are dropped").arg(message.size()));

@@ -8,21 +8,16 @@
 namespace Tarvo
 {
 
-namespace
-{
-
-bool hasEvents()
+bool Wait::isPossible()
 {
     return QCoreApplication::instance() && !QCoreApplication::closingDown();
 }
-
-} // namespace
 
 bool Wait::until(const Condition &done, int limitMs) const
 {
     if (done())
         return true;
-    if (!hasEvents())
+    if (!isPossible())
         return false;
 
     QDeadlineTimer deadline(QDeadlineTimer::Forever);
@@ -36,7 +31,7 @@ bool Wait::until(const Condition &done, int limitMs) const
     // Not exec(), which ends with the application's quit().
     QEventLoop loop;
     while (!done()) {
-        if (deadline.hasExpired() || !hasEvents())
+        if (deadline.hasExpired() || !isPossible())
             return false;
         loop.processEvents(m_flags | QEventLoop::WaitForMoreEvents);
     }
@@ -47,7 +42,7 @@ bool Wait::untilOrQuit(const Condition &done) const
 {
     if (done())
         return true;
-    if (!hasEvents())
+    if (!isPossible())
         return false;
 
     // A loop that is entered after the application was told to quit returns without a look at events.

@@ -14,14 +14,17 @@ namespace Tarvo
 // included, so the condition is the place to ask whether that one still exists. It is looked at first,
 // and then whenever something has happened.
 //
-// Without an application object, or while one is being destroyed, the toolkit delivers no events; a
-// wait then returns at once.
+// Where no events are delivered, a wait returns at once.
 class Wait
 {
 public:
     using Condition = std::function<bool()>;
 
     static constexpr int NO_LIMIT = -1;
+
+    // Whether the toolkit delivers events: not without an application object, nor below one that is
+    // being destroyed.
+    static bool isPossible();
 
     explicit Wait(QEventLoop::ProcessEventsFlags flags = QEventLoop::AllEvents) : m_flags(flags) { }
 

@@ -27,7 +27,8 @@ static int runApplication(int argc, char *argv[], std::unique_ptr<PresenterClien
         return 1;
     QTimer look;
     QObject::connect(&look, &QTimer::timeout, &app, [&] {
-        if (channel->isConnected())
+        // The toolkit would never free a post that is under way.
+        if (channel->isConnected() && !channel->hasUnsentMessages())
             QCoreApplication::quit();
     });
     look.start(10);

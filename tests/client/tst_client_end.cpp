@@ -393,8 +393,11 @@ void tst_client_end::processEnds()
     QFETCH(QByteArray, transport);
     RunningSession session;
     ScriptedServer polled; // opens the session, and keeps the poll that follows
-    polled.onEveryOther({Scripted::expectRequest(), Scripted::send(Scripted::reply("o\n")),
+    polled.onConnection({Scripted::expectRequest(), Scripted::send(Scripted::reply("o\n")),
                          Scripted::expectRequest(), Scripted::expectEnd()});
+    const Scripted::Step noContent = Scripted::send(Scripted::reply("", "204 No Content"));
+    polled.onConnection({Scripted::expectRequest(), noContent, Scripted::expectRequest(), noContent,
+                         Scripted::expectRequest(), noContent});
     QVERIFY(polled.listen());
     const bool polling = transport == "xhr-polling";
     session.expectSignIn(transport,
