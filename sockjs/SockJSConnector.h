@@ -7,6 +7,7 @@
 #include <QtCore/QMap>
 #include <QtCore/QObject>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
 
@@ -132,6 +133,7 @@ private:
     SockJSXHRPolling *takeXHRPolling();
     bool dropConnection();
     void releaseTransports();
+    int nextGeneration();
 
     QList<PROTOCOL_TYPE> protocols; // to try, in order
     int protocolIndex = 0;          // the next entry to try
@@ -152,4 +154,5 @@ private:
     bool adopted = false;    // the web socket's attempt has succeeded: it is in use
     int generation = 0;      // changes whenever a connection begins or ends
     bool destroying = false; // the destructor is running
+    QStringList undelivered; // messages of frames that have come, the next one first
 };
