@@ -44,7 +44,8 @@ public:
     Q_ENUM(PROTOCOL_TYPE)
 
     explicit SockJSConnector(QObject *parent = nullptr);
-    /// Closes the connection if its session is open, which emits closed().
+    /// Closes the connection if its session is open, which emits closed(). A slot that deletes the
+    /// connector must not do so once more then: a QPointer still points to it.
     ~SockJSConnector() override;
 
     /// The transports' wire names: "websocket", "xhr-streaming", "xhr-polling". The keys, walked in
