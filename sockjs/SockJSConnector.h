@@ -83,7 +83,8 @@ public:
 
 Q_SIGNALS:
     void connected();
-    /// One message of a SockJS array frame.
+    /// One message of a SockJS array frame. Messages keep their order, also when a slot waits in an
+    /// event loop of its own; those that are left of a frame then come before the next one's.
     void sockJSMessage(QString message);
     /// Declared for hosts that connect to it; never emitted.
     void error(int errorCode);
