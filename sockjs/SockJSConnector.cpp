@@ -98,7 +98,7 @@ bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
     // The host's slots run in here. When one of them closes or opens the connector, this call is over.
     const QPointer<SockJSConnector> self(this);
     const bool ended = dropConnection();
-    const int opened = ++generation;
+    const int opened = nextGeneration();
     if (ended)
         Q_EMIT closed(closedForInactivity);
     if (!self || generation != opened)
@@ -188,7 +188,7 @@ bool SockJSConnector::openWebsocket()
         return true;
     }
     if (!answered)
-        ++generation; // the application is quitting: nothing more is tried
+        nextGeneration(); // the application is quitting: nothing more is tried
     endWebSocket(takeWebSocket());
     return false;
 }
@@ -226,7 +226,7 @@ void SockJSConnector::hearWebSocket()
 // right behind, having come in one packet with its answer to the handshake.
 void SockJSConnector::onWebSocketConnected()
 {
-    if (state() != State::TRYING || openState != OPEN_PENDING)
+    if (state() != State::TRYING || openState == OPEN_DISCONNECTED)
         return;
     openstate1();
     adoptWebSocket();
@@ -298,8 +298,11 @@ void SockJSConnector::onTextMessageReceived(QString frame)
     const int thisGeneration = generation;
     const QVariantList messages =
         QJsonDocument::fromJson(frame.mid(1).toUtf8()).array().toVariantList();
-    for (const QVariant &message : messages) {
-        Q_EMIT sockJSMessage(message.toString());
+    for (const QVariant &message : messages)
+        undelivered.append(message.toString());
+    // A slot that waits lets the next frame in, whose messages come behind those of this one.
+    while (!undelivered.isEmpty()) {
+        Q_EMIT sockJSMessage(undelivered.takeFirst());
         if (!self || generation != thisGeneration)
             return;
     }
@@ -365,7 +368,7 @@ void SockJSConnector::close()
         WebSocketGoodbye::say(socket, this);
         onClosed();
     } else if (xhrPolling) {
-        ++generation;
+        nextGeneration();
         disconnect(xhrPolling, &SockJSXHRPolling::textMessageReceived, this, nullptr);
         xhrPolling->close();
     }
@@ -376,7 +379,7 @@ void SockJSConnector::onClosed()
     debug() << "Websocket CLOSED";
     if (webSocket && !m_connected && !closing) {
         endWebSocket(takeWebSocket());
-        ++generation;
+        nextGeneration();
         if (openXHRPolling(false)) {
             debug() << "Fallback to XHR_Polling";
             return;
@@ -417,7 +420,14 @@ void SockJSConnector::releaseTransports()
     if (SockJSXHRPolling *transport = takeXHRPolling())
         transport->releaseWhenSent();
     m_connected = false;
-    ++generation;
+    nextGeneration();
+}
+
+// What is left of a frame belongs to the connection that ends here.
+int SockJSConnector::nextGeneration()
+{
+    undelivered.clear();
+    return ++generation;
 }
 
 QWebSocket *SockJSConnector::takeWebSocket()

@@ -7,6 +7,7 @@
 #include <QtCore/QMap>
 #include <QtCore/QObject>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
 
@@ -43,7 +44,8 @@ public:
     Q_ENUM(PROTOCOL_TYPE)
 
     explicit SockJSConnector(QObject *parent = nullptr);
-    /// Closes the connection if its session is open, which emits closed().
+    /// Closes the connection if its session is open, which emits closed(). A slot that deletes the
+    /// connector must not do so once more then: a QPointer still points to it.
     ~SockJSConnector() override;
 
     /// The transports' wire names: "websocket", "xhr-streaming", "xhr-polling". The keys, walked in
@@ -81,7 +83,8 @@ public:
 
 Q_SIGNALS:
     void connected();
-    /// One message of a SockJS array frame.
+    /// One message of a SockJS array frame. Messages keep their order, also when a slot waits in an
+    /// event loop of its own; those that are left of a frame then come before the next one's.
     void sockJSMessage(QString message);
     /// Declared for hosts that connect to it; never emitted.
     void error(int errorCode);
@@ -132,6 +135,7 @@ private:
     SockJSXHRPolling *takeXHRPolling();
     bool dropConnection();
     void releaseTransports();
+    int nextGeneration();
 
     QList<PROTOCOL_TYPE> protocols; // to try, in order
     int protocolIndex = 0;          // the next entry to try
@@ -152,4 +156,5 @@ private:
     bool adopted = false;    // the web socket's attempt has succeeded: it is in use
     int generation = 0;      // changes whenever a connection begins or ends
     bool destroying = false; // the destructor is running
+    QStringList undelivered; // messages of frames that have come, the next one first
 };

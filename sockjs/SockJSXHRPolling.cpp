@@ -17,6 +17,8 @@
 #include <QtNetwork/QNetworkRequest>
 #include <QtNetwork/QSslSocket>
 
+#include <algorithm>
+
 namespace
 {
 
@@ -144,7 +146,7 @@ void SockJSXHRPolling::startWorkerThread()
                 (this->*receiver)(values...);
         });
     };
-    hear(&Worker::receivedHeadersResponse, &SockJSXHRPolling::onReceivedHeadersResponse);
+    hear(&Worker::receivedHeadersResponse, &SockJSXHRPolling::onWorkerReceivedHeaders);
     hear(&Worker::receivedMessageResponse, &SockJSXHRPolling::onReceivedMessageResponse);
     hear(&Worker::reconnected, &SockJSXHRPolling::onWorkerReconnected);
     hear(&Worker::finished, &SockJSXHRPolling::onWorkerFinished);
@@ -180,6 +182,7 @@ void SockJSXHRPolling::releaseWorker()
     workerThread = nullptr;
     ++generation; // what it reported last and has not been heard yet speaks of requests that go here
     lastRequest = nullptr;
+    reading = nullptr;
     qDeleteAll(requests);
     requests.clear();
 }
@@ -215,8 +218,12 @@ void SockJSXHRPolling::close()
 
 void SockJSXHRPolling::doPoll()
 {
-    doRequestXHR(requestPath + QLatin1String(streaming ? STREAMING_SUFFIX : POLLING_SUFFIX),
-                 QLatin1String(""));
+    doRequestXHR(pollPath(), QLatin1String(""));
+}
+
+QString SockJSXHRPolling::pollPath() const
+{
+    return requestPath + QLatin1String(streaming ? STREAMING_SUFFIX : POLLING_SUFFIX);
 }
 
 bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
@@ -253,9 +260,18 @@ void SockJSXHRPolling::freeRequest(XHRRequest *request)
     delete request;
 }
 
+void SockJSXHRPolling::onWorkerReceivedHeaders(XHRRequest *request, QStringMap headers)
+{
+    if (reading != lastRequest)
+        freeRequest(reading); // the slot was called by hand meanwhile
+    reading = request;
+    onReceivedHeadersResponse(request, headers);
+}
+
 void SockJSXHRPolling::onReceivedHeadersResponse(XHRRequest *request, QStringMap headers)
 {
-    if (lastRequest != request)
+    // The worker still speaks of the one whose body it reads.
+    if (lastRequest != request && lastRequest != reading)
         freeRequest(lastRequest);
     lastRequest = request;
 
@@ -270,11 +286,13 @@ void SockJSXHRPolling::onReceivedHeadersResponse(XHRRequest *request, QStringMap
 
 void SockJSXHRPolling::onReceivedMessageResponse(XHRRequest *request, QString message)
 {
-    const bool repeat = request->path().endsWith(QLatin1String(REPEATED_PATH_END));
+    const bool repeat = request && request->path().endsWith(QLatin1String(REPEATED_PATH_END));
     debug() << "RECEIVED:" << message;
     const QPointer<SockJSXHRPolling> self(this);
+    const int run = generation;
     Q_EMIT textMessageReceived(message);
-    if (self && repeat)
+    // A start() in the slot has sent a poll of its own.
+    if (self && repeat && run == generation)
         doPoll();
 }
 
@@ -288,15 +306,15 @@ void SockJSXHRPolling::onReconnected()
 // polled twice at a time.
 void SockJSXHRPolling::onWorkerReconnected()
 {
-    if (worker) {
-        const QList<XHRRequest *> unanswered = worker->takeUnanswered();
-        for (XHRRequest *request : unanswered)
-            freeRequest(request);
-    }
-    const int answered = lastRequest ? 1 : 0;
-    if (!closed && requests.size() > answered)
-        return;
-    onReconnected();
+    const QList<XHRRequest *> unanswered = worker->takeUnanswered();
+    for (XHRRequest *request : unanswered)
+        freeRequest(request);
+    const bool isPollOut =
+        std::any_of(requests.cbegin(), requests.cend(), [this](const XHRRequest *request) {
+            return request != reading && request->path() == pollPath();
+        });
+    if (closed || !isPollOut)
+        onReconnected();
 }
 
 QString SockJSXHRPolling::getCookieString()

@@ -48,10 +48,11 @@ public:
     /// connection came about. An earlier connection ends without a word.
     bool start(QString host, int port, bool ssl, QString path, bool streaming);
     /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
-    /// Works after close() too, until the time for what is left is up.
+    /// Works after close() too: the 30,000 ms for what is left then begin with the first message of
+    /// those that wait together.
     void sendTextMessage(QString message);
     /// Whether messages are still on their way to "/xhr_send", or wait for their turn. False within
-    /// 30,000 ms after close().
+    /// 30,000 ms after close(), when nothing more is sent.
     bool isSending() const;
     /// Ends the polling. connectionClosed() follows from the event loop, once the worker has ended.
     void close();
@@ -85,6 +86,8 @@ private:
     friend struct SockJSProbe;
 
     void startWorkerThread();
+    QString pollPath() const;
+    void onWorkerReceivedHeaders(XHRRequest *request, QStringMap headers);
     void onWorkerReconnected();
     void onWorkerFinished();
     void releaseWorker();
@@ -109,8 +112,9 @@ private:
     QThread *workerThread = nullptr;
     XHRRequest *lastRequest = nullptr; // whose response is being read
 
-    QList<XHRRequest *> requests; // all that are not freed yet, lastRequest included
-    int generation = 0;           // of the worker; what an earlier one reported is not heard
+    QList<XHRRequest *> requests;  // all that are not freed yet, lastRequest included
+    XHRRequest *reading = nullptr; // whose header the worker reported last
+    int generation = 0;            // of the worker; what an earlier one reported is not heard
 
     PostQueue *posts;      // a child; the messages on their way to "/xhr_send"
     bool released = false; // the connector has let go; ends itself when all is sent

@@ -47,11 +47,16 @@ bool Wait::untilOrQuit(const Condition &done) const
 
     // A loop that is entered after the application was told to quit returns without a look at events.
     bool entered = false;
+    bool ended = false;
     QEventLoop loop;
+    // Once is enough, and wakes the thread: a loop that a slot of the host runs meanwhile would not
+    // come to rest otherwise.
     const auto look = [&] {
         entered = true;
-        if (done())
-            loop.quit();
+        if (ended || !done())
+            return;
+        ended = true;
+        loop.quit();
     };
     auto *dispatcher = QAbstractEventDispatcher::instance();
     QObject::connect(dispatcher, &QAbstractEventDispatcher::aboutToBlock, &loop, look);

@@ -17,6 +17,9 @@ private slots:
     void hostMayDoAnythingInASlot();
     void nestedLoopInASlotOfADyingSocketIsSafe();
     void messagesStopWhenTheirConnectionEnds();
+    void messagesKeepTheirOrderWhenASlotWaits();
+    void messagesOfAnEndedConnectionAreForgotten();
+    void openFrameIsHeardBehindAnOpenstateSlotThatWaits();
 };
 
 namespace
@@ -161,6 +164,62 @@ void tst_SockJSHostSlots::messagesStopWhenTheirConnectionEnds()
     bus.client->sendTextMessage(QStringLiteral("a[\"4\"]"));
     QTRY_COMPARE(bus.closeCodes.size(), 1);
     QCOMPARE(messages, (QStringList{"1", "2"}));
+}
+
+// Servers put several messages into one frame, and a slot that asks the service something waits.
+void tst_SockJSHostSlots::messagesKeepTheirOrderWhenASlotWaits()
+{
+    EventBus bus;
+    QStringList messages;
+    SockJSConnector connector;
+    connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
+        messages.append(message);
+        if (message != QStringLiteral("1"))
+            return;
+        bus.client->sendTextMessage(QStringLiteral("a[\"4\",\"5\"]"));
+        QTest::qWait(200);
+    });
+    connector.open(serverUrl(bus.port()), {WEBSOCKET});
+    QTRY_VERIFY(connector.isConnected());
+    bus.client->sendTextMessage(QStringLiteral("a[\"1\",\"2\",\"3\"]"));
+    QTRY_VERIFY(messages.contains(QStringLiteral("5")));
+    QTRY_COMPARE(messages, (QStringList{"1", "2", "3", "4", "5"}));
+}
+
+void tst_SockJSHostSlots::messagesOfAnEndedConnectionAreForgotten()
+{
+    EventBus bus;
+    EventBus other;
+    QStringList messages;
+    SockJSConnector connector;
+    connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
+        messages.append(message);
+        if (message != QStringLiteral("1"))
+            return;
+        connector.open(serverUrl(other.port()), {WEBSOCKET});
+        QTRY_VERIFY(connector.isConnected());
+        other.client->sendTextMessage(QStringLiteral("a[\"other\"]"));
+        QTest::qWait(200);
+    });
+    connector.open(serverUrl(bus.port()), {WEBSOCKET});
+    QTRY_VERIFY(connector.isConnected());
+    bus.client->sendTextMessage(QStringLiteral("a[\"1\",\"2\"]"));
+    QTRY_COMPARE(messages, (QStringList{"1", "other"}));
+    QTest::qWait(50);
+    QCOMPARE(messages, (QStringList{"1", "other"}));
+}
+
+// The slot is called by hand while the attempt waits, and what called it goes on with a loop of its own.
+void tst_SockJSHostSlots::openFrameIsHeardBehindAnOpenstateSlotThatWaits()
+{
+    EventBus bus;
+    SockJSConnector connector;
+    QTimer::singleShot(0, this, [&] {
+        connector.openstate1();
+        QTest::qWait(300);
+    });
+    connector.open(serverUrl(bus.port()), {WEBSOCKET});
+    QTRY_VERIFY_WITH_TIMEOUT(connector.isConnected(), 2000);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSHostSlots)

@@ -27,6 +27,7 @@ private slots:
     void streamingResponseIsNotFollowedByARequest();
     void reconnectionStartsAPoll();
     void slotForReconnectionsAlwaysPolls();
+    void rawRequestThatWaitsIsNoPoll();
     void pollsThatAreAnsweredByACloseAreFreed();
     void serverThatClosesAfterEveryResponseIsPolledOnceAtATime();
     void payloadIsFramedWithItsLengthInCharacters();
@@ -48,6 +49,8 @@ private slots:
     void answeredRequestsAreFreed();
     void refusedRequestsAreFreed();
     void secondStartReplacesTheFirst();
+    void startInASlotPollsOnce();
+    void headerSlotByHandLeavesTheResponseBeingRead();
     void ipv6AddressesStandInBrackets();
     void destroyingFromASlotIsSafe();
     void destroyingWithAPostUnderWayIsSafe();
@@ -223,6 +226,24 @@ void tst_SockJSXHRPolling::slotForReconnectionsAlwaysPolls()
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(0).size(), 3, 10000);
     for (const QByteArray &request : server.requests(0))
         QVERIFY(request.startsWith("POST /s/xhr HTTP/1.1\r\n"));
+}
+
+// A host's own request leaves on the new connection, and a poll besides.
+void tst_SockJSXHRPolling::rawRequestThatWaitsIsNoPoll()
+{
+    ScriptedServer server;
+    server.onConnection({expect(pollText("/s/xhr")), close()});
+    server.onConnection({expect(pollText("/own")), send(reply("own\n")), expect(pollText("/s/xhr")),
+                         send(FRAME_O)});
+    QVERIFY(server.listen());
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.doRequestXHR(QStringLiteral("/own"), QString()));
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 2, 20000);
+    QCOMPARE(frames.at(0).at(0).toString(), QStringLiteral("own"));
+    QCOMPARE(frames.at(1).at(0).toString(), QStringLiteral("o"));
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
 }
 
 void tst_SockJSXHRPolling::reconnectionStartsAPoll()
@@ -615,6 +636,40 @@ void tst_SockJSXHRPolling::secondStartReplacesTheFirst()
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     QCOMPARE(ends.size(), 0);
+}
+
+void tst_SockJSXHRPolling::startInASlotPollsOnce()
+{
+    ScriptedServer server;
+    server.onConnection({expect(pollText("/s/xhr")), send(FRAME_O), expectEnd()});
+    server.onConnection({expect(pollText("/t/xhr")), pause(2500)});
+    QVERIFY(server.listen());
+    SockJSXHRPolling transport;
+    bool restarted = false;
+    connect(&transport, &SockJSXHRPolling::textMessageReceived, this, [&] {
+        restarted = transport.start(localhost(), server.port(), false, QStringLiteral("/t"), false);
+    });
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QTRY_VERIFY_WITH_TIMEOUT(restarted, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(server.finished(), 20000);
+    QCOMPARE(server.received(1), pollText("/t/xhr"));
+}
+
+// The slot counts the request that the worker reads as done, while its body is still to come.
+void tst_SockJSXHRPolling::headerSlotByHandLeavesTheResponseBeingRead()
+{
+    ScriptedServer server;
+    server.onConnection({expect(pollText("/s/xhr")),
+                         send("HTTP/1.1 200 OK\r\nSet-Cookie: a=1\r\nContent-Length: 2\r\n\r\n"),
+                         pause(1000), send("o\n"), expectRequest()});
+    QVERIFY(server.listen());
+    SockJSXHRPolling transport;
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QTRY_COMPARE_WITH_TIMEOUT(transport.getCookieCount(), 1, 20000);
+    transport.onReceivedHeadersResponse(nullptr, QStringMap());
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    QVERIFY2(server.finished(), qPrintable(server.failure()));
 }
 
 void tst_SockJSXHRPolling::ipv6AddressesStandInBrackets()

@@ -56,6 +56,7 @@ private slots:
     void waitsUntilTheConditionHolds();
     void givesUpWhenTheTimeIsUp();
     void sleepsWhileNothingHappens();
+    void loopInASlotSleepsOnceTheConditionHolds();
     void timersGoOn();
     void earlierQuitDoesNotEndIt();
     void quitMeanwhileEndsOnlyTheWaitThatAsksForIt_data();
@@ -99,6 +100,23 @@ void tst_Wait::sleepsWhileNothingHappens()
     QVERIFY(!Wait().until(never, 1000));
     const double usedMs = 1000.0 * double(std::clock() - before) / CLOCKS_PER_SEC;
     QVERIFY2(usedMs < 100, qPrintable(QString::number(usedMs)));
+}
+
+// A host's dialog, say, which stays open longer than the wait had to last.
+void tst_Wait::loopInASlotSleepsOnceTheConditionHolds()
+{
+    bool held = false;
+    double usedMs = -1;
+    QTimer::singleShot(0, this, [&] {
+        held = true;
+        QEventLoop dialog;
+        QTimer::singleShot(1000, &dialog, &QEventLoop::quit);
+        const std::clock_t before = std::clock();
+        dialog.exec();
+        usedMs = 1000.0 * double(std::clock() - before) / CLOCKS_PER_SEC;
+    });
+    QVERIFY(Wait().untilOrQuit([&] { return held; }));
+    QVERIFY2(usedMs >= 0 && usedMs < 100, qPrintable(QString::number(usedMs)));
 }
 
 void tst_Wait::timersGoOn()
