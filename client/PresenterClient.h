@@ -7,6 +7,7 @@
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
@@ -309,4 +310,5 @@ private:
     QNetworkReply *stopReply = nullptr; // while doStopSession() sees to it; never followed
     int processed = 0;                  // how often requestProcessed() was emitted
     bool ending = false;                // the destructor has begun
+    QPointer<PresenterCollab> living;   // collab; a host may cut every connection of the channel
 };

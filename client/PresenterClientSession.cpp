@@ -100,6 +100,7 @@ PresenterCollab *PresenterClient::makeChannel()
             collab = nullptr;
     });
     collab = channel;
+    living = channel;
     return channel;
 }
 
@@ -211,7 +212,7 @@ bool PresenterClient::doStopSession()
     // Made first: closing the channel reaches slots of the host, which may stop the session themselves.
     const QString body = TOKEN_BODY.arg(sessionToken);
     const QPointer<PresenterClient> self(this);
-    if (collab)
+    if (living)
         closeChannel();
     if (!self)
         return false;
@@ -233,7 +234,7 @@ bool PresenterClient::doStopSession()
 void PresenterClient::closeChannel()
 {
     const QPointer<PresenterClient> self(this);
-    const QPointer<PresenterCollab> channel(collab);
+    const QPointer<PresenterCollab> channel(living);
     channel->close();
     const auto said = [&] { return !self || !channel || !channel->hasUnsentMessages(); };
     Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(said, LAST_WORD_WAIT_MS);

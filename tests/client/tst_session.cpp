@@ -124,6 +124,7 @@ private slots:
     void clientDeletedFromConnectionClosed();
     void channelDeletedFromConnectionClosed();
     void sessionStoppedFromConnectionClosed();
+    void channelThatTheHostCutOffIsForgotten();
     void clientWithASessionDeletedDuringAWait();
     void clientDeletedWhileItLogsOut();
     void parentDeletedWhileTheClientGoes();
@@ -1080,6 +1081,17 @@ void tst_session::sessionStoppedFromConnectionClosed()
     service->expect(STOP, TOKEN_BODY);
     QVERIFY(client.doStopSession());
     QVERIFY(inner);
+}
+
+void tst_session::channelThatTheHostCutOffIsForgotten()
+{
+    PresenterClient client(nullptr, service->url());
+    PresenterCollab *channel = startSession(client);
+    channel->disconnect(); // everybody, the client too
+    delete channel;
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
 }
 
 void tst_session::clientWithASessionDeletedDuringAWait()
