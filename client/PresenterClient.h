@@ -79,7 +79,8 @@ public:
     /// A client of the service at `server`, such as "https://classroom.example.com". One trailing
     /// slash is dropped. Sends nothing yet.
     PresenterClient(QObject *parent, QString server);
-    /// Stops a running session, which waits up to 10,000 ms for the service, and drops open requests.
+    /// Stops a running session as `doStopSession` does, which waits up to 2,000 ms for the channel and
+    /// up to 10,000 ms for the service, and drops open requests.
     /// A channel that `startWebsocket` made is a child of the client and goes with it. Emits nothing.
     ~PresenterClient() override;
 
