@@ -582,8 +582,8 @@ void tst_request_engine::replyOfTooManyValuesReadsAsNoJson()
     RestService service;
     PresenterClient client(nullptr, service.url());
     service.expect("/vantora").status("200 OK", lists(500 * 1000), "Content-Encoding: gzip\r\n");
-    service.expect("/vantora").status("200 OK", lists(16 * 1000 * 1000),
-                                      "Content-Encoding: gzip\r\n");
+    service.expect("/vantora")
+        .status("200 OK", lists(16 * 1000 * 1000), "Content-Encoding: gzip\r\n");
     QVERIFY(client.checkServer(QString(), QString()));
     QVERIFY(!client.checkServer(QString(), QString()));
     QCOMPARE(service.faults(), QStringList());
