@@ -1,15 +1,22 @@
 #include "client/JsonReply.h"
 
+#include "collab/ReadableJson.h"
+#include "compression/FalseWithoutMemory.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QVariant>
 
 JsonReply::JsonReply(const QString &body)
 {
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(body.toUtf8(), &error);
-    m_valid = error.error == QJsonParseError::NoError;
-    m_reply = document.object();
+    m_valid = falseWithoutMemory([&] {
+        if (!isReadableJson(body))
+            return false;
+        QJsonParseError error;
+        const QJsonDocument document = QJsonDocument::fromJson(body.toUtf8(), &error);
+        m_reply = document.object();
+        return error.error == QJsonParseError::NoError;
+    });
 }
 
 QString JsonReply::firstOf(const QString &key) const

@@ -5,14 +5,15 @@
 #include <QtCore/QStringList>
 
 // One reply of the service, read by its keys. Anything that is missing, or is not of the kind that is
-// asked for, reads as empty; a text that is no JSON object reads as one without keys. Nothing is turned
-// into variants but single values: a long list takes several times its memory as such.
+// asked for, reads as empty; a text that is no JSON object reads as one without keys, and one that takes
+// too much memory to be read is no JSON. Nothing is turned into variants but single values: a long list
+// takes several times its memory as such.
 class JsonReply
 {
 public:
     explicit JsonReply(const QString &body);
 
-    // Whether the text was JSON.
+    // Whether the text was JSON, and could be read.
     bool isValid() const { return m_valid; }
     // The first element of the list `key` if that is a text; null otherwise.
     QString firstOf(const QString &key) const;

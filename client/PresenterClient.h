@@ -7,6 +7,7 @@
 #include <QtCore/QList>
 #include <QtCore/QMap>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
@@ -78,7 +79,8 @@ public:
     /// A client of the service at `server`, such as "https://classroom.example.com". One trailing
     /// slash is dropped. Sends nothing yet.
     PresenterClient(QObject *parent, QString server);
-    /// Stops a running session, which waits up to 10,000 ms for the service, and drops open requests.
+    /// Stops a running session as `doStopSession` does, which waits up to 2,000 ms for the channel and
+    /// up to 10,000 ms for the service, and drops open requests.
     /// A channel that `startWebsocket` made is a child of the client and goes with it. Emits nothing.
     ~PresenterClient() override;
 
@@ -191,7 +193,7 @@ public:
     bool doGetLearners();
     /// Closes the channel, waits up to 2,000 ms until its last word to the learners has arrived, and
     /// stops the session. Returns false, without a request, when no session is running, and true
-    /// otherwise, also if the request fails.
+    /// otherwise, also if the request fails. A session that a slot of the host begins meanwhile stays.
     bool doStopSession();
     /// @}
 
@@ -309,4 +311,5 @@ private:
     QNetworkReply *stopReply = nullptr; // while doStopSession() sees to it; never followed
     int processed = 0;                  // how often requestProcessed() was emitted
     bool ending = false;                // the destructor has begun
+    QPointer<PresenterCollab> living;   // collab; a host may cut every connection of the channel
 };

@@ -100,6 +100,7 @@ PresenterCollab *PresenterClient::makeChannel()
             collab = nullptr;
     });
     collab = channel;
+    living = channel;
     return channel;
 }
 
@@ -208,22 +209,25 @@ bool PresenterClient::doStopSession()
         return false;
     }
 
-    // Made first: closing the channel reaches slots of the host, which may stop the session themselves.
-    const QString body = TOKEN_BODY.arg(sessionToken);
+    // Kept: slots of the host run meanwhile, which may stop the session themselves and begin another.
+    const QString stopped = sessionToken;
     const QPointer<PresenterClient> self(this);
-    if (collab)
+    if (living)
         closeChannel();
     if (!self)
         return false;
-    stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
+    stopReply = send(QUrl(serverUrl + STOP_PATH), TOKEN_BODY.arg(stopped).toUtf8(), nullptr,
+                     nullptr, false);
     waitForReply(stopReply);
     if (!self)
         return false;
     stopReply = nullptr;
 
     qDebug().noquote() << "[PresenterClient] Stopping session, closing websocket...";
-    sessionToken.clear();
-    sessionCode.clear();
+    if (sessionToken == stopped) {
+        sessionToken.clear();
+        sessionCode.clear();
+    }
     return true;
 }
 
@@ -233,7 +237,7 @@ bool PresenterClient::doStopSession()
 void PresenterClient::closeChannel()
 {
     const QPointer<PresenterClient> self(this);
-    const QPointer<PresenterCollab> channel(collab);
+    const QPointer<PresenterCollab> channel(living);
     channel->close();
     const auto said = [&] { return !self || !channel || !channel->hasUnsentMessages(); };
     Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(said, LAST_WORD_WAIT_MS);

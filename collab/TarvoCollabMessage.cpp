@@ -14,6 +14,7 @@ void TarvoCollabMessage::setdataobject(QObject *dataObject)
 {
     disconnect(m_dataObjectGone);
     this->dataObject = dataObject;
+    m_living = dataObject;
     if (dataObject) {
         // Direct, so that it is forgotten at once on whatever thread it is destroyed.
         m_dataObjectGone = connect(
@@ -25,7 +26,7 @@ void TarvoCollabMessage::setdataobject(QObject *dataObject)
 void TarvoCollabMessage::compileData()
 {
     QString payload;
-    if (dataObject) {
+    if (m_living) {
         payload = JsonSerializer::serializeToJson(dataObject);
     } else if (m_data.canConvert<QVariantMap>()) {
         payload = JsonSerializer::serializeToJson(m_data.toMap());

@@ -53,6 +53,7 @@ public Q_SLOTS:
 private:
     QObject *dataObject = nullptr; // not owned; null once it is gone
     QMetaObject::Connection m_dataObjectGone;
+    QPointer<QObject> m_living; // the same object, whose connections a host may have cut
 };
 
 } // namespace Tarvo

@@ -132,6 +132,7 @@ private slots:
     void largerReplyFailsAsSoonAsThatIsKnown_data();
     void largerReplyFailsAsSoonAsThatIsKnown();
     void replyThatInflatesToMoreReadsAsEmpty();
+    void replyOfTooManyValuesReadsAsNoJson();
     void abortedRequestRunsTheFailureHandler();
     void errorStatusRunsTheFailureHandler_data();
     void errorStatusRunsTheFailureHandler();
@@ -569,6 +570,22 @@ void tst_request_engine::replyThatInflatesToMoreReadsAsEmpty()
     QCOMPARE(log.messages(),
              (QStringList{"[REST Responze.gzip] Compressed size: " + QString::number(packed.size()),
                           TOO_LARGE, "[REST Response] "}));
+    QCOMPARE(service.faults(), QStringList());
+}
+
+// Lists with next to nothing in them take thirty times their text and more.
+void tst_request_engine::replyOfTooManyValuesReadsAsNoJson()
+{
+    const auto lists = [](int count) {
+        return gzip("{\"data\":[" + QByteArray("[0],").repeated(count) + "0]}");
+    };
+    RestService service;
+    PresenterClient client(nullptr, service.url());
+    service.expect("/vantora").status("200 OK", lists(500 * 1000), "Content-Encoding: gzip\r\n");
+    service.expect("/vantora")
+        .status("200 OK", lists(16 * 1000 * 1000), "Content-Encoding: gzip\r\n");
+    QVERIFY(client.checkServer(QString(), QString()));
+    QVERIFY(!client.checkServer(QString(), QString()));
     QCOMPARE(service.faults(), QStringList());
 }
 

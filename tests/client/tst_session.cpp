@@ -124,6 +124,8 @@ private slots:
     void clientDeletedFromConnectionClosed();
     void channelDeletedFromConnectionClosed();
     void sessionStoppedFromConnectionClosed();
+    void channelThatTheHostCutOffIsForgotten();
+    void sessionBegunWhileAnotherStopsStays();
     void clientWithASessionDeletedDuringAWait();
     void clientDeletedWhileItLogsOut();
     void parentDeletedWhileTheClientGoes();
@@ -1080,6 +1082,31 @@ void tst_session::sessionStoppedFromConnectionClosed()
     service->expect(STOP, TOKEN_BODY);
     QVERIFY(client.doStopSession());
     QVERIFY(inner);
+}
+
+void tst_session::channelThatTheHostCutOffIsForgotten()
+{
+    PresenterClient client(nullptr, service->url());
+    PresenterCollab *channel = startSession(client);
+    channel->disconnect(); // everybody, the client too
+    delete channel;
+    service->expect(STOP, TOKEN_BODY);
+    QVERIFY(client.doStopSession());
+    QVERIFY(client.getSessionToken().isNull());
+}
+
+void tst_session::sessionBegunWhileAnotherStopsStays()
+{
+    PresenterClient client(nullptr, service->url());
+    connect(startSession(client), &PresenterCollab::connectionClosed, this, [&] {
+        service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
+        service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"NEXT"}})");
+        QVERIFY(client.doStartSession(QString()));
+        service->expect(STOP, TOKEN_BODY); // of the first
+    });
+    QVERIFY(client.doStopSession());
+    QCOMPARE(client.getSessionCode(), QStringLiteral("NEXT"));
+    QVERIFY(client.getSessionToken().isNull());
 }
 
 void tst_session::clientWithASessionDeletedDuringAWait()

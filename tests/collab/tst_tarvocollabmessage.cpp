@@ -59,6 +59,7 @@ private Q_SLOTS:
     void objectGoesBeforeMap();
     void objectThatIsGoneLeavesTheMap();
     void objectIsForgottenOnceItIsGone();
+    void objectThatTheHostCutOffIsForgotten();
     void replacedObjectMayGoUnnoticed();
     void objectMayOutliveTheMessage();
     void withoutPayloadDataStaysAndALineSaysSo_data();
@@ -222,6 +223,20 @@ void tst_TarvoCollabMessage::objectIsForgottenOnceItIsGone()
     QCOMPARE(dataObjectOf(message), payload.get());
     payload.reset();
     QCOMPARE(dataObjectOf(message), nullptr);
+}
+
+void tst_TarvoCollabMessage::objectThatTheHostCutOffIsForgotten()
+{
+    TarvoCollabMessage message;
+    auto payload = std::make_unique<Payload>();
+    message.setdataobject(payload.get());
+    payload->disconnect(); // everybody, the message too
+    payload.reset();
+    message.setdata(QVariantMap{{QStringLiteral("size"), 3}});
+    message.compileData();
+    QString text;
+    QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
+    QCOMPARE(text, QStringLiteral("{\n    \"size\": 3\n}\n"));
 }
 
 void tst_TarvoCollabMessage::replacedObjectMayGoUnnoticed()
