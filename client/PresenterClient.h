@@ -193,7 +193,7 @@ public:
     bool doGetLearners();
     /// Closes the channel, waits up to 2,000 ms until its last word to the learners has arrived, and
     /// stops the session. Returns false, without a request, when no session is running, and true
-    /// otherwise, also if the request fails. A session that a slot of the host begins meanwhile stays.
+    /// otherwise, also if the request fails.
     bool doStopSession();
     /// @}
 

@@ -209,25 +209,22 @@ bool PresenterClient::doStopSession()
         return false;
     }
 
-    // Kept: slots of the host run meanwhile, which may stop the session themselves and begin another.
-    const QString stopped = sessionToken;
+    // Made first: closing the channel reaches slots of the host, which may stop the session themselves.
+    const QString body = TOKEN_BODY.arg(sessionToken);
     const QPointer<PresenterClient> self(this);
     if (living)
         closeChannel();
     if (!self)
         return false;
-    stopReply = send(QUrl(serverUrl + STOP_PATH), TOKEN_BODY.arg(stopped).toUtf8(), nullptr,
-                     nullptr, false);
+    stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
     waitForReply(stopReply);
     if (!self)
         return false;
     stopReply = nullptr;
 
     qDebug().noquote() << "[PresenterClient] Stopping session, closing websocket...";
-    if (sessionToken == stopped) {
-        sessionToken.clear();
-        sessionCode.clear();
-    }
+    sessionToken.clear();
+    sessionCode.clear();
     return true;
 }
 
