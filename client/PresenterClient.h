@@ -193,7 +193,8 @@ public:
     bool doGetLearners();
     /// Closes the channel, waits up to 2,000 ms until its last word to the learners has arrived, and
     /// stops the session. Returns false, without a request, when no session is running, and true
-    /// otherwise, also if the request fails.
+    /// otherwise, also if the request fails. Code and token are null afterwards: begin the next session
+    /// when this has returned, not in a slot that runs meanwhile.
     bool doStopSession();
     /// @}
 

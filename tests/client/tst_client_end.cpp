@@ -527,14 +527,6 @@ void tst_client_end::processEnds()
     QElapsedTimer clock;
     connect(&host, &QProcess::readyReadStandardOutput, this, [&] { clock.start(); });
     host.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    if (polling) {
-        // A post is out, which the toolkit's own thread leaves behind when it gets no events any more.
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        const QString options = environment.value(QStringLiteral("ASAN_OPTIONS"));
-        environment.insert(QStringLiteral("ASAN_OPTIONS"),
-                           options + QStringLiteral(":detect_leaks=0"));
-        host.setProcessEnvironment(environment);
-    }
     host.start(QStringLiteral(TARVO_ENDING_HOST), {session.service.url(), owner});
     QVERIFY(host.waitForStarted());
     QTRY_VERIFY_WITH_TIMEOUT(clock.isValid(), 20000);
