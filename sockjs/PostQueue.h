@@ -25,7 +25,7 @@ public:
         int patienceMs = 30000;  // for one post without progress
         int longestMs = 120000;  // for one post in all
         int remainingMs = 30000; // for all that is left after finish()
-        qint64 waitingBytes = 64 * 1024 * 1024;
+        qint64 waitingBytes = 64LL * 1024 * 1024;
     };
 
     PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObject *parent);

@@ -32,7 +32,7 @@ const char OPEN_FRAME[] = "o";
 constexpr char ARRAY_FRAME = 'a';
 
 // A message, or a piece of one, that is larger ends the connection.
-constexpr quint64 MAX_MESSAGE_BYTES = 16 * 1024 * 1024;
+constexpr quint64 MAX_MESSAGE_BYTES = 16ULL * 1024 * 1024;
 
 constexpr int INACTIVITY_CHECK_MS = 1800000;
 constexpr int MAX_INACTIVITY_S = 3600;
