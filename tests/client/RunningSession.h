@@ -8,6 +8,26 @@
 
 #include <QtTest/QtTest>
 
+// What the client of ann asks to start and join the session CODE, whose collaboration server is at `url`.
+inline void expectStartAndJoin(RestService &service, const QByteArray &transport,
+                               const QByteArray &url)
+{
+    service.expect("/vantora/session/getcollabserverurl", "{}")
+        .json("{\"data\":{\"url\":\"" + url + "\"}}");
+    service.expect("/vantora/config/findTenantFeatureDetails", "{}")
+        .json("{\"data\":{\"sockJSProtocols\":[\"" + transport + "\"]}}");
+    service
+        .expect("/vantora/session/start",
+                "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + url
+                    + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}")
+        .json(R"({"data":{"sessionToken":"TOKEN"}})");
+    service
+        .expect(
+            "/vantora/classroom/session/join",
+            R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"ann_SessionStarter","deviceType":"presenter"})")
+        .json(R"({"data":{"userToken":"USER"}})");
+}
+
 // A client with a session CODE that runs over a web socket, and the service and the collaboration server
 // that it is connected to.
 struct RunningSession {
@@ -50,24 +70,9 @@ struct RunningSession {
         expectStart(transport, url);
     }
 
-    void expectStart(const QByteArray &transport = "websocket", QByteArray url = {})
+    void expectStart(const QByteArray &transport = "websocket", const QByteArray &url = {})
     {
-        if (url.isEmpty())
-            url = bus.url().toUtf8();
-        service.expect("/vantora/session/getcollabserverurl", "{}")
-            .json("{\"data\":{\"url\":\"" + url + "\"}}");
-        service.expect("/vantora/config/findTenantFeatureDetails", "{}")
-            .json("{\"data\":{\"sockJSProtocols\":[\"" + transport + "\"]}}");
-        service
-            .expect("/vantora/session/start",
-                    "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + url
-                        + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}")
-            .json(R"({"data":{"sessionToken":"TOKEN"}})");
-        service
-            .expect(
-                "/vantora/classroom/session/join",
-                R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"ann_SessionStarter","deviceType":"presenter"})")
-            .json(R"({"data":{"userToken":"USER"}})");
+        expectStartAndJoin(service, transport, url.isEmpty() ? bus.url().toUtf8() : url);
     }
 
     RestExchange &expectStop() { return service.expect(STOP, STOP_BODY); }

@@ -4,6 +4,7 @@
 #include "client/PresenterClient.h"
 
 #include "client/RestService.h"
+#include "client/RunningSession.h"
 #include "client/UploadForm.h"
 #include "collab/PresenterCollab.h"
 #include "sockjs/DeadPort.h"
@@ -271,20 +272,7 @@ void tst_secrets::wholeSession()
         QVERIFY(client.doStartSession(QString()));
 
         const QByteArray url = bus.url().replace("://", "://" + userInfo).toUtf8();
-        service.expect("/vantora/session/getcollabserverurl", "{}")
-            .json("{\"data\":{\"url\":\"" + url + "\"}}");
-        service.expect("/vantora/config/findTenantFeatureDetails", "{}")
-            .json(R"({"data":{"sockJSProtocols":["websocket"]}})");
-        service
-            .expect("/vantora/session/start",
-                    "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + url
-                        + "\",\"sourceSystem\":\"Corvel\",\"version\":\"3.0.0\"}")
-            .json(R"({"data":{"sessionToken":"TOKEN"}})");
-        service
-            .expect(
-                "/vantora/classroom/session/join",
-                R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"ann_SessionStarter","deviceType":"presenter"})")
-            .json(R"({"data":{"userToken":"USER"}})");
+        expectStartAndJoin(service, "websocket", url);
         PresenterCollab *channel = nullptr;
         QVERIFY(client.startWebsocket(&channel));
         QTRY_COMPARE(bus.messages().size(), 3);
