@@ -42,7 +42,8 @@ class QUrl;
 ///
 /// **Events.** Handlers and slots of the host run from the event loop, never below a signal of the
 /// network manager. A quit() of the application does not cut a wait short. Without an application
-/// object, or once it is being destroyed, nothing is delivered: operations return at once, without a reply.
+/// object, or once it is being destroyed, nothing is delivered: operations return at once, without a
+/// reply.
 ///
 /// **Life.** The client may be deleted at any time, also in a slot of any of its or its channel's
 /// signals, in a handler, and in a timer that runs while one of its operations waits: the operation
