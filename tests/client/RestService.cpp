@@ -1,4 +1,5 @@
 #include "client/RestService.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QSslSocket>
 #include <QtNetwork/QTcpServer>
@@ -103,7 +104,7 @@ RestService::RestService(const QSslConfiguration &tls)
     : m_server(new Server(this, tls)), m_tls(!tls.localCertificate().isNull())
 {
     if (!m_server->listen(QHostAddress::LocalHost))
-        m_faults.append(QStringLiteral("cannot listen: ") + m_server->errorString());
+        m_faults.append(u"cannot listen: "_s + m_server->errorString());
 }
 
 RestService::~RestService()
@@ -114,9 +115,7 @@ RestService::~RestService()
 
 QString RestService::url(const QString &host) const
 {
-    return QStringLiteral("%1://%2:%3")
-        .arg(m_tls ? QStringLiteral("https") : QStringLiteral("http"), host)
-        .arg(port());
+    return u"%1://%2:%3"_s.arg(m_tls ? u"https"_s : u"http"_s, host).arg(port());
 }
 
 quint16 RestService::port() const
@@ -133,7 +132,7 @@ RestExchange &RestService::expect(const QByteArray &path, const QByteArray &body
 void RestService::release()
 {
     if (m_held.empty()) {
-        m_faults.append(QStringLiteral("nothing held to release"));
+        m_faults.append(u"nothing held to release"_s);
         return;
     }
     const auto [connection, bytes] = m_held.front();
@@ -146,7 +145,7 @@ QStringList RestService::faults() const
 {
     QStringList faults = m_faults;
     for (const RestExchange &exchange : m_script)
-        faults.append(QStringLiteral("never asked: ") + QString::fromUtf8(exchange.m_path));
+        faults.append(u"never asked: "_s + QString::fromUtf8(exchange.m_path));
     return faults;
 }
 
@@ -181,7 +180,7 @@ void RestService::read(QTcpSocket *connection)
 void RestService::respond(QTcpSocket *connection, const RestRequest &request)
 {
     if (m_script.empty()) {
-        m_faults.append(QStringLiteral("unscripted: ") + QString::fromUtf8(request.requestLine()));
+        m_faults.append(u"unscripted: "_s + QString::fromUtf8(request.requestLine()));
         connection->write(Scripted::reply({}, "501 Not Implemented"));
         return;
     }
@@ -190,10 +189,9 @@ void RestService::respond(QTcpSocket *connection, const RestRequest &request)
 
     const QByteArray requestLine = "POST " + exchange.m_path + " HTTP/1.1";
     if (request.requestLine() != requestLine || request.body != exchange.m_body) {
-        m_faults.append(QStringLiteral("asked %1 with %2 instead of %3 with %4")
-                            .arg(QString::fromUtf8(request.requestLine()),
-                                 QString::fromUtf8(request.body), QString::fromUtf8(requestLine),
-                                 QString::fromUtf8(exchange.m_body)));
+        m_faults.append(u"asked %1 with %2 instead of %3 with %4"_s.arg(
+            QString::fromUtf8(request.requestLine()), QString::fromUtf8(request.body),
+            QString::fromUtf8(requestLine), QString::fromUtf8(exchange.m_body)));
     }
 
     if (exchange.m_way == RestExchange::Answer)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
@@ -73,7 +74,7 @@ public:
     explicit RestService(const QSslConfiguration &tls = {});
     ~RestService() override;
 
-    QString url(const QString &host = QStringLiteral("127.0.0.1")) const;
+    QString url(const QString &host = u"127.0.0.1"_s) const;
     quint16 port() const;
 
     RestExchange &expect(const QByteArray &path, const QByteArray &body = {});

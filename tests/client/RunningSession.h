@@ -1,6 +1,7 @@
 #pragma once
 
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "collab/PresenterCollab.h"
@@ -55,8 +56,8 @@ struct RunningSession {
     // What a host does for it.
     static bool begin(PresenterClient &client, PresenterCollab **channel)
     {
-        return client.doLogin(QStringLiteral("ann"), QStringLiteral("pw"))
-            && client.doStartSession(QString()) && client.startWebsocket(channel);
+        return client.doLogin(u"ann"_s, u"pw"_s) && client.doStartSession(QString())
+            && client.startWebsocket(channel);
     }
 
     void expectSignIn(const QByteArray &transport = "websocket", const QByteArray &url = {})

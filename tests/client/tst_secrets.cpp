@@ -2,6 +2,7 @@
 // the debug stream, whatever becomes of the request.
 
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "client/RunningSession.h"
@@ -26,23 +27,17 @@ const char OAUTH_CODE[] = "s3cret-oauthcode-0005";
 const char REGISTRATION[] = R"({"name":"s3cret-registration-0006"})";
 const char UPLOADED[] = "s3cret-upload-0007";
 const char COOKIE[] = "s3cret-cookie-0008";
-
-QString text(const char *value)
-{
-    return QString::fromUtf8(value);
-}
-
 void signIn(PresenterClient &client)
 {
     QString registration;
-    client.checkServer(text(HTTP_USER), text(HTTP_PASSWORD));
-    client.doLogin(text("ann"), text(PASSWORD));
-    client.doLogin(text("ann"), text("device"), text(DEVICE_TOKEN));
-    client.doLoginWithOAuth(text("x"), text(OAUTH_CODE), registration);
-    registration = text(REGISTRATION);
-    client.doLoginWithOAuth(text("x"), text(OAUTH_CODE), registration);
-    client.doGetAccessToken(text("ann"), text(PASSWORD), text("device"), text("name"));
-    client.doGetOAuthAccessToken(text("x"), text(OAUTH_CODE), text("device"), text("name"),
+    client.checkServer(QString::fromUtf8(HTTP_USER), QString::fromUtf8(HTTP_PASSWORD));
+    client.doLogin(u"ann"_s, QString::fromUtf8(PASSWORD));
+    client.doLogin(u"ann"_s, u"device"_s, QString::fromUtf8(DEVICE_TOKEN));
+    client.doLoginWithOAuth(u"x"_s, QString::fromUtf8(OAUTH_CODE), registration);
+    registration = QString::fromUtf8(REGISTRATION);
+    client.doLoginWithOAuth(u"x"_s, QString::fromUtf8(OAUTH_CODE), registration);
+    client.doGetAccessToken(u"ann"_s, QString::fromUtf8(PASSWORD), u"device"_s, u"name"_s);
+    client.doGetOAuthAccessToken(u"x"_s, QString::fromUtf8(OAUTH_CODE), u"device"_s, u"name"_s,
                                  registration);
     client.reLogin();
     client.sendKeepAlive();
@@ -56,7 +51,7 @@ void upload(PresenterClient &client)
 {
     QString id;
     QString path;
-    client.doUploadResource(text("slide.png"), UPLOADED, &id, &path);
+    client.doUploadResource(u"slide.png"_s, UPLOADED, &id, &path);
 }
 
 // What signIn() asks for, in order.
@@ -92,23 +87,23 @@ void compareWithSecrets(const QStringList &lines)
     QVERIFY(!all.isEmpty());
     for (const char *secret : {PASSWORD, HTTP_USER, HTTP_PASSWORD, DEVICE_TOKEN, OAUTH_CODE,
                                REGISTRATION, UPLOADED, COOKIE}) {
-        QVERIFY2(!all.contains(text(secret)), secret);
+        QVERIFY2(!all.contains(QString::fromUtf8(secret)), secret);
         const QString encoded = QString::fromLatin1(QByteArray(secret).toBase64());
         QVERIFY2(!all.contains(encoded.chopped(4)), secret);
     }
     const QString credentials =
         QString::fromLatin1((QByteArray(HTTP_USER) + ':' + HTTP_PASSWORD).toBase64());
     QVERIFY(!all.contains(credentials));
-    QVERIFY(!all.contains(text("s3cret")));
+    QVERIFY(!all.contains(u"s3cret"_s));
 }
 
 } // namespace
 
-class tst_secrets : public QObject
+class tst_Secrets : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void operationsThatSucceed();
     void operationsThatFail_data();
     void operationsThatFail();
@@ -121,7 +116,7 @@ private slots:
     void wholeSession();
 };
 
-void tst_secrets::operationsThatSucceed()
+void tst_Secrets::operationsThatSucceed()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -144,7 +139,7 @@ void tst_secrets::operationsThatSucceed()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_secrets::operationsThatFail_data()
+void tst_Secrets::operationsThatFail_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -156,7 +151,7 @@ void tst_secrets::operationsThatFail_data()
         << QByteArray("200 OK") << QByteArray(R"({"infoMsgKeys":["success.registration"]})");
 }
 
-void tst_secrets::operationsThatFail()
+void tst_Secrets::operationsThatFail()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -172,7 +167,7 @@ void tst_secrets::operationsThatFail()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_secrets::operationsThatAreAborted()
+void tst_Secrets::operationsThatAreAborted()
 {
     // The handling of another request ends each wait, which aborts what it waited for.
     RestService service;
@@ -192,26 +187,26 @@ void tst_secrets::operationsThatAreAborted()
     LogCapture log;
     signIn(client);
     upload(client);
-    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 11);
+    QCOMPARE(log.count(u"ERROR: Operation canceled\nRESPONSE: "_s), 11);
     compareWithSecrets(log.messages());
     QCOMPARE(service.faults() + other.faults(), QStringList());
 }
 
-void tst_secrets::refusedConnections()
+void tst_Secrets::refusedConnections()
 {
     const DeadPort port;
-    PresenterClient client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(quint16(port)));
+    PresenterClient client(nullptr, u"http://127.0.0.1:%1"_s.arg(quint16(port)));
     LogCapture log;
     signIn(client);
     upload(client);
     compareWithSecrets(log.messages());
 }
 
-void tst_secrets::untrustedConnections()
+void tst_Secrets::untrustedConnections()
 {
     TestCertificates certificates;
     certificates.trustNobody();
-    RestService service(certificates.issue(text("localhost")).serverConfiguration());
+    RestService service(certificates.issue(u"localhost"_s).serverConfiguration());
     PresenterClient client(nullptr, service.url());
     LogCapture log;
     signIn(client);
@@ -220,16 +215,16 @@ void tst_secrets::untrustedConnections()
     QVERIFY(service.requests().isEmpty());
 }
 
-void tst_secrets::credentialsInTheAddress_data()
+void tst_Secrets::credentialsInTheAddress_data()
 {
     QTest::addColumn<QString>("userInfo");
     QTest::newRow("user and password") << "s3cret-user:s3cret-word";
     QTest::newRow("user") << "s3cret-user";
     QTest::newRow("encoded") << "s3cret%40user:s3cret%2F%3F%23%3A%20word";
-    QTest::newRow("beyond ASCII") << QString::fromUtf8("s3cret-üser:s3cret-wörd");
+    QTest::newRow("beyond ASCII") << u"s3cret-üser:s3cret-wörd"_s;
 }
 
-void tst_secrets::credentialsInTheAddress()
+void tst_Secrets::credentialsInTheAddress()
 {
     QFETCH(QString, userInfo);
     RestService service;
@@ -244,14 +239,14 @@ void tst_secrets::credentialsInTheAddress()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_secrets::wholeSession_data()
+void tst_Secrets::wholeSession_data()
 {
     QTest::addColumn<QString>("userInfo");
     QTest::newRow("plain") << "";
     QTest::newRow("collaboration server with credentials") << "s3cret-user:s3cret-word@";
 }
 
-void tst_secrets::wholeSession()
+void tst_Secrets::wholeSession()
 {
     QFETCH(QString, userInfo);
     EventBusServer bus;
@@ -265,7 +260,7 @@ void tst_secrets::wholeSession()
                         + "\",\"sourceSystem\":\"Corvel\"}")
             .status("200 OK", R"({"infoMsgs":["success"]})",
                     "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n");
-        QVERIFY(client.doLogin(text("ann"), text(PASSWORD)));
+        QVERIFY(client.doLogin(u"ann"_s, QString::fromUtf8(PASSWORD)));
 
         service.expect("/vantora/login/user", "{}").json(R"({"data":{"userLoginId":"ann"}})");
         service.expect("/vantora/session/create", "{}").json(R"({"data":{"sessionCode":"CODE"}})");
@@ -290,5 +285,5 @@ void tst_secrets::wholeSession()
     QCOMPARE(service.faults(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_secrets)
+QTEST_GUILESS_MAIN(tst_Secrets)
 #include "tst_secrets.moc"

@@ -1,4 +1,5 @@
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "collab/PresenterCollab.h"
@@ -39,12 +40,6 @@ const QByteArray WEB_SOCKET = R"({"data":{"sockJSProtocols":["websocket"]}})";
 const QByteArray JOIN_BODY =
     R"({"userName":"SessionStarter","sessionCode":"CODE","mode":"presenter","deviceName":"ann_SessionStarter","deviceType":"presenter"})";
 const QByteArray TOKEN_BODY = R"({"sessionToken":"TOKEN"})";
-
-QString text(const char *value)
-{
-    return QString::fromUtf8(value);
-}
-
 QByteArray startBody(const QString &collabUrl)
 {
     return "{\"sessionCode\": \"CODE\",\"serverUrl\":\"" + collabUrl.toUtf8()
@@ -55,11 +50,11 @@ QByteArray startBody(const QString &collabUrl)
 
 using Action = std::function<void()>;
 
-class tst_session : public QObject
+class tst_Session : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void init();
     void cleanup();
 
@@ -142,22 +137,22 @@ private:
     std::unique_ptr<RestService> service;
 };
 
-void tst_session::init()
+void tst_Session::init()
 {
     bus.reset(new EventBusServer);
     service.reset(new RestService);
 }
 
-void tst_session::cleanup()
+void tst_Session::cleanup()
 {
     QCOMPARE(service->faults(), QStringList());
 }
 
 // Signs ann in and creates session CODE.
-void tst_session::createSession(PresenterClient &client)
+void tst_Session::createSession(PresenterClient &client)
 {
     service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
-    client.doLogin(text("ann"), text("pw"));
+    client.doLogin(u"ann"_s, u"pw"_s);
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
     service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
     if (!client.doStartSession(QString()))
@@ -166,7 +161,7 @@ void tst_session::createSession(PresenterClient &client)
 
 // The four requests of a start that succeeds, on a collaboration server other than the bus if one is
 // named.
-void tst_session::scriptStart(const QByteArray &features, const QString &collabUrl)
+void tst_Session::scriptStart(const QByteArray &features, const QString &collabUrl)
 {
     const QString url = collabUrl.isEmpty() ? bus->url() : collabUrl;
     service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url.toUtf8() + "\"}}");
@@ -176,7 +171,7 @@ void tst_session::scriptStart(const QByteArray &features, const QString &collabU
 }
 
 // Goes on to a session with an open channel.
-PresenterCollab *tst_session::startSession(PresenterClient &client)
+PresenterCollab *tst_Session::startSession(PresenterClient &client)
 {
     createSession(client);
     scriptStart(WEB_SOCKET);
@@ -190,7 +185,7 @@ PresenterCollab *tst_session::startSession(PresenterClient &client)
 
 // ---- Creating -------------------------------------------------------------------------------------
 
-void tst_session::sessionIsCreatedForASignedInTeacher_data()
+void tst_Session::sessionIsCreatedForASignedInTeacher_data()
 {
     QTest::addColumn<QString>("ignored");
     QTest::newRow("null") << QString();
@@ -198,67 +193,67 @@ void tst_session::sessionIsCreatedForASignedInTeacher_data()
     QTest::newRow("anything") << "{\"%1\":1}";
 }
 
-void tst_session::sessionIsCreatedForASignedInTeacher()
+void tst_Session::sessionIsCreatedForASignedInTeacher()
 {
     QFETCH(QString, ignored);
     PresenterClient client(nullptr, service->url());
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
     service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CO%1DE"}})");
     QVERIFY(client.doStartSession(ignored));
-    QCOMPARE(client.getSessionCode(), text("CO%1DE"));
+    QCOMPARE(client.getSessionCode(), u"CO%1DE"_s);
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::teacherIsSignedInAgainFirst()
+void tst_Session::teacherIsSignedInAgainFirst()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
-    QVERIFY(client.doLogin(text("ann"), text("pw")));
+    QVERIFY(client.doLogin(u"ann"_s, u"pw"_s));
 
     // The query clears the user id; signing in again still knows it.
     service->expect(USER, "{}").json(R"({"data":{}})");
     service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
     service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
     QVERIFY(client.doStartSession(QString()));
-    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
 }
 
-void tst_session::teacherIsSignedInAgainWithoutAReplyToTheUserQuery()
+void tst_Session::teacherIsSignedInAgainWithoutAReplyToTheUserQuery()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).json("{}");
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     service->expect(USER, "{}").status("500 Broken");
     service->expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
     service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
     QVERIFY(client.doStartSession(QString()));
 }
 
-void tst_session::failedSignInStopsTheSession()
+void tst_Session::failedSignInStopsTheSession()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).json("{}");
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     service->expect(USER, "{}").json("{}");
     service->expect(LOGIN, ANN).status("403 No", R"({"errorMsgKeys":["login.error.password"]})");
     QVERIFY(!client.doStartSession(QString()));
-    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+    QCOMPARE(client.getLastErrorKey(), u"login.error.password"_s);
     QVERIFY(client.getSessionCode().isNull());
 }
 
-void tst_session::failedSignInKeepsTheEarlierSession()
+void tst_Session::failedSignInKeepsTheEarlierSession()
 {
     PresenterClient client(nullptr, service->url());
     startSession(client);
     service->expect(USER, "{}").json("{}");
     service->expect(LOGIN, ANN).json("{}");
     QVERIFY(!client.doStartSession(QString()));
-    QCOMPARE(client.getSessionCode(), text("CODE"));
-    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
+    QCOMPARE(client.getSessionToken(), u"TOKEN"_s);
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::signedOutClientWithoutCredentialsSendsNoMore()
+void tst_Session::signedOutClientWithoutCredentialsSendsNoMore()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(USER, "{}").json("{}");
@@ -266,18 +261,18 @@ void tst_session::signedOutClientWithoutCredentialsSendsNoMore()
     QCOMPARE(service->requests().size(), 1);
 }
 
-void tst_session::earlierErrorKeyStandsWhenNobodyIsSignedIn()
+void tst_Session::earlierErrorKeyStandsWhenNobodyIsSignedIn()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, R"({"userId":"","password":"pw","sourceSystem":"Corvel"})")
         .status("403 No", R"({"errorMsgKeys":["login.error.password"]})");
-    QVERIFY(!client.doLogin(QString(), text("pw")));
+    QVERIFY(!client.doLogin(QString(), u"pw"_s));
     service->expect(USER, "{}").json("{}");
     QVERIFY(!client.doStartSession(QString()));
-    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+    QCOMPARE(client.getLastErrorKey(), u"login.error.password"_s);
 }
 
-void tst_session::emptyCodeAndTokenCountAsASession()
+void tst_Session::emptyCodeAndTokenCountAsASession()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
@@ -302,7 +297,7 @@ void tst_session::emptyCodeAndTokenCountAsASession()
     QVERIFY(client.doStopSession());
 }
 
-void tst_session::failedCreationIsReported_data()
+void tst_Session::failedCreationIsReported_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -321,7 +316,7 @@ void tst_session::failedCreationIsReported_data()
     QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON << QString();
 }
 
-void tst_session::failedCreationIsReported()
+void tst_Session::failedCreationIsReported()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -335,7 +330,7 @@ void tst_session::failedCreationIsReported()
     QVERIFY(client.isLoggedIn());
 }
 
-void tst_session::newSessionForgetsTheEarlierOne()
+void tst_Session::newSessionForgetsTheEarlierOne()
 {
     PresenterClient client(nullptr, service->url());
     startSession(client);
@@ -344,18 +339,18 @@ void tst_session::newSessionForgetsTheEarlierOne()
     QVERIFY(!client.doStartSession(QString()));
     QVERIFY(client.getSessionCode().isNull());
     QVERIFY(client.getSessionToken().isNull());
-    QCOMPARE(client.getLastErrorKey(), text("session.error.refused"));
+    QCOMPARE(client.getLastErrorKey(), u"session.error.refused"_s);
 
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
     service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"SECOND"}})");
     QVERIFY(client.doStartSession(QString()));
     QVERIFY(client.getLastErrorKey().isNull());
-    QCOMPARE(client.getSessionCode(), text("SECOND"));
+    QCOMPARE(client.getSessionCode(), u"SECOND"_s);
 }
 
 // ---- Starting and joining -------------------------------------------------------------------------
 
-void tst_session::sessionIsStartedJoinedAndItsChannelOpened()
+void tst_Session::sessionIsStartedJoinedAndItsChannelOpened()
 {
     PresenterClient client(nullptr, service->url());
     createSession(client);
@@ -365,12 +360,12 @@ void tst_session::sessionIsStartedJoinedAndItsChannelOpened()
     QVERIFY(client.startWebsocket(&channel));
     QVERIFY(channel);
     QCOMPARE(channel->parent(), &client);
-    QCOMPARE(channel->getSessionCode(), text("CODE"));
-    QCOMPARE(channel->getSessionToken(), text("TOKEN"));
-    QCOMPARE(channel->getUserToken(), text("USER"));
-    QCOMPARE(client.getSessionCode(), text("CODE"));
-    QCOMPARE(client.getSessionToken(), text("TOKEN"));
-    QCOMPARE(client.getUserToken(), text("USER"));
+    QCOMPARE(channel->getSessionCode(), u"CODE"_s);
+    QCOMPARE(channel->getSessionToken(), u"TOKEN"_s);
+    QCOMPARE(channel->getUserToken(), u"USER"_s);
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
+    QCOMPARE(client.getSessionToken(), u"TOKEN"_s);
+    QCOMPARE(client.getUserToken(), u"USER"_s);
     QCOMPARE(client.getCollabServerUrl(), bus->url());
 
     QCOMPARE(log.messages().mid(0, 6),
@@ -392,14 +387,14 @@ void tst_session::sessionIsStartedJoinedAndItsChannelOpened()
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::valuesAreSentAsTheyAre()
+void tst_Session::valuesAreSentAsTheyAre()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"%1a%20"}})");
     service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"%2%0"}})");
     QVERIFY(client.doStartSession(QString()));
 
-    const QString url = bus->url() + text("/%1/%20");
+    const QString url = bus->url() + u"/%1/%20"_s;
     service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + url.toUtf8() + "\"}}");
     service->expect(FEATURES, "{}").json(WEB_SOCKET);
     service
@@ -414,8 +409,8 @@ void tst_session::valuesAreSentAsTheyAre()
         .json(R"({"data":{"userToken":"u%1"}})");
     PresenterCollab *channel = nullptr;
     QVERIFY(client.startWebsocket(&channel));
-    QCOMPARE(channel->getSessionToken(), text("t%0%1%%"));
-    QCOMPARE(channel->getUserToken(), text("u%1"));
+    QCOMPARE(channel->getSessionToken(), u"t%0%1%%"_s);
+    QCOMPARE(channel->getUserToken(), u"u%1"_s);
 
     service->expect(LEARNERS, R"({"sessionToken":"t%0%1%%"})");
     QVERIFY(client.doGetLearners());
@@ -423,7 +418,7 @@ void tst_session::valuesAreSentAsTheyAre()
     QVERIFY(client.doStopSession());
 }
 
-void tst_session::channelGetsTheTransports_data()
+void tst_Session::channelGetsTheTransports_data()
 {
     QTest::addColumn<QStringList>("overriding");
     QTest::addColumn<QByteArray>("features");
@@ -445,7 +440,7 @@ void tst_session::channelGetsTheTransports_data()
         << QStringList{"websocket", "xhr-polling"} << QByteArray("{}") << "websocket, xhr-polling";
 }
 
-void tst_session::channelGetsTheTransports()
+void tst_Session::channelGetsTheTransports()
 {
     QFETCH(QStringList, overriding);
     QFETCH(QByteArray, features);
@@ -458,17 +453,17 @@ void tst_session::channelGetsTheTransports()
     LogCapture log;
     QVERIFY(client.startWebsocket(&channel));
     QCOMPARE(
-        log.startingWith(text("Connecting to collaboration server")),
+        log.startingWith(u"Connecting to collaboration server"_s),
         QStringList{"Connecting to collaboration server: " + bus->url() + " [" + transports + "]"});
-    QCOMPARE(log.contains(text("[SockJSConnector] No protocols specified. Using defaults.")),
+    QCOMPARE(log.contains(u"[SockJSConnector] No protocols specified. Using defaults."_s),
              transports.isEmpty());
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::emptyOverrideGoesBackToTheTenantsTransports()
+void tst_Session::emptyOverrideGoesBackToTheTenantsTransports()
 {
     PresenterClient client(nullptr, service->url());
-    client.setSockJSOverrideProtocols({text("xhr-polling")});
+    client.setSockJSOverrideProtocols({u"xhr-polling"_s});
     client.setSockJSOverrideProtocols({});
     createSession(client);
     scriptStart(WEB_SOCKET);
@@ -479,7 +474,7 @@ void tst_session::emptyOverrideGoesBackToTheTenantsTransports()
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::missingCollaborationServerEndsTheStart_data()
+void tst_Session::missingCollaborationServerEndsTheStart_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -489,7 +484,7 @@ void tst_session::missingCollaborationServerEndsTheStart_data()
     QTest::newRow("empty url") << QByteArray("200 OK") << QByteArray(R"({"data":{"url":""}})");
 }
 
-void tst_session::missingCollaborationServerEndsTheStart()
+void tst_Session::missingCollaborationServerEndsTheStart()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -501,12 +496,12 @@ void tst_session::missingCollaborationServerEndsTheStart()
     LogCapture log;
     QVERIFY(!client.startWebsocket(&channel));
     QCOMPARE(channel, untouched);
-    QCOMPARE(log.messages().last(), text("ERROR: Failed to get collab server URL!"));
+    QCOMPARE(log.messages().last(), u"ERROR: Failed to get collab server URL!"_s);
     QVERIFY(client.getLastErrorKey().isNull()); // no failure handler
-    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
 }
 
-void tst_session::earlierCollaborationServerIsUsedWhenTheQueryFails()
+void tst_Session::earlierCollaborationServerIsUsedWhenTheQueryFails()
 {
     PresenterClient client(nullptr, service->url());
     startSession(client);
@@ -524,32 +519,32 @@ void tst_session::earlierCollaborationServerIsUsedWhenTheQueryFails()
     LogCapture log;
     QVERIFY(client.startWebsocket(&channel));
     QVERIFY(log.contains("Connecting to collaboration server: " + bus->url() + " [websocket]"));
-    QCOMPARE(channel->getSessionToken(), text("TOKEN2"));
+    QCOMPARE(channel->getSessionToken(), u"TOKEN2"_s);
     service->expect(STOP, R"({"sessionToken":"TOKEN2"})");
 }
 
-void tst_session::refusedStartMakesNoChannel()
+void tst_Session::refusedStartMakesNoChannel()
 {
     PresenterClient client(nullptr, service->url());
     createSession(client);
     service->expect(COLLAB_URL, "{}").json(R"({"data":{"url":"http://127.0.0.1:1"}})");
     service->expect(FEATURES, "{}");
-    service->expect(START, startBody(text("http://127.0.0.1:1"))).status("409 No", REFUSED);
+    service->expect(START, startBody(u"http://127.0.0.1:1"_s)).status("409 No", REFUSED);
     PresenterCollab *channel = nullptr;
     QVERIFY(!client.startWebsocket(&channel));
     QVERIFY(!channel);
     QVERIFY(!client.findChild<PresenterCollab *>());
-    QCOMPARE(client.getLastErrorKey(), text("session.error.refused"));
-    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getLastErrorKey(), u"session.error.refused"_s);
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::refusedStartWithoutAKeyForgetsAnEarlierKey()
+void tst_Session::refusedStartWithoutAKeyForgetsAnEarlierKey()
 {
     PresenterClient client(nullptr, service->url());
     createSession(client);
     service->expect(LOGIN, ANN).status("403 No", R"({"errorMsgKeys":["login.error"]})");
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
 
     service->expect(COLLAB_URL, "{}").json("{\"data\":{\"url\":\"" + bus->url().toUtf8() + "\"}}");
     service->expect(FEATURES, "{}").json(WEB_SOCKET);
@@ -560,11 +555,11 @@ void tst_session::refusedStartWithoutAKeyForgetsAnEarlierKey()
     QVERIFY(client.getLastErrorKey().isNull());
 }
 
-void tst_session::untrustedServiceEndsTheStartEvenWithAnEarlierServer()
+void tst_Session::untrustedServiceEndsTheStartEvenWithAnEarlierServer()
 {
     TestCertificates certificates;
     certificates.trustNobody();
-    RestService untrusted(certificates.issue(text("localhost")).serverConfiguration());
+    RestService untrusted(certificates.issue(u"localhost"_s).serverConfiguration());
     PresenterClient client(nullptr, service->url());
     startSession(client);
     service->expect(STOP, TOKEN_BODY);
@@ -578,13 +573,13 @@ void tst_session::untrustedServiceEndsTheStartEvenWithAnEarlierServer()
     PresenterCollab *channel = nullptr;
     QVERIFY(!client.startWebsocket(&channel));
     QVERIFY(!channel);
-    QCOMPARE(client.getLastErrorKey(), text("SSLRootCertificateMissing"));
-    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getLastErrorKey(), u"SSLRootCertificateMissing"_s);
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
     QVERIFY(client.getSessionToken().isNull());
     QVERIFY(untrusted.requests().isEmpty());
 }
 
-void tst_session::failedStartWithoutAnErrorKeyGoesOn_data()
+void tst_Session::failedStartWithoutAnErrorKeyGoesOn_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -593,7 +588,7 @@ void tst_session::failedStartWithoutAnErrorKeyGoesOn_data()
     QTest::newRow("keys of a good reply are not read") << QByteArray("200 OK") << REFUSED;
 }
 
-void tst_session::failedStartWithoutAnErrorKeyGoesOn()
+void tst_Session::failedStartWithoutAnErrorKeyGoesOn()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -610,7 +605,7 @@ void tst_session::failedStartWithoutAnErrorKeyGoesOn()
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::failedJoinIsNotDetected_data()
+void tst_Session::failedJoinIsNotDetected_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -619,7 +614,7 @@ void tst_session::failedJoinIsNotDetected_data()
     QTest::newRow("no token") << QByteArray("200 OK") << QByteArray("{}");
 }
 
-void tst_session::failedJoinIsNotDetected()
+void tst_Session::failedJoinIsNotDetected()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -636,10 +631,10 @@ void tst_session::failedJoinIsNotDetected()
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::channelIsMadeEvenIfItCannotConnect()
+void tst_Session::channelIsMadeEvenIfItCannotConnect()
 {
     const DeadPort port;
-    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(quint16(port));
+    const QString url = u"http://127.0.0.1:%1"_s.arg(quint16(port));
     PresenterClient client(nullptr, service->url());
     createSession(client);
     scriptStart(WEB_SOCKET, url);
@@ -651,7 +646,7 @@ void tst_session::channelIsMadeEvenIfItCannotConnect()
     QVERIFY(client.doStopSession());
 }
 
-void tst_session::secondChannelLeavesTheFirst()
+void tst_Session::secondChannelLeavesTheFirst()
 {
     PresenterClient client(nullptr, service->url());
     const QPointer<PresenterCollab> first = startSession(client);
@@ -671,7 +666,7 @@ void tst_session::secondChannelLeavesTheFirst()
     QVERIFY(!second->isConnected());
 }
 
-void tst_session::secondChannelIsKeptWhenTheHostDeletesTheFirst()
+void tst_Session::secondChannelIsKeptWhenTheHostDeletesTheFirst()
 {
     PresenterClient client(nullptr, service->url());
     const PresenterCollab *first = startSession(client);
@@ -687,7 +682,7 @@ void tst_session::secondChannelIsKeptWhenTheHostDeletesTheFirst()
 
 // ---- Learners -------------------------------------------------------------------------------------
 
-void tst_session::learnersAreListed_data()
+void tst_Session::learnersAreListed_data()
 {
     QTest::addColumn<QByteArray>("users");
     QTest::addColumn<QStringList>("learners");
@@ -695,7 +690,7 @@ void tst_session::learnersAreListed_data()
             {"mode":"learner","userToken":"d1","userName":"Änn","deviceType":"tablet"},
             {"mode":"Learner","userToken":"d2","userName":"Bob","deviceType":"tablet"},
             {"mode":"presenter","userToken":"d3","userName":"SessionStarter","deviceType":"presenter"}])")
-                                    << QStringList{QString::fromUtf8("d1 Änn tablet")};
+                                    << QStringList{u"d1 Änn tablet"_s};
     QTest::newRow("in order") << QByteArray(R"([
             {"mode":"learner","userToken":"d2","userName":"B","deviceType":"phone"},
             {"mode":"learner","userToken":"d1","userName":"A","deviceType":"tablet"}])")
@@ -710,7 +705,7 @@ void tst_session::learnersAreListed_data()
     QTest::newRow("empty") << QByteArray("[]") << QStringList();
 }
 
-void tst_session::learnersAreListed()
+void tst_Session::learnersAreListed()
 {
     QFETCH(QByteArray, users);
     QFETCH(QStringList, learners);
@@ -730,7 +725,7 @@ void tst_session::learnersAreListed()
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::failedLearnersRequestKeepsTheList_data()
+void tst_Session::failedLearnersRequestKeepsTheList_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -744,7 +739,7 @@ void tst_session::failedLearnersRequestKeepsTheList_data()
     QTest::newRow("null users") << QByteArray("200 OK") << QByteArray(R"({"data":{"users":null}})");
 }
 
-void tst_session::failedLearnersRequestKeepsTheList()
+void tst_Session::failedLearnersRequestKeepsTheList()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -756,12 +751,12 @@ void tst_session::failedLearnersRequestKeepsTheList()
     service->expect(LEARNERS, TOKEN_BODY).status(status, reply);
     QVERIFY(client.doGetLearners());
     QCOMPARE(client.getLearners().size(), 1);
-    QCOMPARE(client.getLearners().first().deviceId, text("d1"));
+    QCOMPARE(client.getLearners().first().deviceId, u"d1"_s);
     QVERIFY(client.getLastErrorKey().isNull());
     service->expect(STOP, TOKEN_BODY);
 }
 
-void tst_session::learnersWithoutASessionSendNothing()
+void tst_Session::learnersWithoutASessionSendNothing()
 {
     PresenterClient client(nullptr, service->url());
     LogCapture log;
@@ -772,7 +767,7 @@ void tst_session::learnersWithoutASessionSendNothing()
 
 // ---- Stopping -------------------------------------------------------------------------------------
 
-void tst_session::stopClosesTheChannelAndTellsTheService()
+void tst_Session::stopClosesTheChannelAndTellsTheService()
 {
     PresenterClient client(nullptr, service->url());
     PresenterCollab *channel = startSession(client);
@@ -791,16 +786,16 @@ void tst_session::stopClosesTheChannelAndTellsTheService()
     QVERIFY(client.getSessionToken().isNull());
     QVERIFY(client.getSessionCode().isNull());
     const QStringList lines = log.messages();
-    QCOMPARE(lines.count(text("[PresenterClient] Stopping session, closing websocket...")), 1);
-    QVERIFY(lines.indexOf(text("[PresenterClient] Stopping session, closing websocket..."))
-            > lines.indexOf(text("[REST Response] {}")));
+    QCOMPARE(lines.count(u"[PresenterClient] Stopping session, closing websocket..."_s), 1);
+    QVERIFY(lines.indexOf(u"[PresenterClient] Stopping session, closing websocket..."_s)
+            > lines.indexOf(u"[REST Response] {}"_s));
 
     QTRY_VERIFY(!bus->hasConnection());
     QCOMPARE(bus->messages().size(), 4);
-    QVERIFY(bus->messages().last().contains(text(R"("type":"disconnect")")));
+    QVERIFY(bus->messages().last().contains(uR"("type":"disconnect")"_s));
 }
 
-void tst_session::stopSucceedsWhateverTheServiceSays_data()
+void tst_Session::stopSucceedsWhateverTheServiceSays_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -809,7 +804,7 @@ void tst_session::stopSucceedsWhateverTheServiceSays_data()
     QTest::newRow("failure told in JSON") << QByteArray("200 OK") << REFUSED;
 }
 
-void tst_session::stopSucceedsWhateverTheServiceSays()
+void tst_Session::stopSucceedsWhateverTheServiceSays()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -825,7 +820,7 @@ void tst_session::stopSucceedsWhateverTheServiceSays()
     QVERIFY(!client.doStopSession());
 }
 
-void tst_session::redirectedStopEndsTheSessionAndIsNotRepeated()
+void tst_Session::redirectedStopEndsTheSessionAndIsNotRepeated()
 {
     RestService present;
     PresenterClient client(nullptr, service->url());
@@ -838,7 +833,7 @@ void tst_session::redirectedStopEndsTheSessionAndIsNotRepeated()
     QVERIFY(present.requests().isEmpty());
 }
 
-void tst_session::stopWithoutASessionSendsNothing()
+void tst_Session::stopWithoutASessionSendsNothing()
 {
     PresenterClient client(nullptr, service->url());
     LogCapture log;
@@ -847,37 +842,37 @@ void tst_session::stopWithoutASessionSendsNothing()
     QVERIFY(service->requests().isEmpty());
 }
 
-void tst_session::stopOfACreatedSessionSendsNothing()
+void tst_Session::stopOfACreatedSessionSendsNothing()
 {
     PresenterClient client(nullptr, service->url());
     createSession(client);
     LogCapture log;
     QVERIFY(!client.doStopSession());
     QCOMPARE(log.messages(), QStringList{"[PresenterClient] No session to stop!"});
-    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
 }
 
-void tst_session::stopWithoutAChannelTellsTheService()
+void tst_Session::stopWithoutAChannelTellsTheService()
 {
     PresenterClient client(nullptr, service->url());
     createSession(client);
     // The start succeeds, but an error from before it keeps the channel from being made.
     service->expect(LOGIN, ANN).status("403 No", R"({"errorMsgKeys":["login.error"]})");
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     service->expect(COLLAB_URL, "{}").json(R"({"data":{"url":"http://127.0.0.1:1"}})");
     service->expect(FEATURES, "{}");
-    service->expect(START, startBody(text("http://127.0.0.1:1")))
+    service->expect(START, startBody(u"http://127.0.0.1:1"_s))
         .json(R"({"data":{"sessionToken":"TOKEN"}})");
     PresenterCollab *channel = nullptr;
     QVERIFY(!client.startWebsocket(&channel));
-    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+    QCOMPARE(client.getSessionToken(), u"TOKEN"_s);
 
     service->expect(STOP, TOKEN_BODY);
     QVERIFY(client.doStopSession());
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::stopAfterTheHostDeletedTheChannelTellsTheService()
+void tst_Session::stopAfterTheHostDeletedTheChannelTellsTheService()
 {
     PresenterClient client(nullptr, service->url());
     delete startSession(client);
@@ -886,7 +881,7 @@ void tst_session::stopAfterTheHostDeletedTheChannelTellsTheService()
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::logoutStopsTheSessionFirst()
+void tst_Session::logoutStopsTheSessionFirst()
 {
     PresenterClient client(nullptr, service->url());
     startSession(client);
@@ -897,24 +892,24 @@ void tst_session::logoutStopsTheSessionFirst()
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_session::logoutWithACreatedSessionOnlySignsOut()
+void tst_Session::logoutWithACreatedSessionOnlySignsOut()
 {
     PresenterClient client(nullptr, service->url());
     createSession(client);
     service->expect(LOGOUT, "{}");
     LogCapture log;
     QVERIFY(client.doLogout());
-    QVERIFY(log.contains(text("[PresenterClient] No session to stop!")));
-    QCOMPARE(client.getSessionCode(), text("CODE"));
+    QVERIFY(log.contains(u"[PresenterClient] No session to stop!"_s));
+    QCOMPARE(client.getSessionCode(), u"CODE"_s);
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_session::logoutWithoutSignInStillStopsTheSession()
+void tst_Session::logoutWithoutSignInStillStopsTheSession()
 {
     PresenterClient client(nullptr, service->url());
     startSession(client);
     service->expect(LOGIN, ANN).json("{}");
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     service->expect(STOP, TOKEN_BODY);
     QVERIFY(client.doLogout());
     QVERIFY(client.getSessionToken().isNull());
@@ -922,7 +917,7 @@ void tst_session::logoutWithoutSignInStillStopsTheSession()
 
 // ---- The client's end -----------------------------------------------------------------------------
 
-void tst_session::destructionStopsTheSession()
+void tst_Session::destructionStopsTheSession()
 {
     QPointer<PresenterCollab> channel;
     {
@@ -935,7 +930,7 @@ void tst_session::destructionStopsTheSession()
     QCOMPARE(bus->messages().size(), 4); // the last words of the channel arrived
 }
 
-void tst_session::destructionOfACreatedSessionSendsNothing()
+void tst_Session::destructionOfACreatedSessionSendsNothing()
 {
     auto *client = new PresenterClient(nullptr, service->url());
     createSession(*client);
@@ -944,7 +939,7 @@ void tst_session::destructionOfACreatedSessionSendsNothing()
     QCOMPARE(log.messages(), QStringList{"[PresenterClient] No session to stop!"});
 }
 
-void tst_session::clientDeletedWhileStarting_data()
+void tst_Session::clientDeletedWhileStarting_data()
 {
     QTest::addColumn<int>("answered");
     QTest::newRow("finding the collaboration server") << 0;
@@ -953,7 +948,7 @@ void tst_session::clientDeletedWhileStarting_data()
     QTest::newRow("joining") << 3;
 }
 
-void tst_session::clientDeletedWhileStarting()
+void tst_Session::clientDeletedWhileStarting()
 {
     QFETCH(int, answered);
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
@@ -981,7 +976,7 @@ void tst_session::clientDeletedWhileStarting()
     QVERIFY(!channel);
 }
 
-void tst_session::clientDeletedWhileCreating_data()
+void tst_Session::clientDeletedWhileCreating_data()
 {
     QTest::addColumn<int>("answered");
     QTest::newRow("asking for the user") << 0;
@@ -989,12 +984,12 @@ void tst_session::clientDeletedWhileCreating_data()
     QTest::newRow("creating") << 2;
 }
 
-void tst_session::clientDeletedWhileCreating()
+void tst_Session::clientDeletedWhileCreating()
 {
     QFETCH(int, answered);
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     service->expect(LOGIN, ANN).json("{}");
-    QVERIFY(!client->doLogin(text("ann"), text("pw")));
+    QVERIFY(!client->doLogin(u"ann"_s, u"pw"_s));
 
     const QByteArray paths[] = {USER, LOGIN, CREATE};
     const QByteArray bodies[] = {"{}", ANN, "{}"};
@@ -1009,11 +1004,11 @@ void tst_session::clientDeletedWhileCreating()
     QVERIFY(client.isNull());
 }
 
-void tst_session::clientDeletedWhileTheChannelOpens()
+void tst_Session::clientDeletedWhileTheChannelOpens()
 {
     QTcpServer silent; // takes the connection and never answers the handshake
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    const QString url = u"http://127.0.0.1:%1"_s.arg(silent.serverPort());
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     createSession(*client);
     scriptStart(WEB_SOCKET, url);
@@ -1030,11 +1025,11 @@ void tst_session::clientDeletedWhileTheChannelOpens()
     QVERIFY(!channel);
 }
 
-void tst_session::channelDeletedWhileItOpens()
+void tst_Session::channelDeletedWhileItOpens()
 {
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    const QString url = u"http://127.0.0.1:%1"_s.arg(silent.serverPort());
     PresenterClient client(nullptr, service->url());
     createSession(client);
     scriptStart(WEB_SOCKET, url);
@@ -1044,12 +1039,12 @@ void tst_session::channelDeletedWhileItOpens()
     PresenterCollab *channel = nullptr;
     QVERIFY(!client.startWebsocket(&channel));
     QVERIFY(!channel);
-    QCOMPARE(client.getSessionToken(), text("TOKEN"));
+    QCOMPARE(client.getSessionToken(), u"TOKEN"_s);
     service->expect(STOP, TOKEN_BODY);
     QVERIFY(client.doStopSession());
 }
 
-void tst_session::clientDeletedFromConnectionClosed()
+void tst_Session::clientDeletedFromConnectionClosed()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     PresenterCollab *channel = startSession(*client);
@@ -1059,7 +1054,7 @@ void tst_session::clientDeletedFromConnectionClosed()
     QVERIFY(client.isNull());
 }
 
-void tst_session::channelDeletedFromConnectionClosed()
+void tst_Session::channelDeletedFromConnectionClosed()
 {
     PresenterClient client(nullptr, service->url());
     PresenterCollab *channel = startSession(client);
@@ -1069,7 +1064,7 @@ void tst_session::channelDeletedFromConnectionClosed()
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::sessionStoppedFromConnectionClosed()
+void tst_Session::sessionStoppedFromConnectionClosed()
 {
     // Both calls tell the service; the outer one, too, names the session that it was asked to stop.
     PresenterClient client(nullptr, service->url());
@@ -1083,7 +1078,7 @@ void tst_session::sessionStoppedFromConnectionClosed()
     QVERIFY(inner);
 }
 
-void tst_session::channelThatTheHostCutOffIsForgotten()
+void tst_Session::channelThatTheHostCutOffIsForgotten()
 {
     PresenterClient client(nullptr, service->url());
     PresenterCollab *channel = startSession(client);
@@ -1094,7 +1089,7 @@ void tst_session::channelThatTheHostCutOffIsForgotten()
     QVERIFY(client.getSessionToken().isNull());
 }
 
-void tst_session::clientWithASessionDeletedDuringAWait()
+void tst_Session::clientWithASessionDeletedDuringAWait()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     QPointer<PresenterCollab> channel = startSession(*client);
@@ -1110,7 +1105,7 @@ void tst_session::clientWithASessionDeletedDuringAWait()
     QVERIFY(channel.isNull());
 }
 
-void tst_session::clientDeletedWhileItLogsOut()
+void tst_Session::clientDeletedWhileItLogsOut()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     startSession(*client);
@@ -1120,7 +1115,7 @@ void tst_session::clientDeletedWhileItLogsOut()
     QVERIFY(client.isNull());
 }
 
-void tst_session::parentDeletedWhileTheClientGoes()
+void tst_Session::parentDeletedWhileTheClientGoes()
 {
     auto *parent = new QObject;
     QPointer<PresenterClient> client = new PresenterClient(parent, service->url());
@@ -1133,7 +1128,7 @@ void tst_session::parentDeletedWhileTheClientGoes()
     QVERIFY(client.isNull());
 }
 
-void tst_session::clientDeletedThatWasToBeDeletedLater()
+void tst_Session::clientDeletedThatWasToBeDeletedLater()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     startSession(*client);
@@ -1143,7 +1138,7 @@ void tst_session::clientDeletedThatWasToBeDeletedLater()
     QVERIFY(client.isNull());
 }
 
-void tst_session::clientToBeDeletedLaterWhileItStopsItsSession()
+void tst_Session::clientToBeDeletedLaterWhileItStopsItsSession()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     startSession(*client);
@@ -1155,7 +1150,7 @@ void tst_session::clientToBeDeletedLaterWhileItStopsItsSession()
     QVERIFY(client.isNull());
 }
 
-void tst_session::clientToBeDeletedLaterWhenItsChannelCloses()
+void tst_Session::clientToBeDeletedLaterWhenItsChannelCloses()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     connect(startSession(*client), &PresenterCollab::connectionClosed, client.data(),
@@ -1167,7 +1162,7 @@ void tst_session::clientToBeDeletedLaterWhenItsChannelCloses()
     QVERIFY(client.isNull());
 }
 
-void tst_session::clientDeletedByItsParentStopsTheSession()
+void tst_Session::clientDeletedByItsParentStopsTheSession()
 {
     auto *parent = new QObject;
     QPointer<PresenterClient> client = new PresenterClient(parent, service->url());
@@ -1179,5 +1174,5 @@ void tst_session::clientDeletedByItsParentStopsTheSession()
     QVERIFY(sibling.isNull());
 }
 
-QTEST_GUILESS_MAIN(tst_session)
+QTEST_GUILESS_MAIN(tst_Session)
 #include "tst_session.moc"

@@ -1,4 +1,5 @@
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "client/UploadForm.h"
@@ -12,19 +13,13 @@ namespace
 
 const QByteArray UPLOAD = "/vantora/resource/uploadResourceFile";
 const QByteArray STORED = R"({"data":{"id":"res-1","path":"/store/res-1"}})";
-
-QString text(const char *value)
-{
-    return QString::fromUtf8(value);
-}
-
 } // namespace
 
-class tst_upload : public QObject
+class tst_Upload : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void init() { service.reset(new RestService); }
     void cleanup() { QCOMPARE(service->faults(), QStringList()); }
 
@@ -48,27 +43,27 @@ private:
     std::unique_ptr<RestService> service;
 };
 
-void tst_upload::fieldIsFollowedByItsBoundary()
+void tst_Upload::fieldIsFollowedByItsBoundary()
 {
     PresenterClient client(nullptr, QString());
-    QCOMPARE(client.addMultipartValue(text("n"), text("v"), false),
-             text("Content-Disposition: form-data; name=n\r\n"
-                  "Content-Type: text/plain; charset=utf-8\r\n\r\n"
-                  "v\r\n"
-                  "------boundary\r\n\r\n"));
-    QCOMPARE(client.addMultipartValue(text("%1%2"), text("\"%3%4 ä\""), true),
-             text("Content-Disposition: form-data; name=%1%2\r\n"
-                  "Content-Type: text/plain; charset=utf-8\r\n\r\n"
-                  "\"%3%4 ä\"\r\n"
-                  "------boundary--\r\n\r\n"));
+    QCOMPARE(client.addMultipartValue(u"n"_s, u"v"_s, false),
+             u"Content-Disposition: form-data; name=n\r\n"
+             "Content-Type: text/plain; charset=utf-8\r\n\r\n"
+             "v\r\n"
+             "------boundary\r\n\r\n"_s);
+    QCOMPARE(client.addMultipartValue(u"%1%2"_s, u"\"%3%4 ä\""_s, true),
+             u"Content-Disposition: form-data; name=%1%2\r\n"
+             "Content-Type: text/plain; charset=utf-8\r\n\r\n"
+             "\"%3%4 ä\"\r\n"
+             "------boundary--\r\n\r\n"_s);
     QCOMPARE(client.addMultipartValue(QString(), QString(), false),
-             text("Content-Disposition: form-data; name=\r\n"
-                  "Content-Type: text/plain; charset=utf-8\r\n\r\n"
-                  "\r\n"
-                  "------boundary\r\n\r\n"));
+             u"Content-Disposition: form-data; name=\r\n"
+             "Content-Type: text/plain; charset=utf-8\r\n\r\n"
+             "\r\n"
+             "------boundary\r\n\r\n"_s);
 }
 
-void tst_upload::fileIsSentUnchanged_data()
+void tst_Upload::fileIsSentUnchanged_data()
 {
     QByteArray everyByte;
     for (int value = 0; value < 256; ++value)
@@ -84,27 +79,27 @@ void tst_upload::fileIsSentUnchanged_data()
     QTest::newRow("percent signs") << QByteArray("%1 %2 %%");
 }
 
-void tst_upload::fileIsSentUnchanged()
+void tst_Upload::fileIsSentUnchanged()
 {
     QFETCH(QByteArray, data);
     PresenterClient client(nullptr, service->url());
     service->expect(UPLOAD, form("slide.png", data)).json(STORED);
     QString id;
     QString path;
-    QVERIFY(client.doUploadResource(text("slide.png"), data, &id, &path));
+    QVERIFY(client.doUploadResource(u"slide.png"_s, data, &id, &path));
     QCOMPARE(service->lastRequest().body, form("slide.png", data));
 }
 
-void tst_upload::fileNameIsSentAsItIs_data()
+void tst_Upload::fileNameIsSentAsItIs_data()
 {
     QTest::addColumn<QString>("name");
     QTest::newRow("empty") << QString();
-    QTest::newRow("blanks and umlauts") << text("Folie ä 1.png");
-    QTest::newRow("percent signs") << text("100%1%2%20.png");
-    QTest::newRow("quote breaks the header") << text("a\"b.png");
+    QTest::newRow("blanks and umlauts") << u"Folie ä 1.png"_s;
+    QTest::newRow("percent signs") << u"100%1%2%20.png"_s;
+    QTest::newRow("quote breaks the header") << u"a\"b.png"_s;
 }
 
-void tst_upload::fileNameIsSentAsItIs()
+void tst_Upload::fileNameIsSentAsItIs()
 {
     QFETCH(QString, name);
     PresenterClient client(nullptr, service->url());
@@ -114,7 +109,7 @@ void tst_upload::fileNameIsSentAsItIs()
     QVERIFY(client.doUploadResource(name, "x", &id, &path));
 }
 
-void tst_upload::largeFileIsSentWhole()
+void tst_Upload::largeFileIsSentWhole()
 {
     QByteArray data(5 * 1024 * 1024, '\0');
     for (int i = 0; i < data.size(); ++i)
@@ -123,16 +118,16 @@ void tst_upload::largeFileIsSentWhole()
     service->expect(UPLOAD, form("large.bin", data)).json(STORED);
     QString id;
     QString path;
-    QVERIFY(client.doUploadResource(text("large.bin"), data, &id, &path));
+    QVERIFY(client.doUploadResource(u"large.bin"_s, data, &id, &path));
 }
 
-void tst_upload::contentTypeNamesTheBoundary()
+void tst_Upload::contentTypeNamesTheBoundary()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(UPLOAD, form("a", "b")).json(STORED);
     QString id;
     QString path;
-    QVERIFY(client.doUploadResource(text("a"), "b", &id, &path));
+    QVERIFY(client.doUploadResource(u"a"_s, "b", &id, &path));
     const RestRequest request = service->lastRequest();
     QCOMPARE(request.headerLines("content-type"),
              QList<QByteArray>{
@@ -143,7 +138,7 @@ void tst_upload::contentTypeNamesTheBoundary()
              QList<QByteArray>{"accept-encoding: identity"});
 }
 
-void tst_upload::idAndDownloadPathAreReturned_data()
+void tst_Upload::idAndDownloadPathAreReturned_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("id");
@@ -155,21 +150,21 @@ void tst_upload::idAndDownloadPathAreReturned_data()
         << QByteArray(R"({"success":false,"errorMsgKeys":["a.error"],"data":{"id":"r"}})") << "r";
 }
 
-void tst_upload::idAndDownloadPathAreReturned()
+void tst_Upload::idAndDownloadPathAreReturned()
 {
     QFETCH(QByteArray, reply);
     QFETCH(QString, id);
     PresenterClient client(nullptr, service->url());
     service->expect(UPLOAD, form("a", "b")).json(reply);
-    QString idOut = text("earlier");
-    QString pathOut = text("earlier");
-    QVERIFY(client.doUploadResource(text("a"), "b", &idOut, &pathOut));
+    QString idOut = u"earlier"_s;
+    QString pathOut = u"earlier"_s;
+    QVERIFY(client.doUploadResource(u"a"_s, "b", &idOut, &pathOut));
     QCOMPARE(idOut, id);
     QCOMPARE(pathOut, "/vantora/resource/downloadResourceFile?resourceId=" + id);
     QVERIFY(client.getLastErrorKey().isNull());
 }
 
-void tst_upload::failedUploadLeavesTheOutputsAlone_data()
+void tst_Upload::failedUploadLeavesTheOutputsAlone_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("reply");
@@ -185,7 +180,7 @@ void tst_upload::failedUploadLeavesTheOutputsAlone_data()
         << QByteArray("200 OK") << QByteArray(R"({"data":["id"]})");
 }
 
-void tst_upload::failedUploadLeavesTheOutputsAlone()
+void tst_Upload::failedUploadLeavesTheOutputsAlone()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
@@ -193,61 +188,61 @@ void tst_upload::failedUploadLeavesTheOutputsAlone()
     QString id;
     QString path;
     service->expect(UPLOAD, form("a", "b")).json(STORED);
-    QVERIFY(client.doUploadResource(text("a"), "b", &id, &path));
+    QVERIFY(client.doUploadResource(u"a"_s, "b", &id, &path));
 
     // An id from before does not make a failed upload succeed.
-    id = text("untouched id");
-    path = text("untouched path");
+    id = u"untouched id"_s;
+    path = u"untouched path"_s;
     service->expect(UPLOAD, form("a", "b")).status(status, reply);
-    QVERIFY(!client.doUploadResource(text("a"), "b", &id, &path));
-    QCOMPARE(id, text("untouched id"));
-    QCOMPARE(path, text("untouched path"));
+    QVERIFY(!client.doUploadResource(u"a"_s, "b", &id, &path));
+    QCOMPARE(id, u"untouched id"_s);
+    QCOMPARE(path, u"untouched path"_s);
     QVERIFY(client.getLastErrorKey().isNull()); // no failure handler
 }
 
-void tst_upload::redirectedUploadFailsAndIsNotRepeated()
+void tst_Upload::redirectedUploadFailsAndIsNotRepeated()
 {
     RestService present;
     PresenterClient client(nullptr, service->url());
-    QString id = text("untouched id");
-    QString path = text("untouched path");
+    QString id = u"untouched id"_s;
+    QString path = u"untouched path"_s;
     service->expect(UPLOAD, form("a", "b")).redirect(present.url().toUtf8() + UPLOAD, STORED);
-    QVERIFY(!client.doUploadResource(text("a"), "b", &id, &path));
-    QCOMPARE(id, text("untouched id"));
-    QCOMPARE(path, text("untouched path"));
+    QVERIFY(!client.doUploadResource(u"a"_s, "b", &id, &path));
+    QCOMPARE(id, u"untouched id"_s);
+    QCOMPARE(path, u"untouched path"_s);
     QCOMPARE(client.getServerUrl(), present.url());
 
     present.expect(UPLOAD, form("a", "b")).json(STORED);
-    QVERIFY(client.doUploadResource(text("a"), "b", &id, &path));
-    QCOMPARE(id, text("res-1"));
+    QVERIFY(client.doUploadResource(u"a"_s, "b", &id, &path));
+    QCOMPARE(id, u"res-1"_s);
     QCOMPARE(present.faults(), QStringList());
 }
 
-void tst_upload::deletedClientLeavesTheOutputsAlone()
+void tst_Upload::deletedClientLeavesTheOutputsAlone()
 {
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
     service->expect(UPLOAD, form("a", "b")).silence().meanwhile([&] { delete client; });
-    QString id = text("earlier");
-    QString path = text("earlier");
-    QVERIFY(!client->doUploadResource(text("a"), "b", &id, &path));
+    QString id = u"earlier"_s;
+    QString path = u"earlier"_s;
+    QVERIFY(!client->doUploadResource(u"a"_s, "b", &id, &path));
     QVERIFY(client.isNull());
-    QCOMPARE(id, text("earlier"));
-    QCOMPARE(path, text("earlier"));
+    QCOMPARE(id, u"earlier"_s);
+    QCOMPARE(path, u"earlier"_s);
 }
 
-void tst_upload::blocksAreUnpacked()
+void tst_Upload::blocksAreUnpacked()
 {
     PresenterClient client(nullptr, QString());
     QString packed;
-    QVERIFY(Lzma::compress64(text("{\"a\":\"ä\"}"), &packed));
-    QString output = text("earlier");
+    QVERIFY(Lzma::compress64(u"{\"a\":\"ä\"}"_s, &packed));
+    QString output = u"earlier"_s;
     QCOMPARE(client.LzmaDecompress64(packed, &output), 1);
-    QCOMPARE(output, text("{\"a\":\"ä\"}"));
-    QCOMPARE(client.LzmaDecompress64(text("AAAA"), &output), 0);
-    QCOMPARE(output, text("{\"a\":\"ä\"}"));
+    QCOMPARE(output, u"{\"a\":\"ä\"}"_s);
+    QCOMPARE(client.LzmaDecompress64(u"AAAA"_s, &output), 0);
+    QCOMPARE(output, u"{\"a\":\"ä\"}"_s);
 }
 
-void tst_upload::blocksOfMoreThanSixteenMebibytesAreNot()
+void tst_Upload::blocksOfMoreThanSixteenMebibytesAreNot()
 {
     PresenterClient client(nullptr, QString());
     QString packed;
@@ -256,10 +251,10 @@ void tst_upload::blocksOfMoreThanSixteenMebibytesAreNot()
     QCOMPARE(client.LzmaDecompress64(packed, &output), 1);
     QCOMPARE(output.size(), 16 * 1024 * 1024);
     QVERIFY(Lzma::compress64(QString(16 * 1024 * 1024 + 1, QLatin1Char('x')), &packed));
-    output = text("earlier");
+    output = u"earlier"_s;
     QCOMPARE(client.LzmaDecompress64(packed, &output), 0);
-    QCOMPARE(output, text("earlier"));
+    QCOMPARE(output, u"earlier"_s);
 }
 
-QTEST_GUILESS_MAIN(tst_upload)
+QTEST_GUILESS_MAIN(tst_Upload)
 #include "tst_upload.moc"

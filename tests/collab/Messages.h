@@ -1,6 +1,7 @@
 #pragma once
 
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
@@ -40,8 +41,7 @@ inline QString packed(const QString &payload)
 // The text of a message that is published as a typed payload, which is in `block`.
 inline QString typedMessage(const QString &address, const QString &type, const QString &block)
 {
-    return QStringLiteral(
-               R"({"type":"publish","address":"%1","body":{"from":"teacher","type":"%2","data":["%3"]}})")
+    return uR"({"type":"publish","address":"%1","body":{"from":"teacher","type":"%2","data":["%3"]}})"_s
         .arg(address, type, block);
 }
 
@@ -49,7 +49,7 @@ inline QString typedMessage(const QString &address, const QString &type, const Q
 // closing bracket.
 inline QString objectMessage(const QString &address, const QString &type, const QString &payload)
 {
-    return QStringLiteral(R"({"type":"publish","address":"%1","body":{
+    return uR"({"type":"publish","address":"%1","body":{
     "data": [
         "%2"
    ],
@@ -58,14 +58,13 @@ inline QString objectMessage(const QString &address, const QString &type, const 
     "type": "%3",
     "version": "3.0.0"
 }
-})")
-        .arg(address, packed(payload), type);
+})"_s.arg(address, packed(payload), type);
 }
 
 // A message that arrives, with the given JSON as the fields of its body.
 inline QString incomingMessage(const QString &fields)
 {
-    return QStringLiteral(R"({"type":"message","address":"session","body":{%1}})").arg(fields);
+    return uR"({"type":"message","address":"session","body":{%1}})"_s.arg(fields);
 }
 
 // An image that does not pack well.

@@ -3,6 +3,7 @@
 #include "Messages.h"
 #include "collab/PresenterCollab.h"
 #include "support/EventBusServer.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -10,13 +11,12 @@
 // "session", the user token "teacher".
 struct OpenChannel {
     EventBusServer bus;
-    PresenterCollab channel{nullptr, bus.url(), QStringLiteral("CODE"), QStringLiteral("session"),
-                            QStringLiteral("teacher")};
+    PresenterCollab channel{nullptr, bus.url(), u"CODE"_s, u"session"_s, u"teacher"_s};
 
     // True once the session is open and the three registrations have arrived.
     bool open()
     {
-        channel.open({QStringLiteral("websocket")});
+        channel.open({u"websocket"_s});
         return QTest::qWaitFor([this] { return bus.messages().size() == 3; }, 20000)
             && channel.isConnected();
     }
@@ -31,7 +31,6 @@ struct OpenChannel {
         if (!channel.isConnected() && !open())
             return false;
         channel.sendPing();
-        return waitForPublished(1)
-            && bus.published() == QStringList{QStringLiteral(R"({"type":"ping"})")};
+        return waitForPublished(1) && bus.published() == QStringList{uR"({"type":"ping"})"_s};
     }
 };

@@ -3,6 +3,7 @@
 #include "Messages.h"
 #include "collab/CollaborationMessageHandler.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -15,9 +16,9 @@
 namespace
 {
 
-const QString rawLine = QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
-                                       "forwarding raw string!");
-const QString listLine = QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!");
+const QString rawLine = u"[MessageHandler.Decompressed] FAILED to decompress, "
+                        "forwarding raw string!"_s;
+const QString listLine = u"[MessageHandler.Decompressed] FAILED to decompress List!"_s;
 
 // Blocks of these texts, as the reference encoder makes them.
 const char joinText[] = R"({"userName":"Ada","deviceType":"tablet"})";
@@ -48,7 +49,7 @@ QString bracketed(const char *block)
 QString deviceMessage(const QString &type, const QString &payload)
 {
     return incomingMessage(
-        QStringLiteral(R"("from":"d1","type":"%1","data":["%2"])").arg(type, packed(payload)));
+        uR"("from":"d1","type":"%1","data":["%2"])"_s.arg(type, packed(payload)));
 }
 
 } // namespace
@@ -246,7 +247,7 @@ void tst_CollaborationMessageHandler::action_data()
     QTest::addColumn<QStringList>("events");
     QTest::addColumn<QStringList>("lines");
 
-    const QString actionLine = QStringLiteral("[MessageHandler.ACTION] unregister");
+    const QString actionLine = u"[MessageHandler.ACTION] unregister"_s;
     QTest::newRow("a learner leaves")
         << R"("action":"unregister","client":{"type":"user","token":"d1"})"
         << QStringList{"learnerUnregister|d1"} << QStringList{actionLine, "UNREGISTER"};
@@ -325,7 +326,7 @@ void tst_CollaborationMessageHandler::type_data()
          {"stopSession", "requestLessonInfo", "requestLesson", "presenterActive", "pause", "resume",
           "lockAll", "unlockAll", "nextCard", "previousCard", "pushCurrentCard", "addImageCard"}) {
         QTest::newRow(command) << command << "{}"
-                               << QStringLiteral("remoteControl|%1|d1").arg(QLatin1String(command));
+                               << u"remoteControl|%1|d1"_s.arg(QLatin1String(command));
     }
     QTest::newRow("unknown") << "dance"
                              << "{}"
@@ -369,9 +370,8 @@ void tst_CollaborationMessageHandler::handlerTakesMissingFieldsAsEmpty()
 {
     QFETCH(QString, type);
     QFETCH(QString, event);
-    receive(incomingMessage(QStringLiteral(R"("type":"%1")").arg(type)));
-    receive(
-        incomingMessage(QStringLiteral(R"("type":"%1","data":["%2"])").arg(type, packed("{}"))));
+    receive(incomingMessage(uR"("type":"%1")"_s.arg(type)));
+    receive(incomingMessage(uR"("type":"%1","data":["%2"])"_s.arg(type, packed("{}"))));
     QCOMPARE(recorder->events, (QStringList{event, event}));
 }
 
@@ -417,7 +417,7 @@ void tst_CollaborationMessageHandler::pollAnswer_data()
     QTest::newRow("input") << R"({"input":"B"})"
                            << "B";
     QTest::newRow("input with letters of all kinds")
-        << R"({"input":"h\u00e9 \ud83d\ude00"})" << QString::fromUtf8("h\u00e9 \U0001F600");
+        << R"({"input":"h\u00e9 \ud83d\ude00"})" << u"h\u00e9 \U0001F600"_s;
     QTest::newRow("input that is a number") << R"({"input":42})"
                                             << "42";
     QTest::newRow("input that is a fraction") << R"({"input":2.5})"
@@ -437,7 +437,7 @@ void tst_CollaborationMessageHandler::pollAnswer_data()
     QTest::newRow("blob with what is no text") << R"({"blob":["A",null,{"b":1},[1]]})"
                                                << "A,,,";
     QTest::newRow("blob with letters of all kinds")
-        << R"({"blob":["\u00e9","\u4e16"]})" << QString::fromUtf8("\u00e9,\u4e16");
+        << R"({"blob":["\u00e9","\u4e16"]})" << u"\u00e9,\u4e16"_s;
     QTest::newRow("empty blob") << R"({"blob":[]})"
                                 << "";
     QTest::newRow("blob goes before input") << R"({"blob":["A"],"input":"B"})"
@@ -554,8 +554,8 @@ void tst_CollaborationMessageHandler::dataValue_data()
     QTest::addColumn<QString>("line");
 
     const QVariantMap join{{"userName", "Ada"}, {"deviceType", "tablet"}};
-    const QString fromString = QStringLiteral("[MessageHandler.Decompressed from String] ");
-    const QString fromList = QStringLiteral("[MessageHandler.Decompressed from List] ");
+    const QString fromString = u"[MessageHandler.Decompressed from String] "_s;
+    const QString fromList = u"[MessageHandler.Decompressed from List] "_s;
     const QVariant invalid;
     QVariantList bytes;
     for (const char byte : QByteArray::fromBase64(joinBlock))
@@ -699,9 +699,8 @@ void tst_CollaborationMessageHandler::numbersFlagsAndNullArriveAsTexts()
     QFETCH(QString, json);
     QFETCH(QString, text);
     const QString fields = R"("from":"c1","data":)" + json;
-    for (const QString &type : {QStringLiteral("dance"), QStringLiteral("nextCard")}) {
-        const QString message =
-            incomingMessage(fields + QStringLiteral(R"(,"type":"%1")").arg(type));
+    for (const QString &type : {u"dance"_s, u"nextCard"_s}) {
+        const QString message = incomingMessage(fields + uR"(,"type":"%1")"_s.arg(type));
         const LogCapture log;
         receive(message);
         QCOMPARE(recorder->data.userType(), int(QMetaType::QString));
@@ -728,7 +727,7 @@ void tst_CollaborationMessageHandler::undecodablePayloadReachesTheHandlerAsItCam
     // A sender that does not compress is understood like one that does.
     receive(incomingMessage(
         R"("from":"d1","type":"join","data":{"userName":"Ada","deviceType":"tablet"})"));
-    QCOMPARE(recorder->events.last(), QStringLiteral("learnerJoin|d1|Ada|tablet"));
+    QCOMPARE(recorder->events.last(), u"learnerJoin|d1|Ada|tablet"_s);
 }
 
 void tst_CollaborationMessageHandler::unhandledMessageCarriesBodyAndData()
@@ -748,7 +747,7 @@ void tst_CollaborationMessageHandler::remoteCommandCarriesItsData()
     QCOMPARE(recorder->events, QStringList{"remoteControl|requestLesson|d1"});
     QCOMPARE(recorder->data, QVariant(QVariantMap{{"lessonId", "l1"}}));
     receive(incomingMessage(R"("from":"c1","type":"nextCard")"));
-    QCOMPARE(recorder->events.last(), QStringLiteral("remoteControl|nextCard|c1"));
+    QCOMPARE(recorder->events.last(), u"remoteControl|nextCard|c1"_s);
     QVERIFY(!recorder->data.isValid());
 }
 
@@ -756,8 +755,8 @@ void tst_CollaborationMessageHandler::remoteCommandCarriesItsData()
 
 void tst_CollaborationMessageHandler::linesOfACompressedMessage()
 {
-    const QString text = incomingMessage(
-        QStringLiteral(R"("from":"d1","type":"join","data":["%1"])").arg(joinBlock));
+    const QString text =
+        incomingMessage(uR"("from":"d1","type":"join","data":["%1"])"_s.arg(joinBlock));
     const LogCapture log;
     receive(text);
     QCOMPARE(
@@ -770,8 +769,8 @@ void tst_CollaborationMessageHandler::linesOfACompressedMessage()
 
 void tst_CollaborationMessageHandler::linesOfAPollResponse()
 {
-    const QString text = incomingMessage(
-        QStringLiteral(R"("from":"d1","type":"pollResponse","data":"%1")").arg(pollBlock));
+    const QString text =
+        incomingMessage(uR"("from":"d1","type":"pollResponse","data":"%1")"_s.arg(pollBlock));
     const LogCapture log;
     receive(text);
     QCOMPARE(
@@ -879,12 +878,12 @@ void tst_CollaborationMessageHandler::recordsTravelInQueuedConnections()
     QTRY_COMPARE(host.commands.size(), 1);
 
     const Tarvo::Learner learner = host.learners.value(0);
-    QCOMPARE(learner.deviceId, QStringLiteral("d1"));
-    QCOMPARE(learner.userName, QStringLiteral("Ada"));
-    QCOMPARE(learner.deviceType, QStringLiteral("tablet"));
+    QCOMPARE(learner.deviceId, u"d1"_s);
+    QCOMPARE(learner.userName, u"Ada"_s);
+    QCOMPARE(learner.deviceType, u"tablet"_s);
     const Tarvo::RemoteControlMessage command = host.commands.value(0);
-    QCOMPARE(command.type, QStringLiteral("nextCard"));
-    QCOMPARE(command.from, QStringLiteral("c1"));
+    QCOMPARE(command.type, u"nextCard"_s);
+    QCOMPARE(command.from, u"c1"_s);
     QCOMPARE(command.data, QVariant(QVariantMap{{"a", 1}}));
 }
 
@@ -978,13 +977,12 @@ void tst_CollaborationMessageHandler::hostileTextDoesNoHarm_data()
     QTest::newRow("half a character")
         << incomingMessage(R"("type":"join","from":"\ud800","data":{"userName":"\udc00"})");
     QTest::newRow("half a character, bare")
-        << incomingMessage(QStringLiteral("\"type\":\"") + QChar(0xd800) + '"');
+        << incomingMessage(u"\"type\":\""_s + QChar(0xd800) + '"');
     QTest::newRow("zero characters inside")
         << incomingMessage(R"("type":"join","from":"a\u0000b")");
-    QTest::newRow("block that declares 4 GB") << incomingMessage(
-        QStringLiteral(R"("type":"join","data":["%1"])")
-            .arg(QString::fromLatin1(
-                QByteArray::fromHex("5d00400000ffffffffffffffff00112233445566").toBase64())));
+    QTest::newRow("block that declares 4 GB")
+        << incomingMessage(uR"("type":"join","data":["%1"])"_s.arg(QString::fromLatin1(
+               QByteArray::fromHex("5d00400000ffffffffffffffff00112233445566").toBase64())));
     QTest::newRow("100,000 pieces") << incomingMessage(R"("type":"join","data":["")"
                                                        + QString(R"(,"x")").repeated(100000) + ']');
     QTest::newRow("a number list of 100,000")
@@ -1018,7 +1016,7 @@ void tst_CollaborationMessageHandler::wrongTypeInEveryField_data()
 void tst_CollaborationMessageHandler::wrongTypeInEveryField()
 {
     QFETCH(QString, json);
-    const QString field = QStringLiteral(R"("%1":%2)");
+    const QString field = uR"("%1":%2)"_s;
     for (const char *key : {"action", "type", "from", "data", "client"})
         receive(incomingMessage(field.arg(QLatin1String(key), json)));
     for (const char *key : {"token", "type"}) {
@@ -1039,7 +1037,7 @@ void tst_CollaborationMessageHandler::wrongTypeInEveryField()
     };
     int expected = 0;
     for (const auto &[type, keys] : fields) {
-        const QString from = QStringLiteral(R"("from":%1,"type":"%2",)").arg(json, type);
+        const QString from = uR"("from":%1,"type":"%2",)"_s.arg(json, type);
         for (const QString &key : keys) {
             receive(incomingMessage(from + R"("data":{)" + field.arg(key, json) + '}'));
             receive(incomingMessage(from + R"("data":[")" + packed('{' + field.arg(key, json) + '}')

@@ -2,6 +2,7 @@
 #include "Messages.h"
 #include "collab/CollaborationMessageHandler.h"
 #include "collab/PresenterCollab.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -74,7 +75,7 @@ void receive(CollaborationMessageHandler *handler)
     }
 }
 
-const QStringList HEARD{QStringLiteral("Ada"), QStringLiteral("nextCard")};
+const QStringList HEARD{u"Ada"_s, u"nextCard"_s};
 
 } // namespace
 

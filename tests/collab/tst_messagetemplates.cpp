@@ -1,5 +1,6 @@
 // The texts on the wire, whole, and how they are filled.
 #include "collab/MessageTemplates.h"
+#include "support/Text.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -9,7 +10,7 @@ namespace
 {
 
 // A static object of a host that uses a template while the program is still being loaded.
-const QString filledWhileLoading = Tarvo::REGISTER_MESSAGE.arg(QStringLiteral("early"));
+const QString filledWhileLoading = Tarvo::REGISTER_MESSAGE.arg(u"early"_s);
 
 } // namespace
 
@@ -66,7 +67,7 @@ void tst_MessageTemplates::texts()
 
 void tst_MessageTemplates::templatesAreReadyForStaticInitialisers()
 {
-    QCOMPARE(filledWhileLoading, QStringLiteral(R"({"type":"register","address":"early"})"));
+    QCOMPARE(filledWhileLoading, uR"({"type":"register","address":"early"})"_s);
 }
 
 void tst_MessageTemplates::startPollCarriesItsTimeTwice()
@@ -79,30 +80,29 @@ void tst_MessageTemplates::startPollCarriesItsTimeTwice()
     QCOMPARE(poll.value("lastUpdatedOn"), QJsonValue(1000));
     QCOMPARE(
         text,
-        QStringLiteral(
-            R"({"type":"creative","expressionQuestionId":1,"metadata":{"ordinalType":"number","options":[0,1]},"id":"id","sessionToken":"token","sessionCode":"code","lessonId":null,"startTime":1000,"lastUpdatedOn":1000,"card":{"segment":"fake-id","tracks":[{"placeholder":true}],"visible":true,"ordinal":1395358139515,"styles":{"backgroundColor":"","backgroundImage":"image","backgroundSize":"100%"},"components":[]},"unrespondedUsers":[]})"));
+        uR"({"type":"creative","expressionQuestionId":1,"metadata":{"ordinalType":"number","options":[0,1]},"id":"id","sessionToken":"token","sessionCode":"code","lessonId":null,"startTime":1000,"lastUpdatedOn":1000,"card":{"segment":"fake-id","tracks":[{"placeholder":true}],"visible":true,"ordinal":1395358139515,"styles":{"backgroundColor":"","backgroundImage":"image","backgroundSize":"100%"},"components":[]},"unrespondedUsers":[]})"_s);
 }
 
 // A value that looks like a later placeholder is filled by it: what follows replaces the lowest
 // number that is still there.
 void tst_MessageTemplates::placeholdersAreFilledOneAfterAnother()
 {
-    QCOMPARE(Tarvo::filled(Tarvo::LESSON_DATA, QStringLiteral("50%1"), QStringLiteral("x")),
-             QStringLiteral(R"({"lessonId":"50x", "name":"x"})"));
+    QCOMPARE(Tarvo::filled(Tarvo::LESSON_DATA, u"50%1"_s, u"x"_s),
+             uR"({"lessonId":"50x", "name":"x"})"_s);
     QCOMPARE(Tarvo::filled(Tarvo::CURRENTCARD_DATA, 1, QString(), 2),
-             QStringLiteral(R"({"currentCard":"1", "cards": [], "totalCards":"2"})"));
+             uR"({"currentCard":"1", "cards": [], "totalCards":"2"})"_s);
 }
 
 void tst_MessageTemplates::valuesAreNotEscaped()
 {
-    QCOMPARE(Tarvo::PLAIN_DATA.arg(QStringLiteral("a\"b\\")), QStringLiteral(R"("a"b\")"));
+    QCOMPARE(Tarvo::PLAIN_DATA.arg(u"a\"b\\"_s), uR"("a"b\")"_s);
 }
 
 void tst_MessageTemplates::filledPayloadsAreJson_data()
 {
     QTest::addColumn<QString>("text");
 
-    const QString value = QStringLiteral("1");
+    const QString value = u"1"_s;
     QTest::newRow("PUBLISH_MESSAGE_3") << Tarvo::PUBLISH_MESSAGE_3.arg(value, value);
     QTest::newRow("PING_MESSAGE") << Tarvo::PING_MESSAGE;
     QTest::newRow("REGISTER_MESSAGE") << Tarvo::REGISTER_MESSAGE.arg(value);

@@ -8,6 +8,7 @@
 #include "collab/CollaborationMessageHandler.h"
 #include "compression/Lzma.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QProcess>
@@ -55,10 +56,9 @@ extern "C" Q_DECL_EXPORT void MyFree(void *address)
 namespace
 {
 
-const QString RAW_LINE = QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
-                                        "forwarding raw string!");
-const QString LIST_LINE =
-    QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!");
+const QString RAW_LINE = u"[MessageHandler.Decompressed] FAILED to decompress, "
+                         "forwarding raw string!"_s;
+const QString LIST_LINE = u"[MessageHandler.Decompressed] FAILED to decompress List!"_s;
 
 // ---- Blocks --------------------------------------------------------------------------------------
 
@@ -212,7 +212,7 @@ const std::vector<Payload> &payloads()
 // A field of the system's word on this process.
 long statusKilobytes(const char *field)
 {
-    QFile status(QStringLiteral("/proc/self/status"));
+    QFile status(u"/proc/self/status"_s);
     if (!status.open(QIODevice::ReadOnly))
         qFatal("no status");
     const QByteArray text = status.readAll();
@@ -418,7 +418,7 @@ void tst_PayloadLimits::sixteenMebibytesAreUnpackedAndNotOneByteMore()
     QCOMPARE(log.count(form == 0 || form == 3 ? RAW_LINE : LIST_LINE), 1);
     // The very next payload has the whole limit again.
     host.receive(inForm(form, blockOf(fitting)));
-    QCOMPARE(host.events.last(), QStringLiteral("unpacked"));
+    QCOMPARE(host.events.last(), u"unpacked"_s);
 }
 
 void tst_PayloadLimits::piecesHaveOneLimitTogether()
@@ -436,7 +436,7 @@ void tst_PayloadLimits::piecesHaveOneLimitTogether()
 
     // A blank behind the list is JSON, too, but one byte more.
     host.receive('[' + pieces + text64(blockOf(" ")) + ']');
-    QCOMPARE(host.events.last(), QStringLiteral("as it came"));
+    QCOMPARE(host.events.last(), u"as it came"_s);
     QCOMPARE(host.data.toList().size(), 17);
     QCOMPARE(log.count(LIST_LINE), 1);
 }

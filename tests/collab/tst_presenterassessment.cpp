@@ -1,5 +1,6 @@
 // One assessment on a channel: what goes to whom, and what the host hears.
 #include "OpenChannel.h"
+#include "support/Text.h"
 
 #include "collab/PresenterAssessment.h"
 #include "model/AssessmentOptions.h"
@@ -20,9 +21,8 @@ namespace
 QString questionGet(const QString &device, int number)
 {
     return incomingMessage(
-        QStringLiteral(R"("from":"%1","type":"questionGet","data":{"questionNumber":%2})")
-            .arg(device)
-            .arg(number));
+        uR"("from":"%1","type":"questionGet","data":{"questionNumber":%2})"_s.arg(device).arg(
+            number));
 }
 
 // The way to a private member: its type is spelt out here, and no other one compiles.
@@ -135,7 +135,7 @@ void tst_PresenterAssessment::startSendsTheOptionsToOneDevice()
     assessment.start("d1", &options);
     QVERIFY(host.waitForPublished(1));
 
-    const QString payload = QStringLiteral(R"({
+    const QString payload = uR"({
     "allowNavigateQuestionSet": false,
     "allowResubmitResponse": true,
     "allowSkipQuestion": false,
@@ -154,8 +154,7 @@ void tst_PresenterAssessment::startSendsTheOptionsToOneDevice()
     "startingQuestionNumber": 0,
     "title": "Fractions"
 }
-)")
-                                .arg(assessment.getAssessmentToken());
+)"_s.arg(assessment.getAssessmentToken());
     QCOMPARE(Published(host.bus.published().first()).payload, payload);
     QCOMPARE(host.bus.published(),
              QStringList{objectMessage("session.user.d1", "assessmentStart", payload)});
@@ -181,9 +180,9 @@ void tst_PresenterAssessment::questionGoesToOneDeviceOnly()
     QVERIFY(host.open());
     PresenterAssessment assessment(nullptr, &host.channel);
     Tarvo::QuestionText question(nullptr);
-    QCOMPARE(question.questionSetMode(), QStringLiteral("Poll"));
+    QCOMPARE(question.questionSetMode(), u"Poll"_s);
     assessment.sendQuestion("d1", &question);
-    QCOMPARE(question.questionSetMode(), QStringLiteral("Assessment"));
+    QCOMPARE(question.questionSetMode(), u"Assessment"_s);
     QVERIFY(host.waitForPublished(1));
     host.channel.sendPing();
     QVERIFY(host.waitForPublished(2));
@@ -192,7 +191,7 @@ void tst_PresenterAssessment::questionGoesToOneDeviceOnly()
              objectMessage("session.user.d1", "questionStart",
                            Tarvo::JsonSerializer::serializeToJson(&question)));
     const QJsonObject sent = Published(host.bus.published().first()).object();
-    QCOMPARE(sent.value("questionSetMode").toString(), QStringLiteral("Assessment"));
+    QCOMPARE(sent.value("questionSetMode").toString(), u"Assessment"_s);
     QCOMPARE(sent.value("activityType").toObject(),
              (QJsonObject{{"id", "6efc81c52cfe4502976de55df9af2f89"}, {"name", "text"}}));
 }
@@ -215,7 +214,7 @@ void tst_PresenterAssessment::pauseAndResumeAreTheChannels()
     assessment.pause();
     assessment.resume();
     QVERIFY(host.waitForPublished(2));
-    const QString nothing = QStringLiteral("XQBAAAACAAAAAgAAAAARCJz/////8AAAAA=="); // ""
+    const QString nothing = u"XQBAAAACAAAAAgAAAAARCJz/////8AAAAA=="_s; // ""
     QCOMPARE(host.bus.published(),
              (QStringList{typedMessage("session", "pause", nothing),
                           typedMessage("session", "resume", nothing)}));
@@ -233,8 +232,8 @@ void tst_PresenterAssessment::message_data()
     const QString show = "{\n    \"showNavigation\": true,\n    \"text\": \"Well done\"\n}\n";
     const QString open = "{\n    \"isDismissible\": true,\n    \"text\": \"Well done\"\n}\n";
     const QString stuck = "{\n    \"isDismissible\": false,\n    \"text\": \"Well done\"\n}\n";
-    const QString one = QStringLiteral("session.user.d1");
-    const QString nobody = QStringLiteral("session.user.");
+    const QString one = u"session.user.d1"_s;
+    const QString nobody = u"session.user."_s;
     QTest::newRow("dialog") << false << true << false << one << "dialogShow" << open;
     QTest::newRow("dialog that stays") << false << false << false << one << "dialogShow" << stuck;
     QTest::newRow("review") << false << true << true << one << "questionSetReview" << show;
@@ -301,7 +300,7 @@ void tst_PresenterAssessment::wholeExchange()
     connect(&assessment, &PresenterAssessment::learnerGetQuestion, this,
             [&assessment](const QString &device, int number) {
                 Tarvo::QuestionMultiChoice question(nullptr);
-                question.setID(QStringLiteral("q%1").arg(number));
+                question.setID(u"q%1"_s.arg(number));
                 question.setquestionNumber(number);
                 assessment.sendQuestion(device, &question);
             });
@@ -310,7 +309,7 @@ void tst_PresenterAssessment::wholeExchange()
     host.bus.send(questionGet("d1", 2));
     QVERIFY(host.waitForPublished(2));
     const QJsonObject question = Published(host.bus.published().at(1)).object();
-    QCOMPARE(question.value("id").toString(), QStringLiteral("q2"));
+    QCOMPARE(question.value("id").toString(), u"q2"_s);
     QCOMPARE(question.value("questionNumber").toInt(), 2);
     host.bus.send(incomingMessage(
         R"("from":"d1","type":"questionResponse","data":{"questionId":"q2","questionSetMode":"Assessment","responseTime":900,"optionAnswers":[{"activityOptionId":"B"}]})"));
@@ -318,7 +317,7 @@ void tst_PresenterAssessment::wholeExchange()
     QCOMPARE(answered.first(), (QVariantList{"d1", "q2", 900, "B"}));
     assessment.stop();
     QVERIFY(host.waitForPublished(3));
-    QCOMPARE(Published(host.bus.published().at(2)).type, QStringLiteral("assessmentStop"));
+    QCOMPARE(Published(host.bus.published().at(2)).type, u"assessmentStop"_s);
 }
 
 // ---- Hosts ---------------------------------------------------------------------------------------
@@ -369,7 +368,7 @@ void tst_PresenterAssessment::withoutConnectionNothingIsSent()
         const LogCapture log;
         assessment.pause();
         assessment.resume();
-        const QString line = QStringLiteral("[PresenterCollab] SockJS socket not connected!");
+        const QString line = u"[PresenterCollab] SockJS socket not connected!"_s;
         QCOMPARE(log.messages(), (QStringList{line, line}));
     }
     QVERIFY(host.hasPublishedNothing());
@@ -402,7 +401,7 @@ void tst_PresenterAssessment::withoutChannelNothingHappens()
     assessment.stop();
     QCOMPARE(log.messages(), QStringList());
     QCOMPARE(assessment.getAssessmentToken().size(), 36);
-    QCOMPARE(question.questionSetMode(), QStringLiteral("Poll"));
+    QCOMPARE(question.questionSetMode(), u"Poll"_s);
 }
 
 void tst_PresenterAssessment::channelIsForgottenOnceItIsGone_data()

@@ -1,6 +1,7 @@
 // The channel: what goes out when it opens, closes and publishes, byte for byte, and what the host
 // is told.
 #include "OpenChannel.h"
+#include "support/Text.h"
 
 #include "collab/CollaborationMessageHandler.h"
 #include "collab/TarvoCollabMessage.h"
@@ -24,7 +25,7 @@ const char unfilledBlock[] = "XQBAAAAEAAAABAAAAAARCUJkerBQn//7FgAA";  // "%0"
 const char helloBlock[] = "XQBAAAAFAAAABQAAAAA0GUnbhWTxk7H/+4/AAA=="; // hello
 const char textHiBlock[] = "XQBAAAAVAAAAFQAAAAA9goAZG5sYvLfbtGV5rqdTQggFoKLkm1V/+OnIAA==";
 
-const QString notConnectedLine = QStringLiteral("[PresenterCollab] SockJS socket not connected!");
+const QString notConnectedLine = u"[PresenterCollab] SockJS socket not connected!"_s;
 
 QString typed(const QString &address, const QString &type, const char *block)
 {
@@ -125,9 +126,9 @@ void tst_PresenterCollab::knowsWhatItWasGiven()
     QObject parent;
     const PresenterCollab channel(&parent, "http://server", "CODE", "session", "teacher");
     QCOMPARE(channel.parent(), &parent);
-    QCOMPARE(channel.getSessionCode(), QStringLiteral("CODE"));
-    QCOMPARE(channel.getSessionToken(), QStringLiteral("session"));
-    QCOMPARE(channel.getUserToken(), QStringLiteral("teacher"));
+    QCOMPARE(channel.getSessionCode(), u"CODE"_s);
+    QCOMPARE(channel.getSessionToken(), u"session"_s);
+    QCOMPARE(channel.getUserToken(), u"teacher"_s);
     QCOMPARE(channel.getCurrentPollId(), QString());
     QVERIFY(!channel.isConnected());
     QVERIFY(channel.messageHandler());
@@ -221,8 +222,7 @@ void tst_PresenterCollab::secondOpenRegistersAgain()
     QTRY_VERIFY(!host.bus.hasConnection());
     host.bus.clear();
     QVERIFY(host.open());
-    QCOMPARE(host.bus.messages().value(0),
-             QStringLiteral(R"({"type":"register","address":"session"})"));
+    QCOMPARE(host.bus.messages().value(0), uR"({"type":"register","address":"session"})"_s);
     QVERIFY(pingTimer(host.channel)->isActive());
 }
 
@@ -238,10 +238,8 @@ void tst_PresenterCollab::registersThreeAddressesAndNothingMore()
                               R"({"type":"register","address":"session.presenter"})",
                               R"({"type":"register","address":"session.presenter.teacher"})",
                               typed("end", "t", helloBlock)}));
-    QCOMPARE(
-        host.bus.frames().first(),
-        QStringLiteral(
-            "[\n    \"{\\\"type\\\":\\\"register\\\",\\\"address\\\":\\\"session\\\"}\"\n]\n"));
+    QCOMPARE(host.bus.frames().first(),
+             u"[\n    \"{\\\"type\\\":\\\"register\\\",\\\"address\\\":\\\"session\\\"}\"\n]\n"_s);
 }
 
 void tst_PresenterCollab::registrationsAreNotWrittenToTheDebugStream()
@@ -455,7 +453,7 @@ void tst_PresenterCollab::messageObjectIsPublishedWhole()
 
     const LogCapture log;
     host.channel.publishMessage("session.user.d1", &message);
-    const QString text = QStringLiteral(R"({"type":"publish","address":"session.user.d1","body":{
+    const QString text = uR"({"type":"publish","address":"session.user.d1","body":{
     "data": [
         "%1"
     ],
@@ -464,16 +462,14 @@ void tst_PresenterCollab::messageObjectIsPublishedWhole()
     "type": "dialogShow",
     "version": "3.0.0"
 }
-})")
-                             .arg(QLatin1String(textHiBlock));
+})"_s.arg(QLatin1String(textHiBlock));
     QCOMPARE(log.messages(), QStringList{"TRANSMIT: " + text});
-    QCOMPARE(message.from(), QStringLiteral("teacher"));
+    QCOMPARE(message.from(), u"teacher"_s);
 
     // The frames lose one space before a closing bracket on the way.
     QVERIFY(host.waitForPublished(1));
     QCOMPARE(host.bus.published(), QStringList{QString(text).replace("    ],", "   ],")});
-    QCOMPARE(Published(host.bus.published().first()).payload,
-             QStringLiteral("{\n    \"text\": \"hi\"\n}\n"));
+    QCOMPARE(Published(host.bus.published().first()).payload, u"{\n    \"text\": \"hi\"\n}\n"_s);
 }
 
 void tst_PresenterCollab::messageObjectWithoutPayloadIsPublishedWithNull()
@@ -484,14 +480,14 @@ void tst_PresenterCollab::messageObjectWithoutPayloadIsPublishedWithNull()
     message.settype("t");
     const LogCapture log;
     host.channel.publishMessage("abc", &message);
-    const QString text = QStringLiteral(R"({"type":"publish","address":"abc","body":{
+    const QString text = uR"({"type":"publish","address":"abc","body":{
     "data": null,
     "from": "teacher",
     "sourceSystem": "Corvel",
     "type": "t",
     "version": "3.0.0"
 }
-})");
+})"_s;
     QCOMPARE(log.messages(),
              (QStringList{"[TarvoCollabMessage] data object in message is invalid!",
                           "TRANSMIT: " + text}));
@@ -522,7 +518,7 @@ void tst_PresenterCollab::relativeAddressOfAMessageObjectIsCompleted()
     message.setdata(QVariantMap());
     host.channel.publishMessage(".user.d1", &message);
     QVERIFY(host.waitForPublished(1));
-    QCOMPARE(Published(host.bus.published().first()).address, QStringLiteral("session.user.d1"));
+    QCOMPARE(Published(host.bus.published().first()).address, u"session.user.d1"_s);
 }
 
 // ---- Learners ------------------------------------------------------------------------------------
@@ -534,7 +530,7 @@ void tst_PresenterCollab::removeLearnerTellsDeviceAndHost()
     const QSignalSpy gone(&host.channel, &PresenterCollab::learnerUnregister);
     host.channel.removeLearner("d1");
     QCOMPARE(gone.size(), 1);
-    QCOMPARE(gone.first().first().toString(), QStringLiteral("d1"));
+    QCOMPARE(gone.first().first().toString(), u"d1"_s);
     QVERIFY(host.waitForPublished(1));
     QCOMPARE(host.bus.published(),
              QStringList{typed("session.user.d1", "disconnect", emptyTextBlock)});
@@ -556,7 +552,7 @@ void tst_PresenterCollab::removeLearnerTellsTheHostWhileNotConnected()
     const QSignalSpy gone(&channel, &PresenterCollab::learnerUnregister);
     channel.removeLearner("d1");
     QCOMPARE(gone.size(), 1);
-    QCOMPARE(gone.first().first().toString(), QStringLiteral("d1"));
+    QCOMPARE(gone.first().first().toString(), u"d1"_s);
 }
 
 // ---- What arrives --------------------------------------------------------------------------------
@@ -726,7 +722,7 @@ void tst_PresenterCollab::hostMayPublishFromASignal()
             [&host] { host.channel.sendHeavy(); });
     host.bus.send(incomingMessage(joinFields));
     QVERIFY(host.waitForPublished(1));
-    QCOMPARE(Published(host.bus.published().first()).type, QStringLiteral("poll"));
+    QCOMPARE(Published(host.bus.published().first()).type, u"poll"_s);
     host.channel.removeLearner("d1");
     QVERIFY(host.waitForPublished(3));
     QCOMPARE(host.bus.published().mid(1),
@@ -739,7 +735,7 @@ void tst_PresenterCollab::hostMayDeleteTheChannelWhileItOpens()
 {
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    const QString url = u"http://127.0.0.1:%1"_s.arg(silent.serverPort());
     QPointer<PresenterCollab> channel =
         new PresenterCollab(this, url, "CODE", "session", "teacher");
     connect(&silent, &QTcpServer::newConnection, this, [&channel] { delete channel; });
@@ -751,7 +747,7 @@ void tst_PresenterCollab::hostMayDeleteTheChannelWhileItOpensOnClosed()
 {
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    const QString url = QStringLiteral("http://127.0.0.1:%1").arg(silent.serverPort());
+    const QString url = u"http://127.0.0.1:%1"_s.arg(silent.serverPort());
     QPointer<PresenterCollab> channel =
         new PresenterCollab(this, url, "CODE", "session", "teacher");
     connect(channel, &PresenterCollab::connectionClosed, this, [&channel] { delete channel; });

@@ -1,5 +1,6 @@
 // Image cards on the learners' devices, and what the remote is shown.
 #include "OpenChannel.h"
+#include "support/Text.h"
 
 #include "support/LogCapture.h"
 
@@ -8,18 +9,16 @@
 namespace
 {
 
-const QString notConnectedLine = QStringLiteral("[PresenterCollab] SockJS socket not connected!");
-const QString noImageLine = QStringLiteral("[PresenterCollab] No image reference has been set!");
+const QString notConnectedLine = u"[PresenterCollab] SockJS socket not connected!"_s;
+const QString noImageLine = u"[PresenterCollab] No image reference has been set!"_s;
 
 const char unfilledBlock[] = "XQBAAAAEAAAABAAAAAARCUJkerBQn//7FgAA"; // "%0"
 
 QString cardPayload(const QString &image)
 {
-    return QStringLiteral(
-               R"({"segment":{"id":"any"},"isTeacherCard":true,"autoSend":true,"notes":null,"tracks":[],"visible":true,"ordinal":1,"styles":{"backgroundColor":"","backgroundImage":""},"components":[{"ordinal":1397148149039,"styles":{"anchor":false,"width":770,"left":15,"height":570,"top":15},"blob":{"url":")")
+    return uR"({"segment":{"id":"any"},"isTeacherCard":true,"autoSend":true,"notes":null,"tracks":[],"visible":true,"ordinal":1,"styles":{"backgroundColor":"","backgroundImage":""},"components":[{"ordinal":1397148149039,"styles":{"anchor":false,"width":770,"left":15,"height":570,"top":15},"blob":{"url":")"_s
         + image
-        + QStringLiteral(
-               R"("},"type":"image"}],"trackSortSeq":0,"_tId":"DF8A71DA-3EF2-44E3-9B2F-F651C7A8B0F9","hasStudentCards":false})");
+        + uR"("},"type":"image"}],"trackSortSeq":0,"_tId":"DF8A71DA-3EF2-44E3-9B2F-F651C7A8B0F9","hasStudentCards":false})"_s;
 }
 
 } // namespace
@@ -57,7 +56,7 @@ void tst_PresenterCollabCards::imageAsText_data()
     QTest::addColumn<bool>("wrap");
     QTest::addColumn<QString>("text");
 
-    const QString url = QStringLiteral("http://h/a%20b.png");
+    const QString url = u"http://h/a%20b.png"_s;
     QTest::newRow("reference") << QByteArray() << url << false << url;
     QTest::newRow("reference as a CSS value")
         << QByteArray() << url << true << "url('" + url + "')";
@@ -120,7 +119,7 @@ void tst_PresenterCollabCards::imageCard_data()
     QTest::addColumn<bool>("wrap");
     QTest::addColumn<QString>("image");
 
-    const QString url = QStringLiteral("http://h/a%20b%2.png");
+    const QString url = u"http://h/a%20b%2.png"_s;
     QTest::newRow("reference") << QByteArray() << url << false << url;
     QTest::newRow("reference as a CSS value")
         << QByteArray() << url << true << "url('" + url + "')";
@@ -204,7 +203,7 @@ void tst_PresenterCollabCards::imageOfAnySizeArrivesWhole()
                             .toObject()
                             .value("url")
                             .toString();
-    const QString prefix = QStringLiteral("data:image/png;base64,");
+    const QString prefix = u"data:image/png;base64,"_s;
     if (size == 0) {
         QCOMPARE(url, QString());
         return;
@@ -226,8 +225,8 @@ void tst_PresenterCollabCards::lesson_data()
                             << R"({"lessonId":"l1", "name":"Fractions"})";
     QTest::newRow("nothing") << QString() << QString() << R"({"lessonId":"", "name":""})";
     QTest::newRow("name in letters of all kinds")
-        << "l1" << QString::fromUtf8("Br\u00fcche \u4e16 100%1")
-        << QString::fromUtf8("{\"lessonId\":\"l1\", \"name\":\"Br\u00fcche \u4e16 100%1\"}");
+        << "l1" << u"Br\u00fcche \u4e16 100%1"_s
+        << u"{\"lessonId\":\"l1\", \"name\":\"Br\u00fcche \u4e16 100%1\"}"_s;
     QTest::newRow("values are not escaped") << "l\"1"
                                             << "a\\b"
                                             << R"({"lessonId":"l"1", "name":"a\b"})";

@@ -1,5 +1,6 @@
 // Polls of every kind and single questions: the question objects, what goes out, what stays behind.
 #include "OpenChannel.h"
+#include "support/Text.h"
 
 #include "model/Card.h"
 #include "model/JsonSerializer.h"
@@ -32,7 +33,7 @@ using Tarvo::QuestionBaseWithOptions;
 namespace
 {
 
-const QString notConnectedLine = QStringLiteral("[PresenterCollab] SockJS socket not connected!");
+const QString notConnectedLine = u"[PresenterCollab] SockJS socket not connected!"_s;
 
 struct Kind {
     int value;
@@ -263,24 +264,24 @@ void tst_PresenterCollabPolls::everyPollStartsAndArrives()
     QVERIFY(host.waitForPublished(1));
 
     const Published poll(host.bus.published().first());
-    QCOMPARE(poll.address, QStringLiteral("session"));
-    QCOMPARE(poll.from, QStringLiteral("teacher"));
+    QCOMPARE(poll.address, u"session"_s);
+    QCOMPARE(poll.from, u"teacher"_s);
     QCOMPARE(poll.pieces, 1);
     const QJsonObject payload = poll.object();
     QCOMPARE(payload.value("type").toString(), QLatin1String(expected.name));
     if (!expected.className) {
-        QCOMPARE(poll.type, QStringLiteral("poll"));
+        QCOMPARE(poll.type, u"poll"_s);
         QCOMPARE(payload.value("id").toString(), host.channel.getCurrentPollId());
         QVERIFY(!payload.contains("activityType"));
         return;
     }
-    QCOMPARE(poll.type, QStringLiteral("questionStart"));
+    QCOMPARE(poll.type, u"questionStart"_s);
     QCOMPARE(payload.value("activityType").toObject(),
              (QJsonObject{{"id", expected.id}, {"name", expected.name}}));
-    QCOMPARE(payload.value("questionSetMode").toString(), QStringLiteral("Poll"));
+    QCOMPARE(payload.value("questionSetMode").toString(), u"Poll"_s);
     QCOMPARE(payload.contains("activityOptions"), expected.hasOptions);
     QCOMPARE(payload.value("activityOptions").toArray().size(), expected.hasOptions ? 3 : 0);
-    QCOMPARE(payload.value("card").toObject().value("type").toString(), QStringLiteral("TEACHER"));
+    QCOMPARE(payload.value("card").toObject().value("type").toString(), u"TEACHER"_s);
 }
 
 void tst_PresenterCollabPolls::pollQuestionArrivesWhole()
@@ -359,8 +360,8 @@ void tst_PresenterCollabPolls::pollCarriesTheCardImageOnce_data()
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<QString>("image");
 
-    const QString wrapped = QStringLiteral("url('http://h/a%20b.png')");
-    const QString inlined = QStringLiteral("data:image/png;base64,UE5H");
+    const QString wrapped = u"url('http://h/a%20b.png')"_s;
+    const QString inlined = u"data:image/png;base64,UE5H"_s;
     QTest::newRow("reference, question") << 2 << QByteArray() << wrapped;
     QTest::newRow("reference, fixed form") << 8 << QByteArray() << wrapped;
     QTest::newRow("data, question") << 2 << QByteArray("PNG") << inlined;
@@ -481,7 +482,7 @@ void tst_PresenterCollabPolls::sentQuestionArrivesWhole()
     host.channel.sendQuestion(&question);
     QVERIFY(host.waitForPublished(1));
     const Published sent(host.bus.published().first());
-    QCOMPARE(sent.address, QStringLiteral("session"));
+    QCOMPARE(sent.address, u"session"_s);
     QCOMPARE(sent.payload, golden("sent-question.json"));
 }
 
@@ -515,8 +516,8 @@ void tst_PresenterCollabPolls::sentQuestionGoesToItsAddress()
     host.channel.sendQuestion(".user.d1", &question);
     host.channel.sendQuestion("elsewhere", &question);
     QVERIFY(host.waitForPublished(2));
-    QCOMPARE(Published(host.bus.published().at(0)).address, QStringLiteral("session.user.d1"));
-    QCOMPARE(Published(host.bus.published().at(1)).address, QStringLiteral("elsewhere"));
+    QCOMPARE(Published(host.bus.published().at(0)).address, u"session.user.d1"_s);
+    QCOMPARE(Published(host.bus.published().at(1)).address, u"elsewhere"_s);
     QCOMPARE(Published(host.bus.published().at(0)).payload,
              Published(host.bus.published().at(1)).payload);
 }
@@ -559,7 +560,7 @@ void tst_PresenterCollabPolls::noQuestionIsNotSent()
     const LogCapture log;
     host.channel.sendQuestion(nullptr);
     host.channel.sendQuestion(".user.d1", nullptr);
-    const QString line = QStringLiteral("[PresenterCollab] No question to send!");
+    const QString line = u"[PresenterCollab] No question to send!"_s;
     QCOMPARE(log.messages(), (QStringList{line, line}));
     QVERIFY(host.hasPublishedNothing());
 }
@@ -641,7 +642,7 @@ void tst_PresenterCollabPolls::aThousandPollsLeaveTheHeapAsItWas()
     QVERIFY(lesson(1000));
     const size_t after = heapInUse();
     QVERIFY2(after < before + heapNoise(connected),
-             qPrintable(QStringLiteral("grew by %1 bytes").arg(qint64(after) - qint64(before))));
+             qPrintable(u"grew by %1 bytes"_s.arg(qint64(after) - qint64(before))));
     QCOMPARE(host.channel.findChildren<QObject *>().size(), objects);
     QCOMPARE(sent, 4800);
 }

@@ -3,6 +3,7 @@
 #include "compression/Lzma.h"
 #include "model/JsonSerializer.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QMetaProperty>
 #include <QtTest/QtTest>
@@ -24,8 +25,7 @@ public:
     int size = 1;
 };
 
-const QString invalidLine =
-    QStringLiteral("[TarvoCollabMessage] data object in message is invalid!");
+const QString invalidLine = u"[TarvoCollabMessage] data object in message is invalid!"_s;
 
 // The way to a private member: its type is spelt out here, and no other one compiles.
 struct DataObject {
@@ -74,11 +74,11 @@ void tst_TarvoCollabMessage::startsWithItsDefaults()
     const TarvoCollabMessage message;
     QCOMPARE(message.from(), QString());
     QCOMPARE(message.type(), QString());
-    QCOMPARE(message.version(), QStringLiteral("3.0.0"));
-    QCOMPARE(message.sourceSystem(), QStringLiteral("Corvel"));
+    QCOMPARE(message.version(), u"3.0.0"_s);
+    QCOMPARE(message.sourceSystem(), u"Corvel"_s);
     QCOMPARE(message.data(), QVariant());
     QVERIFY(!message.parent());
-    QCOMPARE(TarvoCollabMessage::PROTOCOL_VERSION, QStringLiteral("3.0.0"));
+    QCOMPARE(TarvoCollabMessage::PROTOCOL_VERSION, u"3.0.0"_s);
     QCOMPARE((new TarvoCollabMessage(&parent))->parent(), &parent);
 }
 
@@ -120,10 +120,10 @@ void tst_TarvoCollabMessage::settersWorkThroughTheMetaObject()
         QVERIFY(QMetaObject::invokeMethod(&message, setter, Q_ARG(QString, QLatin1String(setter))));
     }
     QVERIFY(QMetaObject::invokeMethod(&message, "setdata", Q_ARG(QVariant, 7)));
-    QCOMPARE(message.from(), QStringLiteral("setfrom"));
-    QCOMPARE(message.type(), QStringLiteral("settype"));
-    QCOMPARE(message.version(), QStringLiteral("setversion"));
-    QCOMPARE(message.sourceSystem(), QStringLiteral("setsourceSystem"));
+    QCOMPARE(message.from(), u"setfrom"_s);
+    QCOMPARE(message.type(), u"settype"_s);
+    QCOMPARE(message.version(), u"setversion"_s);
+    QCOMPARE(message.sourceSystem(), u"setsourceSystem"_s);
     QCOMPARE(message.data(), QVariant(7));
 
     Payload payload;
@@ -135,14 +135,14 @@ void tst_TarvoCollabMessage::settersWorkThroughTheMetaObject()
 void tst_TarvoCollabMessage::freshMessageSerializesWhole()
 {
     const TarvoCollabMessage message;
-    QCOMPARE(JsonSerializer::serializeToJson(&message), QStringLiteral(R"({
+    QCOMPARE(JsonSerializer::serializeToJson(&message), uR"({
     "data": null,
     "from": "",
     "sourceSystem": "Corvel",
     "type": "",
     "version": "3.0.0"
 }
-)"));
+)"_s);
 }
 
 void tst_TarvoCollabMessage::mapIsCompressedIntoAListOfOneText()
@@ -156,10 +156,10 @@ void tst_TarvoCollabMessage::mapIsCompressedIntoAListOfOneText()
     QCOMPARE(list.size(), 1);
     QCOMPARE(list.first().type(), QVariant::String);
     QCOMPARE(list.first().toString(),
-             QStringLiteral("XQBAAAAgAAAAIAAAAAA9goAZG5p/0vPWepWnrnnd2988sclnLJQRE8r+Xf/1D1AA"));
+             u"XQBAAAAgAAAAIAAAAAA9goAZG5p/0vPWepWnrnnd2988sclnLJQRE8r+Xf/1D1AA"_s);
     QString text;
     QVERIFY(Lzma::decompress64(list.first().toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n    \"a\": \"x\",\n    \"b\": true\n}\n"));
+    QCOMPARE(text, u"{\n    \"a\": \"x\",\n    \"b\": true\n}\n"_s);
 }
 
 void tst_TarvoCollabMessage::emptyMapIsAPayload()
@@ -169,7 +169,7 @@ void tst_TarvoCollabMessage::emptyMapIsAPayload()
     message.compileData();
     QString text;
     QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n}\n"));
+    QCOMPARE(text, u"{\n}\n"_s);
 }
 
 void tst_TarvoCollabMessage::objectIsCompressedIntoAListOfOneText()
@@ -180,11 +180,10 @@ void tst_TarvoCollabMessage::objectIsCompressedIntoAListOfOneText()
     message.compileData();
     const QVariantList list = message.data().toList();
     QCOMPARE(list.size(), 1);
-    QCOMPARE(list.first(),
-             QVariant(QStringLiteral("XQBAAAASAAAAEgAAAAA9goAZG5sQzrRKTYT1JNMDgF+QsQ///ocoAA==")));
+    QCOMPARE(list.first(), QVariant(u"XQBAAAASAAAAEgAAAAA9goAZG5sQzrRKTYT1JNMDgF+QsQ///ocoAA=="_s));
     QString text;
     QVERIFY(Lzma::decompress64(list.first().toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n    \"size\": 1\n}\n"));
+    QCOMPARE(text, u"{\n    \"size\": 1\n}\n"_s);
 }
 
 void tst_TarvoCollabMessage::objectGoesBeforeMap()
@@ -196,7 +195,7 @@ void tst_TarvoCollabMessage::objectGoesBeforeMap()
     message.compileData();
     QString text;
     QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n    \"size\": 1\n}\n"));
+    QCOMPARE(text, u"{\n    \"size\": 1\n}\n"_s);
 }
 
 void tst_TarvoCollabMessage::objectThatIsGoneLeavesTheMap()
@@ -210,7 +209,7 @@ void tst_TarvoCollabMessage::objectThatIsGoneLeavesTheMap()
     message.compileData();
     QString text;
     QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n    \"map\": 1\n}\n"));
+    QCOMPARE(text, u"{\n    \"map\": 1\n}\n"_s);
 }
 
 void tst_TarvoCollabMessage::objectIsForgottenOnceItIsGone()
@@ -232,11 +231,11 @@ void tst_TarvoCollabMessage::objectThatTheHostCutOffIsForgotten()
     message.setdataobject(payload.get());
     payload->disconnect(); // everybody, the message too
     payload.reset();
-    message.setdata(QVariantMap{{QStringLiteral("size"), 3}});
+    message.setdata(QVariantMap{{u"size"_s, 3}});
     message.compileData();
     QString text;
     QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n    \"size\": 3\n}\n"));
+    QCOMPARE(text, u"{\n    \"size\": 3\n}\n"_s);
 }
 
 void tst_TarvoCollabMessage::replacedObjectMayGoUnnoticed()
@@ -252,7 +251,7 @@ void tst_TarvoCollabMessage::replacedObjectMayGoUnnoticed()
     message.compileData();
     QString text;
     QVERIFY(Lzma::decompress64(message.data().toList().value(0).toString(), &text));
-    QCOMPARE(text, QStringLiteral("{\n    \"size\": 2\n}\n"));
+    QCOMPARE(text, u"{\n    \"size\": 2\n}\n"_s);
 
     message.setdataobject(nullptr);
     QCOMPARE(dataObjectOf(message), nullptr);
@@ -307,11 +306,11 @@ void tst_TarvoCollabMessage::secondCompileFindsAList()
 void tst_TarvoCollabMessage::compiledMessageSerializesWhole()
 {
     TarvoCollabMessage message;
-    message.setfrom(QStringLiteral("teacher"));
-    message.settype(QStringLiteral("dialogShow"));
+    message.setfrom(u"teacher"_s);
+    message.settype(u"dialogShow"_s);
     message.setdata(QVariantMap{{"b", true}, {"a", "x"}});
     message.compileData();
-    QCOMPARE(JsonSerializer::serializeToJson(&message), QStringLiteral(R"({
+    QCOMPARE(JsonSerializer::serializeToJson(&message), uR"({
     "data": [
         "XQBAAAAgAAAAIAAAAAA9goAZG5p/0vPWepWnrnnd2988sclnLJQRE8r+Xf/1D1AA"
     ],
@@ -320,7 +319,7 @@ void tst_TarvoCollabMessage::compiledMessageSerializesWhole()
     "type": "dialogShow",
     "version": "3.0.0"
 }
-)"));
+)"_s);
 }
 
 QTEST_APPLESS_MAIN(tst_TarvoCollabMessage)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QRandomGenerator>
@@ -15,8 +16,8 @@ namespace Samples
 // How JSON of a class session looks to the encoder: repetitive, with a few letters outside ASCII.
 inline QString lessonText(int characters)
 {
-    const QString sentence = QStringLiteral("{\"deviceId\":\"4711\",\"userName\":\"Zoë "
-                                            "Müller\",\"answer\":[1,2,3],\"note\":\"5 € ✓\"},");
+    const QString sentence = u"{\"deviceId\":\"4711\",\"userName\":\"Zoë "
+                             "Müller\",\"answer\":[1,2,3],\"note\":\"5 € ✓\"},"_s;
     return sentence.repeated(characters / sentence.size() + 1).left(characters);
 }
 

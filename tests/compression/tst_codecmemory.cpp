@@ -3,6 +3,7 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
 #include "compression/gUncompress.h"
+#include "support/Text.h"
 
 #include <QtCore/QTextCodec>
 #include <QtTest/QtTest>
@@ -64,7 +65,7 @@ namespace
 
 using Operation = std::function<bool(QString *)>;
 
-const QString EARLIER = QStringLiteral("earlier");
+const QString EARLIER = u"earlier"_s;
 constexpr std::size_t MEBI = 1 << 20;
 
 struct Outcome {
@@ -129,11 +130,11 @@ QByteArray deflated(const QByteArray &bytes)
 
 Q_DECLARE_METATYPE(Operation)
 
-class tst_codecmemory : public QObject
+class tst_CodecMemory : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void operationsFailWithoutMemory_data();
     void operationsFailWithoutMemory();
     void bodyIsNotInflatedWithoutMemory();
@@ -144,7 +145,7 @@ private slots:
     void textsAreNotCopiedOnTheirWayIn();
 };
 
-void tst_codecmemory::operationsFailWithoutMemory_data()
+void tst_CodecMemory::operationsFailWithoutMemory_data()
 {
     QTest::addColumn<Operation>("operation");
     const QString text = lessonText(3000);
@@ -169,7 +170,7 @@ void tst_codecmemory::operationsFailWithoutMemory_data()
         << Operation([=](QString *out) { return Lzma::decompress(integers, out); });
 }
 
-void tst_codecmemory::operationsFailWithoutMemory()
+void tst_CodecMemory::operationsFailWithoutMemory()
 {
     QFETCH(Operation, operation);
     const std::size_t anySize = std::numeric_limits<std::size_t>::max();
@@ -186,7 +187,7 @@ void tst_codecmemory::operationsFailWithoutMemory()
     QVERIFY(runWith(operation, granted, anySize).succeeded);
 }
 
-void tst_codecmemory::bodyIsNotInflatedWithoutMemory()
+void tst_CodecMemory::bodyIsNotInflatedWithoutMemory()
 {
     const QByteArray bytes = randomBytes(5000, 1);
     const QByteArray body = deflated(bytes);
@@ -220,7 +221,7 @@ void tst_codecmemory::bodyIsNotInflatedWithoutMemory()
     QCOMPARE(result, QByteArray());
 }
 
-void tst_codecmemory::truncatedBodyIsRefusedWithoutMemory()
+void tst_CodecMemory::truncatedBodyIsRefusedWithoutMemory()
 {
     // A handler that takes no memory itself.
     static int warnings = 0;
@@ -241,7 +242,7 @@ void tst_codecmemory::truncatedBodyIsRefusedWithoutMemory()
     QVERIFY(warnings > 0);
 }
 
-void tst_codecmemory::textsLongerThanAnyContainerFail_data()
+void tst_CodecMemory::textsLongerThanAnyContainerFail_data()
 {
     QTest::addColumn<int>("characters");
     QTest::addColumn<QByteArray>("encoding");
@@ -250,7 +251,7 @@ void tst_codecmemory::textsLongerThanAnyContainerFail_data()
     QTest::newRow("600 Mi characters, GB18030") << int(600 * MEBI) << QByteArray("GB18030");
 }
 
-void tst_codecmemory::textsLongerThanAnyContainerFail()
+void tst_CodecMemory::textsLongerThanAnyContainerFail()
 {
     QFETCH(int, characters);
     QFETCH(QByteArray, encoding);
@@ -278,7 +279,7 @@ void tst_codecmemory::textsLongerThanAnyContainerFail()
     }
 }
 
-void tst_codecmemory::blockOfMoreThanMemoryHoldsFails()
+void tst_CodecMemory::blockOfMoreThanMemoryHoldsFails()
 {
     QByteArray block = packed(QByteArray(64 * MEBI, 'a'));
     const Operation unpackIt = [&block](QString *out) {
@@ -293,7 +294,7 @@ void tst_codecmemory::blockOfMoreThanMemoryHoldsFails()
     QCOMPARE(outcome.text, EARLIER);
 }
 
-void tst_codecmemory::textsAreNotCopiedOnTheirWayIn()
+void tst_CodecMemory::textsAreNotCopiedOnTheirWayIn()
 {
     // A copy of the text would take twice as many bytes as it has characters.
     const QString base64 = QString::fromLatin1(packed(randomBytes(700000, 2)).toBase64());
@@ -304,5 +305,5 @@ void tst_codecmemory::textsAreNotCopiedOnTheirWayIn()
     QVERIFY(outcome.succeeded);
 }
 
-QTEST_GUILESS_MAIN(tst_codecmemory)
+QTEST_GUILESS_MAIN(tst_CodecMemory)
 #include "tst_codecmemory.moc"

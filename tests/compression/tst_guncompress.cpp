@@ -1,5 +1,6 @@
 #include "Samples.h"
 #include "compression/gUncompress.h"
+#include "support/Text.h"
 
 #include "support/LogCapture.h"
 
@@ -87,11 +88,11 @@ void logMessage(QtMsgType type, const QMessageLogContext &context, const QString
 
 } // namespace
 
-class tst_guncompress : public QObject
+class tst_GUncompress : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void init();
     void cleanup() { QCOMPARE(openStreams, 0); }
     void gzipAndZlibBodiesAreInflated_data();
@@ -111,14 +112,14 @@ private slots:
     void randomBytesAreSurvived();
 };
 
-void tst_guncompress::init()
+void tst_GUncompress::init()
 {
     initialiseResult = PASS_ON;
     inflateResult = PASS_ON;
     openStreams = 0;
 }
 
-void tst_guncompress::gzipAndZlibBodiesAreInflated_data()
+void tst_GUncompress::gzipAndZlibBodiesAreInflated_data()
 {
     QTest::addColumn<int>("format");
     QTest::addColumn<QByteArray>("bytes");
@@ -133,21 +134,21 @@ void tst_guncompress::gzipAndZlibBodiesAreInflated_data()
     }
 }
 
-void tst_guncompress::gzipAndZlibBodiesAreInflated()
+void tst_GUncompress::gzipAndZlibBodiesAreInflated()
 {
     QFETCH(int, format);
     QFETCH(QByteArray, bytes);
     QCOMPARE(gUncompress(deflated(bytes, format)), bytes);
 }
 
-void tst_guncompress::outputOfWholeChunksIsComplete_data()
+void tst_GUncompress::outputOfWholeChunksIsComplete_data()
 {
     QTest::addColumn<int>("length");
     for (int length : {1023, 1024, 1025, 2047, 2048, 2049, 10240, 65536})
         QTest::addRow("%d", length) << length;
 }
 
-void tst_guncompress::outputOfWholeChunksIsComplete()
+void tst_GUncompress::outputOfWholeChunksIsComplete()
 {
     QFETCH(int, length);
     const QByteArray repetitive(length, 'a');
@@ -156,14 +157,14 @@ void tst_guncompress::outputOfWholeChunksIsComplete()
     QCOMPARE(gUncompress(deflated(random, ZLIB)), random);
 }
 
-void tst_guncompress::inputUnder5BytesGivesAWarning_data()
+void tst_GUncompress::inputUnder5BytesGivesAWarning_data()
 {
     QTest::addColumn<int>("length");
     for (int length = 0; length < 5; ++length)
         QTest::addRow("%d", length) << length;
 }
 
-void tst_guncompress::inputUnder5BytesGivesAWarning()
+void tst_GUncompress::inputUnder5BytesGivesAWarning()
 {
     QFETCH(int, length);
     const QByteArray input = deflated("text", GZIP).left(length);
@@ -176,10 +177,10 @@ void tst_guncompress::inputUnder5BytesGivesAWarning()
     QCOMPARE(logged.size(), 1);
     QCOMPARE(logged.first().type, QtWarningMsg);
     QCOMPARE(logged.first().category, QByteArray("default"));
-    QCOMPARE(logged.first().text, QStringLiteral("gUncompress: Input data is truncated"));
+    QCOMPARE(logged.first().text, u"gUncompress: Input data is truncated"_s);
 }
 
-void tst_guncompress::bodyCutOffGivesWhatCanBeRead()
+void tst_GUncompress::bodyCutOffGivesWhatCanBeRead()
 {
     const QByteArray bytes = Samples::randomBytes(5000, 3);
     const QByteArray body = deflated(bytes, GZIP);
@@ -196,7 +197,7 @@ void tst_guncompress::bodyCutOffGivesWhatCanBeRead()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_guncompress::brokenBodyGivesNothing_data()
+void tst_GUncompress::brokenBodyGivesNothing_data()
 {
     QTest::addColumn<QByteArray>("body");
     const QByteArray bytes = Samples::lessonText(20000).toUtf8();
@@ -213,7 +214,7 @@ void tst_guncompress::brokenBodyGivesNothing_data()
     QTest::newRow("needs a dictionary") << deflated(bytes, ZLIB, "a dictionary of both ends");
 }
 
-void tst_guncompress::brokenBodyGivesNothing()
+void tst_GUncompress::brokenBodyGivesNothing()
 {
     QFETCH(QByteArray, body);
     LogCapture log;
@@ -221,7 +222,7 @@ void tst_guncompress::brokenBodyGivesNothing()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_guncompress::errorOfZlibGivesNothing_data()
+void tst_GUncompress::errorOfZlibGivesNothing_data()
 {
     QTest::addColumn<int>("result");
     QTest::newRow("Z_NEED_DICT") << Z_NEED_DICT;
@@ -229,7 +230,7 @@ void tst_guncompress::errorOfZlibGivesNothing_data()
     QTest::newRow("Z_MEM_ERROR") << Z_MEM_ERROR;
 }
 
-void tst_guncompress::errorOfZlibGivesNothing()
+void tst_GUncompress::errorOfZlibGivesNothing()
 {
     QFETCH(int, result);
     const QByteArray body = deflated("text", GZIP);
@@ -240,20 +241,20 @@ void tst_guncompress::errorOfZlibGivesNothing()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_guncompress::failedInitialisationGivesNothing()
+void tst_GUncompress::failedInitialisationGivesNothing()
 {
     initialiseResult = Z_MEM_ERROR;
     QCOMPARE(gUncompress(deflated("text", GZIP)), QByteArray());
 }
 
-void tst_guncompress::bytesBehindTheBodyAreNotRead()
+void tst_GUncompress::bytesBehindTheBodyAreNotRead()
 {
     const QByteArray body = deflated("first", GZIP);
     QCOMPARE(gUncompress(body + "rubbish"), QByteArray("first"));
     QCOMPARE(gUncompress(body + deflated("second", GZIP)), QByteArray("first"));
 }
 
-void tst_guncompress::everyFlippedBitIsSurvived()
+void tst_GUncompress::everyFlippedBitIsSurvived()
 {
     const QByteArray body = deflated(Samples::lessonText(3000).toUtf8(), GZIP);
     LogCapture log;
@@ -266,7 +267,7 @@ void tst_guncompress::everyFlippedBitIsSurvived()
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_guncompress::randomBytesAreSurvived()
+void tst_GUncompress::randomBytesAreSurvived()
 {
     for (quint32 round = 0; round < 300; ++round) {
         // Behind a gzip header, so that the decoder is reached.
@@ -276,5 +277,5 @@ void tst_guncompress::randomBytesAreSurvived()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_guncompress)
+QTEST_GUILESS_MAIN(tst_GUncompress)
 #include "tst_guncompress.moc"

@@ -33,11 +33,11 @@ struct Unpacked {
 } // namespace
 
 // The block itself, through the operations on raw bytes.
-class tst_lzmablock : public QObject
+class tst_LzmaBlock : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void blockIsHeaderAndStreamWithEndMarker_data();
     void blockIsHeaderAndStreamWithEndMarker();
     void lengthStandsTwiceInLittleEndian_data();
@@ -59,7 +59,7 @@ private slots:
     void sdkStaysInsideTheLibrary();
 };
 
-void tst_lzmablock::blockIsHeaderAndStreamWithEndMarker_data()
+void tst_LzmaBlock::blockIsHeaderAndStreamWithEndMarker_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QByteArray>("block");
@@ -77,14 +77,14 @@ void tst_lzmablock::blockIsHeaderAndStreamWithEndMarker_data()
                                                "0030effbb7c42dd6fffffdf09000");
 }
 
-void tst_lzmablock::blockIsHeaderAndStreamWithEndMarker()
+void tst_LzmaBlock::blockIsHeaderAndStreamWithEndMarker()
 {
     QFETCH(QByteArray, text);
     QFETCH(QByteArray, block);
     QCOMPARE(packed(text).toHex(), block);
 }
 
-void tst_lzmablock::lengthStandsTwiceInLittleEndian_data()
+void tst_LzmaBlock::lengthStandsTwiceInLittleEndian_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<QByteArray>("sizeField");
@@ -96,7 +96,7 @@ void tst_lzmablock::lengthStandsTwiceInLittleEndian_data()
     QTest::newRow("16909060") << 16909060 << QByteArray("0403020104030201");
 }
 
-void tst_lzmablock::lengthStandsTwiceInLittleEndian()
+void tst_LzmaBlock::lengthStandsTwiceInLittleEndian()
 {
     QFETCH(int, length);
     QFETCH(QByteArray, sizeField);
@@ -105,7 +105,7 @@ void tst_lzmablock::lengthStandsTwiceInLittleEndian()
     QCOMPARE(block.mid(5, 8).toHex(), sizeField);
 }
 
-void tst_lzmablock::bytesComeBackWithAZeroByteBehindThem_data()
+void tst_LzmaBlock::bytesComeBackWithAZeroByteBehindThem_data()
 {
     QTest::addColumn<QByteArray>("bytes");
     QTest::newRow("none") << QByteArray();
@@ -122,7 +122,7 @@ void tst_lzmablock::bytesComeBackWithAZeroByteBehindThem_data()
     QTest::newRow("repetitive, long") << lessonText(300000).toUtf8();
 }
 
-void tst_lzmablock::bytesComeBackWithAZeroByteBehindThem()
+void tst_LzmaBlock::bytesComeBackWithAZeroByteBehindThem()
 {
     QFETCH(QByteArray, bytes);
     const QByteArray block = packed(bytes);
@@ -132,7 +132,7 @@ void tst_lzmablock::bytesComeBackWithAZeroByteBehindThem()
     QCOMPARE(unpacked.first(bytes.size() + 1), bytes + '\0');
 }
 
-void tst_lzmablock::repeatedLengthIsNotRead()
+void tst_LzmaBlock::repeatedLengthIsNotRead()
 {
     QByteArray block = packed("test");
     block.replace(9, 4, QByteArray::fromHex("deadbeef"));
@@ -141,14 +141,14 @@ void tst_lzmablock::repeatedLengthIsNotRead()
     QCOMPARE(unpacked.first(5), QByteArray("test\0", 5));
 }
 
-void tst_lzmablock::bytesBehindTheEndMarkerAreNotRead()
+void tst_LzmaBlock::bytesBehindTheEndMarkerAreNotRead()
 {
     const Unpacked unpacked(packed("test") + "left over, long enough to be tried as a stream");
     QVERIFY(unpacked.succeeded);
     QCOMPARE(unpacked.first(5), QByteArray("test\0", 5));
 }
 
-void tst_lzmablock::streamThatEndsEarlyIsFollowedByAZeroByte()
+void tst_LzmaBlock::streamThatEndsEarlyIsFollowedByAZeroByte()
 {
     const Unpacked unpacked(withDeclaredLength(packed("test"), 4000));
     QVERIFY(unpacked.succeeded);
@@ -156,14 +156,14 @@ void tst_lzmablock::streamThatEndsEarlyIsFollowedByAZeroByte()
     QCOMPARE(unpacked.buffer[4000], static_cast<unsigned char>(0));
 }
 
-void tst_lzmablock::streamLongerThanDeclaredFails_data()
+void tst_LzmaBlock::streamLongerThanDeclaredFails_data()
 {
     QTest::addColumn<int>("declared");
     for (int declared : {0, 1, 3, 299})
         QTest::addRow("%d of 300", declared) << declared;
 }
 
-void tst_lzmablock::streamLongerThanDeclaredFails()
+void tst_LzmaBlock::streamLongerThanDeclaredFails()
 {
     QFETCH(int, declared);
     const QByteArray block = packed(lessonText(290).toUtf8().leftJustified(300, '.', true));
@@ -172,14 +172,14 @@ void tst_lzmablock::streamLongerThanDeclaredFails()
     QVERIFY(unpacked.buffer);
 }
 
-void tst_lzmablock::blockShorterThanItsHeaderFailsWithoutABuffer_data()
+void tst_LzmaBlock::blockShorterThanItsHeaderFailsWithoutABuffer_data()
 {
     QTest::addColumn<int>("length");
     for (int length = 0; length < 13; ++length)
         QTest::addRow("%d bytes", length) << length;
 }
 
-void tst_lzmablock::blockShorterThanItsHeaderFailsWithoutABuffer()
+void tst_LzmaBlock::blockShorterThanItsHeaderFailsWithoutABuffer()
 {
     QFETCH(int, length);
     // On the heap and of exactly this size, so that the sanitizer sees a read past its end.
@@ -190,14 +190,14 @@ void tst_lzmablock::blockShorterThanItsHeaderFailsWithoutABuffer()
     QVERIFY(!out);
 }
 
-void tst_lzmablock::blockWithTooShortAStreamFails_data()
+void tst_LzmaBlock::blockWithTooShortAStreamFails_data()
 {
     QTest::addColumn<int>("length");
     for (int length = 13; length < 27; ++length)
         QTest::addRow("%d of 27 bytes", length) << length;
 }
 
-void tst_lzmablock::blockWithTooShortAStreamFails()
+void tst_LzmaBlock::blockWithTooShortAStreamFails()
 {
     QFETCH(int, length);
     const QByteArray whole = packed("test");
@@ -210,14 +210,14 @@ void tst_lzmablock::blockWithTooShortAStreamFails()
     MyFree(out);
 }
 
-void tst_lzmablock::impossiblePropertiesFail_data()
+void tst_LzmaBlock::impossiblePropertiesFail_data()
 {
     QTest::addColumn<int>("properties");
     for (int properties : {225, 226, 255})
         QTest::addRow("%d", properties) << properties;
 }
 
-void tst_lzmablock::impossiblePropertiesFail()
+void tst_LzmaBlock::impossiblePropertiesFail()
 {
     QFETCH(int, properties);
     QByteArray block = packed("test");
@@ -225,7 +225,7 @@ void tst_lzmablock::impossiblePropertiesFail()
     QVERIFY(!Unpacked(block).succeeded);
 }
 
-void tst_lzmablock::allocatorRecordCallsTheHeapFunctions()
+void tst_LzmaBlock::allocatorRecordCallsTheHeapFunctions()
 {
     QVERIFY(Lzma::g_Alloc.Alloc == &Lzma::SzAlloc);
     QVERIFY(Lzma::g_Alloc.Free == &Lzma::SzFree);
@@ -241,12 +241,12 @@ void tst_lzmablock::allocatorRecordCallsTheHeapFunctions()
 }
 
 // A host may carry an LZMA library of its own.
-void tst_lzmablock::sdkStaysInsideTheLibrary()
+void tst_LzmaBlock::sdkStaysInsideTheLibrary()
 {
     QVERIFY(dlsym(RTLD_DEFAULT, "MyAlloc"));
     for (const char *name : {"LzmaEncode", "LzmaDecode", "LzmaEncProps_Init", "LzmaDec_Init"})
         QVERIFY2(!dlsym(RTLD_DEFAULT, name), name);
 }
 
-QTEST_GUILESS_MAIN(tst_lzmablock)
+QTEST_GUILESS_MAIN(tst_LzmaBlock)
 #include "tst_lzmablock.moc"

@@ -1,5 +1,6 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -48,11 +49,11 @@ extern "C" Q_DECL_EXPORT void MyFree(void *address)
 using namespace Samples;
 
 // Who allocates what, and that nothing of it stays behind, whatever fails.
-class tst_lzmaheap : public QObject
+class tst_LzmaHeap : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void initTestCase();
     void init() { heap.reset(); }
     void packingReservesOneFixedBudget_data();
@@ -66,15 +67,15 @@ private slots:
     void bytesThatTheDecoderDidNotWriteAreNeverRead();
 };
 
-void tst_lzmaheap::initTestCase()
+void tst_LzmaHeap::initTestCase()
 {
     QString text;
-    Lzma::compress64(QStringLiteral("test"), &text);
+    Lzma::compress64(u"test"_s, &text);
     if (heap.sizes.isEmpty())
         QSKIP("This build does not let a program replace the library's heap functions.");
 }
 
-void tst_lzmaheap::packingReservesOneFixedBudget_data()
+void tst_LzmaHeap::packingReservesOneFixedBudget_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<quint64>("reserved");
@@ -85,7 +86,7 @@ void tst_lzmaheap::packingReservesOneFixedBudget_data()
     QTest::newRow("100000") << 100000 << quint64(133474);
 }
 
-void tst_lzmaheap::packingReservesOneFixedBudget()
+void tst_LzmaHeap::packingReservesOneFixedBudget()
 {
     QFETCH(int, length);
     QFETCH(quint64, reserved);
@@ -102,7 +103,7 @@ void tst_lzmaheap::packingReservesOneFixedBudget()
     MyFree(block);
 }
 
-void tst_lzmaheap::unpackingAllocatesTheDeclaredLengthPlusOne()
+void tst_LzmaHeap::unpackingAllocatesTheDeclaredLengthPlusOne()
 {
     const QByteArray block = withDeclaredLength(packed("test"), 12345);
     heap.reset();
@@ -116,7 +117,7 @@ void tst_lzmaheap::unpackingAllocatesTheDeclaredLengthPlusOne()
     MyFree(text);
 }
 
-void tst_lzmaheap::base64Of13BytesNeverReachesTheDecoder()
+void tst_LzmaHeap::base64Of13BytesNeverReachesTheDecoder()
 {
     const QByteArray block = packed("test");
     heap.reset();
@@ -127,7 +128,7 @@ void tst_lzmaheap::base64Of13BytesNeverReachesTheDecoder()
     QCOMPARE(heap.sizes, QVector<std::size_t>{5});
 }
 
-void tst_lzmaheap::textOperationsLeaveNothingBehind_data()
+void tst_LzmaHeap::textOperationsLeaveNothingBehind_data()
 {
     QTest::addColumn<QByteArray>("block");
     QTest::addColumn<bool>("readable");
@@ -142,7 +143,7 @@ void tst_lzmaheap::textOperationsLeaveNothingBehind_data()
     QTest::newRow("nothing") << QByteArray() << false;
 }
 
-void tst_lzmaheap::textOperationsLeaveNothingBehind()
+void tst_LzmaHeap::textOperationsLeaveNothingBehind()
 {
     QFETCH(QByteArray, block);
     QFETCH(bool, readable);
@@ -156,19 +157,19 @@ void tst_lzmaheap::textOperationsLeaveNothingBehind()
     QVERIFY(heap.live.empty());
 }
 
-void tst_lzmaheap::packingWithoutMemoryFails()
+void tst_LzmaHeap::packingWithoutMemoryFails()
 {
     QString result;
-    QVERIFY(Lzma::compress64(QStringLiteral("test"), &result));
+    QVERIFY(Lzma::compress64(u"test"_s, &result));
     const int allocations = heap.sizes.size();
     QVERIFY(allocations > 1);
 
     for (int refused = 0; refused < allocations; ++refused) {
         heap.reset(refused);
-        QString text = QStringLiteral("earlier");
-        QVERIFY(!Lzma::compress64(QStringLiteral("test"), &text));
-        QVERIFY(!Lzma::compress(QStringLiteral("test"), &text));
-        QCOMPARE(text, QStringLiteral("earlier"));
+        QString text = u"earlier"_s;
+        QVERIFY(!Lzma::compress64(u"test"_s, &text));
+        QVERIFY(!Lzma::compress(u"test"_s, &text));
+        QCOMPARE(text, u"earlier"_s);
         QVERIFY(heap.live.empty());
 
         heap.reset(refused);
@@ -183,7 +184,7 @@ void tst_lzmaheap::packingWithoutMemoryFails()
     }
 }
 
-void tst_lzmaheap::unpackingWithoutMemoryFails()
+void tst_LzmaHeap::unpackingWithoutMemoryFails()
 {
     const QByteArray block = packed("test");
     const QString base64 = QString::fromLatin1(block.toBase64());
@@ -194,21 +195,21 @@ void tst_lzmaheap::unpackingWithoutMemoryFails()
 
     for (int refused = 0; refused < allocations; ++refused) {
         heap.reset(refused);
-        QString text = QStringLiteral("earlier");
+        QString text = u"earlier"_s;
         QVERIFY(!Lzma::decompress64(base64, &text));
-        QCOMPARE(text, QStringLiteral("earlier"));
+        QCOMPARE(text, u"earlier"_s);
         QVERIFY(heap.live.empty());
     }
 }
 
-void tst_lzmaheap::bytesThatTheDecoderDidNotWriteAreNeverRead()
+void tst_LzmaHeap::bytesThatTheDecoderDidNotWriteAreNeverRead()
 {
     QString text;
     QVERIFY(unpack(withDeclaredLength(packed("test"), 5000), &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
     QVERIFY(unpack(withDeclaredLength(packed(""), 5000), &text));
     QCOMPARE(text, QString());
 }
 
-QTEST_GUILESS_MAIN(tst_lzmaheap)
+QTEST_GUILESS_MAIN(tst_LzmaHeap)
 #include "tst_lzmaheap.moc"

@@ -1,5 +1,6 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -13,7 +14,7 @@ using namespace Samples;
 namespace
 {
 
-const QString EARLIER = QStringLiteral("earlier");
+const QString EARLIER = u"earlier"_s;
 
 #if defined(__SANITIZE_ADDRESS__)
 constexpr bool UNDER_SANITIZER = true;
@@ -52,11 +53,11 @@ long peakResidentKilobytes()
 } // namespace
 
 // Blocks and texts that no honest writer makes. The sanitizers see what a return value cannot show.
-class tst_lzmahostile : public QObject
+class tst_LzmaHostile : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void blocksOfEveryShortLengthFail_data();
     void blocksOfEveryShortLengthFail();
     void everyTruncationFails();
@@ -73,7 +74,7 @@ private slots:
     void integersOutsideEveryRangeAreSurvived();
 };
 
-void tst_lzmahostile::blocksOfEveryShortLengthFail_data()
+void tst_LzmaHostile::blocksOfEveryShortLengthFail_data()
 {
     QTest::addColumn<QByteArray>("block");
     // Huge declared lengths have a test of their own; the sanitizer takes long over each.
@@ -89,7 +90,7 @@ void tst_lzmahostile::blocksOfEveryShortLengthFail_data()
     }
 }
 
-void tst_lzmahostile::blocksOfEveryShortLengthFail()
+void tst_LzmaHostile::blocksOfEveryShortLengthFail()
 {
     QFETCH(QByteArray, block);
     // The first five zeros of a stream are a whole one when no text is declared.
@@ -102,7 +103,7 @@ void tst_lzmahostile::blocksOfEveryShortLengthFail()
     QCOMPARE(text, isEmptyText ? QString() : EARLIER);
 }
 
-void tst_lzmahostile::everyTruncationFails()
+void tst_LzmaHostile::everyTruncationFails()
 {
     const QByteArray block = packed(lessonText(2000).toUtf8());
     for (int length = 0; length < block.size(); ++length) {
@@ -112,7 +113,7 @@ void tst_lzmahostile::everyTruncationFails()
     }
 }
 
-void tst_lzmahostile::everyFlippedBitIsSurvived()
+void tst_LzmaHostile::everyFlippedBitIsSurvived()
 {
     const QByteArray block = packed(lessonText(400).toUtf8());
     for (int bit = 0; bit < block.size() * 8; ++bit) {
@@ -122,7 +123,7 @@ void tst_lzmahostile::everyFlippedBitIsSurvived()
     }
 }
 
-void tst_lzmahostile::randomStreamsAreSurvived_data()
+void tst_LzmaHostile::randomStreamsAreSurvived_data()
 {
     QTest::addColumn<int>("properties");
     QTest::addColumn<int>("dictionary");
@@ -133,7 +134,7 @@ void tst_lzmahostile::randomStreamsAreSurvived_data()
     }
 }
 
-void tst_lzmahostile::randomStreamsAreSurvived()
+void tst_LzmaHostile::randomStreamsAreSurvived()
 {
     QFETCH(int, properties);
     QFETCH(int, dictionary);
@@ -150,7 +151,7 @@ void tst_lzmahostile::randomStreamsAreSurvived()
     }
 }
 
-void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory_data()
+void tst_LzmaHostile::hugeDeclaredLengthCostsNeitherTimeNorMemory_data()
 {
     QTest::addColumn<QByteArray>("block");
     QTest::addColumn<bool>("readable");
@@ -162,7 +163,7 @@ void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory_data()
     QTest::newRow("4 bytes of text") << withDeclaredLength(packed("test"), 0xFFFFFFFFu) << true;
 }
 
-void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
+void tst_LzmaHostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
 {
     QFETCH(QByteArray, block);
     QFETCH(bool, readable);
@@ -175,7 +176,7 @@ void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
     if (!unpacked)
         QCOMPARE(text, EARLIER);
     else
-        QCOMPARE(text, QStringLiteral("test"));
+        QCOMPARE(text, u"test"_s);
     QVERIFY(readable || !unpacked);
     QVERIFY2(timer.elapsed() < 5000, QByteArray::number(timer.elapsed()));
     // The sanitizer keeps an eighth of each allocation as shadow; that is not the codec's.
@@ -183,7 +184,7 @@ void tst_lzmahostile::hugeDeclaredLengthCostsNeitherTimeNorMemory()
         QVERIFY(peakResidentKilobytes() - before < 64L * 1024);
 }
 
-void tst_lzmahostile::textOf16MegabytesInASmallBlockIsRead()
+void tst_LzmaHostile::textOf16MegabytesInASmallBlockIsRead()
 {
     const QByteArray block = packed(QByteArray(16 << 20, 'a'));
     QVERIFY(block.size() < 5000);
@@ -192,10 +193,10 @@ void tst_lzmahostile::textOf16MegabytesInASmallBlockIsRead()
     QCOMPARE(text, QString(16 << 20, QLatin1Char('a')));
 }
 
-void tst_lzmahostile::randomBase64IsSurvived()
+void tst_LzmaHostile::randomBase64IsSurvived()
 {
     // Behind a header that declares 200 bytes, so that the stream is reached.
-    const QString header = QStringLiteral("XQBAAADIAAAAAAAAAAAA");
+    const QString header = u"XQBAAADIAAAAAAAAAAAA"_s;
     for (int round = 0; round < 200; ++round) {
         const QString rubbish = randomText(round, static_cast<quint32>(round));
         QString text = EARLIER;
@@ -207,9 +208,9 @@ void tst_lzmahostile::randomBase64IsSurvived()
     QCOMPARE(text, EARLIER);
 }
 
-void tst_lzmahostile::randomListsAreSurvived()
+void tst_LzmaHostile::randomListsAreSurvived()
 {
-    const QString letters = QStringLiteral("0123456789,,,,,,[]- x.");
+    const QString letters = u"0123456789,,,,,,[]- x."_s;
     QRandomGenerator generator(9);
     for (int round = 0; round < 500; ++round) {
         QString list;
@@ -217,13 +218,13 @@ void tst_lzmahostile::randomListsAreSurvived()
             list += letters.at(generator.bounded(letters.size()));
         QString text = EARLIER;
         // Behind a header that would be read, so that the stream is reached.
-        list.prepend(QStringLiteral("[93,0,64,0,0,200,0,0,0,0,0,0,0,0,"));
+        list.prepend(u"[93,0,64,0,0,200,0,0,0,0,0,0,0,0,"_s);
         const bool unpacked = Lzma::decompress(list, &text);
         QVERIFY(unpacked ? text.size() <= 200 : text == EARLIER);
     }
 }
 
-void tst_lzmahostile::tenMegabytesOfListAreSurvived_data()
+void tst_LzmaHostile::tenMegabytesOfListAreSurvived_data()
 {
     QTest::addColumn<QString>("list");
     QTest::newRow("separators") << QString(10000000, QLatin1Char(','));
@@ -231,7 +232,7 @@ void tst_lzmahostile::tenMegabytesOfListAreSurvived_data()
     QTest::newRow("one number") << QString(10000000, QLatin1Char('9'));
 }
 
-void tst_lzmahostile::tenMegabytesOfListAreSurvived()
+void tst_LzmaHostile::tenMegabytesOfListAreSurvived()
 {
     QFETCH(QString, list);
     QString text = EARLIER;
@@ -241,14 +242,14 @@ void tst_lzmahostile::tenMegabytesOfListAreSurvived()
     QCOMPARE(text, isEmptyText ? QString() : EARLIER);
 }
 
-void tst_lzmahostile::integersOutsideEveryRangeAreSurvived()
+void tst_LzmaHostile::integersOutsideEveryRangeAreSurvived()
 {
     QVariantList integers;
     for (int i = 0; i < 4; ++i) {
         integers << std::numeric_limits<int>::min() << std::numeric_limits<int>::max() << 1e300
                  << -1e300 << qQNaN() << qInf() << std::numeric_limits<qlonglong>::min()
                  << std::numeric_limits<qulonglong>::max() << QVariant() << QByteArray("5")
-                 << QVariantMap{{QStringLiteral("a"), 1}} << QVariantList{1};
+                 << QVariantMap{{u"a"_s, 1}} << QVariantList{1};
     }
     integers[5] = 10; // declares a short text
     for (int i = 6; i < 9; ++i)
@@ -258,5 +259,5 @@ void tst_lzmahostile::integersOutsideEveryRangeAreSurvived()
     QCOMPARE(text, EARLIER);
 }
 
-QTEST_GUILESS_MAIN(tst_lzmahostile)
+QTEST_GUILESS_MAIN(tst_LzmaHostile)
 #include "tst_lzmahostile.moc"

@@ -1,5 +1,6 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -19,24 +20,23 @@ public:
     QByteArray encode(const QByteArray &bytes, bool endMarker = true) const
     {
         QStringList options = {
-            QStringLiteral("-a0"),    QStringLiteral("-d14"),  QStringLiteral("-fb32"),
-            QStringLiteral("-mfhc4"), QStringLiteral("-mc16"),
+            u"-a0"_s, u"-d14"_s, u"-fb32"_s, u"-mfhc4"_s, u"-mc16"_s,
         };
         if (endMarker)
-            options << QStringLiteral("-eos");
-        return run(QStringLiteral("e"), bytes, options);
+            options << u"-eos"_s;
+        return run(u"e"_s, bytes, options);
     }
-    QByteArray decode(const QByteArray &file) const { return run(QStringLiteral("d"), file, {}); }
+    QByteArray decode(const QByteArray &file) const { return run(u"d"_s, file, {}); }
 
 private:
     QByteArray run(const QString &command, const QByteArray &input,
                    const QStringList &options) const
     {
-        QFile in(m_directory.filePath(QStringLiteral("in")));
+        QFile in(m_directory.filePath(u"in"_s));
         if (!in.open(QIODevice::WriteOnly) || in.write(input) != input.size())
             return "no input file";
         in.close();
-        QFile out(m_directory.filePath(QStringLiteral("out")));
+        QFile out(m_directory.filePath(u"out"_s));
         out.remove();
         QProcess program;
         program.start(QStringLiteral(LZMA_ALONE),
@@ -97,11 +97,11 @@ constexpr quint64 UNKNOWN_LENGTH = UINT64_MAX;
 } // namespace
 
 // Blocks made here and read elsewhere, made elsewhere and read here.
-class tst_lzmainterop : public QObject
+class tst_LzmaInterop : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void blocksEqualThoseOfTheSdkProgram();
     void blocksOfBytesEqualThoseOfTheSdkProgram();
     void sdkProgramReadsOurBlocks();
@@ -110,7 +110,7 @@ private slots:
     void weReadTheBlocksOfLiblzma();
 };
 
-void tst_lzmainterop::blocksEqualThoseOfTheSdkProgram()
+void tst_LzmaInterop::blocksEqualThoseOfTheSdkProgram()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -124,7 +124,7 @@ void tst_lzmainterop::blocksEqualThoseOfTheSdkProgram()
     }
 }
 
-void tst_lzmainterop::blocksOfBytesEqualThoseOfTheSdkProgram()
+void tst_LzmaInterop::blocksOfBytesEqualThoseOfTheSdkProgram()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -134,7 +134,7 @@ void tst_lzmainterop::blocksOfBytesEqualThoseOfTheSdkProgram()
     }
 }
 
-void tst_lzmainterop::sdkProgramReadsOurBlocks()
+void tst_LzmaInterop::sdkProgramReadsOurBlocks()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -144,7 +144,7 @@ void tst_lzmainterop::sdkProgramReadsOurBlocks()
     }
 }
 
-void tst_lzmainterop::blocksWithoutEndMarkerAreRead()
+void tst_LzmaInterop::blocksWithoutEndMarkerAreRead()
 {
     const LzmaAlone program;
     QVERIFY(program.isUsable());
@@ -156,7 +156,7 @@ void tst_lzmainterop::blocksWithoutEndMarkerAreRead()
     }
 }
 
-void tst_lzmainterop::liblzmaReadsOurBlocks()
+void tst_LzmaInterop::liblzmaReadsOurBlocks()
 {
     for (const QString &text : sampleTexts()) {
         const QByteArray bytes = text.toUtf8();
@@ -166,7 +166,7 @@ void tst_lzmainterop::liblzmaReadsOurBlocks()
     }
 }
 
-void tst_lzmainterop::weReadTheBlocksOfLiblzma()
+void tst_LzmaInterop::weReadTheBlocksOfLiblzma()
 {
     for (uint32_t preset : {0u, 6u, 9u}) {
         for (const QString &text : {QString(), lessonText(3000), randomText(20000, 12)}) {
@@ -183,5 +183,5 @@ void tst_lzmainterop::weReadTheBlocksOfLiblzma()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_lzmainterop)
+QTEST_GUILESS_MAIN(tst_LzmaInterop)
 #include "tst_lzmainterop.moc"

@@ -1,5 +1,6 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -22,17 +23,17 @@ QJsonObject askJavaScriptPeer(const QJsonObject &request)
 } // namespace
 
 // The package that the classroom service and the learners' devices use, as the other end.
-class tst_lzmajavascript : public QObject
+class tst_LzmaJavaScript : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void packageReadsOurBlocksAndWeReadIts();
 };
 
-void tst_lzmajavascript::packageReadsOurBlocksAndWeReadIts()
+void tst_LzmaJavaScript::packageReadsOurBlocksAndWeReadIts()
 {
-    const QStringList texts = sampleTexts().filter(QRegularExpression(QStringLiteral(".")));
+    const QStringList texts = sampleTexts().filter(QRegularExpression(u"."_s));
     QJsonArray ourBlocks;
     for (const QString &text : texts) {
         QString block;
@@ -41,8 +42,8 @@ void tst_lzmajavascript::packageReadsOurBlocksAndWeReadIts()
     }
 
     const QJsonObject answer = askJavaScriptPeer({
-        {QStringLiteral("pack"), QJsonArray::fromStringList(texts)},
-        {QStringLiteral("unpack"), ourBlocks},
+        {u"pack"_s, QJsonArray::fromStringList(texts)},
+        {u"unpack"_s, ourBlocks},
     });
 
     QCOMPARE(answer.value(QLatin1String("texts")).toArray(), QJsonArray::fromStringList(texts));
@@ -55,5 +56,5 @@ void tst_lzmajavascript::packageReadsOurBlocksAndWeReadIts()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_lzmajavascript)
+QTEST_GUILESS_MAIN(tst_LzmaJavaScript)
 #include "tst_lzmajavascript.moc"

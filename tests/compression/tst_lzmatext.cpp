@@ -1,5 +1,6 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
+#include "support/Text.h"
 
 #include "support/LogCapture.h"
 
@@ -42,7 +43,7 @@ const Form INTEGERS = {
     [](const QString &block, QString *out) { return Lzma::decompress(integersOf(block), out); },
 };
 
-const QString EARLIER = QStringLiteral("earlier");
+const QString EARLIER = u"earlier"_s;
 
 // The operations are chosen by these types.
 using Bytes = const unsigned char *;
@@ -59,22 +60,22 @@ using Bytes = const unsigned char *;
 [[maybe_unused]] bool (*const UNPACK_INTEGERS)(QList<QVariant>, QString *) = &Lzma::decompress;
 
 // The block of "test", and its three text forms.
-const QString TEST_HEX = QStringLiteral("5d0040000004000000040000"
-                                        "00003a194ace2672839ffffb138000");
-const QString TEST_BASE64 = QStringLiteral("XQBAAAAEAAAABAAAAAA6GUrOJnKDn//7E4AA");
-const QString TEST_LIST = QStringLiteral("[93,0,64,0,0,4,0,0,0,4,0,0,0,"
-                                         "0,58,25,74,206,38,114,131,159,255,251,19,128,0]");
+const QString TEST_HEX = u"5d0040000004000000040000"
+                         "00003a194ace2672839ffffb138000"_s;
+const QString TEST_BASE64 = u"XQBAAAAEAAAABAAAAAA6GUrOJnKDn//7E4AA"_s;
+const QString TEST_LIST = u"[93,0,64,0,0,4,0,0,0,4,0,0,0,"
+                          "0,58,25,74,206,38,114,131,159,255,251,19,128,0]"_s;
 
 } // namespace
 
 Q_DECLARE_METATYPE(Form)
 
 // The text forms of a block: base64, bracketed list, list of integers.
-class tst_lzmatext : public QObject
+class tst_LzmaText : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void initTestCase();
     void textIsWrittenAsBase64();
     void base64HasPaddingAndNoLineBreaks();
@@ -104,20 +105,20 @@ private slots:
     void operationsRunOnManyThreadsAtOnce();
 };
 
-void tst_lzmatext::initTestCase()
+void tst_LzmaText::initTestCase()
 {
-    const QString letters = QStringLiteral("é€✓😀");
+    const QString letters = u"é€✓😀"_s;
     QCOMPARE(letters.toLocal8Bit(), letters.toUtf8()); // what the learners' devices read
 }
 
-void tst_lzmatext::textIsWrittenAsBase64()
+void tst_LzmaText::textIsWrittenAsBase64()
 {
     QString block;
-    QVERIFY(Lzma::compress64(QStringLiteral("test"), &block));
+    QVERIFY(Lzma::compress64(u"test"_s, &block));
     QCOMPARE(block, TEST_BASE64);
 }
 
-void tst_lzmatext::base64HasPaddingAndNoLineBreaks()
+void tst_LzmaText::base64HasPaddingAndNoLineBreaks()
 {
     QSet<int> paddings;
     for (int characters = 0; characters < 40; ++characters) {
@@ -131,38 +132,38 @@ void tst_lzmatext::base64HasPaddingAndNoLineBreaks()
     QString block;
     QVERIFY(Lzma::compress64(randomText(20000, 4), &block));
     QVERIFY(block.size() > 20000);
-    static const QRegularExpression alphabet(QStringLiteral("\\A[A-Za-z0-9+/]+={0,2}\\z"));
+    static const QRegularExpression alphabet(u"\\A[A-Za-z0-9+/]+={0,2}\\z"_s);
     QVERIFY(alphabet.match(block).hasMatch());
 }
 
-void tst_lzmatext::textIsWrittenAsBracketedList()
+void tst_LzmaText::textIsWrittenAsBracketedList()
 {
     QString block;
-    QVERIFY(Lzma::compress(QStringLiteral("test"), &block));
+    QVERIFY(Lzma::compress(u"test"_s, &block));
     QCOMPARE(block, TEST_LIST);
 }
 
-void tst_lzmatext::anyListBeginsWithTheProperties_data()
+void tst_LzmaText::anyListBeginsWithTheProperties_data()
 {
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QString();
-    QTest::newRow("short") << QStringLiteral("a");
+    QTest::newRow("short") << u"a"_s;
     QTest::newRow("lesson") << lessonText(3000);
     QTest::newRow("random") << randomText(5000, 5);
 }
 
-void tst_lzmatext::anyListBeginsWithTheProperties()
+void tst_LzmaText::anyListBeginsWithTheProperties()
 {
     QFETCH(QString, text);
     QString list;
     QVERIFY(Lzma::compress(text, &list));
-    QVERIFY(list.startsWith(QStringLiteral("[93,0,64,0,0,")));
+    QVERIFY(list.startsWith(u"[93,0,64,0,0,"_s));
     static const QRegularExpression syntax(
-        QStringLiteral("\\A\\[(0|[1-9][0-9]{0,2})(,(0|[1-9][0-9]{0,2}))*\\]\\z"));
+        u"\\A\\[(0|[1-9][0-9]{0,2})(,(0|[1-9][0-9]{0,2}))*\\]\\z"_s);
     QVERIFY(syntax.match(list).hasMatch());
 }
 
-void tst_lzmatext::everyFormComesBack_data()
+void tst_LzmaText::everyFormComesBack_data()
 {
     QTest::addColumn<Form>("form");
     QTest::addColumn<QString>("text");
@@ -170,16 +171,16 @@ void tst_lzmatext::everyFormComesBack_data()
         {"base64", BASE64}, {"list", LIST}, {"integers", INTEGERS}};
     for (const auto &[name, form] : forms) {
         QTest::addRow("%s, empty", name) << form << QString();
-        QTest::addRow("%s, one letter", name) << form << QStringLiteral("a");
-        QTest::addRow("%s, letters of every UTF-8 length", name) << form << QStringLiteral("aé€😀");
-        QTest::addRow("%s, line breaks and quotes", name) << form << QStringLiteral("\"\r\n\t\\\"");
-        QTest::addRow("%s, percent signs", name) << form << QStringLiteral("%1 %2 100 %");
+        QTest::addRow("%s, one letter", name) << form << u"a"_s;
+        QTest::addRow("%s, letters of every UTF-8 length", name) << form << u"aé€😀"_s;
+        QTest::addRow("%s, line breaks and quotes", name) << form << u"\"\r\n\t\\\""_s;
+        QTest::addRow("%s, percent signs", name) << form << u"%1 %2 100 %"_s;
         QTest::addRow("%s, lesson", name) << form << lessonText(20000);
         QTest::addRow("%s, random letters", name) << form << randomText(20000, 6);
     }
 }
 
-void tst_lzmatext::everyFormComesBack()
+void tst_LzmaText::everyFormComesBack()
 {
     QFETCH(Form, form);
     QFETCH(QString, text);
@@ -190,45 +191,45 @@ void tst_lzmatext::everyFormComesBack()
     QCOMPARE(back, text);
 }
 
-void tst_lzmatext::rawBlockIsReadAsText()
+void tst_LzmaText::rawBlockIsReadAsText()
 {
     QString text;
     QVERIFY(unpack(QByteArray::fromHex(TEST_HEX.toLatin1()), &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::textIsPackedInTheLocalEncodingAndReadAsUtf8()
+void tst_LzmaText::textIsPackedInTheLocalEncodingAndReadAsUtf8()
 {
     QTextCodec *utf8 = QTextCodec::codecForLocale();
     QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO 8859-1"));
     QString block;
-    const bool written = Lzma::compress64(QStringLiteral("né"), &block);
+    const bool written = Lzma::compress64(u"né"_s, &block);
     QTextCodec::setCodecForLocale(utf8);
     QVERIFY(written);
     QCOMPARE(QByteArray::fromBase64(block.toLatin1()), packed("n\xE9"));
 
     QString text;
     QVERIFY(Lzma::decompress64(block, &text));
-    QCOMPARE(text, QStringLiteral("n\uFFFD"));
+    QCOMPARE(text, u"n\uFFFD"_s);
 }
 
-void tst_lzmatext::textIsCutAtAZeroByte()
+void tst_LzmaText::textIsCutAtAZeroByte()
 {
     QString text;
     QVERIFY(unpack(packed(QByteArray("before\0after", 12)), &text));
-    QCOMPARE(text, QStringLiteral("before"));
+    QCOMPARE(text, u"before"_s);
     QVERIFY(unpack(packed(QByteArray("\0", 1)), &text));
     QCOMPARE(text, QString());
 }
 
-void tst_lzmatext::textEndsWhereTheStreamEnds()
+void tst_LzmaText::textEndsWhereTheStreamEnds()
 {
     QString text;
     QVERIFY(unpack(withDeclaredLength(packed("test"), 100000), &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::base64Of13BytesIsRejectedAndOf14IsTried()
+void tst_LzmaText::base64Of13BytesIsRejectedAndOf14IsTried()
 {
     QString text = EARLIER;
     const QByteArray block = packed("");
@@ -240,16 +241,16 @@ void tst_lzmatext::base64Of13BytesIsRejectedAndOf14IsTried()
     QCOMPARE(text, QString());
 }
 
-void tst_lzmatext::base64IgnoresForeignCharacters()
+void tst_LzmaText::base64IgnoresForeignCharacters()
 {
     QString broken = TEST_BASE64;
-    broken.insert(20, QStringLiteral("\r\n")).insert(5, QLatin1Char(' ')).append(QChar(0x20AC));
+    broken.insert(20, u"\r\n"_s).insert(5, QLatin1Char(' ')).append(QChar(0x20AC));
     QString text;
     QVERIFY(Lzma::decompress64(broken, &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::listIsReadWithoutItsBracketsAndWithBracketsAnywhere_data()
+void tst_LzmaText::listIsReadWithoutItsBracketsAndWithBracketsAnywhere_data()
 {
     QTest::addColumn<QString>("list");
     const QString bare = TEST_LIST.mid(1, TEST_LIST.size() - 2);
@@ -257,63 +258,61 @@ void tst_lzmatext::listIsReadWithoutItsBracketsAndWithBracketsAnywhere_data()
     QTest::newRow("without") << bare;
     QTest::newRow("only the first") << QLatin1Char('[') + bare;
     QTest::newRow("only the last") << bare + QLatin1Char(']');
-    QTest::newRow("many around") << QStringLiteral("]][[") + bare + QStringLiteral("[]");
-    QTest::newRow("round each number") << QLatin1Char('[')
-            + QString(bare).replace(QLatin1Char(','), QStringLiteral("],[")) + QLatin1Char(']');
-    QTest::newRow("inside a number")
-        << QString(bare).replace(QStringLiteral("93"), QStringLiteral("9[]3"));
-    QTest::newRow("with spaces") << QString(TEST_LIST).replace(QLatin1Char(','),
-                                                               QStringLiteral(" , "));
+    QTest::newRow("many around") << u"]][["_s + bare + u"[]"_s;
+    QTest::newRow("round each number")
+        << QLatin1Char('[') + QString(bare).replace(QLatin1Char(','), u"],["_s) + QLatin1Char(']');
+    QTest::newRow("inside a number") << QString(bare).replace(u"93"_s, u"9[]3"_s);
+    QTest::newRow("with spaces") << QString(TEST_LIST).replace(QLatin1Char(','), u" , "_s);
 }
 
-void tst_lzmatext::listIsReadWithoutItsBracketsAndWithBracketsAnywhere()
+void tst_LzmaText::listIsReadWithoutItsBracketsAndWithBracketsAnywhere()
 {
     QFETCH(QString, list);
     QString text;
     QVERIFY(Lzma::decompress(list, &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::listElementsAreReadModulo256()
+void tst_LzmaText::listElementsAreReadModulo256()
 {
     // A text of 300 times "a" declares its length as 44, 1, 0, 0; 300 is 44 modulo 256.
     QString list;
     QVERIFY(Lzma::compress(QString(300, QLatin1Char('a')), &list));
-    QVERIFY(list.startsWith(QStringLiteral("[93,0,64,0,0,44,1,0,0,")));
-    list.replace(0, 22, QStringLiteral("[349,-256,64,0,0,300,1,0,0,"));
+    QVERIFY(list.startsWith(u"[93,0,64,0,0,44,1,0,0,"_s));
+    list.replace(0, 22, u"[349,-256,64,0,0,300,1,0,0,"_s);
     QString text;
     QVERIFY(Lzma::decompress(list, &text));
     QCOMPARE(text, QString(300, QLatin1Char('a')));
 }
 
-void tst_lzmatext::listElementThatIsNoNumberIsZero_data()
+void tst_LzmaText::listElementThatIsNoNumberIsZero_data()
 {
     QTest::addColumn<QString>("zero");
     for (const char *zero : {"x", "", " ", "0x10", "4.5", "1e1", "99999999999", "\"0\"", "null"})
         QTest::addRow("'%s'", zero) << QString::fromLatin1(zero);
 }
 
-void tst_lzmatext::listElementThatIsNoNumberIsZero()
+void tst_LzmaText::listElementThatIsNoNumberIsZero()
 {
     QFETCH(QString, zero);
     QStringList numbers = TEST_LIST.split(QLatin1Char(','));
     // The upper half of the length and the first byte of the stream must be zero.
     for (int index : {6, 7, 8, 13}) {
-        QCOMPARE(numbers.at(index), QStringLiteral("0"));
+        QCOMPARE(numbers.at(index), u"0"_s);
         numbers[index] = zero;
     }
     QString text;
     QVERIFY(Lzma::decompress(numbers.join(QLatin1Char(',')), &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::integersAreReadModulo256AndFromAnyType()
+void tst_LzmaText::integersAreReadModulo256AndFromAnyType()
 {
     QVariantList integers = integersOf(TEST_LIST);
     integers[0] = 93 + 256;
     integers[1] = -256;
-    integers[2] = QStringLiteral("64");
-    integers[3] = QStringLiteral("x");
+    integers[2] = u"64"_s;
+    integers[3] = u"x"_s;
     integers[4] = QVariant();
     integers[5] = 4.0; // as JSON numbers arrive
     integers[6] = false;
@@ -321,10 +320,10 @@ void tst_lzmatext::integersAreReadModulo256AndFromAnyType()
     integers[8] = QVariantMap();
     QString text;
     QVERIFY(Lzma::decompress(integers, &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::signedBytesAsDevicesSendThemAreRead()
+void tst_LzmaText::signedBytesAsDevicesSendThemAreRead()
 {
     QVariantList integers;
     for (char byte : QByteArray::fromHex(TEST_HEX.toLatin1()))
@@ -332,18 +331,18 @@ void tst_lzmatext::signedBytesAsDevicesSendThemAreRead()
     QVERIFY(integers.contains(-125));
     QString text;
     QVERIFY(Lzma::decompress(integers, &text));
-    QCOMPARE(text, QStringLiteral("test"));
+    QCOMPARE(text, u"test"_s);
 }
 
-void tst_lzmatext::emptyListsFail_data()
+void tst_LzmaText::emptyListsFail_data()
 {
     QTest::addColumn<QString>("list");
     QTest::newRow("nothing") << QString();
-    QTest::newRow("brackets") << QStringLiteral("[]");
-    QTest::newRow("many brackets") << QStringLiteral("[[]][");
+    QTest::newRow("brackets") << u"[]"_s;
+    QTest::newRow("many brackets") << u"[[]]["_s;
 }
 
-void tst_lzmatext::emptyListsFail()
+void tst_LzmaText::emptyListsFail()
 {
     QFETCH(QString, list);
     QString text = EARLIER;
@@ -352,7 +351,7 @@ void tst_lzmatext::emptyListsFail()
     QCOMPARE(text, EARLIER);
 }
 
-void tst_lzmatext::failureLeavesTheResultAlone_data()
+void tst_LzmaText::failureLeavesTheResultAlone_data()
 {
     QTest::addColumn<QByteArray>("block");
     const QByteArray block = packed(lessonText(1000).toUtf8());
@@ -369,7 +368,7 @@ void tst_lzmatext::failureLeavesTheResultAlone_data()
     QTest::newRow("13 bytes") << block.left(13);
 }
 
-void tst_lzmatext::failureLeavesTheResultAlone()
+void tst_LzmaText::failureLeavesTheResultAlone()
 {
     QFETCH(QByteArray, block);
     QString text = EARLIER;
@@ -380,19 +379,19 @@ void tst_lzmatext::failureLeavesTheResultAlone()
     QCOMPARE(text, EARLIER);
 }
 
-void tst_lzmatext::nothingIsLogged()
+void tst_LzmaText::nothingIsLogged()
 {
     LogCapture log;
     QString text;
-    QVERIFY(Lzma::compress(QStringLiteral("test"), &text));
+    QVERIFY(Lzma::compress(u"test"_s, &text));
     QVERIFY(Lzma::decompress64(TEST_BASE64, &text));
-    QVERIFY(!Lzma::decompress64(QStringLiteral("broken"), &text));
-    QVERIFY(!Lzma::decompress(QStringLiteral("[1,2,x]"), &text));
+    QVERIFY(!Lzma::decompress64(u"broken"_s, &text));
+    QVERIFY(!Lzma::decompress(u"[1,2,x]"_s, &text));
     QVERIFY(!Lzma::decompress(QVariantList{1}, &text));
     QCOMPARE(log.messages(), QStringList());
 }
 
-void tst_lzmatext::operationsRunOnManyThreadsAtOnce()
+void tst_LzmaText::operationsRunOnManyThreadsAtOnce()
 {
     std::atomic_int right{0};
     std::vector<std::thread> threads;
@@ -413,5 +412,5 @@ void tst_lzmatext::operationsRunOnManyThreadsAtOnce()
     QCOMPARE(right.load(), 160);
 }
 
-QTEST_GUILESS_MAIN(tst_lzmatext)
+QTEST_GUILESS_MAIN(tst_LzmaText)
 #include "tst_lzmatext.moc"

@@ -1,4 +1,5 @@
 #include "Examples.h"
+#include "support/Text.h"
 
 #include "collab/CollaborationMessageHandler.h"
 #include "collab/PresenterAssessment.h"
@@ -17,14 +18,14 @@ using namespace Tarvo;
 namespace
 {
 
-const QString SESSION = QStringLiteral("abc123");
-const QString TEACHER = QStringLiteral("t42");
-const QString DEVICE = QStringLiteral("d17");
-const QString IMAGE = QStringLiteral("https://classroom.example/cards/7.png");
+const QString SESSION = u"abc123"_s;
+const QString TEACHER = u"t42"_s;
+const QString DEVICE = u"d17"_s;
+const QString IMAGE = u"https://classroom.example/cards/7.png"_s;
 
 // In place of what is random.
-const QString POLL_ID = QStringLiteral("0d9f6b0c-3f43-4b9e-9a2b-5c1d7e8f9012");
-const QString ASSESSMENT_TOKEN = QStringLiteral("6a1f3c52-9d0e-4b7a-8c15-2f6e9b0d4a37");
+const QString POLL_ID = u"0d9f6b0c-3f43-4b9e-9a2b-5c1d7e8f9012"_s;
+const QString ASSESSMENT_TOKEN = u"6a1f3c52-9d0e-4b7a-8c15-2f6e9b0d4a37"_s;
 
 // A block longer than this is cut in an envelope; the document shows its payload beside it.
 constexpr int LONGEST_BLOCK = 100;
@@ -34,7 +35,7 @@ constexpr int CUT_BLOCK = 36;
 
 struct Presenter {
     EventBusServer bus;
-    PresenterCollab channel{nullptr, bus.url(), QStringLiteral("QX7K"), SESSION, TEACHER};
+    PresenterCollab channel{nullptr, bus.url(), u"QX7K"_s, SESSION, TEACHER};
     PresenterAssessment assessment{nullptr, &channel};
 };
 using Operation = void (*)(Presenter &);
@@ -50,13 +51,13 @@ QString packed(const QString &payload)
 QString sent(Operation operation)
 {
     Presenter presenter;
-    presenter.channel.open({QStringLiteral("websocket")});
+    presenter.channel.open({u"websocket"_s});
     if (!QTest::qWaitFor([&] { return presenter.bus.messages().size() == 3; }, 20000))
-        return QStringLiteral("The channel did not open.");
+        return u"The channel did not open."_s;
     presenter.channel.startPoll(PollType::TEXT, OrdinalType::GENERIC, 0, 0);
     operation(presenter);
     if (!QTest::qWaitFor([&] { return presenter.bus.published().size() >= 2; }, 20000))
-        return QStringLiteral("Nothing was sent.");
+        return u"Nothing was sent."_s;
 
     QString message = presenter.bus.published().at(1);
     const QString block = QJsonDocument::fromJson(message.toUtf8())
@@ -179,19 +180,19 @@ void dialog(Presenter &p)
 QString registrations()
 {
     Presenter presenter;
-    presenter.channel.open({QStringLiteral("websocket")});
+    presenter.channel.open({u"websocket"_s});
     if (!QTest::qWaitFor([&] { return presenter.bus.messages().size() == 3; }, 20000))
-        return QStringLiteral("The channel did not open.");
+        return u"The channel did not open."_s;
     return presenter.bus.messages().join('\n');
 }
 
 QString pingFrame()
 {
     Presenter presenter;
-    presenter.channel.open({QStringLiteral("websocket")});
+    presenter.channel.open({u"websocket"_s});
     presenter.channel.sendPing();
     if (!QTest::qWaitFor([&] { return presenter.bus.messages().size() == 4; }, 20000))
-        return QStringLiteral("Nothing was sent.");
+        return u"Nothing was sent."_s;
     return presenter.bus.frames().last();
 }
 
@@ -199,14 +200,13 @@ QString pingFrame()
 
 QString incoming(const QString &body)
 {
-    return QStringLiteral(R"({"type":"message","address":"%1.presenter","body":{%2}})")
-        .arg(SESSION, body);
+    return uR"({"type":"message","address":"%1.presenter","body":{%2}})"_s.arg(SESSION, body);
 }
 
 QString fromDevice(const QString &type, const QString &payload)
 {
-    return incoming(QStringLiteral(R"("from":"%1","type":"%2","data":["%3"])")
-                        .arg(DEVICE, type, packed(payload)));
+    return incoming(
+        uR"("from":"%1","type":"%2","data":["%3"])"_s.arg(DEVICE, type, packed(payload)));
 }
 
 const char JOIN[] = R"({"userName":"Ada","deviceType":"tablet"})";
@@ -260,29 +260,29 @@ QString heard(const QString &message)
     QStringList events;
     QObject::connect(&handler, &Handler::learnerPollResponse,
                      [&](const QString &device, const QString &id, int ms, const QString &answer) {
-                         events << QStringLiteral(R"(learnerPollResponse("%1", "%2", %3, "%4"))")
-                                       .arg(device, id, QString::number(ms), answer);
+                         events << uR"(learnerPollResponse("%1", "%2", %3, "%4"))"_s.arg(
+                             device, id, QString::number(ms), answer);
                      });
     QObject::connect(&handler, &Handler::learnerJoin, [&](const Learner &learner) {
-        events << QStringLiteral(R"(learnerJoin({"%1", "%2", "%3"}))")
-                      .arg(learner.deviceId, learner.userName, learner.deviceType);
+        events << uR"(learnerJoin({"%1", "%2", "%3"}))"_s.arg(learner.deviceId, learner.userName,
+                                                              learner.deviceType);
     });
     QObject::connect(&handler, &Handler::learnerUnregister, [&](const QString &device) {
-        events << QStringLiteral(R"(learnerUnregister("%1"))").arg(device);
+        events << uR"(learnerUnregister("%1"))"_s.arg(device);
     });
     QObject::connect(&handler, &Handler::controllerRegister, [&](bool isRegister) {
-        events << QStringLiteral("controllerRegister(%1)").arg(isRegister ? "true" : "false");
+        events << u"controllerRegister(%1)"_s.arg(isRegister ? "true" : "false");
     });
     QObject::connect(&handler, &Handler::remoteControl, [&](const RemoteControlMessage &command) {
-        events << QStringLiteral(R"(remoteControl({"%1", "%2", %3}))")
-                      .arg(command.type, command.from,
-                           QString::fromUtf8(QJsonDocument::fromVariant(command.data)
-                                                 .toJson(QJsonDocument::Compact)));
+        events << uR"(remoteControl({"%1", "%2", %3}))"_s.arg(
+            command.type, command.from,
+            QString::fromUtf8(
+                QJsonDocument::fromVariant(command.data).toJson(QJsonDocument::Compact)));
     });
-    QObject::connect(
-        &handler, &Handler::learnerGetQuestion, [&](const QString &device, int number) {
-            events << QStringLiteral(R"(learnerGetQuestion("%1", %2))").arg(device).arg(number);
-        });
+    QObject::connect(&handler, &Handler::learnerGetQuestion,
+                     [&](const QString &device, int number) {
+                         events << uR"(learnerGetQuestion("%1", %2))"_s.arg(device).arg(number);
+                     });
     QMetaObject::invokeMethod(&handler, "onHandleMessage", Q_ARG(QString, message));
     return events.join('\n');
 }

@@ -1,6 +1,8 @@
 // The page on failures names every line that the library writes to the debug stream, and none that it
 // does not write.
 
+#include "support/Text.h"
+
 #include <QtCore/QDirIterator>
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
@@ -35,8 +37,8 @@ QStringList fragments(const QString &line, const QRegularExpression &value)
 // The literals of one statement; neighbours are one literal, as the compiler reads them.
 QStringList literals(QString statement)
 {
-    static const QRegularExpression between(QStringLiteral("(?<!\\\\)\"\\s+\""));
-    static const QRegularExpression literal(QStringLiteral("\"((?:[^\"\\\\]|\\\\.)*)\""));
+    static const QRegularExpression between(u"(?<!\\\\)\"\\s+\""_s);
+    static const QRegularExpression literal(u"\"((?:[^\"\\\\]|\\\\.)*)\""_s);
     statement.remove(between);
     QStringList found;
     auto match = literal.globalMatch(statement);
@@ -49,12 +51,12 @@ QStringList literals(QString statement)
 QStringList writtenFragments()
 {
     static const QRegularExpression statement(
-        QStringLiteral("(?:qDebug\\(\\)|qWarning\\(|\\bdebugLine\\(Q|\\bdebug\\(\\) <<)[^;]*;"));
-    static const QRegularExpression value(QStringLiteral("%\\d|\n"));
+        u"(?:qDebug\\(\\)|qWarning\\(|\\bdebugLine\\(Q|\\bdebug\\(\\) <<)[^;]*;"_s);
+    static const QRegularExpression value(u"%\\d|\n"_s);
     QStringList found;
     for (const char *folder : {"client", "collab", "model", "sockjs", "compression", "support"}) {
         QDirIterator files(QStringLiteral(TARVO_SOURCE_DIR "/") + QLatin1String(folder),
-                           {QStringLiteral("*.cpp"), QStringLiteral("*.h")}, QDir::Files);
+                           {u"*.cpp"_s, u"*.h"_s}, QDir::Files);
         while (files.hasNext()) {
             auto match = statement.globalMatch(readFile(files.next()));
             while (match.hasNext()) {
@@ -76,7 +78,7 @@ QString logLinesSection(const QString &page)
 // What the page says that is written: the code spans in the first column of the section's tables.
 QStringList describedLines(const QString &section)
 {
-    static const QRegularExpression row(QStringLiteral("^\\| (`.*?`) \\| "),
+    static const QRegularExpression row(u"^\\| (`.*?`) \\| "_s,
                                         QRegularExpression::MultilineOption);
     QStringList found;
     auto match = row.globalMatch(section);
@@ -89,11 +91,11 @@ QStringList describedLines(const QString &section)
 
 } // namespace
 
-class tst_failures : public QObject
+class tst_Failures : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void everyWrittenLineIsDescribed();
     void everyDescribedLineIsWritten();
     void errorKeyIsDescribed();
@@ -103,19 +105,19 @@ private:
     const QString m_logLines = logLinesSection(m_page);
 };
 
-void tst_failures::everyWrittenLineIsDescribed()
+void tst_Failures::everyWrittenLineIsDescribed()
 {
     const QStringList written = writtenFragments();
     QVERIFY(written.size() > 50);
-    QVERIFY(written.contains(QStringLiteral("[REST Response]")));
+    QVERIFY(written.contains(u"[REST Response]"_s));
     for (const QString &fragment : written)
         QVERIFY2(m_logLines.contains(fragment), qPrintable(fragment));
 }
 
-void tst_failures::everyDescribedLineIsWritten()
+void tst_Failures::everyDescribedLineIsWritten()
 {
-    static const QRegularExpression value(QStringLiteral("…"));
-    static const QRegularExpression tag(QStringLiteral("^\\[[A-Za-z]+\\] "));
+    static const QRegularExpression value(u"…"_s);
+    static const QRegularExpression tag(u"^\\[[A-Za-z]+\\] "_s);
     const QStringList lines = describedLines(m_logLines);
     QVERIFY(lines.size() > 50);
     const QString written = writtenFragments().join(QLatin1Char('\n'));
@@ -131,13 +133,14 @@ void tst_failures::everyDescribedLineIsWritten()
     }
 }
 
-void tst_failures::errorKeyIsDescribed()
+void tst_Failures::errorKeyIsDescribed()
 {
-    const QString key = QStringLiteral("SSLRootCertificateMissing");
+    const QString key = u"SSLRootCertificateMissing"_s;
     QVERIFY(m_page.contains(QLatin1String("| `") + key + QLatin1String("` |")));
     QVERIFY(readFile(QStringLiteral(TARVO_SOURCE_DIR "/client/PresenterClientTls.cpp"))
                 .contains(QLatin1Char('"') + key + QLatin1Char('"')));
 }
 
-QTEST_GUILESS_MAIN(tst_failures)
+QTEST_GUILESS_MAIN(tst_Failures)
+#include "support/Text.h"
 #include "tst_failures.moc"

@@ -1,4 +1,5 @@
 #include "e2e/Classroom.h"
+#include "support/Text.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QEventLoop>
@@ -25,10 +26,9 @@ void Classroom::Process::setupChildProcess()
 
 Classroom::Classroom(const QStringList &options, const TestCertificates::Identity *identity)
 {
-    QStringList arguments{QStringLiteral(CLASSROOM_PROGRAM), QStringLiteral("--port"),
-                          QStringLiteral("0")};
+    QStringList arguments{QStringLiteral(CLASSROOM_PROGRAM), u"--port"_s, u"0"_s};
     if (identity)
-        arguments << QStringLiteral("--tls") << identity->certificateFile << identity->keyFile;
+        arguments << u"--tls"_s << identity->certificateFile << identity->keyFile;
     m_process.start(QStringLiteral(NODE_PROGRAM), arguments + options);
 
     QElapsedTimer clock;
@@ -61,17 +61,17 @@ QJsonArray Classroom::journal(const Filter &filter, int count, int since)
     QUrlQuery query;
     for (auto field = filter.constBegin(); field != filter.constEnd(); ++field)
         query.addQueryItem(field.key(), QString::fromUtf8(QUrl::toPercentEncoding(field.value())));
-    query.addQueryItem(QStringLiteral("since"), QString::number(since));
-    query.addQueryItem(QStringLiteral("count"), QString::number(count));
-    query.addQueryItem(QStringLiteral("wait"), QString::number(count > 0 ? JOURNAL_WAIT_MS : 0));
-    const QString path = QStringLiteral("journal?%1").arg(query.toString(QUrl::FullyEncoded));
-    return get(path)[QStringLiteral("entries")].toArray();
+    query.addQueryItem(u"since"_s, QString::number(since));
+    query.addQueryItem(u"count"_s, QString::number(count));
+    query.addQueryItem(u"wait"_s, QString::number(count > 0 ? JOURNAL_WAIT_MS : 0));
+    const QString path = u"journal?%1"_s.arg(query.toString(QUrl::FullyEncoded));
+    return get(path)[u"entries"_s].toArray();
 }
 
 QJsonArray Classroom::received(const QString &type, int count, Filter filter)
 {
-    filter.insert(QStringLiteral("kind"), QStringLiteral("received"));
-    filter.insert(QStringLiteral("type"), type);
+    filter.insert(u"kind"_s, u"received"_s);
+    filter.insert(u"type"_s, type);
     return journal(filter, count);
 }
 
@@ -83,7 +83,7 @@ QJsonValue Classroom::receivedOne(const QString &type, const Filter &filter)
 int Classroom::lastNumber()
 {
     // A filter that nothing matches: the answer is short.
-    return get(QStringLiteral("journal?kind=none"))[QStringLiteral("last")].toInt();
+    return get(u"journal?kind=none"_s)[u"last"_s].toInt();
 }
 
 int Classroom::countNow(const Filter &filter)
@@ -93,7 +93,7 @@ int Classroom::countNow(const Filter &filter)
 
 QJsonArray Classroom::learners()
 {
-    return get(QStringLiteral("learners")).toArray();
+    return get(u"learners"_s).toArray();
 }
 
 QJsonValue Classroom::get(const QString &path)
@@ -137,7 +137,7 @@ QByteArray Classroom::request(const QByteArray &verb, const QString &path, const
 
 QJsonValue Classroom::control(const QByteArray &verb, const QString &path, const QByteArray &body)
 {
-    const QByteArray answer = request(verb, QStringLiteral("/classroom/") + path, body);
+    const QByteArray answer = request(verb, u"/classroom/"_s + path, body);
     const QJsonDocument document = QJsonDocument::fromJson(answer);
     return document.isArray() ? QJsonValue(document.array()) : QJsonValue(document.object());
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "e2e/Classroom.h"
+#include "support/Text.h"
 
 #include "client/PresenterClient.h"
 #include "collab/PresenterCollab.h"
@@ -20,14 +21,14 @@ inline void addTransportRows()
 {
     QTest::addColumn<QString>("transport");
     QTest::addColumn<bool>("tls");
-    QTest::newRow("websocket") << QStringLiteral("websocket") << false;
-    QTest::newRow("xhr-polling") << QStringLiteral("xhr-polling") << false;
+    QTest::newRow("websocket") << u"websocket"_s << false;
+    QTest::newRow("xhr-polling") << u"xhr-polling"_s << false;
 }
 inline void addTransportAndTlsRows()
 {
     addTransportRows();
-    QTest::newRow("websocket, TLS") << QStringLiteral("websocket") << true;
-    QTest::newRow("xhr-polling, TLS") << QStringLiteral("xhr-polling") << true;
+    QTest::newRow("websocket, TLS") << u"websocket"_s << true;
+    QTest::newRow("xhr-polling, TLS") << u"xhr-polling"_s << true;
 }
 
 // A classroom as the row says, trusted by this process if it speaks TLS.
@@ -39,7 +40,7 @@ public:
         if (tls) {
             m_certificates = std::make_unique<TestCertificates>();
             m_certificates->trust();
-            const auto identity = m_certificates->issue(QStringLiteral("localhost"));
+            const auto identity = m_certificates->issue(u"localhost"_s);
             m_classroom = std::make_unique<Classroom>(options, &identity);
         } else {
             m_classroom = std::make_unique<Classroom>(options);
@@ -69,8 +70,8 @@ public:
     bool open()
     {
         return client->checkServer(QString(), QString())
-            && client->doLogin(QStringLiteral("teacher"), QStringLiteral("secret"))
-            && client->doStartSession(QString()) && openChannel();
+            && client->doLogin(u"teacher"_s, u"secret"_s) && client->doStartSession(QString())
+            && openChannel();
     }
     bool openChannel()
     {

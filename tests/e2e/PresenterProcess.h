@@ -1,6 +1,7 @@
 #pragma once
 
 #include "e2e/Classroom.h"
+#include "support/Text.h"
 
 #include <QtCore/QProcess>
 #include <QtCore/QProcessEnvironment>
@@ -20,7 +21,7 @@ public:
     PresenterProcess()
     {
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(QStringLiteral("TARVO_PASSWORD"), QStringLiteral("secret"));
+        environment.insert(u"TARVO_PASSWORD"_s, u"secret"_s);
         setProcessEnvironment(environment);
         connect(this, &QProcess::readyReadStandardOutput, this,
                 [this] { m_output += QString::fromUtf8(readAllStandardOutput()); });
@@ -36,9 +37,7 @@ public:
     // Against a classroom, as its teacher, and further arguments.
     void run(const Classroom &classroom, const QStringList &arguments)
     {
-        runWith(QStringList{QStringLiteral("--server"), classroom.url(), QStringLiteral("--user"),
-                            QStringLiteral("teacher")}
-                + arguments);
+        runWith(QStringList{u"--server"_s, classroom.url(), u"--user"_s, u"teacher"_s} + arguments);
     }
     void runWith(const QStringList &arguments)
     {

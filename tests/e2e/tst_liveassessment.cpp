@@ -1,5 +1,6 @@
 #include "e2e/LiveSession.h"
 #include "e2e/PayloadJson.h"
+#include "support/Text.h"
 
 #include "collab/PresenterAssessment.h"
 #include "model/AssessmentOptions.h"
@@ -7,7 +8,7 @@
 #include "model/QuestionText.h"
 
 // An assessment from start to stop, field by field, and messages to one learner.
-class TestAssessment : public QObject
+class tst_LiveAssessment : public QObject
 {
     Q_OBJECT
 
@@ -18,7 +19,7 @@ private Q_SLOTS:
     void messagesReachOneLearner();
 };
 
-void TestAssessment::assessmentRunsFromStartToStop()
+void tst_LiveAssessment::assessmentRunsFromStartToStop()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -106,7 +107,7 @@ void TestAssessment::assessmentRunsFromStartToStop()
     QCOMPARE(text(stops.at(0)["data"].toObject()), text(QJsonObject{{"assessmentToken", token}}));
 }
 
-void TestAssessment::messagesReachOneLearner()
+void tst_LiveAssessment::messagesReachOneLearner()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -115,7 +116,7 @@ void TestAssessment::messagesReachOneLearner()
     QVERIFY(openWithLearners(session, 2));
     const QString device = far->learners().at(1)["deviceId"].toString();
     PresenterAssessment assessment(nullptr, session.channel);
-    const QString words = QString::fromUtf8("Gut, \"Ben\" – 100 %1\n\\o/");
+    const QString words = u"Gut, \"Ben\" – 100 %1\n\\o/"_s;
     assessment.sendMessage(device, words, false, false);
     assessment.sendMessage(device, words, false, true);
     assessment.sendMessage("nobody gets this", true, false);
@@ -133,5 +134,5 @@ void TestAssessment::messagesReachOneLearner()
     QCOMPARE(far->countNow({{"kind", "received"}, {"type", "dialogShow"}}), 1);
 }
 
-QTEST_GUILESS_MAIN(TestAssessment)
+QTEST_GUILESS_MAIN(tst_LiveAssessment)
 #include "tst_liveassessment.moc"

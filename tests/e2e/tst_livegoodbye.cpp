@@ -1,7 +1,7 @@
 #include "e2e/LiveSession.h"
 
 // Sessions end cleanly, whoever ends them, and nothing that was said before is lost.
-class TestGoodbye : public QObject
+class tst_LiveGoodbye : public QObject
 {
     Q_OBJECT
 
@@ -35,7 +35,7 @@ int publishedByPresenter(Classroom &classroom, const QString &type, const QStrin
 
 } // namespace
 
-void TestGoodbye::stopDisconnectsEveryLearner()
+void tst_LiveGoodbye::stopDisconnectsEveryLearner()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -66,7 +66,7 @@ void TestGoodbye::stopDisconnectsEveryLearner()
     QCOMPARE(closed.count(), 1);
 }
 
-void TestGoodbye::learnersOfAnIdleClassAreTold_data()
+void tst_LiveGoodbye::learnersOfAnIdleClassAreTold_data()
 {
     QTest::addColumn<QString>("transport");
     QTest::addColumn<bool>("tls");
@@ -80,7 +80,7 @@ void TestGoodbye::learnersOfAnIdleClassAreTold_data()
 
 // Over polling a request for the next message is always out then, and the connection of earlier posts
 // is gone: servers keep it for five seconds.
-void TestGoodbye::learnersOfAnIdleClassAreTold()
+void tst_LiveGoodbye::learnersOfAnIdleClassAreTold()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -103,7 +103,7 @@ void TestGoodbye::learnersOfAnIdleClassAreTold()
         QCOMPARE(message["text"].toString(), QString("\"\""));
 }
 
-void TestGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
+void tst_LiveGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -119,7 +119,7 @@ void TestGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
     QCOMPARE(closed.first().first().toBool(), false);
 }
 
-void TestGoodbye::lastWordArrivesBehindFiveMegabytes()
+void tst_LiveGoodbye::lastWordArrivesBehindFiveMegabytes()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -135,7 +135,7 @@ void TestGoodbye::lastWordArrivesBehindFiveMegabytes()
         QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
 }
 
-void TestGoodbye::hostIsToldWhenItMayEnd()
+void tst_LiveGoodbye::hostIsToldWhenItMayEnd()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -156,7 +156,7 @@ void TestGoodbye::hostIsToldWhenItMayEnd()
         QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
 }
 
-void TestGoodbye::destroyedClientStopsItsSession()
+void tst_LiveGoodbye::destroyedClientStopsItsSession()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -168,7 +168,7 @@ void TestGoodbye::destroyedClientStopsItsSession()
     QCOMPARE(far->get("sessions").toArray(), QJsonArray());
 }
 
-void TestGoodbye::serverThatHangsUpIsReportedOnce()
+void tst_LiveGoodbye::serverThatHangsUpIsReportedOnce()
 {
     const Far far(false);
     LiveSession session(*far, "websocket");
@@ -182,5 +182,5 @@ void TestGoodbye::serverThatHangsUpIsReportedOnce()
     QCOMPARE(closed.count(), 1);
 }
 
-QTEST_GUILESS_MAIN(TestGoodbye)
+QTEST_GUILESS_MAIN(tst_LiveGoodbye)
 #include "tst_livegoodbye.moc"

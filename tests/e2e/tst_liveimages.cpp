@@ -1,7 +1,7 @@
 #include "e2e/LiveSession.h"
 
 // Card images of every size arrive whole on a learner's device.
-class TestImages : public QObject
+class tst_LiveImages : public QObject
 {
     Q_OBJECT
 
@@ -40,7 +40,7 @@ QString imageText(const QByteArray &image)
 
 } // namespace
 
-void TestImages::imageCardArrivesWhole_data()
+void tst_LiveImages::imageCardArrivesWhole_data()
 {
     addImageColumns();
     for (const char *transport : {"websocket", "xhr-polling"}) {
@@ -49,7 +49,7 @@ void TestImages::imageCardArrivesWhole_data()
     }
 }
 
-void TestImages::imageCardArrivesWhole()
+void tst_LiveImages::imageCardArrivesWhole()
 {
     QFETCH(QString, transport);
     QFETCH(int, size);
@@ -73,7 +73,7 @@ void TestImages::imageCardArrivesWhole()
     QCOMPARE(session.channel->getCardImageRef(false), QString());
 }
 
-void TestImages::imageBehindAPollArrivesWhole_data()
+void tst_LiveImages::imageBehindAPollArrivesWhole_data()
 {
     addImageColumns();
     addImageRow("websocket", 0);
@@ -81,7 +81,7 @@ void TestImages::imageBehindAPollArrivesWhole_data()
     addImageRow("xhr-polling", FIVE_MB);
 }
 
-void TestImages::imageBehindAPollArrivesWhole()
+void tst_LiveImages::imageBehindAPollArrivesWhole()
 {
     QFETCH(QString, transport);
     QFETCH(int, size);
@@ -103,7 +103,7 @@ void TestImages::imageBehindAPollArrivesWhole()
     QCOMPARE(session.channel->getCardImageRef(true), QString());
 }
 
-void TestImages::imageAddressArrivesAsItIs()
+void tst_LiveImages::imageAddressArrivesAsItIs()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -124,5 +124,5 @@ void TestImages::imageAddressArrivesAsItIs()
     QCOMPARE(question["card"]["styles"]["backgroundImage"].toString(), "url('" + address + "')");
 }
 
-QTEST_GUILESS_MAIN(TestImages)
+QTEST_GUILESS_MAIN(tst_LiveImages)
 #include "tst_liveimages.moc"

@@ -2,7 +2,7 @@
 #include "e2e/PayloadJson.h"
 
 // Polls: what the learners' devices got, field by field, and what the host was told.
-class TestPolls : public QObject
+class tst_LivePolls : public QObject
 {
     Q_OBJECT
 
@@ -114,7 +114,7 @@ QJsonObject expectedPayload(const PollCase &poll, const QString &id, const LiveS
 
 } // namespace
 
-void TestPolls::pollsOfEveryKind()
+void tst_LivePolls::pollsOfEveryKind()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -164,14 +164,14 @@ void TestPolls::pollsOfEveryKind()
     }
 }
 
-void TestPolls::everyFormOfPayloadIsUnderstood_data()
+void tst_LivePolls::everyFormOfPayloadIsUnderstood_data()
 {
     QTest::addColumn<QString>("form");
     for (const char *form : {"base64", "integers", "string"})
         QTest::newRow(form) << form;
 }
 
-void TestPolls::everyFormOfPayloadIsUnderstood()
+void tst_LivePolls::everyFormOfPayloadIsUnderstood()
 {
     QFETCH(QString, form);
     const Far far(false, {"--learners", "1", "--think", "20", "--payload-form", form});
@@ -187,7 +187,7 @@ void TestPolls::everyFormOfPayloadIsUnderstood()
     QCOMPARE(answers.first().at(3).toString(), QString("The answer is river."));
 }
 
-void TestPolls::pausedLearnersAnswerAfterResume()
+void tst_LivePolls::pausedLearnersAnswerAfterResume()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -217,7 +217,7 @@ void TestPolls::pausedLearnersAnswerAfterResume()
     QVERIFY(answered > resumed);
 }
 
-void TestPolls::stoppedPollIsAnsweredByNobody()
+void tst_LivePolls::stoppedPollIsAnsweredByNobody()
 {
     // The first learner would answer after half a second, but the poll is over before.
     const Far far(false, {"--learners", "1", "--think", "500"});
@@ -233,5 +233,5 @@ void TestPolls::stoppedPollIsAnsweredByNobody()
     QCOMPARE(answers.first().at(3).toString(), QString("1"));
 }
 
-QTEST_GUILESS_MAIN(TestPolls)
+QTEST_GUILESS_MAIN(tst_LivePolls)
 #include "tst_livepolls.moc"

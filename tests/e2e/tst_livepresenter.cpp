@@ -10,7 +10,7 @@
 #include <unistd.h>
 
 // The console host as people run it: lessons from a script, a pipe and a terminal.
-class TestLivePresenter : public QObject
+class tst_LivePresenter : public QObject
 {
     Q_OBJECT
 
@@ -51,7 +51,7 @@ QString writeScript(const QTemporaryDir &folder, const QByteArray &text)
 
 } // namespace
 
-void TestLivePresenter::exampleLessonTouchesEveryActivity()
+void tst_LivePresenter::exampleLessonTouchesEveryActivity()
 {
     Classroom classroom({"--learners", "5", "--think", "50", "--remote", "--remote-every", "100",
                          "--remote-commands",
@@ -101,14 +101,14 @@ void TestLivePresenter::exampleLessonTouchesEveryActivity()
     QCOMPARE(removed["userName"].toString(), QString("Eva"));
 }
 
-void TestLivePresenter::commandsComeFromAPipe_data()
+void tst_LivePresenter::commandsComeFromAPipe_data()
 {
     QTest::addColumn<QString>("transport");
     QTest::newRow("websocket") << "websocket";
     QTest::newRow("xhr-polling") << "xhr-polling";
 }
 
-void TestLivePresenter::commandsComeFromAPipe()
+void tst_LivePresenter::commandsComeFromAPipe()
 {
     QFETCH(QString, transport);
     Classroom classroom({"--learners", "2", "--think", "20"});
@@ -136,7 +136,7 @@ void TestLivePresenter::commandsComeFromAPipe()
     QVERIFY(sessionWasStopped(classroom));
 }
 
-void TestLivePresenter::sessionLastsAsLongAsAskedFor()
+void tst_LivePresenter::sessionLastsAsLongAsAskedFor()
 {
     Classroom classroom;
     PresenterProcess presenter;
@@ -150,7 +150,7 @@ void TestLivePresenter::sessionLastsAsLongAsAskedFor()
     QVERIFY(sessionWasStopped(classroom));
 }
 
-void TestLivePresenter::endOfInputEndsTheSession()
+void tst_LivePresenter::endOfInputEndsTheSession()
 {
     Classroom classroom;
     PresenterProcess presenter;
@@ -160,7 +160,7 @@ void TestLivePresenter::endOfInputEndsTheSession()
     QVERIFY(sessionWasStopped(classroom));
 }
 
-void TestLivePresenter::signalEndsTheSession_data()
+void tst_LivePresenter::signalEndsTheSession_data()
 {
     QTest::addColumn<int>("number");
     QTest::newRow("SIGINT") << SIGINT;
@@ -168,7 +168,7 @@ void TestLivePresenter::signalEndsTheSession_data()
     QTest::newRow("SIGHUP") << SIGHUP;
 }
 
-void TestLivePresenter::signalEndsTheSession()
+void tst_LivePresenter::signalEndsTheSession()
 {
     QFETCH(int, number);
     Classroom classroom;
@@ -181,7 +181,7 @@ void TestLivePresenter::signalEndsTheSession()
     QVERIFY(sessionWasStopped(classroom));
 }
 
-void TestLivePresenter::remoteEndsTheSession()
+void tst_LivePresenter::remoteEndsTheSession()
 {
     Classroom classroom;
     PresenterProcess presenter;
@@ -194,7 +194,7 @@ void TestLivePresenter::remoteEndsTheSession()
     QVERIFY(sessionWasStopped(classroom));
 }
 
-void TestLivePresenter::learnersAreShownAsTheyComeAndGo()
+void tst_LivePresenter::learnersAreShownAsTheyComeAndGo()
 {
     Classroom classroom({"--learners", "2"});
     PresenterProcess presenter;
@@ -210,7 +210,7 @@ void TestLivePresenter::learnersAreShownAsTheyComeAndGo()
     QCOMPARE(presenter.ended(), 0);
 }
 
-void TestLivePresenter::cardIsShownFromTheServicesStore()
+void tst_LivePresenter::cardIsShownFromTheServicesStore()
 {
     Classroom classroom({"--learners", "1"});
     const QTemporaryDir folder;
@@ -233,14 +233,14 @@ void TestLivePresenter::cardIsShownFromTheServicesStore()
              qPrintable(presenter.output()));
 }
 
-void TestLivePresenter::lastWordArrivesBehindALargeImage_data()
+void tst_LivePresenter::lastWordArrivesBehindALargeImage_data()
 {
     QTest::addColumn<QString>("transport");
     QTest::newRow("websocket") << "websocket";
     QTest::newRow("xhr-polling") << "xhr-polling";
 }
 
-void TestLivePresenter::lastWordArrivesBehindALargeImage()
+void tst_LivePresenter::lastWordArrivesBehindALargeImage()
 {
     QFETCH(QString, transport);
     Classroom classroom;
@@ -266,7 +266,7 @@ void TestLivePresenter::lastWordArrivesBehindALargeImage()
     }
 }
 
-void TestLivePresenter::diagnosticsAreShownOnRequestOnly()
+void tst_LivePresenter::diagnosticsAreShownOnRequestOnly()
 {
     Classroom classroom;
     PresenterProcess quiet;
@@ -355,7 +355,7 @@ private:
 
 } // namespace
 
-void TestLivePresenter::promptShowsResultsInPlace()
+void tst_LivePresenter::promptShowsResultsInPlace()
 {
     Classroom classroom({"--learners", "2", "--think", "20"});
     TerminalProcess presenter;
@@ -384,5 +384,5 @@ void TestLivePresenter::promptShowsResultsInPlace()
     QVERIFY(sessionWasStopped(classroom));
 }
 
-QTEST_GUILESS_MAIN(TestLivePresenter)
+QTEST_GUILESS_MAIN(tst_LivePresenter)
 #include "tst_livepresenter.moc"

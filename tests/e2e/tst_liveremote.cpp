@@ -1,11 +1,12 @@
 #include "e2e/LiveSession.h"
 #include "e2e/PayloadJson.h"
+#include "support/Text.h"
 
 #include "collab/PresenterAssessment.h"
 
 // The remote controller is told what is shown and sends its commands; messages of unknown types are
 // handed over; without a connection nothing is sent.
-class TestRemote : public QObject
+class tst_LiveRemote : public QObject
 {
     Q_OBJECT
 
@@ -36,14 +37,14 @@ QStringList typesReceived(Classroom &classroom, const QString &role)
 
 } // namespace
 
-void TestRemote::remoteIsToldLessonAndCard()
+void tst_LiveRemote::remoteIsToldLessonAndCard()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
     const Far far(tls, {"--learners", "1", "--remote", "--remote-commands", "none"});
     LiveSession session(*far, transport);
     QVERIFY(openWithLearners(session, 1));
-    session.channel->sendCurrentLessonToRemote("L-7", QString::fromUtf8("Flüsse"));
+    session.channel->sendCurrentLessonToRemote("L-7", u"Flüsse"_s);
     session.channel->sendCurrentCardToRemote(2, 3);
     session.channel->sendPresenterIsActiveToRemote();
 
@@ -52,7 +53,7 @@ void TestRemote::remoteIsToldLessonAndCard()
         QString text;
     };
     const Told told[] = {
-        {"currentLesson", QString::fromUtf8(R"({"lessonId":"L-7", "name":"Flüsse"})")},
+        {"currentLesson", uR"({"lessonId":"L-7", "name":"Flüsse"})"_s},
         {"currentCard",
          R"({"currentCard":"2", "cards": [{"name":"1"},{"name":"2"},{"name":"3"}], "totalCards":"3"})"},
         {"presenterIsActive", "\"%0\""},
@@ -68,7 +69,7 @@ void TestRemote::remoteIsToldLessonAndCard()
     QCOMPARE(typesReceived(*far, "learner"), QStringList());
 }
 
-void TestRemote::remoteCommandsReachTheHost()
+void tst_LiveRemote::remoteCommandsReachTheHost()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -119,7 +120,7 @@ void TestRemote::remoteCommandsReachTheHost()
     QCOMPARE(registered.first().first().toBool(), false);
 }
 
-void TestRemote::unknownMessagesAreHandedOver()
+void tst_LiveRemote::unknownMessagesAreHandedOver()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -141,7 +142,7 @@ void TestRemote::unknownMessagesAreHandedOver()
     QCOMPARE(unhandled.first().at(1).toMap(), QVariantMap({{"say", "hi"}}));
 }
 
-void TestRemote::nothingIsSentWithoutAConnection()
+void tst_LiveRemote::nothingIsSentWithoutAConnection()
 {
     const Far far(false, {"--learners", "1"});
     LiveSession session(*far, "websocket");
@@ -161,5 +162,5 @@ void TestRemote::nothingIsSentWithoutAConnection()
     QCOMPARE(far->countNow({{"kind", "publish"}, {"transport", "websocket"}}), 0);
 }
 
-QTEST_GUILESS_MAIN(TestRemote)
+QTEST_GUILESS_MAIN(tst_LiveRemote)
 #include "tst_liveremote.moc"

@@ -1,7 +1,7 @@
 #include "e2e/LiveSession.h"
 
 // A live class: how it is opened, and how its learners are followed.
-class TestSession : public QObject
+class tst_LiveSession : public QObject
 {
     Q_OBJECT
 
@@ -21,7 +21,7 @@ private Q_SLOTS:
     void stickyCookieComesBackOnPollsAndPosts();
 };
 
-void TestSession::learnersAreFollowedFromJoinToLeave()
+void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -56,7 +56,7 @@ void TestSession::learnersAreFollowedFromJoinToLeave()
     QVERIFY(session.client->doLogout());
 }
 
-void TestSession::serviceIsAskedInOrder()
+void tst_LiveSession::serviceIsAskedInOrder()
 {
     const Far far(false);
     LiveSession session(*far, "websocket");
@@ -92,7 +92,7 @@ void TestSession::serviceIsAskedInOrder()
         QCOMPARE(entries.at(i)["cookie"].toString(), cookie);
 }
 
-void TestSession::channelRegistersOnItsThreeAddresses()
+void tst_LiveSession::channelRegistersOnItsThreeAddresses()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -111,7 +111,7 @@ void TestSession::channelRegistersOnItsThreeAddresses()
                           session.token() + ".presenter." + session.client->getUserToken()}));
 }
 
-void TestSession::learnersWhoCameBeforeAreListed()
+void tst_LiveSession::learnersWhoCameBeforeAreListed()
 {
     const Far far(false, {"--learners", "2"});
     LiveSession session(*far, "websocket");
@@ -124,7 +124,7 @@ void TestSession::learnersWhoCameBeforeAreListed()
     QCOMPARE(names, QStringList({"Ada", "Ben"}));
 }
 
-void TestSession::removedLearnerIsDisconnected()
+void tst_LiveSession::removedLearnerIsDisconnected()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -149,7 +149,7 @@ void TestSession::removedLearnerIsDisconnected()
     QCOMPARE(far->learners().size(), 1);
 }
 
-void TestSession::sessionsFollowEachOther()
+void tst_LiveSession::sessionsFollowEachOther()
 {
     QFETCH(QString, transport);
     QFETCH(bool, tls);
@@ -169,7 +169,7 @@ void TestSession::sessionsFollowEachOther()
     QVERIFY(session.client->doStopSession());
 }
 
-void TestSession::tenantsOrderOfTransportsIsFollowed()
+void tst_LiveSession::tenantsOrderOfTransportsIsFollowed()
 {
     const Far far(false, {"--tenant-protocols", "xhr-polling,websocket"});
     LiveSession session(*far, QString());
@@ -178,7 +178,7 @@ void TestSession::tenantsOrderOfTransportsIsFollowed()
     QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "websocket"}}), 0);
 }
 
-void TestSession::serverWithoutWebSocketsIsPolled()
+void tst_LiveSession::serverWithoutWebSocketsIsPolled()
 {
     const Far far(false,
                   {"--transports", "xhr-polling", "--tenant-protocols", "websocket,xhr-polling",
@@ -191,7 +191,7 @@ void TestSession::serverWithoutWebSocketsIsPolled()
     QVERIFY2(first.endsWith("/websocket"), qPrintable(first));
 }
 
-void TestSession::stickyCookieComesBackOnPollsAndPosts()
+void tst_LiveSession::stickyCookieComesBackOnPollsAndPosts()
 {
     const Far far(false);
     LiveSession session(*far, "xhr-polling");
@@ -214,5 +214,5 @@ void TestSession::stickyCookieComesBackOnPollsAndPosts()
         LONG_MS);
 }
 
-QTEST_GUILESS_MAIN(TestSession)
+QTEST_GUILESS_MAIN(tst_LiveSession)
 #include "tst_livesession.moc"

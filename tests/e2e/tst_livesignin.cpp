@@ -1,7 +1,8 @@
 #include "e2e/LiveSession.h"
+#include "support/Text.h"
 
 // What fails against a service says why, by the key that a host looks up.
-class TestSignIn : public QObject
+class tst_LiveSignIn : public QObject
 {
     Q_OBJECT
 
@@ -25,7 +26,7 @@ private Q_SLOTS:
     void nothingListensThere();
 };
 
-void TestSignIn::wrongCredentialsAreRefused_data()
+void tst_LiveSignIn::wrongCredentialsAreRefused_data()
 {
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("password");
@@ -41,7 +42,7 @@ void TestSignIn::wrongCredentialsAreRefused_data()
                                  << "request.error.invalidJson";
 }
 
-void TestSignIn::wrongCredentialsAreRefused()
+void tst_LiveSignIn::wrongCredentialsAreRefused()
 {
     QFETCH(QString, user);
     QFETCH(QString, password);
@@ -56,16 +57,16 @@ void TestSignIn::wrongCredentialsAreRefused()
     QCOMPARE(client.getLastErrorKey(), QString());
 }
 
-void TestSignIn::passwordsArriveAsTheyAre_data()
+void tst_LiveSignIn::passwordsArriveAsTheyAre_data()
 {
     QTest::addColumn<QString>("password");
     QTest::newRow("percent signs") << "100%1 %2 %0 %";
     QTest::newRow("blanks") << "  a b ";
-    QTest::newRow("other letters") << QString::fromUtf8("пароль Ünï 密码 😀");
+    QTest::newRow("other letters") << u"пароль Ünï 密码 😀"_s;
     QTest::newRow("punctuation") << "a&b=c;d+e/f?g#h'i<j>";
 }
 
-void TestSignIn::passwordsArriveAsTheyAre()
+void tst_LiveSignIn::passwordsArriveAsTheyAre()
 {
     QFETCH(QString, password);
     const Far far(false, {"--user", "ann", "--password", password});
@@ -74,7 +75,7 @@ void TestSignIn::passwordsArriveAsTheyAre()
     QVERIFY(!client.doLogin("ann", password + "%1"));
 }
 
-void TestSignIn::deviceTokenReplacesThePassword()
+void tst_LiveSignIn::deviceTokenReplacesThePassword()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
@@ -86,7 +87,7 @@ void TestSignIn::deviceTokenReplacesThePassword()
     QCOMPARE(again.getLastErrorKey(), QString("login.error.wrongDeviceToken"));
 }
 
-void TestSignIn::expiredSignInIsRenewedWhenASessionStarts()
+void tst_LiveSignIn::expiredSignInIsRenewedWhenASessionStarts()
 {
     const Far far(false);
     LiveSession session(*far, "websocket");
@@ -102,7 +103,7 @@ void TestSignIn::expiredSignInIsRenewedWhenASessionStarts()
              qPrintable(join["body"].toString()));
 }
 
-void TestSignIn::expiredSignInWithAChangedPasswordIsRefused()
+void tst_LiveSignIn::expiredSignInWithAChangedPasswordIsRefused()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
@@ -117,7 +118,7 @@ void TestSignIn::expiredSignInWithAChangedPasswordIsRefused()
     QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/session/create"}}), 0);
 }
 
-void TestSignIn::failuresOfTheSessionCarryTheirKey_data()
+void tst_LiveSignIn::failuresOfTheSessionCarryTheirKey_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("isCreated");
@@ -125,7 +126,7 @@ void TestSignIn::failuresOfTheSessionCarryTheirKey_data()
     QTest::newRow("start") << "/vantora/session/start" << true;
 }
 
-void TestSignIn::failuresOfTheSessionCarryTheirKey()
+void tst_LiveSignIn::failuresOfTheSessionCarryTheirKey()
 {
     QFETCH(QString, path);
     QFETCH(bool, isCreated);
@@ -147,7 +148,7 @@ void TestSignIn::failuresOfTheSessionCarryTheirKey()
     QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "websocket"}}), 0);
 }
 
-void TestSignIn::missingCollaborationServerIsAFailure()
+void tst_LiveSignIn::missingCollaborationServerIsAFailure()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
@@ -163,14 +164,14 @@ void TestSignIn::missingCollaborationServerIsAFailure()
     QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/session/start"}}), 0);
 }
 
-void TestSignIn::unknownRootIsReportedByItsKey_data()
+void tst_LiveSignIn::unknownRootIsReportedByItsKey_data()
 {
     QTest::addColumn<bool>("hasOtherRoots");
     QTest::newRow("other roots trusted") << true;
     QTest::newRow("no root trusted") << false;
 }
 
-void TestSignIn::unknownRootIsReportedByItsKey()
+void tst_LiveSignIn::unknownRootIsReportedByItsKey()
 {
     QFETCH(bool, hasOtherRoots);
     TestCertificates service("Service Root");
@@ -194,14 +195,14 @@ void TestSignIn::unknownRootIsReportedByItsKey()
     QCOMPARE(classroom.countNow({{"kind", "request"}, {"path", "/vantora/login/submit"}}), 1);
 }
 
-void TestSignIn::wrongNameOrExpiryFailWithoutThatKey_data()
+void tst_LiveSignIn::wrongNameOrExpiryFailWithoutThatKey_data()
 {
     QTest::addColumn<bool>("isExpired");
     QTest::newRow("name of another host") << false;
     QTest::newRow("expired") << true;
 }
 
-void TestSignIn::wrongNameOrExpiryFailWithoutThatKey()
+void tst_LiveSignIn::wrongNameOrExpiryFailWithoutThatKey()
 {
     QFETCH(bool, isExpired);
     TestCertificates certificates;
@@ -215,14 +216,14 @@ void TestSignIn::wrongNameOrExpiryFailWithoutThatKey()
     QVERIFY(!client.isLoggedIn());
 }
 
-void TestSignIn::untrustedCollaborationServerOpensNoChannel_data()
+void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel_data()
 {
     QTest::addColumn<QString>("transport");
     QTest::newRow("websocket") << "websocket";
     QTest::newRow("xhr-polling") << "xhr-polling";
 }
 
-void TestSignIn::untrustedCollaborationServerOpensNoChannel()
+void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel()
 {
     QFETCH(QString, transport);
     // The service itself speaks plain HTTP; only the collaboration server's certificate is not
@@ -247,7 +248,7 @@ void TestSignIn::untrustedCollaborationServerOpensNoChannel()
     QCOMPARE(collaborationServer.countNow({{"kind", "busRequest"}}), 0);
 }
 
-void TestSignIn::nothingListensThere()
+void tst_LiveSignIn::nothingListensThere()
 {
     QString url;
     {
@@ -260,5 +261,5 @@ void TestSignIn::nothingListensThere()
     QCOMPARE(client.getLastErrorKey(), QString());
 }
 
-QTEST_GUILESS_MAIN(TestSignIn)
+QTEST_GUILESS_MAIN(tst_LiveSignIn)
 #include "tst_livesignin.moc"

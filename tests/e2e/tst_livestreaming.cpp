@@ -5,7 +5,7 @@
 // What comes of xhr-streaming against a stock SockJS server: a chunked body is handed on when its end
 // chunk has been read, and a streaming response ends only at the server's limit of 128 KiB. Until then
 // not even the opening frame arrives, so that the session does not open.
-class TestStreaming : public QObject
+class tst_LiveStreaming : public QObject
 {
     Q_OBJECT
 
@@ -31,7 +31,7 @@ bool startStreaming(LiveSession &session)
 
 } // namespace
 
-void TestStreaming::nothingIsDeliveredBeforeTheResponseEnds()
+void tst_LiveStreaming::nothingIsDeliveredBeforeTheResponseEnds()
 {
     const LogCapture log;
     const Far far(false);
@@ -51,7 +51,7 @@ void TestStreaming::nothingIsDeliveredBeforeTheResponseEnds()
     QVERIFY(session.client->doStopSession());
 }
 
-void TestStreaming::framesArriveTogetherWhenTheResponseEnds()
+void tst_LiveStreaming::framesArriveTogetherWhenTheResponseEnds()
 {
     const LogCapture log;
     const Far far(false);
@@ -73,5 +73,5 @@ void TestStreaming::framesArriveTogetherWhenTheResponseEnds()
     QVERIFY(session.client->doStopSession());
 }
 
-QTEST_GUILESS_MAIN(TestStreaming)
+QTEST_GUILESS_MAIN(tst_LiveStreaming)
 #include "tst_livestreaming.moc"

@@ -1,7 +1,7 @@
 #include "e2e/LiveSession.h"
 
 // Files go to the service's store and come back identical.
-class TestUpload : public QObject
+class tst_LiveUpload : public QObject
 {
     Q_OBJECT
 
@@ -32,7 +32,7 @@ QByteArray everyByte()
 
 } // namespace
 
-void TestUpload::fileComesBackIdentical_data()
+void tst_LiveUpload::fileComesBackIdentical_data()
 {
     QTest::addColumn<bool>("tls");
     QTest::addColumn<QByteArray>("file");
@@ -51,7 +51,7 @@ void TestUpload::fileComesBackIdentical_data()
     }
 }
 
-void TestUpload::fileComesBackIdentical()
+void tst_LiveUpload::fileComesBackIdentical()
 {
     QFETCH(bool, tls);
     QFETCH(QByteArray, file);
@@ -73,7 +73,7 @@ void TestUpload::fileComesBackIdentical()
              QString("(form of %1 bytes)").arg(FORM_BYTES + file.size()));
 }
 
-void TestUpload::everyUploadHasAnIdOfItsOwn()
+void tst_LiveUpload::everyUploadHasAnIdOfItsOwn()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
@@ -88,7 +88,7 @@ void TestUpload::everyUploadHasAnIdOfItsOwn()
     QVERIFY(firstId != secondId);
 }
 
-void TestUpload::failedUploadLeavesTheOutputsAlone_data()
+void tst_LiveUpload::failedUploadLeavesTheOutputsAlone_data()
 {
     QTest::addColumn<QJsonObject>("fault");
     QTest::newRow("error status") << QJsonObject{
@@ -99,7 +99,7 @@ void TestUpload::failedUploadLeavesTheOutputsAlone_data()
     QTest::newRow("not signed in") << QJsonObject();
 }
 
-void TestUpload::failedUploadLeavesTheOutputsAlone()
+void tst_LiveUpload::failedUploadLeavesTheOutputsAlone()
 {
     QFETCH(QJsonObject, fault);
     const Far far(false);
@@ -121,7 +121,7 @@ void TestUpload::failedUploadLeavesTheOutputsAlone()
     QCOMPARE(untouchedPath, QString("path"));
 }
 
-void TestUpload::uploadedImageReachesTheLearners()
+void tst_LiveUpload::uploadedImageReachesTheLearners()
 {
     const Far far(false, {"--learners", "1"});
     LiveSession session(*far, "websocket");
@@ -140,5 +140,5 @@ void TestUpload::uploadedImageReachesTheLearners()
     QCOMPARE(far->download(url.mid(far->url().size())), image);
 }
 
-QTEST_GUILESS_MAIN(TestUpload)
+QTEST_GUILESS_MAIN(tst_LiveUpload)
 #include "tst_liveupload.moc"

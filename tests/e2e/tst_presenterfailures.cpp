@@ -4,7 +4,7 @@
 #include <QtNetwork/QTcpServer>
 
 // What the console host says when something does not work, and how it ends.
-class TestPresenterFailures : public QObject
+class tst_PresenterFailures : public QObject
 {
     Q_OBJECT
 
@@ -44,7 +44,7 @@ QString writeFile(const QTemporaryDir &folder, const QString &name, const QByteA
 
 } // namespace
 
-void TestPresenterFailures::helpIsNoFailure()
+void tst_PresenterFailures::helpIsNoFailure()
 {
     PresenterProcess presenter;
     presenter.runWith({"--help"});
@@ -53,7 +53,7 @@ void TestPresenterFailures::helpIsNoFailure()
     QCOMPARE(presenter.errors(), QString());
 }
 
-void TestPresenterFailures::wrongCommandLineIsRefused()
+void tst_PresenterFailures::wrongCommandLineIsRefused()
 {
     PresenterProcess presenter;
     presenter.runWith({"--user", "teacher"});
@@ -64,7 +64,7 @@ void TestPresenterFailures::wrongCommandLineIsRefused()
                      "Try --help.\n"));
 }
 
-void TestPresenterFailures::wrongScriptIsRefusedBeforeAnythingIsSent()
+void tst_PresenterFailures::wrongScriptIsRefusedBeforeAnythingIsSent()
 {
     const QTemporaryDir folder;
     const QString script = writeFile(folder, "bad.txt", "learners\npoll guess\nfly\n");
@@ -81,7 +81,7 @@ void TestPresenterFailures::wrongScriptIsRefusedBeforeAnythingIsSent()
     QCOMPARE(classroom.countNow({{"kind", "request"}}), 0);
 }
 
-void TestPresenterFailures::fileWithoutCertificatesIsRefused()
+void tst_PresenterFailures::fileWithoutCertificatesIsRefused()
 {
     const QTemporaryDir folder;
     const QString file = writeFile(folder, "root.pem", "no certificate");
@@ -92,7 +92,7 @@ void TestPresenterFailures::fileWithoutCertificatesIsRefused()
              "tarvo-presenter: " + file + " holds no certificate.\nTry --help.\n");
 }
 
-void TestPresenterFailures::wrongPasswordIsExplained()
+void tst_PresenterFailures::wrongPasswordIsExplained()
 {
     Classroom classroom;
     PresenterProcess presenter;
@@ -104,7 +104,7 @@ void TestPresenterFailures::wrongPasswordIsExplained()
                      "tarvo-presenter: Check --user and --password.\n"));
 }
 
-void TestPresenterFailures::silenceIsExplained()
+void tst_PresenterFailures::silenceIsExplained()
 {
     PresenterProcess presenter;
     presenter.runWith(wordsFor("http://127.0.0.1:1"));
@@ -117,7 +117,7 @@ void TestPresenterFailures::silenceIsExplained()
                 "or is for another name ends here, too; --verbose tells.\n"));
 }
 
-void TestPresenterFailures::unknownRootIsExplainedAndCured()
+void tst_PresenterFailures::unknownRootIsExplainedAndCured()
 {
     TestCertificates certificates("School Root");
     const auto identity = certificates.issue("localhost");
@@ -143,7 +143,7 @@ void TestPresenterFailures::unknownRootIsExplainedAndCured()
     }
 }
 
-void TestPresenterFailures::refusedSessionIsExplained_data()
+void tst_PresenterFailures::refusedSessionIsExplained_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("what");
@@ -155,7 +155,7 @@ void TestPresenterFailures::refusedSessionIsExplained_data()
            "session.error.full).";
 }
 
-void TestPresenterFailures::refusedSessionIsExplained()
+void tst_PresenterFailures::refusedSessionIsExplained()
 {
     QFETCH(QString, path);
     QFETCH(QString, what);
@@ -175,7 +175,7 @@ void TestPresenterFailures::refusedSessionIsExplained()
     QCOMPARE(classroom.countNow({{"kind", "request"}, {"path", "/vantora/login/logout"}}), 1);
 }
 
-void TestPresenterFailures::channelThatDoesNotOpenIsExplained()
+void tst_PresenterFailures::channelThatDoesNotOpenIsExplained()
 {
     // Nothing listens at the collaboration server's address.
     Classroom classroom({"--collab-url", "http://127.0.0.1:1"});
@@ -190,7 +190,7 @@ void TestPresenterFailures::channelThatDoesNotOpenIsExplained()
     QVERIFY(classroom.get("sessions").toArray().isEmpty());
 }
 
-void TestPresenterFailures::streamingThatNeverDeliversIsExplained()
+void tst_PresenterFailures::streamingThatNeverDeliversIsExplained()
 {
     Classroom classroom;
     PresenterProcess presenter;
@@ -204,7 +204,7 @@ void TestPresenterFailures::streamingThatNeverDeliversIsExplained()
     QVERIFY(classroom.get("sessions").toArray().isEmpty());
 }
 
-void TestPresenterFailures::lostConnectionIsExplained()
+void tst_PresenterFailures::lostConnectionIsExplained()
 {
     Classroom classroom;
     PresenterProcess presenter;
@@ -220,7 +220,7 @@ void TestPresenterFailures::lostConnectionIsExplained()
     QVERIFY(classroom.get("sessions").toArray().isEmpty());
 }
 
-void TestPresenterFailures::failedCommandEndsAScript_data()
+void tst_PresenterFailures::failedCommandEndsAScript_data()
 {
     QTest::addColumn<QByteArray>("command");
     QTest::addColumn<QString>("why");
@@ -243,7 +243,7 @@ void TestPresenterFailures::failedCommandEndsAScript_data()
         << "It has not come to that in time (learners: 0, responses: 0).";
 }
 
-void TestPresenterFailures::failedCommandEndsAScript()
+void tst_PresenterFailures::failedCommandEndsAScript()
 {
     QFETCH(QByteArray, command);
     QFETCH(QString, why);
@@ -259,7 +259,7 @@ void TestPresenterFailures::failedCommandEndsAScript()
     QVERIFY(classroom.get("sessions").toArray().isEmpty());
 }
 
-void TestPresenterFailures::interruptWhileAWebSocketHangsEndsTheWait()
+void tst_PresenterFailures::interruptWhileAWebSocketHangsEndsTheWait()
 {
     // Takes the connection and never answers the handshake.
     QTcpServer silent;
@@ -273,5 +273,5 @@ void TestPresenterFailures::interruptWhileAWebSocketHangsEndsTheWait()
     QVERIFY(classroom.get("sessions").toArray().isEmpty());
 }
 
-QTEST_GUILESS_MAIN(TestPresenterFailures)
+QTEST_GUILESS_MAIN(tst_PresenterFailures)
 #include "tst_presenterfailures.moc"

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Text.h"
+
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
@@ -49,13 +51,10 @@ inline QString outOfPlace(const QVector<Extent> &members, qptrdiff begin)
         const qptrdiff alignment = members[i].alignment;
         const qptrdiff expected = (begin + alignment - 1) / alignment * alignment;
         if (members[i].begin != expected)
-            wrong << QStringLiteral("line %1 lies at %2, not at %3")
-                         .arg(i)
-                         .arg(members[i].begin)
-                         .arg(expected);
+            wrong << u"line %1 lies at %2, not at %3"_s.arg(i).arg(members[i].begin).arg(expected);
         begin = members[i].end;
     }
-    return wrong.join(QStringLiteral("; "));
+    return wrong.join(u"; "_s);
 }
 
 // The same for a table that begins somewhere inside the class.

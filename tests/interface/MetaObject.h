@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Text.h"
+
 #include <QtCore/QMetaEnum>
 #include <QtCore/QMetaMethod>
 #include <QtCore/QMetaProperty>
@@ -20,10 +22,10 @@ inline QString describe(const QMetaMethod &method)
         parameters << QString::fromUtf8(method.parameterTypes().at(i) + (name.isEmpty() ? "" : " ")
                                         + name);
     }
-    return QStringLiteral("%1 %2 %3 %4(%5)")
-        .arg(QLatin1String(ACCESS[method.access()]), QLatin1String(KIND[method.methodType()]),
-             QLatin1String(method.typeName()), QString::fromUtf8(method.name()),
-             parameters.join(QStringLiteral(", ")));
+    return u"%1 %2 %3 %4(%5)"_s.arg(QLatin1String(ACCESS[method.access()]),
+                                    QLatin1String(KIND[method.methodType()]),
+                                    QLatin1String(method.typeName()),
+                                    QString::fromUtf8(method.name()), parameters.join(u", "_s));
 }
 
 inline QStringList methodsOf(const QMetaObject &meta)
@@ -37,8 +39,8 @@ inline QStringList methodsOf(const QMetaObject &meta)
 // "QString title READ WRITE", and whatever else it can do.
 inline QString describe(const QMetaProperty &property)
 {
-    QString line = QStringLiteral("%1 %2").arg(QLatin1String(property.typeName()),
-                                               QLatin1String(property.name()));
+    QString line =
+        u"%1 %2"_s.arg(QLatin1String(property.typeName()), QLatin1String(property.name()));
     const auto add = [&line](bool can, const char *what) {
         if (can)
             line += QLatin1Char(' ') + QLatin1String(what);
@@ -67,9 +69,8 @@ inline QStringList enumeratorsOf(const QMetaObject &meta)
     for (int i = meta.enumeratorOffset(); i < meta.enumeratorCount(); ++i) {
         const QMetaEnum type = meta.enumerator(i);
         for (int key = 0; key < type.keyCount(); ++key)
-            lines << QStringLiteral("%1 %2 %3")
-                         .arg(QLatin1String(type.name()), QLatin1String(type.key(key)),
-                              QString::number(type.value(key)));
+            lines << u"%1 %2 %3"_s.arg(QLatin1String(type.name()), QLatin1String(type.key(key)),
+                                       QString::number(type.value(key)));
     }
     return lines;
 }
@@ -77,6 +78,6 @@ inline QStringList enumeratorsOf(const QMetaObject &meta)
 // "PresenterCollab: QObject"
 inline QString lineageOf(const QMetaObject &meta)
 {
-    return QStringLiteral("%1: %2").arg(QLatin1String(meta.className()),
-                                        QLatin1String(meta.superClass()->className()));
+    return u"%1: %2"_s.arg(QLatin1String(meta.className()),
+                           QLatin1String(meta.superClass()->className()));
 }

@@ -1,6 +1,7 @@
 #include "model/JsonSerializer.h"
 #include "model/QuestionMultiChoice.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -246,9 +247,9 @@ void tst_JsonSerializer::keysAscendByCodeUnit()
                      "    \"id\": 0\n"
                      "}\n"));
     // By UTF-16 code units a character beyond the first plane precedes U+FFFD.
-    const QVariantMap map = {{QString(QChar(0xFFFD)), 1}, {QStringLiteral("\U0001F600"), 2}};
+    const QVariantMap map = {{QString(QChar(0xFFFD)), 1}, {u"\U0001F600"_s, 2}};
     QCOMPARE(JsonSerializer::serializeToJson(map),
-             QStringLiteral("{\n    \"\U0001F600\": 2,\n    \"\uFFFD\": 1\n}\n"));
+             u"{\n    \"\U0001F600\": 2,\n    \"\uFFFD\": 1\n}\n"_s);
 }
 
 void tst_JsonSerializer::textIsIndentedAndEndsWithANewline()
@@ -296,10 +297,9 @@ void tst_JsonSerializer::valuesAppearAsTheirJsonKinds()
 
 void tst_JsonSerializer::charactersAreEscapedOrWrittenAsUtf8()
 {
-    const QVariantMap map = {{"k", QStringLiteral("a/\"\\\n\t\u0001\u00e9\u4e2d\U0001F600")}};
-    QCOMPARE(
-        JsonSerializer::serializeToJson(map),
-        QStringLiteral("{\n    \"k\": \"a/\\\"\\\\\\n\\t\\u0001\u00e9\u4e2d\U0001F600\"\n}\n"));
+    const QVariantMap map = {{"k", u"a/\"\\\n\t\u0001\u00e9\u4e2d\U0001F600"_s}};
+    QCOMPARE(JsonSerializer::serializeToJson(map),
+             u"{\n    \"k\": \"a/\\\"\\\\\\n\\t\\u0001\u00e9\u4e2d\U0001F600\"\n}\n"_s);
 }
 
 void tst_JsonSerializer::listOfMapsBecomesAnArray()

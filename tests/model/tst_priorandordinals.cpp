@@ -10,6 +10,7 @@
 #include "model/QuestionText.h"
 #include "model/QuestionWordSeed.h"
 #include "model/QuestionYesNo.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -97,7 +98,7 @@ void tst_PriorAndOrdinals::answerWithoutOptionsIsTheWholeText()
     const std::unique_ptr<QuestionBase> question(reinterpret_cast<Maker>(maker)());
     QuestionFeedback *feedback = feedbackOf(*question);
     feedback->setoptionAnswers({1, 2});
-    for (const QString &answer : {QStringLiteral("A, B \u00e9"), QString("12")}) {
+    for (const QString &answer : {u"A, B \u00e9"_s, QString("12")}) {
         question->setPriorAnswer(answer);
         QCOMPARE(feedback->answer().userType(), int(QMetaType::QString));
         QCOMPARE(feedback->answer(), QVariant(answer));
@@ -126,8 +127,7 @@ void tst_PriorAndOrdinals::answerIsOneOptionOrOnePerCharacter_data()
     row("multiple, twice the same", &make<QuestionMultiChoice>, "AA", {"A", "A"});
     row("sort", &make<QuestionSort>, "BCA", {"B", "C", "A"});
     row("sort, none", &make<QuestionSort>, "", {});
-    row("sort, accented", &make<QuestionSort>, QStringLiteral("\u00e9A"),
-        {QStringLiteral("\u00e9"), "A"});
+    row("sort, accented", &make<QuestionSort>, u"\u00e9A"_s, {u"\u00e9"_s, "A"});
     row("with options", &make<QuestionBaseWithOptions>, "AC", {"AC"});
     row("with options, none", &make<QuestionBaseWithOptions>, "", {""});
     row("yes-no", &make<QuestionYesNo>, "YES", {"YES"});
@@ -329,7 +329,7 @@ void tst_PriorAndOrdinals::inferredLabelling()
     QFETCH(QString, firstId);
     QFETCH(QString, ordinalType);
     QuestionMultiChoice question(nullptr);
-    question.setMetadata(QStringLiteral("earlier"), 3);
+    question.setMetadata(u"earlier"_s, 3);
     question.addActivityOption(firstId, "first", 0);
     question.inferOrdinalType();
     QCOMPARE(metadataOf(question)->ordinalType(), ordinalType);
@@ -360,7 +360,7 @@ void tst_PriorAndOrdinals::inferenceEmptiesTheNumbers()
 void tst_PriorAndOrdinals::inferenceWithoutOptionsChangesNothing()
 {
     QuestionMultiChoice question(nullptr);
-    question.setMetadata(QStringLiteral("earlier"), 2);
+    question.setMetadata(u"earlier"_s, 2);
     question.inferOrdinalType();
     QCOMPARE(metadataOf(question)->ordinalType(), QString("earlier"));
     QCOMPARE(metadataOf(question)->options(), (QVariantList{0, 1}));
@@ -385,7 +385,7 @@ void tst_PriorAndOrdinals::ordinalsSurviveMissingMetadata()
     question.setmetadata(&plain);
     question.setOrdinals(OrdinalType::NUMBER);
     question.inferOrdinalType();
-    question.setMetadata(QStringLiteral("number"), 2);
+    question.setMetadata(u"number"_s, 2);
     QVERIFY(plain.dynamicPropertyNames().isEmpty());
 }
 

@@ -13,6 +13,7 @@
 #include "model/QuestionText.h"
 #include "model/QuestionWordSeed.h"
 #include "model/QuestionYesNo.h"
+#include "support/Text.h"
 
 #include <QtCore/QMetaProperty>
 #include <QtTest/QtTest>
@@ -158,14 +159,14 @@ QVariant otherValue(const Row &row, QObject *object)
     if (type == "int")
         return row.initial.toInt() + 7;
     if (type == "QString")
-        return QStringLiteral("other \u00e9");
+        return u"other \u00e9"_s;
     if (type == "QVariantList")
-        return QVariantList{1, QStringLiteral("two")};
+        return QVariantList{1, u"two"_s};
     if (type == "QVariantMap")
-        return QVariantMap{{"key", QStringLiteral("value")}};
+        return QVariantMap{{"key", u"value"_s}};
     if (type == "QObject*")
         return QVariant::fromValue(object);
-    return QStringLiteral("a variant's text");
+    return u"a variant's text"_s;
 }
 
 } // namespace

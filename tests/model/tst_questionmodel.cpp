@@ -11,6 +11,7 @@
 #include "model/QuestionWordSeed.h"
 #include "model/QuestionYesNo.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
@@ -259,8 +260,8 @@ void tst_QuestionModel::metadataIsNumberedUpToTheCount()
     QFETCH(int, count);
     QFETCH(QVariantList, options);
     QuestionBaseWithOptions question(nullptr);
-    question.setMetadata(QStringLiteral("earlier"), 9);
-    question.setMetadata(QStringLiteral("alpha-upper"), count);
+    question.setMetadata(u"earlier"_s, 9);
+    question.setMetadata(u"alpha-upper"_s, count);
     const auto *metadata = qobject_cast<QuestionMetadata *>(question.metadata());
     QCOMPARE(metadata->ordinalType(), QString("alpha-upper"));
     QCOMPARE(metadata->options(), options);

@@ -15,6 +15,7 @@
 #include "model/QuestionWordSeed.h"
 #include "model/QuestionYesNo.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QFile>
 #include <QtTest/QtTest>
@@ -54,7 +55,7 @@ QObject *filledQuestion()
     made->setquestionNumber(3);
     made->setactivityType({{"id", "8755bfc923cb492094df5c842a30da5f"}, {"name", "multiple"}});
     made->setinstructions("Choose two.");
-    made->sethint(QStringLiteral("Both are \u00e9tudes."));
+    made->sethint(u"Both are \u00e9tudes."_s);
     made->sethasNext(true);
     made->setnumberOfCorrectOptions(2);
     made->addActivityOption("A", "Opus 10", 0);
@@ -113,7 +114,7 @@ void tst_RecordJson::isTheGoldenText_data()
 void tst_RecordJson::isTheGoldenText()
 {
     QFETCH(QObject *, object);
-    QFile file(QFINDTESTDATA(QStringLiteral("golden/%1.json").arg(QTest::currentDataTag())));
+    QFile file(QFINDTESTDATA(u"golden/%1.json"_s.arg(QTest::currentDataTag())));
     QVERIFY2(file.open(QIODevice::ReadOnly), qPrintable(file.fileName()));
     const QString expected = QString::fromUtf8(file.readAll());
 
@@ -130,7 +131,7 @@ void tst_RecordJson::isTheGoldenText()
     QStringList mapped;
     for (const char *name : {"card", "feedBack", "metadata"}) {
         if (object->property(name).userType() == QMetaType::QObjectStar)
-            mapped << QStringLiteral("[JsonSerializer] Mapping sub-property: %1").arg(name);
+            mapped << u"[JsonSerializer] Mapping sub-property: %1"_s.arg(name);
     }
     QCOMPARE(log.messages(), mapped);
 }

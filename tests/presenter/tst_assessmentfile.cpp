@@ -9,7 +9,7 @@
 
 using namespace Host;
 
-class TestAssessmentFile : public QObject
+class tst_AssessmentFile : public QObject
 {
     Q_OBJECT
 
@@ -40,7 +40,7 @@ AssessmentFile parse(const QByteArray &json)
 
 } // namespace
 
-void TestAssessmentFile::settingsBecomeTheOptionsRecord()
+void tst_AssessmentFile::settingsBecomeTheOptionsRecord()
 {
     const AssessmentFile file = parse(R"({
         "title": "Rivers", "description": "Of Europe", "scored": true, "allowedTime": 90,
@@ -63,7 +63,7 @@ void TestAssessmentFile::settingsBecomeTheOptionsRecord()
     QCOMPARE(options->allowSkipQuestion(), false);
 }
 
-void TestAssessmentFile::everyKindOfQuestionIsMade_data()
+void tst_AssessmentFile::everyKindOfQuestionIsMade_data()
 {
     QTest::addColumn<QByteArray>("question");
     QTest::addColumn<QString>("type");
@@ -89,7 +89,7 @@ void TestAssessmentFile::everyKindOfQuestionIsMade_data()
                                   << Map{};
 }
 
-void TestAssessmentFile::everyKindOfQuestionIsMade()
+void tst_AssessmentFile::everyKindOfQuestionIsMade()
 {
     QFETCH(QByteArray, question);
     QFETCH(QVariantMap, properties);
@@ -102,7 +102,7 @@ void TestAssessmentFile::everyKindOfQuestionIsMade()
         QCOMPARE(made->property(qPrintable(property.key())), property.value());
 }
 
-void TestAssessmentFile::optionsAreLabelled()
+void tst_AssessmentFile::optionsAreLabelled()
 {
     const AssessmentFile file = parse(R"({"questions":[
         {"kind":"multiple","options":["x","y"]},
@@ -130,7 +130,7 @@ void TestAssessmentFile::optionsAreLabelled()
     }
 }
 
-void TestAssessmentFile::yesNoQuestionsNeedNoOptions()
+void tst_AssessmentFile::yesNoQuestionsNeedNoOptions()
 {
     const AssessmentFile file =
         parse(R"({"questions":[{"kind":"true-false"},{"kind":"yes-no-other"}]})");
@@ -143,7 +143,7 @@ void TestAssessmentFile::yesNoQuestionsNeedNoOptions()
     QCOMPARE(texts, QStringList({"ATrue", "BFalse", "AYes", "BNo", "COther"}));
 }
 
-void TestAssessmentFile::questionsAreNumberedFromTheFirstNumber()
+void tst_AssessmentFile::questionsAreNumberedFromTheFirstNumber()
 {
     const AssessmentFile file =
         parse(R"({"startingQuestionNumber":5,"questions":[{"kind":"text"},{"kind":"text"}]})");
@@ -154,7 +154,7 @@ void TestAssessmentFile::questionsAreNumberedFromTheFirstNumber()
     QCOMPARE(parse(R"({"questions":[{"kind":"text"}]})").firstNumber(), 0);
 }
 
-void TestAssessmentFile::wrongFilesSayWhatIsWrong_data()
+void tst_AssessmentFile::wrongFilesSayWhatIsWrong_data()
 {
     QTest::addColumn<QByteArray>("json");
     QTest::addColumn<QString>("error");
@@ -203,19 +203,19 @@ void TestAssessmentFile::wrongFilesSayWhatIsWrong_data()
                             << "question 2: 'labels' is alpha-upper, alpha-lower or number";
 }
 
-void TestAssessmentFile::wrongFilesSayWhatIsWrong()
+void tst_AssessmentFile::wrongFilesSayWhatIsWrong()
 {
     QFETCH(QByteArray, json);
     QTEST(parseAssessment(json).error, "error");
 }
 
-void TestAssessmentFile::fileThatCannotBeReadIsReported()
+void tst_AssessmentFile::fileThatCannotBeReadIsReported()
 {
     QCOMPARE(readAssessment("/nonexistent/a.json").error,
              QString("/nonexistent/a.json: No such file or directory"));
 }
 
-void TestAssessmentFile::exampleFileIsRead()
+void tst_AssessmentFile::exampleFileIsRead()
 {
     const AssessmentFile file = readAssessment(EXAMPLE_FILE);
     QCOMPARE(file.error, QString());
@@ -223,7 +223,7 @@ void TestAssessmentFile::exampleFileIsRead()
     QCOMPARE(file.questions.size(), 3);
 }
 
-void TestAssessmentFile::documentedFileIsRead()
+void tst_AssessmentFile::documentedFileIsRead()
 {
     QFile page(DOCUMENTATION_FILE);
     QVERIFY(page.open(QIODevice::ReadOnly));
@@ -236,5 +236,5 @@ void TestAssessmentFile::documentedFileIsRead()
     QCOMPARE(file.questions.size(), 3);
 }
 
-QTEST_GUILESS_MAIN(TestAssessmentFile)
+QTEST_GUILESS_MAIN(tst_AssessmentFile)
 #include "tst_assessmentfile.moc"

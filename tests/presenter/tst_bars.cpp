@@ -1,11 +1,12 @@
 #include "Bars.h"
 #include "TextWidth.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
 using namespace Host;
 
-class TestBars : public QObject
+class tst_Bars : public QObject
 {
     Q_OBJECT
 
@@ -38,7 +39,7 @@ QString block(int count)
 
 } // namespace
 
-void TestBars::barsAreDrawnToScale_data()
+void tst_Bars::barsAreDrawnToScale_data()
 {
     QTest::addColumn<int>("columns");
     QTest::addColumn<QStringList>("lines");
@@ -50,12 +51,12 @@ void TestBars::barsAreDrawnToScale_data()
     // A long label gives up half of what the numbers leave.
     QTest::newRow("24 columns") << 24
                                 << QStringList{"A TRUE  ####     3   60%",
-                                               QString::fromUtf8("B FAL…  ###      2   40%")};
+                                               u"B FAL…  ###      2   40%"_s};
     QTest::newRow("no room for a bar") << 18 << QStringList{"A TRUE   3   60%", "B FALSE  2   40%"};
     QTest::newRow("numbers below") << 10 << QStringList{"A TRUE", "3 60%", "B FALSE", "2 40%"};
 }
 
-void TestBars::barsAreDrawnToScale()
+void tst_Bars::barsAreDrawnToScale()
 {
     QFETCH(int, columns);
     const QStringList lines =
@@ -63,7 +64,7 @@ void TestBars::barsAreDrawnToScale()
     QTEST(lines, "lines");
 }
 
-void TestBars::eighthsOfAColumnAreDrawn()
+void tst_Bars::eighthsOfAColumnAreDrawn()
 {
     // 23 columns leave 11 to the bar: 1/8 of them is 11 eighths, 1/2 is 44 eighths.
     const QStringList lines = renderBars({{"A", 1}, {"B", 4}, {"C", 8}}, 8, 23, BarStyle::Blocks);
@@ -73,7 +74,7 @@ void TestBars::eighthsOfAColumnAreDrawn()
                           "C  " + block(11) + "  8  100%"}));
 }
 
-void TestBars::percentagesAreRoundedToTheNearest_data()
+void tst_Bars::percentagesAreRoundedToTheNearest_data()
 {
     QTest::addColumn<int>("count");
     QTest::addColumn<int>("total");
@@ -89,14 +90,14 @@ void TestBars::percentagesAreRoundedToTheNearest_data()
     QTest::newRow("many") << 2000000000 << 2000000000 << 100;
 }
 
-void TestBars::percentagesAreRoundedToTheNearest()
+void tst_Bars::percentagesAreRoundedToTheNearest()
 {
     QFETCH(int, count);
     QFETCH(int, total);
     QTEST(percentage(count, total), "percent");
 }
 
-void TestBars::whatWasChosenAtAllShowsAndOnlyAllFillsTheLine()
+void tst_Bars::whatWasChosenAtAllShowsAndOnlyAllFillsTheLine()
 {
     const QStringList lines =
         renderBars({{"A", 1}, {"B", 9999}, {"C", 10000}, {"D", 0}}, 10000, 40, BarStyle::Ascii);
@@ -107,20 +108,20 @@ void TestBars::whatWasChosenAtAllShowsAndOnlyAllFillsTheLine()
                           "D                                0    0%"}));
 }
 
-void TestBars::noLineIsEverTooWide_data()
+void tst_Bars::noLineIsEverTooWide_data()
 {
     QTest::addColumn<int>("style");
     QTest::newRow("blocks") << int(BarStyle::Blocks);
     QTest::newRow("ascii") << int(BarStyle::Ascii);
 }
 
-void TestBars::noLineIsEverTooWide()
+void tst_Bars::noLineIsEverTooWide()
 {
     QFETCH(int, style);
     const QVector<TallyRow> rows{{"A", 1},
                                  {QString(300, 'x'), 23},
-                                 {QString::fromUtf8("山田太郎と花子"), 1234567},
-                                 {QString::fromUtf8("e\u0301te\u0301"), 0},
+                                 {u"山田太郎と花子"_s, 1234567},
+                                 {u"e\u0301te\u0301"_s, 0},
                                  {"", 5}};
     for (int columns = 0; columns <= 400; ++columns) {
         const QStringList lines = renderBars(rows, 1234567, columns, BarStyle(style));
@@ -130,7 +131,7 @@ void TestBars::noLineIsEverTooWide()
     }
 }
 
-void TestBars::numbersSurviveEveryWidth()
+void tst_Bars::numbersSurviveEveryWidth()
 {
     for (int columns = 1; columns <= 60; ++columns) {
         const QStringList lines =
@@ -141,20 +142,17 @@ void TestBars::numbersSurviveEveryWidth()
     QCOMPARE(renderBars({{"Yes", 12}}, 24, 4, BarStyle::Ascii), QStringList({"Yes", "12 5", "0%"}));
 }
 
-void TestBars::wideCharactersKeepTheColumnsAligned()
+void tst_Bars::wideCharactersKeepTheColumnsAligned()
 {
-    const QStringList lines = renderBars({{QString::fromUtf8("日本"), 1},
-                                          {"abcd", 1},
-                                          {QString::fromUtf8("a\u0308bcd"), 1},
-                                          {QString::fromUtf8("😀ok"), 1}},
-                                         4, 30, BarStyle::Ascii);
+    const QStringList lines = renderBars(
+        {{u"日本"_s, 1}, {"abcd", 1}, {u"a\u0308bcd"_s, 1}, {u"😀ok"_s, 1}}, 4, 30, BarStyle::Ascii);
     for (const QString &line : lines) {
         QCOMPARE(textWidth(line), 30);
         QCOMPARE(textWidth(line.left(line.indexOf('#'))), 6);
     }
 }
 
-void TestBars::controlCharactersNeverReachTheScreen()
+void tst_Bars::controlCharactersNeverReachTheScreen()
 {
     const QStringList lines =
         renderBars({{"a\x1b[2Jb\nc\u202Ed\u0007", 1}}, 1, 60, BarStyle::Ascii);
@@ -162,34 +160,34 @@ void TestBars::controlCharactersNeverReachTheScreen()
     QVERIFY2(lines.first().startsWith("a [2Jb c d   ##"), qPrintable(lines.first()));
 }
 
-void TestBars::nothingToShowIsNoLine()
+void tst_Bars::nothingToShowIsNoLine()
 {
     QCOMPARE(renderBars({}, 0, 80, BarStyle::Ascii), QStringList());
 }
 
-void TestBars::widthsAreThoseOfTheTerminal_data()
+void tst_Bars::widthsAreThoseOfTheTerminal_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("width");
     QTest::newRow("empty") << "" << 0;
     QTest::newRow("plain") << "abc" << 3;
-    QTest::newRow("accent") << QString::fromUtf8("é") << 1;
-    QTest::newRow("combining accent") << QString::fromUtf8("e\u0301") << 1;
-    QTest::newRow("wide") << QString::fromUtf8("日本語") << 6;
-    QTest::newRow("hangul") << QString::fromUtf8("한글") << 4;
-    QTest::newRow("full-width form") << QString::fromUtf8("Ａ") << 2;
-    QTest::newRow("half-width form") << QString::fromUtf8("ｱ") << 1;
-    QTest::newRow("pictograph outside the first plane") << QString::fromUtf8("😀") << 2;
-    QTest::newRow("cyrillic") << QString::fromUtf8("Жук") << 3;
+    QTest::newRow("accent") << u"é"_s << 1;
+    QTest::newRow("combining accent") << u"e\u0301"_s << 1;
+    QTest::newRow("wide") << u"日本語"_s << 6;
+    QTest::newRow("hangul") << u"한글"_s << 4;
+    QTest::newRow("full-width form") << u"Ａ"_s << 2;
+    QTest::newRow("half-width form") << u"ｱ"_s << 1;
+    QTest::newRow("pictograph outside the first plane") << u"😀"_s << 2;
+    QTest::newRow("cyrillic") << u"Жук"_s << 3;
 }
 
-void TestBars::widthsAreThoseOfTheTerminal()
+void tst_Bars::widthsAreThoseOfTheTerminal()
 {
     QFETCH(QString, text);
     QTEST(textWidth(text), "width");
 }
 
-void TestBars::longTextsEndInAnEllipsis_data()
+void tst_Bars::longTextsEndInAnEllipsis_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("columns");
@@ -199,16 +197,15 @@ void TestBars::longTextsEndInAnEllipsis_data()
     QTest::newRow("one too long") << "abcd" << 3 << "ab" + dots;
     QTest::newRow("one column") << "abcd" << 1 << dots;
     QTest::newRow("no column") << "abcd" << 0 << "";
-    QTest::newRow("wide fits") << QString::fromUtf8("日本") << 4 << QString::fromUtf8("日本");
-    QTest::newRow("wide cut") << QString::fromUtf8("日本") << 3 << QString::fromUtf8("日") + dots;
-    QTest::newRow("wide leaves a gap") << QString::fromUtf8("日本") << 2 << dots;
+    QTest::newRow("wide fits") << u"日本"_s << 4 << u"日本"_s;
+    QTest::newRow("wide cut") << u"日本"_s << 3 << u"日"_s + dots;
+    QTest::newRow("wide leaves a gap") << u"日本"_s << 2 << dots;
     QTest::newRow("accent stays with its letter")
-        << QString::fromUtf8("e\u0301e\u0301e\u0301") << 2 << QString::fromUtf8("e\u0301") + dots;
-    QTest::newRow("surrogates stay together")
-        << QString::fromUtf8("a😀b") << 3 << QString::fromUtf8("a") + dots;
+        << u"e\u0301e\u0301e\u0301"_s << 2 << u"e\u0301"_s + dots;
+    QTest::newRow("surrogates stay together") << u"a😀b"_s << 3 << u"a"_s + dots;
 }
 
-void TestBars::longTextsEndInAnEllipsis()
+void tst_Bars::longTextsEndInAnEllipsis()
 {
     QFETCH(QString, text);
     QFETCH(int, columns);
@@ -216,5 +213,5 @@ void TestBars::longTextsEndInAnEllipsis()
     QVERIFY(textWidth(elided(text, columns)) <= columns);
 }
 
-QTEST_GUILESS_MAIN(TestBars)
+QTEST_GUILESS_MAIN(tst_Bars)
 #include "tst_bars.moc"

@@ -1,5 +1,6 @@
 #include "CommandParser.h"
 #include "Script.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -7,7 +8,7 @@ using namespace Host;
 using Tarvo::OrdinalType;
 using Tarvo::PollType;
 
-class TestCommandParser : public QObject
+class tst_CommandParser : public QObject
 {
     Q_OBJECT
 
@@ -63,7 +64,7 @@ template<typename Record> bool isParsedAs(const QString &line)
 
 } // namespace
 
-void TestCommandParser::bareCommandsAreKnown()
+void tst_CommandParser::bareCommandsAreKnown()
 {
     QVERIFY(isParsedAs<Commands::Help>("help"));
     QVERIFY(isParsedAs<Commands::ListLearners>("learners"));
@@ -75,7 +76,7 @@ void TestCommandParser::bareCommandsAreKnown()
     QVERIFY(isParsedAs<Commands::Quit>("  quit\t"));
 }
 
-void TestCommandParser::everyKindOfPollIsKnownByItsName_data()
+void tst_CommandParser::everyKindOfPollIsKnownByItsName_data()
 {
     QTest::addColumn<QString>("name");
     QTest::addColumn<int>("kind");
@@ -96,7 +97,7 @@ void TestCommandParser::everyKindOfPollIsKnownByItsName_data()
     QTest::newRow("math formula") << "'math formula'" << 9 << 10 << 0;
 }
 
-void TestCommandParser::everyKindOfPollIsKnownByItsName()
+void tst_CommandParser::everyKindOfPollIsKnownByItsName()
 {
     QFETCH(QString, name);
     QFETCH(int, kind);
@@ -108,7 +109,7 @@ void TestCommandParser::everyKindOfPollIsKnownByItsName()
     QCOMPARE(poll.count, count);
 }
 
-void TestCommandParser::everyLabellingIsKnownByItsName_data()
+void tst_CommandParser::everyLabellingIsKnownByItsName_data()
 {
     QTest::addColumn<int>("labels");
     const QStringList names{"true-false",   "yes-no",      "yes-no-maybe", "yes-no-unsure",
@@ -118,14 +119,14 @@ void TestCommandParser::everyLabellingIsKnownByItsName_data()
         QTest::newRow(qPrintable(names.at(i))) << i;
 }
 
-void TestCommandParser::everyLabellingIsKnownByItsName()
+void tst_CommandParser::everyLabellingIsKnownByItsName()
 {
     QFETCH(int, labels);
     const QString line = QString("poll multiple %1 3").arg(QTest::currentDataTag());
     QCOMPARE(int(parsed<Commands::StartPoll>(line).ordinal), labels);
 }
 
-void TestCommandParser::pollTakesLabelsAndCount()
+void tst_CommandParser::pollTakesLabelsAndCount()
 {
     const auto poll = parsed<Commands::StartPoll>("poll sort alpha-lower 26");
     QCOMPARE(poll.kind, PollType::SORT);
@@ -135,7 +136,7 @@ void TestCommandParser::pollTakesLabelsAndCount()
     QCOMPARE(parsed<Commands::StartPoll>("poll sort alpha-lower 100").count, 100);
 }
 
-void TestCommandParser::imageTellsFilesFromAddresses_data()
+void tst_CommandParser::imageTellsFilesFromAddresses_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("source");
@@ -156,7 +157,7 @@ void TestCommandParser::imageTellsFilesFromAddresses_data()
                           << "data:image/png;base64,AA==" << true << false;
 }
 
-void TestCommandParser::imageTellsFilesFromAddresses()
+void tst_CommandParser::imageTellsFilesFromAddresses()
 {
     QFETCH(QString, line);
     const auto image = parsed<Commands::SetImage>(line);
@@ -165,21 +166,21 @@ void TestCommandParser::imageTellsFilesFromAddresses()
     QTEST(image.upload, "upload");
 }
 
-void TestCommandParser::restOfTheLineIsTheLessonsName()
+void tst_CommandParser::restOfTheLineIsTheLessonsName()
 {
     const auto lesson = parsed<Commands::SetLesson>("lesson L-7 Rivers of   Europe");
     QCOMPARE(lesson.id, QString("L-7"));
     QCOMPARE(lesson.name, QString("Rivers of Europe"));
 }
 
-void TestCommandParser::currentTakesTwoNumbers()
+void tst_CommandParser::currentTakesTwoNumbers()
 {
     const auto current = parsed<Commands::SetCurrentCard>("current 2 12");
     QCOMPARE(current.number, 2);
     QCOMPARE(current.total, 12);
 }
 
-void TestCommandParser::messageTakesLearnerAndText()
+void tst_CommandParser::messageTakesLearnerAndText()
 {
     auto message = parsed<Commands::SendMessage>("message all Well done, \"all of you\"");
     QCOMPARE(message.learner, QString());
@@ -194,7 +195,7 @@ void TestCommandParser::messageTakesLearnerAndText()
     QVERIFY(!message.dismissible);
 }
 
-void TestCommandParser::awaitTakesWhatHowManyAndHowLong()
+void tst_CommandParser::awaitTakesWhatHowManyAndHowLong()
 {
     auto learners = parsed<Commands::AwaitLearners>("await learners 5");
     QCOMPARE(learners.count, 5);
@@ -207,7 +208,7 @@ void TestCommandParser::awaitTakesWhatHowManyAndHowLong()
              int(Commands::AwaitResponses::ALL));
 }
 
-void TestCommandParser::otherArgumentsAreRead()
+void tst_CommandParser::otherArgumentsAreRead()
 {
     QCOMPARE(parsed<Commands::Upload>("upload a.bin").file, QString("a.bin"));
     QCOMPARE(parsed<Commands::StartAssessment>("assessment quiz.json").file, QString("quiz.json"));
@@ -215,7 +216,7 @@ void TestCommandParser::otherArgumentsAreRead()
     QCOMPARE(parsed<Commands::Wait>("wait 1500").milliseconds, 1500);
 }
 
-void TestCommandParser::wordsAreQuotedAndEscaped_data()
+void tst_CommandParser::wordsAreQuotedAndEscaped_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("word");
@@ -240,17 +241,16 @@ void TestCommandParser::wordsAreQuotedAndEscaped_data()
                                  << "#b";
     QTest::newRow("comment behind") << "remove a # not b"
                                     << "a";
-    QTest::newRow("other letters")
-        << QString::fromUtf8("remove 山田Ω") << QString::fromUtf8("山田Ω");
+    QTest::newRow("other letters") << u"remove 山田Ω"_s << u"山田Ω"_s;
 }
 
-void TestCommandParser::wordsAreQuotedAndEscaped()
+void tst_CommandParser::wordsAreQuotedAndEscaped()
 {
     QFETCH(QString, line);
     QTEST(parsed<Commands::RemoveLearner>(line).learner, "word");
 }
 
-void TestCommandParser::emptyLinesAndCommentsAreNoCommand_data()
+void tst_CommandParser::emptyLinesAndCommentsAreNoCommand_data()
 {
     QTest::addColumn<QString>("line");
     QTest::newRow("empty") << "";
@@ -259,7 +259,7 @@ void TestCommandParser::emptyLinesAndCommentsAreNoCommand_data()
     QTest::newRow("indented comment") << "   #poll";
 }
 
-void TestCommandParser::emptyLinesAndCommentsAreNoCommand()
+void tst_CommandParser::emptyLinesAndCommentsAreNoCommand()
 {
     QFETCH(QString, line);
     const ParsedCommand result = parseCommand(line);
@@ -267,7 +267,7 @@ void TestCommandParser::emptyLinesAndCommentsAreNoCommand()
     QCOMPARE(result.error, QString());
 }
 
-void TestCommandParser::wrongLinesSayWhatIsWrong_data()
+void tst_CommandParser::wrongLinesSayWhatIsWrong_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("error");
@@ -331,7 +331,7 @@ void TestCommandParser::wrongLinesSayWhatIsWrong_data()
                                  << "The line ends with a backslash.";
 }
 
-void TestCommandParser::wrongLinesSayWhatIsWrong()
+void tst_CommandParser::wrongLinesSayWhatIsWrong()
 {
     QFETCH(QString, line);
     const ParsedCommand result = parseCommand(line);
@@ -339,7 +339,7 @@ void TestCommandParser::wrongLinesSayWhatIsWrong()
     QTEST(result.error, "error");
 }
 
-void TestCommandParser::helpShowsEveryCommandAndName()
+void tst_CommandParser::helpShowsEveryCommandAndName()
 {
     const QString help = commandHelp().join('\n');
     for (const char *command :
@@ -355,7 +355,7 @@ void TestCommandParser::helpShowsEveryCommandAndName()
     QVERIFY(help.contains("alpha-upper, alpha-lower, number, agreement, confidence, generic"));
 }
 
-void TestCommandParser::documentationShowsTheHelpAsItIs()
+void tst_CommandParser::documentationShowsTheHelpAsItIs()
 {
     QFile page(DOCUMENTATION_FILE);
     QVERIFY(page.open(QIODevice::ReadOnly));
@@ -363,14 +363,14 @@ void TestCommandParser::documentationShowsTheHelpAsItIs()
     QVERIFY2(QString::fromUtf8(page.readAll()).contains(block), qPrintable(block));
 }
 
-void TestCommandParser::exampleScriptIsRead()
+void tst_CommandParser::exampleScriptIsRead()
 {
     const Script script = readScript(EXAMPLE_SCRIPT);
     QCOMPARE(script.errors, QStringList());
     QVERIFY(std::holds_alternative<Commands::Quit>(script.lines.last().command));
 }
 
-void TestCommandParser::scriptKeepsCommandsWithTheirLines()
+void tst_CommandParser::scriptKeepsCommandsWithTheirLines()
 {
     const Script script = parseScript("# a lesson\r\n\r\n  poll text\r\nquit", "lesson.txt");
     QVERIFY2(script.errors.isEmpty(), qPrintable(script.errors.join('\n')));
@@ -382,7 +382,7 @@ void TestCommandParser::scriptKeepsCommandsWithTheirLines()
     QCOMPARE(script.lines.at(1).number, 4);
 }
 
-void TestCommandParser::scriptReportsEveryWrongLine()
+void tst_CommandParser::scriptReportsEveryWrongLine()
 {
     const Script script = parseScript("help\nhop\nstop now\n", "lesson.txt");
     QCOMPARE(script.errors,
@@ -390,7 +390,7 @@ void TestCommandParser::scriptReportsEveryWrongLine()
                           "lesson.txt:3: Usage: stop"}));
 }
 
-void TestCommandParser::filesOfAScriptAreThoseBesideIt()
+void tst_CommandParser::filesOfAScriptAreThoseBesideIt()
 {
     const QTemporaryDir folder;
     QFile file(folder.filePath("lesson.txt"));
@@ -413,7 +413,7 @@ void TestCommandParser::filesOfAScriptAreThoseBesideIt()
              folder.filePath("e.json"));
 }
 
-void TestCommandParser::scriptThatCannotBeReadIsReported()
+void tst_CommandParser::scriptThatCannotBeReadIsReported()
 {
     const Script script = readScript("/nonexistent/lesson.txt");
     QCOMPARE(script.errors,
@@ -421,5 +421,5 @@ void TestCommandParser::scriptThatCannotBeReadIsReported()
                           "directory"}));
 }
 
-QTEST_GUILESS_MAIN(TestCommandParser)
+QTEST_GUILESS_MAIN(tst_CommandParser)
 #include "tst_commandparser.moc"

@@ -4,7 +4,7 @@
 
 using namespace Host;
 
-class TestDiagnostics : public QObject
+class tst_Diagnostics : public QObject
 {
     Q_OBJECT
 
@@ -29,7 +29,7 @@ void noteOutside(QtMsgType, const QMessageLogContext &, const QString &message)
 
 } // namespace
 
-void TestDiagnostics::transportIsReadFromTheConnectorsLines_data()
+void tst_Diagnostics::transportIsReadFromTheConnectorsLines_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("transport");
@@ -45,7 +45,7 @@ void TestDiagnostics::transportIsReadFromTheConnectorsLines_data()
                                 << "";
 }
 
-void TestDiagnostics::transportIsReadFromTheConnectorsLines()
+void tst_Diagnostics::transportIsReadFromTheConnectorsLines()
 {
     QFETCH(QString, line);
     const Diagnostics diagnostics(nullptr);
@@ -54,7 +54,7 @@ void TestDiagnostics::transportIsReadFromTheConnectorsLines()
     QTEST(diagnostics.transport(), "transport");
 }
 
-void TestDiagnostics::theLastTransportHolds()
+void tst_Diagnostics::theLastTransportHolds()
 {
     const Diagnostics diagnostics(nullptr);
     qDebug().noquote() << "[SockJSConnector] CONNECTED via Websocket";
@@ -62,7 +62,7 @@ void TestDiagnostics::theLastTransportHolds()
     QCOMPARE(diagnostics.transport(), QString("xhr-polling"));
 }
 
-void TestDiagnostics::linesReachTheSinkOnly()
+void tst_Diagnostics::linesReachTheSinkOnly()
 {
     outside.clear();
     const QtMessageHandler before = qInstallMessageHandler(&noteOutside);
@@ -77,7 +77,7 @@ void TestDiagnostics::linesReachTheSinkOnly()
     QCOMPARE(outside, QStringList());
 }
 
-void TestDiagnostics::withoutSinkLinesAreDropped()
+void tst_Diagnostics::withoutSinkLinesAreDropped()
 {
     outside.clear();
     const QtMessageHandler before = qInstallMessageHandler(&noteOutside);
@@ -89,7 +89,7 @@ void TestDiagnostics::withoutSinkLinesAreDropped()
     QCOMPARE(outside, QStringList());
 }
 
-void TestDiagnostics::theEarlierHandlerComesBack()
+void tst_Diagnostics::theEarlierHandlerComesBack()
 {
     outside.clear();
     const QtMessageHandler before = qInstallMessageHandler(&noteOutside);
@@ -101,5 +101,5 @@ void TestDiagnostics::theEarlierHandlerComesBack()
     QCOMPARE(outside, QStringList({"after"}));
 }
 
-QTEST_GUILESS_MAIN(TestDiagnostics)
+QTEST_GUILESS_MAIN(tst_Diagnostics)
 #include "tst_diagnostics.moc"

@@ -1,10 +1,11 @@
 #include "LineEditor.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
 using namespace Host;
 
-class TestLineEditor : public QObject
+class tst_LineEditor : public QObject
 {
     Q_OBJECT
 
@@ -18,7 +19,7 @@ private Q_SLOTS:
     void earlierLinesAreRecalled();
 };
 
-void TestLineEditor::keysEditTheLine_data()
+void tst_LineEditor::keysEditTheLine_data()
 {
     QTest::addColumn<QByteArray>("keys");
     QTest::addColumn<QString>("text");
@@ -56,7 +57,7 @@ void TestLineEditor::keysEditTheLine_data()
         << QByteArray("a\x1b[5~\x1b[1;5X\x07\x1bqb") << "ab" << 2;
 }
 
-void TestLineEditor::keysEditTheLine()
+void tst_LineEditor::keysEditTheLine()
 {
     QFETCH(QByteArray, keys);
     LineEditor editor;
@@ -65,7 +66,7 @@ void TestLineEditor::keysEditTheLine()
     QTEST(editor.cursor(), "cursor");
 }
 
-void TestLineEditor::enterHandsTheLineOver()
+void tst_LineEditor::enterHandsTheLineOver()
 {
     LineEditor editor;
     QStringList lines;
@@ -78,7 +79,7 @@ void TestLineEditor::enterHandsTheLineOver()
     QCOMPARE(lines, QStringList({"abc", ""}));
 }
 
-void TestLineEditor::severalLinesInOneReadAreHandedOverOneByOne()
+void tst_LineEditor::severalLinesInOneReadAreHandedOverOneByOne()
 {
     LineEditor editor;
     QStringList lines;
@@ -88,16 +89,16 @@ void TestLineEditor::severalLinesInOneReadAreHandedOverOneByOne()
     QCOMPARE(editor.text(), QString("thr"));
 }
 
-void TestLineEditor::aLetterCutByAReadArrivesWhole()
+void tst_LineEditor::aLetterCutByAReadArrivesWhole()
 {
     LineEditor editor;
     editor.type("\xE5\xB1");
     editor.type("\xB1\xF0\x9F");
     editor.type("\x98\x80");
-    QCOMPARE(editor.text(), QString::fromUtf8("山😀"));
+    QCOMPARE(editor.text(), u"山😀"_s);
 }
 
-void TestLineEditor::endOfInputOnlyOnAnEmptyLine()
+void tst_LineEditor::endOfInputOnlyOnAnEmptyLine()
 {
     LineEditor editor;
     int ends = 0;
@@ -108,7 +109,7 @@ void TestLineEditor::endOfInputOnlyOnAnEmptyLine()
     QCOMPARE(ends, 1);
 }
 
-void TestLineEditor::earlierLinesAreRecalled()
+void tst_LineEditor::earlierLinesAreRecalled()
 {
     const QByteArray up("\x1b[A");
     const QByteArray down("\x1b[B");
@@ -131,5 +132,5 @@ void TestLineEditor::earlierLinesAreRecalled()
     QCOMPARE(editor.text(), QString("thr"));
 }
 
-QTEST_GUILESS_MAIN(TestLineEditor)
+QTEST_GUILESS_MAIN(tst_LineEditor)
 #include "tst_lineeditor.moc"

@@ -1,10 +1,11 @@
 #include "LiveScreen.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
 using namespace Host;
 
-class TestLiveScreen : public QObject
+class tst_LiveScreen : public QObject
 {
     Q_OBJECT
 
@@ -17,7 +18,7 @@ private Q_SLOTS:
     void typedControlCharactersAreNotWritten();
 };
 
-void TestLiveScreen::linesAreWrittenAbovePromptAndBlock()
+void tst_LiveScreen::linesAreWrittenAbovePromptAndBlock()
 {
     LiveScreen screen;
     screen.setSize(40, 10);
@@ -36,17 +37,17 @@ void TestLiveScreen::linesAreWrittenAbovePromptAndBlock()
     QCOMPARE(screen.redraw(), QString("\r\x1b[J> st\r\x1b[4C"));
 }
 
-void TestLiveScreen::cursorStandsWhereItIsInTheLine()
+void tst_LiveScreen::cursorStandsWhereItIsInTheLine()
 {
     LiveScreen screen;
     screen.setSize(40, 10);
-    screen.setInput("> ", QString::fromUtf8("山b"), 1);
-    QCOMPARE(screen.redraw(), QString::fromUtf8("> 山b\r\x1b[4C"));
+    screen.setInput("> ", u"山b"_s, 1);
+    QCOMPARE(screen.redraw(), u"> 山b\r\x1b[4C"_s);
     screen.setInput("", "ab", 0);
     QCOMPARE(screen.redraw(), QString("\r\x1b[Jab\r"));
 }
 
-void TestLiveScreen::longInputShowsThePartAroundTheCursor()
+void tst_LiveScreen::longInputShowsThePartAroundTheCursor()
 {
     LiveScreen screen;
     screen.setSize(10, 10);
@@ -54,26 +55,26 @@ void TestLiveScreen::longInputShowsThePartAroundTheCursor()
     QCOMPARE(screen.redraw(), QString("defghijkl\r\x1b[9C"));
     screen.setInput("> ", "abcdefghijkl", 2);
     QCOMPARE(screen.redraw(), QString("\r\x1b[J> abcdefg\r\x1b[4C"));
-    screen.setInput("> ", QString::fromUtf8("aaaaaa山山"), 8);
-    QCOMPARE(screen.redraw(), QString::fromUtf8("\r\x1b[Jaaaaa山山\r\x1b[9C"));
+    screen.setInput("> ", u"aaaaaa山山"_s, 8);
+    QCOMPARE(screen.redraw(), u"\r\x1b[Jaaaaa山山\r\x1b[9C"_s);
     screen.setSize(1, 1);
     QCOMPARE(screen.redraw(), QString("\r\x1b[J\r"));
 }
 
-void TestLiveScreen::blockIsCutToTheScreen()
+void tst_LiveScreen::blockIsCutToTheScreen()
 {
     LiveScreen screen;
     screen.setSize(8, 4);
     screen.setInput("> ", "", 0);
     screen.setBlock({"0123456789", "b", "c"});
-    QCOMPARE(screen.redraw(), QString::fromUtf8("0123456…\nb\nc\n> \r\x1b[2C"));
+    QCOMPARE(screen.redraw(), u"0123456…\nb\nc\n> \r\x1b[2C"_s);
     screen.setBlock({"a", "b", "c", "d", "e"});
-    QCOMPARE(screen.redraw(), QString::fromUtf8("\r\x1b[3A\x1b[Ja\nb\n… 3 more\n> \r\x1b[2C"));
+    QCOMPARE(screen.redraw(), u"\r\x1b[3A\x1b[Ja\nb\n… 3 more\n> \r\x1b[2C"_s);
     screen.setSize(8, 1);
     QCOMPARE(screen.redraw(), QString("\r\x1b[3A\x1b[J> \r\x1b[2C"));
 }
 
-void TestLiveScreen::leavingTakesBlockAndPromptOff()
+void tst_LiveScreen::leavingTakesBlockAndPromptOff()
 {
     LiveScreen screen;
     QCOMPARE(screen.leave(), QString());
@@ -83,12 +84,12 @@ void TestLiveScreen::leavingTakesBlockAndPromptOff()
     QCOMPARE(screen.leave(), QString());
 }
 
-void TestLiveScreen::typedControlCharactersAreNotWritten()
+void tst_LiveScreen::typedControlCharactersAreNotWritten()
 {
     LiveScreen screen;
     screen.setInput("> ", QString("a\u009b") + "b", 3);
     QCOMPARE(screen.redraw(), QString("> a b\r\x1b[5C"));
 }
 
-QTEST_GUILESS_MAIN(TestLiveScreen)
+QTEST_GUILESS_MAIN(tst_LiveScreen)
 #include "tst_livescreen.moc"

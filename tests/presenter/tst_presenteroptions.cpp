@@ -1,10 +1,11 @@
 #include "Options.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
 using namespace Host;
 
-class TestPresenterOptions : public QObject
+class tst_PresenterOptions : public QObject
 {
     Q_OBJECT
 
@@ -23,8 +24,7 @@ namespace
 
 ParsedOptions parse(const QStringList &arguments, const QString &fallbackPassword = QString())
 {
-    return parseOptions(QStringList{QStringLiteral("tarvo-presenter")} + arguments,
-                        fallbackPassword);
+    return parseOptions(QStringList{u"tarvo-presenter"_s} + arguments, fallbackPassword);
 }
 
 QStringList complete()
@@ -34,7 +34,7 @@ QStringList complete()
 
 } // namespace
 
-void TestPresenterOptions::everyOptionIsRead()
+void tst_PresenterOptions::everyOptionIsRead()
 {
     const ParsedOptions parsed =
         parse(complete()
@@ -51,7 +51,7 @@ void TestPresenterOptions::everyOptionIsRead()
     QVERIFY(parsed.options.verbose);
 }
 
-void TestPresenterOptions::whatIsNotGivenHasItsDefault()
+void tst_PresenterOptions::whatIsNotGivenHasItsDefault()
 {
     const ParsedOptions parsed = parse(complete());
     QCOMPARE(parsed.action, ParsedOptions::Run);
@@ -62,7 +62,7 @@ void TestPresenterOptions::whatIsNotGivenHasItsDefault()
     QVERIFY(!parsed.options.verbose);
 }
 
-void TestPresenterOptions::passwordComesFromTheEnvironmentWhenNotGiven()
+void tst_PresenterOptions::passwordComesFromTheEnvironmentWhenNotGiven()
 {
     const QStringList withoutPassword = complete().mid(0, 4);
     QCOMPARE(parse(withoutPassword, "secret").options.password, QString("secret"));
@@ -71,7 +71,7 @@ void TestPresenterOptions::passwordComesFromTheEnvironmentWhenNotGiven()
              QString("--password is missing; TARVO_PASSWORD in the environment will do, too."));
 }
 
-void TestPresenterOptions::wrongCommandLinesAreRefused_data()
+void tst_PresenterOptions::wrongCommandLinesAreRefused_data()
 {
     QTest::addColumn<QStringList>("arguments");
     QTest::addColumn<QString>("why");
@@ -107,7 +107,7 @@ void TestPresenterOptions::wrongCommandLinesAreRefused_data()
         << complete() + QStringList{"lesson.txt"} << "Unexpected argument 'lesson.txt'.";
 }
 
-void TestPresenterOptions::wrongCommandLinesAreRefused()
+void tst_PresenterOptions::wrongCommandLinesAreRefused()
 {
     QFETCH(QStringList, arguments);
     QFETCH(QString, why);
@@ -116,7 +116,7 @@ void TestPresenterOptions::wrongCommandLinesAreRefused()
     QCOMPARE(parsed.text, why);
 }
 
-void TestPresenterOptions::helpNamesEveryOption()
+void tst_PresenterOptions::helpNamesEveryOption()
 {
     const ParsedOptions parsed = parse({"--help"});
     QCOMPARE(parsed.action, ParsedOptions::ShowHelp);
@@ -128,10 +128,10 @@ void TestPresenterOptions::helpNamesEveryOption()
     QVERIFY(parsed.text.contains("Ends with 0 when"));
 }
 
-void TestPresenterOptions::helpComesBeforeEveryRefusal()
+void tst_PresenterOptions::helpComesBeforeEveryRefusal()
 {
     QCOMPARE(parse({"--help", "stray", "--duration", "x"}).action, ParsedOptions::ShowHelp);
 }
 
-QTEST_GUILESS_MAIN(TestPresenterOptions)
+QTEST_GUILESS_MAIN(tst_PresenterOptions)
 #include "tst_presenteroptions.moc"

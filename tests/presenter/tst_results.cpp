@@ -1,10 +1,11 @@
 #include "Results.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
 using namespace Host;
 
-class TestResults : public QObject
+class tst_Results : public QObject
 {
     Q_OBJECT
 
@@ -28,7 +29,7 @@ Results poll(const QString &id = QString())
 
 } // namespace
 
-void TestResults::aPollTakesTheIdOfItsFirstAnswer()
+void tst_Results::aPollTakesTheIdOfItsFirstAnswer()
 {
     Results results = poll();
     QCOMPARE(results.questionIds(), QSet<QString>());
@@ -39,7 +40,7 @@ void TestResults::aPollTakesTheIdOfItsFirstAnswer()
     QCOMPARE(results.questionIds(), QSet<QString>({"q"}));
 }
 
-void TestResults::answersToWhatIsOverAreNotCounted()
+void tst_Results::answersToWhatIsOverAreNotCounted()
 {
     Results results = poll();
     QVERIFY(!results.count("d1", "old", "A", {"old", "older"}));
@@ -47,14 +48,14 @@ void TestResults::answersToWhatIsOverAreNotCounted()
     QVERIFY(results.count("d1", "new", "A", {"old", "older"}));
 }
 
-void TestResults::aPollWithAKnownIdTakesNoOther()
+void tst_Results::aPollWithAKnownIdTakesNoOther()
 {
     Results results = poll("poll-id");
     QVERIFY(!results.count("d1", "q", "A", {}));
     QVERIFY(results.count("d1", "poll-id", "A", {}));
 }
 
-void TestResults::anAssessmentCountsByQuestion()
+void tst_Results::anAssessmentCountsByQuestion()
 {
     Results results("Assessment", {{"a-0", "1. One", Tally()}, {"a-1", "2. Two", Tally()}});
     QVERIFY(results.count("d1", "a-1", "x", {}));
@@ -68,7 +69,7 @@ void TestResults::anAssessmentCountsByQuestion()
                           "2. Two", "x  ##################  1  100%"}));
 }
 
-void TestResults::linesShowHowManyHaveAnswered()
+void tst_Results::linesShowHowManyHaveAnswered()
 {
     Results results = poll();
     results.count("d1", "q", "A", {});
@@ -81,11 +82,11 @@ void TestResults::linesShowHowManyHaveAnswered()
              QString("Poll true-false: 1 of 1 answered"));
 }
 
-void TestResults::linesFitTheWidth()
+void tst_Results::linesFitTheWidth()
 {
     Results results = poll();
-    QCOMPARE(results.lines(5, 12, BarStyle::Ascii).first(), QString::fromUtf8("Poll true-f…"));
+    QCOMPARE(results.lines(5, 12, BarStyle::Ascii).first(), u"Poll true-f…"_s);
 }
 
-QTEST_GUILESS_MAIN(TestResults)
+QTEST_GUILESS_MAIN(tst_Results)
 #include "tst_results.moc"

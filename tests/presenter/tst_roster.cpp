@@ -4,7 +4,7 @@
 
 using namespace Host;
 
-class TestRoster : public QObject
+class tst_Roster : public QObject
 {
     Q_OBJECT
 
@@ -31,7 +31,7 @@ Roster threeLearners()
 
 } // namespace
 
-void TestRoster::learnersStandInTheOrderOfJoining()
+void tst_Roster::learnersStandInTheOrderOfJoining()
 {
     const Roster roster = threeLearners();
     QCOMPARE(roster.count(), 3);
@@ -39,7 +39,7 @@ void TestRoster::learnersStandInTheOrderOfJoining()
     QCOMPARE(roster.learners().at(2).deviceType, QString("laptop"));
 }
 
-void TestRoster::aDeviceJoinsOnceAndMayChangeItsName()
+void tst_Roster::aDeviceJoinsOnceAndMayChangeItsName()
 {
     Roster roster = threeLearners();
     QVERIFY(!roster.add({"d-a", "Ada L.", "desktop"}));
@@ -48,7 +48,7 @@ void TestRoster::aDeviceJoinsOnceAndMayChangeItsName()
     QCOMPARE(roster.learners().at(0).deviceType, QString("desktop"));
 }
 
-void TestRoster::whoLeavesIsNamed()
+void tst_Roster::whoLeavesIsNamed()
 {
     Roster roster = threeLearners();
     QCOMPARE(roster.remove("d-b")->deviceType, QString("phone"));
@@ -56,7 +56,7 @@ void TestRoster::whoLeavesIsNamed()
     QVERIFY(!roster.remove("d-b"));
 }
 
-void TestRoster::aLearnerIsFoundByDeviceNameOrNumber_data()
+void tst_Roster::aLearnerIsFoundByDeviceNameOrNumber_data()
 {
     QTest::addColumn<QString>("word");
     QTest::addColumn<QString>("device");
@@ -80,14 +80,14 @@ void TestRoster::aLearnerIsFoundByDeviceNameOrNumber_data()
                            << "";
 }
 
-void TestRoster::aLearnerIsFoundByDeviceNameOrNumber()
+void tst_Roster::aLearnerIsFoundByDeviceNameOrNumber()
 {
     QFETCH(QString, word);
     const auto found = threeLearners().find(word);
     QTEST(found ? found->deviceId : QString(""), "device");
 }
 
-void TestRoster::aDeviceWithoutNameIsCalledByItsId()
+void tst_Roster::aDeviceWithoutNameIsCalledByItsId()
 {
     Roster roster = threeLearners();
     roster.add({"d-x", "", "phone"});
@@ -96,5 +96,5 @@ void TestRoster::aDeviceWithoutNameIsCalledByItsId()
     QCOMPARE(roster.nameOf("gone"), QString("gone"));
 }
 
-QTEST_GUILESS_MAIN(TestRoster)
+QTEST_GUILESS_MAIN(tst_Roster)
 #include "tst_roster.moc"

@@ -12,7 +12,7 @@ using namespace Host;
 
 // Commands in their order, waits and awaits, on a channel that is not connected: the test speaks for the
 // learners by emitting the channel's signals.
-class TestRunner : public QObject
+class tst_Runner : public QObject
 {
     Q_OBJECT
 
@@ -45,7 +45,7 @@ private:
     QStringList m_events; // "started ...", "failed ...", "finished"
 };
 
-void TestRunner::init()
+void tst_Runner::init()
 {
     m_client = std::make_unique<PresenterClient>(nullptr, "http://127.0.0.1:1");
     m_channel = std::make_unique<PresenterCollab>(nullptr, "http://127.0.0.1:1", "123456", "token",
@@ -63,7 +63,7 @@ void TestRunner::init()
     connect(m_runner.get(), &Runner::finished, this, [this] { m_events.append("finished"); });
 }
 
-void TestRunner::cleanup()
+void tst_Runner::cleanup()
 {
     m_runner.reset();
     m_lesson.reset();
@@ -72,24 +72,24 @@ void TestRunner::cleanup()
     m_client.reset();
 }
 
-void TestRunner::add(const QString &line)
+void tst_Runner::add(const QString &line)
 {
     const ParsedCommand parsed = parseCommand(line);
     QVERIFY2(parsed.command, qPrintable(parsed.error));
     m_runner->add({*parsed.command, line, 1});
 }
 
-void TestRunner::join(const QString &device)
+void tst_Runner::join(const QString &device)
 {
     emit m_channel->learnerJoin({device, "Ada", "tablet"});
 }
 
-void TestRunner::respond(const QString &device, const QString &answer)
+void tst_Runner::respond(const QString &device, const QString &answer)
 {
     emit m_channel->learnerPollResponse(device, "question", 10, answer);
 }
 
-void TestRunner::commandsRunInTheirOrder()
+void tst_Runner::commandsRunInTheirOrder()
 {
     add("learners");
     add("lesson L Rivers");
@@ -97,7 +97,7 @@ void TestRunner::commandsRunInTheirOrder()
     QCOMPARE(m_runner->pending(), 0);
 }
 
-void TestRunner::waitHoldsBackWhatIsBehindIt()
+void tst_Runner::waitHoldsBackWhatIsBehindIt()
 {
     QElapsedTimer clock;
     clock.start();
@@ -109,7 +109,7 @@ void TestRunner::waitHoldsBackWhatIsBehindIt()
     QVERIFY(clock.elapsed() >= 190); // timers of the toolkit may be 5 % early
 }
 
-void TestRunner::awaitEndsWhenTheLearnersAreThere()
+void tst_Runner::awaitEndsWhenTheLearnersAreThere()
 {
     add("await learners 2");
     add("learners");
@@ -121,7 +121,7 @@ void TestRunner::awaitEndsWhenTheLearnersAreThere()
     QTRY_COMPARE(m_events, QStringList({"started await learners 2", "started learners"}));
 }
 
-void TestRunner::awaitEndsWhenTheResponsesAreThere()
+void tst_Runner::awaitEndsWhenTheResponsesAreThere()
 {
     add("poll text");
     add("await responses 2");
@@ -134,7 +134,7 @@ void TestRunner::awaitEndsWhenTheResponsesAreThere()
     QTRY_COMPARE(m_events.last(), QString("started stop"));
 }
 
-void TestRunner::awaitAllFollowsTheLearners()
+void tst_Runner::awaitAllFollowsTheLearners()
 {
     join("d1");
     join("d2");
@@ -148,7 +148,7 @@ void TestRunner::awaitAllFollowsTheLearners()
     QTRY_COMPARE(m_events.last(), QString("started stop"));
 }
 
-void TestRunner::awaitThatIsFulfilledDoesNotWait()
+void tst_Runner::awaitThatIsFulfilledDoesNotWait()
 {
     join("d1");
     add("await learners 1");
@@ -156,7 +156,7 @@ void TestRunner::awaitThatIsFulfilledDoesNotWait()
     QCOMPARE(m_events, QStringList({"started await learners 1", "started learners"}));
 }
 
-void TestRunner::awaitInVainFailsAndGoesOn()
+void tst_Runner::awaitInVainFailsAndGoesOn()
 {
     join("d1");
     add("await learners 2 1");
@@ -168,7 +168,7 @@ void TestRunner::awaitInVainFailsAndGoesOn()
                               "started learners"}));
 }
 
-void TestRunner::failedCommandIsReportedAndTheNextRuns()
+void tst_Runner::failedCommandIsReportedAndTheNextRuns()
 {
     add("stop");
     add("learners");
@@ -177,7 +177,7 @@ void TestRunner::failedCommandIsReportedAndTheNextRuns()
                  {"started stop", "failed stop: There is nothing to stop.", "started learners"}));
 }
 
-void TestRunner::quitGivesUpTheRest()
+void tst_Runner::quitGivesUpTheRest()
 {
     add("wait 10");
     add("quit");
@@ -186,7 +186,7 @@ void TestRunner::quitGivesUpTheRest()
     QCOMPARE(m_runner->pending(), 0);
 }
 
-void TestRunner::endOfCommandsIsReportedAfterTheLast()
+void tst_Runner::endOfCommandsIsReportedAfterTheLast()
 {
     add("wait 10");
     m_runner->endOfCommands();
@@ -194,7 +194,7 @@ void TestRunner::endOfCommandsIsReportedAfterTheLast()
     QTRY_COMPARE(m_events, QStringList({"started wait 10", "finished"}));
 }
 
-void TestRunner::clearedCommandsDoNotRun()
+void tst_Runner::clearedCommandsDoNotRun()
 {
     add("wait 10");
     add("learners");
@@ -205,7 +205,7 @@ void TestRunner::clearedCommandsDoNotRun()
     QCOMPARE(m_events.last(), QString("started learners"));
 }
 
-void TestRunner::lateAnswersAreNotCounted()
+void tst_Runner::lateAnswersAreNotCounted()
 {
     add("poll text");
     respond("d1", "in time");
@@ -221,5 +221,5 @@ void TestRunner::lateAnswersAreNotCounted()
     QCOMPARE(m_lesson->responseCount(), 0);
 }
 
-QTEST_GUILESS_MAIN(TestRunner)
+QTEST_GUILESS_MAIN(tst_Runner)
 #include "tst_runner.moc"

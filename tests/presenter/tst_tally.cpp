@@ -4,7 +4,7 @@
 
 using namespace Host;
 
-class TestTally : public QObject
+class tst_Tally : public QObject
 {
     Q_OBJECT
 
@@ -37,7 +37,7 @@ const QVector<Choice> LETTERS{{"A", "A"}, {"B", "B"}, {"C", ""}};
 
 } // namespace
 
-void TestTally::choicesStandInTheirOrderChosenOrNot()
+void tst_Tally::choicesStandInTheirOrderChosenOrNot()
 {
     Tally tally(YES_NO, Tally::Whole);
     QCOMPARE(asText(tally), QStringList({"A YES=0", "B NO=0"}));
@@ -47,7 +47,7 @@ void TestTally::choicesStandInTheirOrderChosenOrNot()
     QCOMPARE(tally.respondents(), 2);
 }
 
-void TestTally::whoAnswersAgainReplacesTheFirstAnswer()
+void tst_Tally::whoAnswersAgainReplacesTheFirstAnswer()
 {
     Tally tally(YES_NO, Tally::Whole);
     tally.answer("d1", "A");
@@ -56,7 +56,7 @@ void TestTally::whoAnswersAgainReplacesTheFirstAnswer()
     QCOMPARE(tally.respondents(), 1);
 }
 
-void TestTally::severalChoicesCountEachForOneRespondent()
+void tst_Tally::severalChoicesCountEachForOneRespondent()
 {
     Tally tally(LETTERS, Tally::Several);
     tally.answer("d1", "A,C");
@@ -65,7 +65,7 @@ void TestTally::severalChoicesCountEachForOneRespondent()
     QCOMPARE(tally.respondents(), 2);
 }
 
-void TestTally::severalChoicesMayStandSideBySide()
+void tst_Tally::severalChoicesMayStandSideBySide()
 {
     Tally tally({{"A", ""}, {"B", ""}, {"10", ""}}, Tally::Several);
     tally.answer("d1", "BA");
@@ -74,14 +74,14 @@ void TestTally::severalChoicesMayStandSideBySide()
     QCOMPARE(asText(tally), QStringList({"A=1", "B=1", "10=1", "AX=1"}));
 }
 
-void TestTally::aChoiceTickedTwiceIsOneVote()
+void tst_Tally::aChoiceTickedTwiceIsOneVote()
 {
     Tally tally(LETTERS, Tally::Several);
     tally.answer("d1", "A,A");
     QCOMPARE(asText(tally), QStringList({"A=1", "B=0", "C=0"}));
 }
 
-void TestTally::wholeAnswersKeepTheirCommas()
+void tst_Tally::wholeAnswersKeepTheirCommas()
 {
     Tally order({}, Tally::Whole);
     order.answer("d1", "B,A,C");
@@ -90,7 +90,7 @@ void TestTally::wholeAnswersKeepTheirCommas()
     QCOMPARE(asText(order), QStringList({"B,A,C=2", "A,B,C=1"}));
 }
 
-void TestTally::otherAnswersFollowTheMostFrequentFirst()
+void tst_Tally::otherAnswersFollowTheMostFrequentFirst()
 {
     Tally tally(YES_NO, Tally::Whole);
     tally.answer("d1", "zebra");
@@ -100,7 +100,7 @@ void TestTally::otherAnswersFollowTheMostFrequentFirst()
     QCOMPARE(asText(tally), QStringList({"A YES=0", "B NO=0", "maybe=2", "apple=1", "zebra=1"}));
 }
 
-void TestTally::numbersStandInTheOrderOfTheirValues()
+void tst_Tally::numbersStandInTheOrderOfTheirValues()
 {
     Tally tally;
     tally.answer("d1", "10");
@@ -111,14 +111,14 @@ void TestTally::numbersStandInTheOrderOfTheirValues()
     QCOMPARE(asText(tally), QStringList({"-1=1", "9.5=1", "10=1", "many=1", "nan=1"}));
 }
 
-void TestTally::optionsThatShareAnIdShareARow()
+void tst_Tally::optionsThatShareAnIdShareARow()
 {
     Tally tally({{"A", "YES"}, {"B", "NO"}, {"?", "DONTKNOW"}, {"?", "DONTKNOW"}}, Tally::Whole);
     tally.answer("d1", "?");
     QCOMPARE(asText(tally), QStringList({"A YES=0", "B NO=0", "? DONTKNOW=1"}));
 }
 
-void TestTally::emptyAnswersAreShownAsSuch()
+void tst_Tally::emptyAnswersAreShownAsSuch()
 {
     Tally tally;
     tally.answer("d1", "");
@@ -126,5 +126,5 @@ void TestTally::emptyAnswersAreShownAsSuch()
     QCOMPARE(asText(tally), QStringList({"(empty)=2"}));
 }
 
-QTEST_GUILESS_MAIN(TestTally)
+QTEST_GUILESS_MAIN(tst_Tally)
 #include "tst_tally.moc"

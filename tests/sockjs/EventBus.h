@@ -1,6 +1,7 @@
 #pragma once
 
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtCore/QPointer>
 #include <QtNetwork/QSslKey>
@@ -29,7 +30,7 @@ public:
                 socket->deleteLater();
             });
             if (saysOpen)
-                socket->sendTextMessage(QStringLiteral("o"));
+                socket->sendTextMessage(u"o"_s);
         });
         m_server.listen(QHostAddress::LocalHost);
     }

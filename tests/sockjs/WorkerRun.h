@@ -2,6 +2,7 @@
 
 #include "SockJSProbe.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
+#include "support/Text.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QThread>
@@ -52,8 +53,7 @@ public:
     }
     XHRRequest *makeRequest(const QString &payload)
     {
-        m_requests.push_back(
-            std::make_unique<XHRRequest>(nullptr, QStringLiteral("/x/xhr"), payload));
+        m_requests.push_back(std::make_unique<XHRRequest>(nullptr, u"/x/xhr"_s, payload));
         return m_requests.back().get();
     }
     void start()

@@ -1,5 +1,6 @@
 #include "sockjs/PostQueue.h"
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkProxy>
@@ -13,7 +14,7 @@ class tst_PostQueue : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void limitsOfATransport();
     void postsLeaveOneAfterAnother();
     void postWithoutProgressIsGivenUp();
@@ -54,8 +55,8 @@ public:
 
     void send(const ScriptedServer &server, const QByteArray &message)
     {
-        QNetworkRequest request(QUrl(QStringLiteral("http://127.0.0.1:%1/s").arg(server.port())));
-        request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("text/plain"));
+        QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/s"_s.arg(server.port())));
+        request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/plain"_s);
         m_queue.append(request, message);
     }
     PostQueue *operator->() { return &m_queue; }
@@ -183,8 +184,7 @@ void tst_PostQueue::whatIsLeftHasALimitInAll()
              qPrintable(QString::number(clock.elapsed())));
     QCOMPARE(posts.lost.size(), 1);
     const int given = posts.errors.size();
-    QCOMPARE(posts.lost.first(),
-             QStringLiteral("%1 messages were not sent in time").arg(10 - given));
+    QCOMPARE(posts.lost.first(), u"%1 messages were not sent in time"_s.arg(10 - given));
     QCOMPARE(posts.drained.size(), 1);
 }
 
@@ -245,7 +245,7 @@ void tst_PostQueue::foreignRepliesAreNotItsOwn()
     posts.send(server, "x");
     QNetworkAccessManager manager;
     std::unique_ptr<QNetworkReply> foreign(
-        manager.get(QNetworkRequest(QUrl(QStringLiteral("http://127.0.0.1:1/")))));
+        manager.get(QNetworkRequest(QUrl(u"http://127.0.0.1:1/"_s))));
     posts->replyFinished(foreign.get());
     QVERIFY(posts->isSending());
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);

@@ -5,6 +5,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtCore/QDir>
 #include <QtNetwork/QSslKey>
@@ -19,7 +20,7 @@ class tst_SockJSClosing : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void initTestCase();
     void closedComesOnce_data();
     void closedComesOnce();
@@ -59,13 +60,11 @@ namespace
 constexpr auto WEBSOCKET = SockJSConnector::WEBSOCKET;
 constexpr auto XHR_POLLING = SockJSConnector::XHR_POLLING;
 
-const QString CLOSED_LINE = QStringLiteral("[SockJSConnector] Websocket CLOSED");
+const QString CLOSED_LINE = u"[SockJSConnector] Websocket CLOSED"_s;
 
 QUrl serverUrl(quint16 port, bool tls = false)
 {
-    return QUrl(QStringLiteral("%1://127.0.0.1:%2")
-                    .arg(tls ? QStringLiteral("wss") : QStringLiteral("ws"))
-                    .arg(port));
+    return QUrl(u"%1://127.0.0.1:%2"_s.arg(tls ? u"wss"_s : u"ws"_s).arg(port));
 }
 
 int entries(const QString &folder)
@@ -75,12 +74,12 @@ int entries(const QString &folder)
 
 int threads()
 {
-    return entries(QStringLiteral("/proc/self/task"));
+    return entries(u"/proc/self/task"_s);
 }
 
 int descriptors()
 {
-    return entries(QStringLiteral("/proc/self/fd"));
+    return entries(u"/proc/self/fd"_s);
 }
 
 const Script POLLED_OPEN = {expectRequest(), send(reply("o\n"))};
@@ -88,14 +87,14 @@ const Script POLLED_OPEN = {expectRequest(), send(reply("o\n"))};
 // The messages of a framed text, as the server reads them.
 QString framed(const QString &message)
 {
-    return QStringLiteral("[\n    \"%1\"\n]\n").arg(message);
+    return u"[\n    \"%1\"\n]\n"_s.arg(message);
 }
 
 } // namespace
 
 void tst_SockJSClosing::initTestCase()
 {
-    m_identity = m_certificates.issue(QStringLiteral("localhost"));
+    m_identity = m_certificates.issue(u"localhost"_s);
     m_certificates.trust();
 }
 
@@ -215,8 +214,8 @@ void tst_SockJSClosing::openingDuringAnAttemptReplacesIt()
     QTRY_COMPARE(connected.size(), 1);
     QCOMPARE(closed.size(), 0);
     QCOMPARE(silent.connections, 1);
-    connector.sendMessage(QStringLiteral("x"), false);
-    QTRY_COMPARE(bus.heard, QStringList{framed(QStringLiteral("x"))});
+    connector.sendMessage(u"x"_s, false);
+    QTRY_COMPARE(bus.heard, QStringList{framed(u"x"_s)});
 }
 
 void tst_SockJSClosing::openingAnOpenConnectorClosesItFirst_data()
@@ -242,8 +241,8 @@ void tst_SockJSClosing::openingAnOpenConnectorClosesItFirst()
 
     connector.open(serverUrl(bus.port()), {WEBSOCKET});
     QTRY_COMPARE(events, (QStringList{"connected", "closed", "connected"}));
-    connector.sendMessage(QStringLiteral("x"), false);
-    QTRY_COMPARE(bus.heard, QStringList{framed(QStringLiteral("x"))});
+    connector.sendMessage(u"x"_s, false);
+    QTRY_COMPARE(bus.heard, QStringList{framed(u"x"_s)});
     // The old connection's end is not taken for the new one's.
     QTest::qWait(200);
     QCOMPARE(events.size(), 3);
@@ -348,12 +347,12 @@ void tst_SockJSClosing::nothingSaidIsLost()
 
     const QString large(5 * 1024 * 1024, QLatin1Char('x'));
     connector.sendMessage(large, false);
-    connector.sendMessage(QStringLiteral("disconnect"), false);
+    connector.sendMessage(u"disconnect"_s, false);
     connector.close();
     QVERIFY(connector.isSending());
     QTRY_COMPARE_WITH_TIMEOUT(closed.size(), 1, 20000);
 
-    const QString last = framed(QStringLiteral("disconnect"));
+    const QString last = framed(u"disconnect"_s);
     if (xhr) {
         QTRY_COMPARE_WITH_TIMEOUT(polled.requests(1).size(), 2, 60000);
         QVERIFY(polled.requests(1).at(0).endsWith(framed(large).toUtf8()));
@@ -387,12 +386,12 @@ void tst_SockJSClosing::nothingSaidIsLostWhileTheServerTalks()
         QTimer talk;
         connect(&talk, &QTimer::timeout, this, [&bus] {
             if (bus.client)
-                bus.client->sendTextMessage(QStringLiteral("a[\"answer\"]"));
+                bus.client->sendTextMessage(u"a[\"answer\"]"_s);
         });
         talk.start(0);
         const QString large(5 * 1024 * 1024, QLatin1Char('x'));
         connector.sendMessage(large, false);
-        connector.sendMessage(QStringLiteral("disconnect"), false);
+        connector.sendMessage(u"disconnect"_s, false);
         connector.close();
         QTRY_COMPARE_WITH_TIMEOUT(bus.heard.size(), 2, 60000);
         QTRY_COMPARE_WITH_TIMEOUT(bus.closeCodes.size(), 1, 20000);
@@ -406,7 +405,7 @@ void tst_SockJSClosing::goodbyeIsANormalCloseFrame()
     server.behindHandshake = RawWebSocketServer::text("o");
     SockJSConnector connector;
     connector.open(serverUrl(server.port()), {WEBSOCKET});
-    connector.sendMessage(QStringLiteral("x"), false);
+    connector.sendMessage(u"x"_s, false);
     connector.close();
     QTRY_COMPARE(server.frames.size(), 3);
     QCOMPARE(server.frames.at(0).opcode, int(RawWebSocketServer::TEXT));
@@ -423,7 +422,7 @@ void tst_SockJSClosing::silentServerIsNotWaitedForLongerThanTwoSeconds()
     server.answersPings = false;
     SockJSConnector connector;
     connector.open(serverUrl(server.port()), {WEBSOCKET});
-    connector.sendMessage(QStringLiteral("x"), false);
+    connector.sendMessage(u"x"_s, false);
     QElapsedTimer timer;
     timer.start();
     connector.close();
@@ -454,10 +453,10 @@ void tst_SockJSClosing::deletingFlushesWhatTheSystemTakes()
     server.behindHandshake = RawWebSocketServer::text("o");
     auto *connector = new SockJSConnector;
     connector->open(serverUrl(server.port()), {WEBSOCKET});
-    connector->sendMessage(QStringLiteral("last"), false);
+    connector->sendMessage(u"last"_s, false);
     delete connector;
     QTRY_COMPARE(server.frames.size(), 3);
-    QCOMPARE(server.frames.at(0).payload, framed(QStringLiteral("last")).toUtf8());
+    QCOMPARE(server.frames.at(0).payload, framed(u"last"_s).toUtf8());
     QCOMPARE(server.frames.at(2).opcode, int(RawWebSocketServer::CLOSE));
     QCOMPARE(server.frames.at(2).payload, QByteArray("\x03\xe8"));
 
@@ -465,11 +464,11 @@ void tst_SockJSClosing::deletingFlushesWhatTheSystemTakes()
     RawWebSocketServer second;
     connector = new SockJSConnector;
     connector->open(serverUrl(second.port()), {WEBSOCKET});
-    connector->sendMessage(QStringLiteral("last"), false);
+    connector->sendMessage(u"last"_s, false);
     connector->close();
     delete connector;
     QTRY_COMPARE(second.frames.size(), 3);
-    QCOMPARE(second.frames.at(0).payload, framed(QStringLiteral("last")).toUtf8());
+    QCOMPARE(second.frames.at(0).payload, framed(u"last"_s).toUtf8());
     QCOMPARE(second.frames.at(2).opcode, int(RawWebSocketServer::CLOSE));
 }
 
@@ -549,7 +548,7 @@ void tst_SockJSClosing::deletingLeavesNothingBehind()
     connector->open(serverUrl(server.port(), tls), {XHR_POLLING});
     QVERIFY(SockJSProbe::xhrPolling(*connector));
     if (posting)
-        connector->sendMessage(QStringLiteral("x"), false);
+        connector->sendMessage(u"x"_s, false);
     if (reconnecting || posting)
         QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 2, 20000);
     QTest::qWait(300);
@@ -601,7 +600,7 @@ void tst_SockJSClosing::twoHundredCyclesLeaveNothingBehind()
         if (!xhr)
             QTRY_VERIFY_WITH_TIMEOUT(connector.isConnected(), 20000);
         if (sending)
-            connector.sendMessage(QStringLiteral("x"), false);
+            connector.sendMessage(u"x"_s, false);
         connector.close();
         QTRY_COMPARE_WITH_TIMEOUT(closed.size(), i + 1, 20000);
         if (i == WARM_UP - 1) {

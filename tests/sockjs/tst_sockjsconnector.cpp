@@ -4,6 +4,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QSslKey>
 #include <QtTest/QtTest>
@@ -17,7 +18,7 @@ class tst_SockJSConnector : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void metaObjectIsAsDeclared();
     void protocolNames();
     void freshConnectorIsIdle();
@@ -68,27 +69,26 @@ private slots:
 namespace
 {
 
-const QString CLOSED_LINE = QStringLiteral("[SockJSConnector] Websocket CLOSED");
-const QString CONNECTED_LINE = QStringLiteral("[SockJSConnector] CONNECTED via Websocket");
-const QString FALLBACK_LINE = QStringLiteral("[SockJSConnector] Fallback to XHR_Polling");
+const QString CLOSED_LINE = u"[SockJSConnector] Websocket CLOSED"_s;
+const QString CONNECTED_LINE = u"[SockJSConnector] CONNECTED via Websocket"_s;
+const QString FALLBACK_LINE = u"[SockJSConnector] Fallback to XHR_Polling"_s;
 
 constexpr auto WEBSOCKET = SockJSConnector::WEBSOCKET;
 constexpr auto XHR_STREAMING = SockJSConnector::XHR_STREAMING;
 constexpr auto XHR_POLLING = SockJSConnector::XHR_POLLING;
 
-QUrl serverUrl(quint16 port, const QString &scheme = QStringLiteral("ws"))
+QUrl serverUrl(quint16 port, const QString &scheme = u"ws"_s)
 {
-    return QUrl(QStringLiteral("%1://127.0.0.1:%2/bus/").arg(scheme).arg(port));
+    return QUrl(u"%1://127.0.0.1:%2/bus/"_s.arg(scheme).arg(port));
 }
 
 // The line that a web-socket attempt writes first.
 QString urlLine(const SockJSConnector &connector)
 {
-    return QStringLiteral(
-               "[SockJSConnector] Websocket url = %1://%2:%3%4/eventbus/119/%5/websocket")
-        .arg(SockJSProbe::ssl(connector) ? QStringLiteral("wss") : QStringLiteral("ws"),
-             SockJSProbe::host(connector), QString::number(SockJSProbe::port(connector)),
-             SockJSProbe::path(connector), SockJSProbe::sessionId(connector));
+    return u"[SockJSConnector] Websocket url = %1://%2:%3%4/eventbus/119/%5/websocket"_s.arg(
+        SockJSProbe::ssl(connector) ? u"wss"_s : u"ws"_s, SockJSProbe::host(connector),
+        QString::number(SockJSProbe::port(connector)), SockJSProbe::path(connector),
+        SockJSProbe::sessionId(connector));
 }
 
 struct Spies {
@@ -232,7 +232,7 @@ void tst_SockJSConnector::sessionIdIsMadeForEveryOpen()
     SockJSConnector connector;
     connector.open(serverUrl(1), {});
     const QString first = SockJSProbe::sessionId(connector);
-    QVERIFY(QRegularExpression(QStringLiteral("^[A-Za-z0-9]{8}$")).match(first).hasMatch());
+    QVERIFY(QRegularExpression(u"^[A-Za-z0-9]{8}$"_s).match(first).hasMatch());
     // The seed is the time in whole seconds.
     QTest::qWait(1100);
     connector.open(serverUrl(1), {});
@@ -251,9 +251,8 @@ void tst_SockJSConnector::incomingFrames_data()
     QTest::newRow("object, array, null")
         << "a[{\"a\":1},[\"b\"],null,\"c\"]" << QStringList{"", "", "", "c"};
     QTest::newRow("escapes") << "a[\"{\\\"t\\\":\\\"\\u00e4\\n\\\"}\"]"
-                             << QStringList{QString::fromUtf8("{\"t\":\"\xc3\xa4\n\"}")};
-    QTest::newRow("letters") << QString::fromUtf8("a[\"\xe2\x82\xac\"]")
-                             << QStringList{QString::fromUtf8("\xe2\x82\xac")};
+                             << QStringList{u"{\"t\":\"\xc3\xa4\n\"}"_s};
+    QTest::newRow("letters") << u"a[\"\xe2\x82\xac\"]"_s << QStringList{u"\xe2\x82\xac"_s};
     QTest::newRow("spaces") << "a [ \"x\" ] " << QStringList{"x"};
     QTest::newRow("heartbeat") << "h" << QStringList();
     QTest::newRow("close frame") << "c[3000,\"Go away!\"]" << QStringList();
@@ -284,12 +283,12 @@ void tst_SockJSConnector::openFrameCountsOnce()
 {
     SockJSConnector connector;
     Spies spies(connector);
-    connector.onTextMessageReceived(QStringLiteral("O"));
-    connector.onTextMessageReceived(QStringLiteral("o "));
+    connector.onTextMessageReceived(u"O"_s);
+    connector.onTextMessageReceived(u"o "_s);
     QCOMPARE(spies.connected.size(), 0);
-    connector.onTextMessageReceived(QStringLiteral("o"));
+    connector.onTextMessageReceived(u"o"_s);
     QVERIFY(connector.isConnected());
-    connector.onTextMessageReceived(QStringLiteral("o"));
+    connector.onTextMessageReceived(u"o"_s);
     QCOMPARE(spies.connected.size(), 1);
 }
 
@@ -302,12 +301,11 @@ void tst_SockJSConnector::outgoingFrames_data()
     QTest::newRow("brackets lose their spaces") << "a [ b" << QByteArray("[\n    \"a [b\"\n]\n");
     QTest::newRow("at both sides, once each") << "[  x  ]" << QByteArray("[\n    \"[ x ]\"\n]\n");
     QTest::newRow("opening before closing") << "[ ]" << QByteArray("[\n    \"[]\"\n]\n");
-    QTest::newRow("escapes") << QString::fromUtf8("\"\\/\n\t\x01")
+    QTest::newRow("escapes") << u"\"\\/\n\t\x01"_s
                              << QByteArray("[\n    \"\\\"\\\\/\\n\\t\\u0001\"\n]\n");
     QTest::newRow("zero") << QString(QLatin1Char('a') + QString(1, QChar(0)) + QLatin1Char('b'))
                           << QByteArray("[\n    \"a\\u0000b\"\n]\n");
-    QTest::newRow("letters") << QString::fromUtf8("\xe2\x82\xac")
-                             << QByteArray("[\n    \"\xe2\x82\xac\"\n]\n");
+    QTest::newRow("letters") << u"\xe2\x82\xac"_s << QByteArray("[\n    \"\xe2\x82\xac\"\n]\n");
     QTest::newRow("percent") << "%1 %0" << QByteArray("[\n    \"%1 %0\"\n]\n");
 }
 
@@ -328,8 +326,7 @@ void tst_SockJSConnector::mapIsSentAsIndentedJson()
     RawWebSocketServer server;
     SockJSConnector connector;
     connector.open(serverUrl(server.port()), {WEBSOCKET});
-    connector.sendMessage(
-        QVariantMap{{QStringLiteral("type"), QStringLiteral("ping")}, {QStringLiteral("n"), 1}});
+    connector.sendMessage(QVariantMap{{u"type"_s, u"ping"_s}, {u"n"_s, 1}});
     QTRY_COMPARE(server.frames.size(), 1);
     QCOMPARE(server.frames.at(0).payload,
              QByteArray(
@@ -340,9 +337,9 @@ void tst_SockJSConnector::sendingWithoutATransportLosesTheMessage()
 {
     const LogCapture log;
     SockJSConnector connector;
-    connector.sendMessage(QStringLiteral("x"), true);
+    connector.sendMessage(u"x"_s, true);
     QVERIFY(SockJSProbe::lastActivity(connector).isNull());
-    connector.sendMessage(QStringLiteral("x"), false);
+    connector.sendMessage(u"x"_s, false);
     QVERIFY(!SockJSProbe::lastActivity(connector).isNull());
     QCOMPARE(log.messages(), QStringList());
 }
@@ -364,9 +361,9 @@ void tst_SockJSConnector::slotsActOnAnIdleConnector()
     const LogCapture log;
     SockJSConnector connector;
     Spies spies(connector);
-    connector.onTextMessageReceived(QStringLiteral("o"));
+    connector.onTextMessageReceived(u"o"_s);
     QVERIFY(connector.isConnected());
-    connector.onTextMessageReceived(QStringLiteral("a[\"x\",\"y\"]"));
+    connector.onTextMessageReceived(u"a[\"x\",\"y\"]"_s);
     QCOMPARE(spies.texts(), (QStringList{"x", "y"}));
     connector.openstate1();
     QCOMPARE(SockJSProbe::openState(connector), 1);
@@ -414,8 +411,7 @@ void tst_SockJSConnector::websocketSessionOpens()
     QWebSocketServer server(QString(),
                             tls ? QWebSocketServer::SecureMode : QWebSocketServer::NonSecureMode);
     if (tls)
-        server.setSslConfiguration(
-            certificates.issue(QStringLiteral("localhost")).serverConfiguration());
+        server.setSslConfiguration(certificates.issue(u"localhost"_s).serverConfiguration());
     QVERIFY(server.listen(QHostAddress::LocalHost));
     QWebSocket *far = nullptr;
     QStringList heard;
@@ -429,25 +425,23 @@ void tst_SockJSConnector::websocketSessionOpens()
     const LogCapture log;
     SockJSConnector connector;
     Spies spies(connector);
-    QVERIFY(!connector.open(
-        serverUrl(server.serverPort(), tls ? QStringLiteral("https") : QStringLiteral("http")),
-        {WEBSOCKET, XHR_POLLING}));
+    QVERIFY(!connector.open(serverUrl(server.serverPort(), tls ? u"https"_s : u"http"_s),
+                            {WEBSOCKET, XHR_POLLING}));
     QCOMPARE(log.messages(), (QStringList{urlLine(connector), CONNECTED_LINE}));
     QVERIFY(!connector.isConnected());
     QTRY_VERIFY(far);
     QCOMPARE(far->requestUrl().path(),
-             QStringLiteral("/bus/eventbus/119/") + SockJSProbe::sessionId(connector)
-                 + QStringLiteral("/websocket"));
+             u"/bus/eventbus/119/"_s + SockJSProbe::sessionId(connector) + u"/websocket"_s);
     QCOMPARE(far->origin(), QString());
     QCOMPARE(far->version(), QWebSocketProtocol::Version13);
 
-    far->sendTextMessage(QStringLiteral("o"));
+    far->sendTextMessage(u"o"_s);
     QTRY_COMPARE(spies.connected.size(), 1);
     QVERIFY(connector.isConnected());
-    far->sendTextMessage(QStringLiteral("h"));
-    far->sendTextMessage(QStringLiteral("a[\"x\",\"y\"]"));
+    far->sendTextMessage(u"h"_s);
+    far->sendTextMessage(u"a[\"x\",\"y\"]"_s);
     QTRY_COMPARE(spies.texts(), (QStringList{"x", "y"}));
-    connector.sendMessage(QStringLiteral("hello"), false);
+    connector.sendMessage(u"hello"_s, false);
     QTRY_COMPARE(heard, QStringList{"[\n    \"hello\"\n]\n"});
 }
 
@@ -486,8 +480,8 @@ void tst_SockJSConnector::invalidUrlGivesWayToo()
 {
     SockJSConnector connector;
     const LogCapture log;
-    connector.open(QUrl(QStringLiteral("ws:///x")), {WEBSOCKET, SockJSConnector::PROTOCOL_TYPE(0)});
-    QCOMPARE(log.messages().last(), QStringLiteral("[SockJSConnector] No more protocols found!"));
+    connector.open(QUrl(u"ws:///x"_s), {WEBSOCKET, SockJSConnector::PROTOCOL_TYPE(0)});
+    QCOMPARE(log.messages().last(), u"[SockJSConnector] No more protocols found!"_s);
     QCOMPARE(SockJSProbe::openState(connector), 2);
 }
 
@@ -495,16 +489,16 @@ void tst_SockJSConnector::untrustedTlsServerGivesWayToo()
 {
     TestCertificates certificates;
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    server.setCertificate(certificates.issue(u"localhost"_s));
     server.onEveryOther({});
     QVERIFY(server.listen());
     SockJSConnector connector;
     Spies spies(connector);
     const LogCapture log;
-    connector.open(serverUrl(server.port(), QStringLiteral("wss")), {WEBSOCKET, XHR_POLLING});
+    connector.open(serverUrl(server.port(), u"wss"_s), {WEBSOCKET, XHR_POLLING});
     QCOMPARE(log.messages().size(), 2);
     QCOMPARE(log.messages().at(0), urlLine(connector));
-    QVERIFY2(log.messages().at(1).startsWith(QStringLiteral("[SockJSXHRPolling] The ")),
+    QVERIFY2(log.messages().at(1).startsWith(u"[SockJSXHRPolling] The "_s),
              qPrintable(log.messages().at(1)));
     QCOMPARE(server.received(0), QByteArray());
     QCOMPARE(server.received(1), QByteArray());
@@ -622,16 +616,15 @@ void tst_SockJSConnector::xhrSessionOpens()
     certificates.trust();
     ScriptedServer server;
     if (tls)
-        server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+        server.setCertificate(certificates.issue(u"localhost"_s));
     server.onConnection({expectRequest(), send(reply("o\n") + reply("a[\"x\"]\n"))});
     server.onConnection({expectRequest(), send(reply("", "204 No Content"))});
     QVERIFY(server.listen());
     const LogCapture log;
     SockJSConnector connector;
     Spies spies(connector);
-    QVERIFY(!connector.open(
-        serverUrl(server.port(), tls ? QStringLiteral("wss") : QStringLiteral("ws")),
-        {streaming ? XHR_STREAMING : XHR_POLLING, WEBSOCKET}));
+    QVERIFY(!connector.open(serverUrl(server.port(), tls ? u"wss"_s : u"ws"_s),
+                            {streaming ? XHR_STREAMING : XHR_POLLING, WEBSOCKET}));
     QCOMPARE(log.messages(),
              QStringList{streaming ? "[SockJSConnector] CONNECTED via xhr_streaming"
                                    : "[SockJSConnector] CONNECTED via xhr_polling"});
@@ -640,7 +633,7 @@ void tst_SockJSConnector::xhrSessionOpens()
         "POST /bus/eventbus/119/" + SockJSProbe::sessionId(connector).toLatin1();
     QVERIFY(server.requests(0).at(0).startsWith(
         sessionPath + (streaming ? "/xhr_streaming HTTP/1.1\r\n" : "/xhr HTTP/1.1\r\n")));
-    connector.sendMessage(QStringLiteral("hello"), false);
+    connector.sendMessage(u"hello"_s, false);
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 1, 20000);
     QVERIFY(server.requests(1).at(0).startsWith(sessionPath + "/xhr_send HTTP/1.1\r\n"));
     QVERIFY(server.requests(1).at(0).endsWith("\r\n\r\n[\n    \"hello\"\n]\n"));
@@ -696,7 +689,7 @@ void tst_SockJSConnector::inactivity()
     QCOMPARE(connector.isConnected(), connected);
     SockJSProbe::lastActivity(connector) = QDateTime::currentDateTimeUtc().addSecs(-secondsAgo);
     if (pinging)
-        connector.sendMessage(QStringLiteral("{\"type\":\"ping\"}"), true);
+        connector.sendMessage(u"{\"type\":\"ping\"}"_s, true);
     connector.onTimeout();
     QCOMPARE(spies.closed.size(), closes ? 1 : 0);
     QCOMPARE(SockJSProbe::inactivityTimer(connector)->isActive(), !closes);
@@ -708,7 +701,7 @@ void tst_SockJSConnector::inactivity()
         connector.close();
         QCOMPARE(spies.closed.at(1).at(0).toBool(), false);
     } else {
-        connector.sendMessage(QStringLiteral("x"), false);
+        connector.sendMessage(u"x"_s, false);
         QVERIFY(qAbs(SockJSProbe::lastActivity(connector).secsTo(QDateTime::currentDateTimeUtc()))
                 < 60);
     }
@@ -781,8 +774,7 @@ void tst_SockJSConnector::openstateSlotEndsTheWait()
     QVERIFY2(clock.elapsed() >= 300 && clock.elapsed() < 2000,
              qPrintable(QString::number(clock.elapsed())));
     QStringList lines{urlLine(connector)};
-    lines +=
-        connected ? CONNECTED_LINE : QStringLiteral("[SockJSConnector] No more protocols found!");
+    lines += connected ? CONNECTED_LINE : u"[SockJSConnector] No more protocols found!"_s;
     QCOMPARE(log.messages(), lines);
     QCOMPARE(SockJSProbe::webSocket(connector) != nullptr, connected);
     QCOMPARE(spies.closed.size(), 0);

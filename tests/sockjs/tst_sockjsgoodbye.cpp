@@ -1,6 +1,7 @@
 #include "SockJSProbe.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
@@ -11,7 +12,7 @@ class tst_SockJSGoodbye : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void init();
     void cleanup();
     void receivingConnectionStaysUntilThePostsAreAnswered();
@@ -72,8 +73,7 @@ void tst_SockJSGoodbye::cleanup()
 // A transport whose poll is out.
 void tst_SockJSGoodbye::startIdle()
 {
-    QVERIFY(m_transport->start(QStringLiteral("127.0.0.1"), m_server->serverPort(), false,
-                               QStringLiteral("/s"), false));
+    QVERIFY(m_transport->start(u"127.0.0.1"_s, m_server->serverPort(), false, u"/s"_s, false));
     QTRY_VERIFY_WITH_TIMEOUT(receiving() && m_received[receiving()].startsWith("POST /s/xhr HTTP"),
                              20000);
 }
@@ -82,7 +82,7 @@ void tst_SockJSGoodbye::startIdle()
 void tst_SockJSGoodbye::closeBehindAMessage()
 {
     startIdle();
-    m_transport->sendTextMessage(QStringLiteral("last word"));
+    m_transport->sendTextMessage(u"last word"_s);
     m_transport->close();
     QTRY_COMPARE_WITH_TIMEOUT(m_ends->size(), 1, 20000);
     QTRY_VERIFY_WITH_TIMEOUT(sending() && m_received[sending()].endsWith("last word"), 20000);
@@ -93,7 +93,7 @@ void tst_SockJSGoodbye::receivingConnectionStaysUntilThePostsAreAnswered()
     closeBehindAMessage();
     if (QTest::currentTestFailed())
         return;
-    m_transport->sendTextMessage(QStringLiteral("very last word"));
+    m_transport->sendTextMessage(u"very last word"_s);
     QVERIFY(!QTest::qWaitFor([&] { return !isOpen(receiving()); }, 1000));
     sending()->write(NO_CONTENT);
     QTRY_VERIFY_WITH_TIMEOUT(m_received[sending()].endsWith("very last word"), 20000);
@@ -151,8 +151,7 @@ void tst_SockJSGoodbye::startingAgainEndsAReceivingConnectionThatIsKept()
     closeBehindAMessage();
     if (QTest::currentTestFailed())
         return;
-    QVERIFY(m_transport->start(QStringLiteral("127.0.0.1"), m_server->serverPort(), false,
-                               QStringLiteral("/t"), false));
+    QVERIFY(m_transport->start(u"127.0.0.1"_s, m_server->serverPort(), false, u"/t"_s, false));
     QTRY_VERIFY(!isOpen(receiving()));
     QTRY_VERIFY_WITH_TIMEOUT(
         m_received.value(m_connections.value(2)).startsWith("POST /t/xhr HTTP"), 20000);

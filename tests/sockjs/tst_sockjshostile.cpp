@@ -3,6 +3,7 @@
 #include "WorkerRun.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtCore/QRandomGenerator>
 #include <QtTest/QtTest>
@@ -17,7 +18,7 @@ class tst_SockJSHostile : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void endlessDataLosesTheConnection_data();
     void endlessDataLosesTheConnection();
     void dataThatIsNoResponseIsDroppedAfterTwoSeconds_data();
@@ -49,7 +50,7 @@ constexpr int MANY = 10 * 1024 * 1024;
 
 QString localhost()
 {
-    return QStringLiteral("127.0.0.1");
+    return u"127.0.0.1"_s;
 }
 
 double threadCpuMs()
@@ -99,15 +100,14 @@ void tst_SockJSHostile::endlessDataLosesTheConnection()
     run.expectResponse();
     run.start();
     QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 60000);
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 60000);
     run.stop();
     QCOMPARE(run.reconnections, 1);
-    QCOMPARE(log.count(QStringLiteral(
-                 "[SockJSXHRPollingWorker] Response too large, dropping the connection")),
+    QCOMPARE(log.count(u"[SockJSXHRPollingWorker] Response too large, dropping the connection"_s),
              1);
-    QCOMPARE(log.count(QStringLiteral("[SockJSXHRPollingWorker] Connection lost, attempting to "
-                                      "re-establish...")),
+    QCOMPARE(log.count(u"[SockJSXHRPollingWorker] Connection lost, attempting to "
+                       "re-establish..."_s),
              1);
 }
 
@@ -138,10 +138,8 @@ void tst_SockJSHostile::dataThatIsNoResponseIsDroppedAfterTwoSeconds()
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 60000);
     run.stop();
     QCOMPARE(run.reconnections, 0);
-    QCOMPARE(log.count(
-                 QStringLiteral("[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer")),
-             1);
-    const QString prefix = QStringLiteral("[SockJSXHRPollingWorker.BufferData] = ");
+    QCOMPARE(log.count(u"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer"_s), 1);
+    const QString prefix = u"[SockJSXHRPollingWorker.BufferData] = "_s;
     QCOMPARE(log.startingWith(prefix).value(0).size(), prefix.size() + cleared);
 }
 
@@ -170,7 +168,7 @@ void tst_SockJSHostile::manySmallPiecesAreReadInOneGo()
     QVERIFY(run.connectToServer());
     for (int i = 0; i < requests; ++i)
         run.expectResponse();
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     QElapsedTimer timer;
     timer.start();
     run.start();
@@ -414,16 +412,14 @@ void tst_SockJSHostile::hostileWebSocketFramesEndTheConnection()
     SockJSConnector connector;
     QSignalSpy closed(&connector, &SockJSConnector::closed);
     QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
-    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
-                   {SockJSConnector::WEBSOCKET});
+    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
     QVERIFY(connector.isConnected());
     server.client->write(bytes);
     server.client->write(RawWebSocketServer::text("a[\"x\"]"));
     QTRY_COMPARE_WITH_TIMEOUT(closed.size(), 1, 20000);
     QCOMPARE(messages.size(), 0);
     // The connector is as good as new.
-    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
-                   {SockJSConnector::WEBSOCKET});
+    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
     QVERIFY(connector.isConnected());
 }
 
@@ -437,12 +433,10 @@ void tst_SockJSHostile::largestWebSocketMessageIsTaken_data()
     QTest::newRow("16 MiB in four frames") << LARGEST << 4 << QString();
     QTest::newRow("one byte more")
         << LARGEST + 1 << 1
-        << QStringLiteral(
-               "[SockJSConnector] ERROR: A message was too large: Maximum framesize exceeded.");
+        << u"[SockJSConnector] ERROR: A message was too large: Maximum framesize exceeded."_s;
     QTest::newRow("one byte more in four frames")
         << LARGEST + 1 << 4
-        << QStringLiteral(
-               "[SockJSConnector] ERROR: A message was too large: Received message is too big.");
+        << u"[SockJSConnector] ERROR: A message was too large: Received message is too big."_s;
 }
 
 void tst_SockJSHostile::largestWebSocketMessageIsTaken()
@@ -456,8 +450,7 @@ void tst_SockJSHostile::largestWebSocketMessageIsTaken()
     SockJSConnector connector;
     QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
     QSignalSpy closed(&connector, &SockJSConnector::closed);
-    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
-                   {SockJSConnector::WEBSOCKET});
+    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
     QVERIFY(connector.isConnected());
 
     const QByteArray message = "a[\"" + QByteArray(bytes - 5, 'x') + "\"]";
@@ -466,7 +459,7 @@ void tst_SockJSHostile::largestWebSocketMessageIsTaken()
         server.client->write(frame);
     QTRY_VERIFY_WITH_TIMEOUT(messages.size() + closed.size() == 1, 20000);
     QCOMPARE(messages.size(), error.isEmpty() ? 1 : 0);
-    QCOMPARE(log.startingWith(QStringLiteral("[SockJSConnector] ERROR")),
+    QCOMPARE(log.startingWith(u"[SockJSConnector] ERROR"_s),
              error.isEmpty() ? QStringList() : QStringList{error});
     if (error.isEmpty()) {
         QCOMPARE(messages.at(0).at(0).toString().size(), bytes - 5);
@@ -480,13 +473,11 @@ void tst_SockJSHostile::hostileSockJSFramesGiveNothing_data()
 {
     QTest::addColumn<QString>("frame");
     QTest::newRow("deep array") << QLatin1Char('a') + QString(MANY, QLatin1Char('['));
-    QTest::newRow("deep object") << QStringLiteral("a[")
-            + QStringLiteral("{\"a\":").repeated(100000);
-    QTest::newRow("long string without an end")
-        << QStringLiteral("a[\"") + QString(MANY, QLatin1Char('x'));
+    QTest::newRow("deep object") << u"a["_s + u"{\"a\":"_s.repeated(100000);
+    QTest::newRow("long string without an end") << u"a[\""_s + QString(MANY, QLatin1Char('x'));
     QTest::newRow("long line") << QString(MANY, QLatin1Char('x'));
-    QTest::newRow("lone surrogate") << QStringLiteral("a[") + QChar(0xd800) + QLatin1Char(']');
-    QTest::newRow("zero") << QStringLiteral("a") + QChar(0) + QStringLiteral("[\"x\"]");
+    QTest::newRow("lone surrogate") << u"a["_s + QChar(0xd800) + QLatin1Char(']');
+    QTest::newRow("zero") << u"a"_s + QChar(0) + u"[\"x\"]"_s;
 }
 
 void tst_SockJSHostile::hostileSockJSFramesGiveNothing()

@@ -2,6 +2,7 @@
 #include "RawWebSocketServer.h"
 #include "SockJSProbe.h"
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -12,7 +13,7 @@ class tst_SockJSHostSlots : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void hostMayDoAnythingInASlot_data();
     void hostMayDoAnythingInASlot();
     void nestedLoopInASlotOfADyingSocketIsSafe();
@@ -30,7 +31,7 @@ constexpr auto XHR_POLLING = SockJSConnector::XHR_POLLING;
 
 QUrl serverUrl(quint16 port)
 {
-    return QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(port));
+    return QUrl(u"ws://127.0.0.1:%1"_s.arg(port));
 }
 
 } // namespace
@@ -73,21 +74,21 @@ void tst_SockJSHostSlots::hostMayDoAnythingInASlot()
         if (done)
             return;
         done = true;
-        if (action.startsWith(QStringLiteral("close")))
+        if (action.startsWith(u"close"_s))
             connector->close();
-        if (action.startsWith(QStringLiteral("open")))
+        if (action.startsWith(u"open"_s))
             connector->open(serverUrl(other.port()), {WEBSOCKET});
-        if (action.startsWith(QStringLiteral("wait")))
+        if (action.startsWith(u"wait"_s))
             QTest::qWait(50);
-        if (action == QStringLiteral("send"))
-            connector->sendMessage(QStringLiteral("x"), false);
-        if (action.endsWith(QStringLiteral("delete")))
+        if (action == u"send"_s)
+            connector->sendMessage(u"x"_s, false);
+        if (action.endsWith(u"delete"_s))
             delete connector;
     };
     connect(connector, &SockJSConnector::closed, this, [&] { ++closed; });
-    if (signal == QStringLiteral("connected"))
+    if (signal == u"connected"_s)
         connect(connector, &SockJSConnector::connected, this, act);
-    else if (signal == QStringLiteral("message"))
+    else if (signal == u"message"_s)
         connect(connector, &SockJSConnector::sockJSMessage, this, act);
     else
         connect(connector, &SockJSConnector::closed, this, act);
@@ -98,28 +99,27 @@ void tst_SockJSHostSlots::hostMayDoAnythingInASlot()
         // Several in one packet: the rest still comes when the first has ended everything. Two
         // server connections exist where the host opened again in the slot.
         if (bus.client) {
-            bus.client->sendTextMessage(QStringLiteral("a[\"1\",\"2\"]"));
-            bus.client->sendTextMessage(QStringLiteral("a[\"3\"]"));
+            bus.client->sendTextMessage(u"a[\"1\",\"2\"]"_s);
+            bus.client->sendTextMessage(u"a[\"3\"]"_s);
         }
     }
-    if (signal == QStringLiteral("closed")) {
+    if (signal == u"closed"_s) {
         QTRY_VERIFY_WITH_TIMEOUT(connector->isConnected(), 20000);
         QTest::qWait(50);
         connector->close();
     }
     QTRY_VERIFY_WITH_TIMEOUT(done, 20000);
     QTest::qWait(150);
-    const bool deletes = action.endsWith(QStringLiteral("delete"));
+    const bool deletes = action.endsWith(u"delete"_s);
     QCOMPARE(bool(alive), !deletes);
     if (alive) {
-        const bool reopened = action == QStringLiteral("open");
+        const bool reopened = action == u"open"_s;
         if (reopened)
             QTRY_VERIFY(connector->isConnected());
         connector->disconnect(this);
         QSignalSpy last(connector, &SockJSConnector::closed);
         connector->close();
-        const bool wasOpen =
-            reopened || (signal != QStringLiteral("closed") && action != QStringLiteral("close"));
+        const bool wasOpen = reopened || (signal != u"closed"_s && action != u"close"_s);
         QTRY_COMPARE_WITH_TIMEOUT(closed + last.size(),
                                   1 + (reopened ? 1 : 0) + (wasOpen || closed ? 0 : 1), 20000);
         delete connector;
@@ -155,13 +155,13 @@ void tst_SockJSHostSlots::messagesStopWhenTheirConnectionEnds()
     SockJSConnector connector;
     connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
         messages.append(message);
-        if (message == QStringLiteral("2"))
+        if (message == u"2"_s)
             connector.close();
     });
     connector.open(serverUrl(bus.port()), {WEBSOCKET});
     QTRY_VERIFY(connector.isConnected());
-    bus.client->sendTextMessage(QStringLiteral("a[\"1\",\"2\",\"3\"]"));
-    bus.client->sendTextMessage(QStringLiteral("a[\"4\"]"));
+    bus.client->sendTextMessage(u"a[\"1\",\"2\",\"3\"]"_s);
+    bus.client->sendTextMessage(u"a[\"4\"]"_s);
     QTRY_COMPARE(bus.closeCodes.size(), 1);
     QCOMPARE(messages, (QStringList{"1", "2"}));
 }
@@ -174,14 +174,14 @@ void tst_SockJSHostSlots::messagesKeepTheirOrderWhenASlotWaits()
     SockJSConnector connector;
     connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
         messages.append(message);
-        if (message != QStringLiteral("1"))
+        if (message != u"1"_s)
             return;
-        bus.client->sendTextMessage(QStringLiteral("a[\"4\",\"5\"]"));
-        QVERIFY(QTest::qWaitFor([&] { return messages.contains(QStringLiteral("5")); }));
+        bus.client->sendTextMessage(u"a[\"4\",\"5\"]"_s);
+        QVERIFY(QTest::qWaitFor([&] { return messages.contains(u"5"_s); }));
     });
     connector.open(serverUrl(bus.port()), {WEBSOCKET});
     QTRY_VERIFY(connector.isConnected());
-    bus.client->sendTextMessage(QStringLiteral("a[\"1\",\"2\",\"3\"]"));
+    bus.client->sendTextMessage(u"a[\"1\",\"2\",\"3\"]"_s);
     QTRY_COMPARE(messages, (QStringList{"1", "2", "3", "4", "5"}));
 }
 
@@ -193,16 +193,16 @@ void tst_SockJSHostSlots::messagesOfAnEndedConnectionAreForgotten()
     SockJSConnector connector;
     connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
         messages.append(message);
-        if (message != QStringLiteral("1"))
+        if (message != u"1"_s)
             return;
         connector.open(serverUrl(other.port()), {WEBSOCKET});
         QTRY_VERIFY(connector.isConnected());
-        other.client->sendTextMessage(QStringLiteral("a[\"other\"]"));
+        other.client->sendTextMessage(u"a[\"other\"]"_s);
         QTest::qWait(200);
     });
     connector.open(serverUrl(bus.port()), {WEBSOCKET});
     QTRY_VERIFY(connector.isConnected());
-    bus.client->sendTextMessage(QStringLiteral("a[\"1\",\"2\"]"));
+    bus.client->sendTextMessage(u"a[\"1\",\"2\"]"_s);
     QTRY_COMPARE(messages, (QStringList{"1", "other"}));
     QTest::qWait(50);
     QCOMPARE(messages, (QStringList{"1", "other"}));

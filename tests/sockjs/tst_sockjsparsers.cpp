@@ -1,5 +1,6 @@
 #include "sockjs/SockJSXHRPollingWorker.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -8,7 +9,7 @@ class tst_SockJSParsers : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void headerMapIsKnownByNameBeforeAnyWorker();
     void header_data();
     void header();
@@ -77,7 +78,7 @@ void tst_SockJSParsers::header_data()
         << QByteArray("HTTP/1.1 200 OK\r\nA: b\r\n") << 23 << 200 << map({{"A", " b"}});
     QTest::newRow("incomplete status line") << QByteArray("HTTP/1.1 2") << 10 << 200 << none;
     QTest::newRow("UTF-8 value") << QByteArray("HTTP/1.1 200 OK\r\nA: \xc3\xa4\r\n\r\n") << 26
-                                 << 200 << map({{"A", QString::fromUtf8(" \xc3\xa4")}});
+                                 << 200 << map({{"A", u" \u00e4"_s}});
     QTest::newRow("zero bytes") << QByteArray(
         "HTTP/1.1 200\r\nA\0: b\0c\r\n\r\n",
         25) << 25 << 200 << map({{QString::fromUtf8("A\0", 2), QString::fromUtf8(" b\0c", 4)}});
@@ -98,8 +99,7 @@ void tst_SockJSParsers::headerReplacesOnlyWhatItNames()
 {
     SockJSXHRPollingWorker worker(nullptr, nullptr, QString(), 0, false, true);
     int status = 0;
-    QStringMap headers{{QStringLiteral("A"), QStringLiteral("1")},
-                       {QStringLiteral("B"), QStringLiteral("2")}};
+    QStringMap headers{{u"A"_s, u"1"_s}, {u"B"_s, u"2"_s}};
     worker.parseHttpHeaderResponse("HTTP/1.1 200 OK\r\nB: 3\r\n\r\n", &status, &headers);
     QCOMPARE(headers, map({{"A", "1"}, {"B", " 3"}}));
 }
@@ -129,7 +129,7 @@ void tst_SockJSParsers::plainBody()
     QFETCH(QByteArray, data);
     QFETCH(int, expectedLength);
     SockJSXHRPollingWorker worker(nullptr, nullptr, QString(), 0, false, true);
-    QString message = QStringLiteral("x");
+    QString message = u"x"_s;
     QTEST(worker.parseMessageResponse(data, false, &message, expectedLength), "used");
     QTEST(message, "message");
 }
@@ -175,7 +175,7 @@ void tst_SockJSParsers::chunk()
 {
     QFETCH(QByteArray, data);
     SockJSXHRPollingWorker worker(nullptr, nullptr, QString(), 0, false, true);
-    QString message = QStringLiteral("x");
+    QString message = u"x"_s;
     const LogCapture log;
     QTEST(worker.parseMessageResponse(data, true, &message, 99), "used");
     QTEST(message, "message");

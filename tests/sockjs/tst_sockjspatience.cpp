@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QSslKey>
 #include <QtNetwork/QSslSocket>
@@ -20,7 +21,7 @@ class tst_SockJSPatience : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void waitsOfThirtySeconds();
 };
 
@@ -71,8 +72,7 @@ struct Attempt {
     {
         const std::unique_ptr<QTcpSocket> socket(ssl ? new QSslSocket : new QTcpSocket);
         socket->setProxy(QNetworkProxy::NoProxy);
-        SockJSXHRPollingWorker worker(nullptr, socket.get(), QStringLiteral("127.0.0.1"), port, ssl,
-                                      true);
+        SockJSXHRPollingWorker worker(nullptr, socket.get(), u"127.0.0.1"_s, port, ssl, true);
         QElapsedTimer timer;
         timer.start();
         connected = worker.connectToServer();
@@ -87,7 +87,7 @@ void tst_SockJSPatience::waitsOfThirtySeconds()
     TestCertificates certificates;
     certificates.trust();
     ScriptedServer stalling; // answers no handshake
-    stalling.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    stalling.setCertificate(certificates.issue(u"localhost"_s), true);
     stalling.setDeadline(60000);
     stalling.onConnection({pause(60000)});
     QVERIFY(stalling.listen());
@@ -105,12 +105,11 @@ void tst_SockJSPatience::waitsOfThirtySeconds()
     QVERIFY(mute.listen());
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(QStringLiteral("127.0.0.1"), mute.port(), false, QStringLiteral("/s"),
-                            false));
+    QVERIFY(transport.start(u"127.0.0.1"_s, mute.port(), false, u"/s"_s, false));
     QElapsedTimer timer;
     timer.start();
-    transport.sendTextMessage(QStringLiteral("given up"));
-    transport.sendTextMessage(QStringLiteral("next"));
+    transport.sendTextMessage(u"given up"_s);
+    transport.sendTextMessage(u"next"_s);
     QTRY_COMPARE_WITH_TIMEOUT(mute.requests(2).size(), 1, 60000);
     const qint64 givenUpAfter = timer.elapsed();
 

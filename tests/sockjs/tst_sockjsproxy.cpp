@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QSslKey>
 #include <QtTest/QtTest>
@@ -17,7 +18,7 @@ class tst_SockJSProxy : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void initTestCase();
     void init();
     void cleanup();
@@ -44,7 +45,7 @@ const QByteArray TUNNEL = "HTTP/1.1 200 Connection established\r\n\r\n";
 
 QString behindTheProxy()
 {
-    return QStringLiteral("classroom.invalid");
+    return u"classroom.invalid"_s;
 }
 
 QByteArray address(quint16 port)
@@ -61,8 +62,7 @@ void nameProxy(quint16 port)
 void attempt(RawWebSocketServer &server)
 {
     SockJSConnector connector;
-    connector.open(QUrl(QStringLiteral("ws://127.0.0.1:%1").arg(server.port())),
-                   {SockJSConnector::WEBSOCKET});
+    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
     QVERIFY(SockJSProbe::webSocket(connector));
 }
 
@@ -94,14 +94,14 @@ void tst_SockJSProxy::pollsAndPostsGoThroughTheProxy()
     QVERIFY(m_proxy->listen(m_port));
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     const QList<QByteArray> polled = m_proxy->requests(0);
     QVERIFY2(polled.at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"),
              polled.at(0).constData());
     QVERIFY(polled.at(1).startsWith("POST /s/xhr HTTP/1.1\r\nHost: classroom.invalid\r\n"));
 
-    transport.sendTextMessage(QStringLiteral("x"));
+    transport.sendTextMessage(u"x"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_proxy->requests(1).size(), 1, 20000);
     const QByteArray post = m_proxy->requests(1).at(0);
     QVERIFY2(post.startsWith("POST http://classroom.invalid/s/xhr_send HTTP/1.1\r\n")
@@ -114,8 +114,8 @@ void tst_SockJSProxy::tlsIsTunnelled()
 {
     TestCertificates certificates;
     certificates.trust();
-    m_proxy->setCertificate(
-        certificates.issue(behindTheProxy(), QStringLiteral("DNS:") + behindTheProxy()), true);
+    m_proxy->setCertificate(certificates.issue(behindTheProxy(), u"DNS:"_s + behindTheProxy()),
+                            true);
     m_proxy->onConnection(
         {expectRequest(), send(TUNNEL), startTls(), expectRequest(), send(reply("o\n"))});
     m_proxy->onConnection({expectRequest(), send(TUNNEL), startTls(), expectRequest(),
@@ -123,9 +123,9 @@ void tst_SockJSProxy::tlsIsTunnelled()
     QVERIFY(m_proxy->listen(m_port));
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(behindTheProxy(), 443, true, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(behindTheProxy(), 443, true, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
-    transport.sendTextMessage(QStringLiteral("x"));
+    transport.sendTextMessage(u"x"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_proxy->requests(1).size(), 2, 20000);
     for (int connection : {0, 1}) {
         QVERIFY(m_proxy->requests(connection)
@@ -142,7 +142,7 @@ void tst_SockJSProxy::refusalOfTheProxyFailsTheStart()
     QVERIFY(m_proxy->listen(m_port));
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(!transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(!transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
     QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Proxy denied connection"});
 }
 
@@ -150,7 +150,7 @@ void tst_SockJSProxy::deadProxyFailsTheStart()
 {
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(!transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(!transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
     QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Proxy connection refused"});
 }
 
@@ -161,7 +161,7 @@ void tst_SockJSProxy::websocketAttemptPutsTheProxyIntoTheEnvironment()
     QVERIFY(before.startsWith("http://"));
     RawWebSocketServer server;
     SockJSConnector connector;
-    const QUrl url(QStringLiteral("ws://127.0.0.1:%1").arg(server.port()));
+    const QUrl url(u"ws://127.0.0.1:%1"_s.arg(server.port()));
     connector.open(url, {SockJSConnector::PROTOCOL_TYPE(3)});
     QCOMPARE(qgetenv("http_proxy"), before); // only a web-socket attempt sets it
     connector.open(url, {SockJSConnector::WEBSOCKET});
@@ -180,7 +180,7 @@ void tst_SockJSProxy::ownEntryStandsForTheProxyThatLedToIt()
     attempt(server);
     QCOMPARE(qgetenv("http_proxy"), address(m_port));
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
     QCOMPARE(m_proxy->connectionCount(), 1);
 }
 
@@ -202,7 +202,7 @@ void tst_SockJSProxy::systemIsAskedAtEveryAttempt()
     attempt(server);
     QCOMPARE(qgetenv("http_proxy"), address(second.port()));
     SockJSXHRPolling tunnelled;
-    QVERIFY(tunnelled.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(tunnelled.start(behindTheProxy(), 80, false, u"/s"_s, false));
     QCOMPARE(second.connectionCount(), 1);
 
     qunsetenv("http_proxy");
@@ -212,8 +212,7 @@ void tst_SockJSProxy::systemIsAskedAtEveryAttempt()
     polled.onEveryOther({expectRequest(), send(reply("o\n"))});
     QVERIFY(polled.listen());
     SockJSXHRPolling direct;
-    QVERIFY(direct.start(QStringLiteral("127.0.0.1"), polled.port(), false, QStringLiteral("/s"),
-                         false));
+    QVERIFY(direct.start(u"127.0.0.1"_s, polled.port(), false, u"/s"_s, false));
     QTRY_VERIFY(!polled.requests(0).isEmpty());
     QCOMPARE(second.connectionCount(), 1);
 }
@@ -237,15 +236,14 @@ void tst_SockJSProxy::restartedTransportForgetsItsProxy()
     m_proxy->onEveryOther({expectRequest(), send(TUNNEL)});
     QVERIFY(m_proxy->listen(m_port));
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
     qunsetenv("http_proxy");
     ScriptedServer direct;
     direct.onConnection({expectRequest(), pause(20000)});
     direct.onConnection({expectRequest(), send(reply("", "204 No Content"))});
     QVERIFY(direct.listen());
-    QVERIFY(transport.start(QStringLiteral("127.0.0.1"), direct.port(), false, QStringLiteral("/s"),
-                            false));
-    transport.sendTextMessage(QStringLiteral("x"));
+    QVERIFY(transport.start(u"127.0.0.1"_s, direct.port(), false, u"/s"_s, false));
+    transport.sendTextMessage(u"x"_s);
     QTRY_COMPARE(direct.requests(1).size(), 1);
     QVERIFY(direct.requests(1).at(0).startsWith("POST /s/xhr_send HTTP/1.1\r\n"));
 }
@@ -257,7 +255,7 @@ void tst_SockJSProxy::reconnectionGoesThroughTheProxy()
     QVERIFY(m_proxy->listen(m_port));
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(behindTheProxy(), 80, false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QVERIFY(m_proxy->requests(1).at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"));
 }

@@ -1,5 +1,6 @@
 #include "sockjs/ResponseReader.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -16,7 +17,7 @@ class tst_SockJSReader : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void everyCutGivesTheSame_data();
     void everyCutGivesTheSame();
     void everyStateShows();
@@ -38,8 +39,8 @@ namespace
 
 const QByteArray CHUNKED = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 const QByteArray OPEN = "HTTP/1.1 200 OK\r\n\r\n";
-const QString H = QStringLiteral("header");
-const QString TOO_MUCH = QStringLiteral("too much");
+const QString H = u"header"_s;
+const QString TOO_MUCH = u"too much"_s;
 constexpr int LARGEST_BODY = 16 * 1024 * 1024;
 constexpr int LARGEST_HEADER = 64 * 1024;
 
@@ -89,7 +90,7 @@ struct Reading {
         message.clear();
         headers.append(reader.headers());
         if (unanswered == 0) {
-            found.append(QStringLiteral("unasked"));
+            found.append(u"unasked"_s);
             return reader.expectNothing();
         }
         --unanswered;
@@ -298,7 +299,7 @@ void tst_SockJSReader::bytesThatBeginNoResponseContinueTheRequestBefore()
     reading.feed(plain(3, "abcdefgh"));
     // Three bytes each, as the header said; the rest waits in the message.
     QCOMPARE(reading.found, (QStringList{H, body("abc"), body("def")}));
-    QCOMPARE(reading.message, QStringLiteral("gh"));
+    QCOMPARE(reading.message, u"gh"_s);
     reading.feed(plain(2, "xy"));
     QCOMPARE(reading.found.mid(3), (QStringList{H, body("xy")}));
 }
@@ -377,7 +378,7 @@ void tst_SockJSReader::firstLettersOfAResponseThatDoesNotComeAreBody()
     reading.reader.noteSilence();
     reading.read();
     QCOMPARE(reading.reader.pending(), QByteArray());
-    QCOMPARE(reading.message, QStringLiteral("abcHT"));
+    QCOMPARE(reading.message, u"abcHT"_s);
     reading.feed("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab");
     QCOMPARE(reading.found, (QStringList{H, H, body("ab")}));
 

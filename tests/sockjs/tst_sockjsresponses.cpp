@@ -1,6 +1,7 @@
 #include "WorkerRun.h"
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -12,7 +13,7 @@ class tst_SockJSResponses : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void bodiesAreDelivered_data();
     void bodiesAreDelivered();
     void everyCutGivesTheSame_data();
@@ -36,7 +37,7 @@ const QByteArray CHUNKED_HEADER = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked
 
 QString localhost()
 {
-    return QStringLiteral("127.0.0.1");
+    return u"127.0.0.1"_s;
 }
 
 } // namespace
@@ -123,24 +124,23 @@ void tst_SockJSResponses::bodiesAreDelivered_data()
         << QByteArrayList{"HTTP/1.1 200 OK\r\nTransfer-Encoding: Chunked\r\n"
                           "Content-Length: 3\r\n\r\nabc"}
         << 1 << QStringList{"abc"};
-    QTest::newRow("lengths count bytes")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: "
-                          "7\r\n\r\n\xe2\x82\xac\xf0\x9f\x98\x80"}
-        << 1 << QStringList{QString::fromUtf8("\xe2\x82\xac\xf0\x9f\x98\x80")};
+    QTest::newRow("lengths count bytes") << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: "
+                                                           "7\r\n\r\n\xe2\x82\xac\xf0\x9f\x98\x80"}
+                                         << 1 << QStringList{u"\xe2\x82\xac\xf0\x9f\x98\x80"_s};
     QTest::newRow("letter split over two chunks") << QByteArrayList{CHUNKED_HEADER
                                                                     + "2\r\n\xe2\x82\r\n3\r\n\xac"
                                                                       "bc\r\n0\r\n\r\n"}
                                                   << 1
-                                                  << QStringList{QString::fromUtf8("\xe2\x82\xac"
-                                                                                   "bc")};
+                                                  << QStringList{u"\xe2\x82\xac"
+                                                                 "bc"_s};
     QTest::newRow("zero byte") << QByteArrayList{QByteArray(
         "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na\0b", 41)}
                                << 1 << QStringList{QString::fromUtf8("a\0b", 3)};
     QTest::newRow("no UTF-8") << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na\xff"
                                                 "b"}
                               << 1
-                              << QStringList{QString::fromUtf8("a\xef\xbf\xbd"
-                                                               "b")};
+                              << QStringList{u"a\xef\xbf\xbd"
+                                             "b"_s};
     QTest::newRow("body that holds a header, plain")
         << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 28\r\n\r\na[\"HTTP/1.1 ",
                           "200 OK\r\n\r\n:)\"]\n\n"}
@@ -207,7 +207,7 @@ void tst_SockJSResponses::everyCutGivesTheSame()
         runs.back()->expectResponse();
         runs.back()->start();
     }
-    const QStringList expected{QString::fromUtf8("a[\"HTTP/\xe2\x82\xac\"]\n"), "end"};
+    const QStringList expected{u"a[\"HTTP/\xe2\x82\xac\"]\n"_s, "end"};
     for (const auto &run : runs)
         QTRY_COMPARE_WITH_TIMEOUT(run->messages, expected, 30000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
@@ -379,7 +379,7 @@ void tst_SockJSResponses::requestsWaitWhileResponseDataIsPending()
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
     run.expectResponse();
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     run.start();
     QTRY_COMPARE(run.messages, QStringList{"hello"});
     QElapsedTimer timer;
@@ -401,7 +401,7 @@ void tst_SockJSResponses::reconnectionForgetsTheHalfReadResponse()
     run.expectResponse();
     run.start();
     QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"abc"}, 20000);
     run.stop();
     QCOMPARE(run.reconnections, 1);

@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtCore/QTimer>
 #include <QtCore/QUrl>
@@ -15,14 +16,14 @@ class tst_SockJSTls : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void attemptFailsAndNothingIsSentInClear_data();
     void attemptFailsAndNothingIsSentInClear();
     void webSocketWhoseHandshakeStallsCanBeClosed();
 
 private:
-    TestCertificates m_trusted{QStringLiteral("Trusted Root")};
-    TestCertificates m_foreign{QStringLiteral("Foreign Root")};
+    TestCertificates m_trusted{u"Trusted Root"_s};
+    TestCertificates m_foreign{u"Foreign Root"_s};
 };
 
 namespace
@@ -38,7 +39,7 @@ enum FarEnd {
 
 QUrl tlsUrl(quint16 port)
 {
-    return QUrl(QStringLiteral("https://127.0.0.1:%1/collab").arg(port));
+    return QUrl(u"https://127.0.0.1:%1/collab"_s.arg(port));
 }
 
 } // namespace
@@ -74,24 +75,23 @@ void tst_SockJSTls::attemptFailsAndNothingIsSentInClear()
     ScriptedServer server;
     switch (farEnd) {
     case CLOSES:
-        server.setCertificate(m_trusted.issue(QStringLiteral("localhost")), true);
+        server.setCertificate(m_trusted.issue(u"localhost"_s), true);
         server.onEveryOther({pause(50), close()});
         break;
     case SPEAKS_PLAIN_HTTP:
-        server.setCertificate(m_trusted.issue(QStringLiteral("localhost")), true);
+        server.setCertificate(m_trusted.issue(u"localhost"_s), true);
         server.onEveryOther({send(reply("o\n"))});
         break;
     case HAS_A_FOREIGN_ROOT:
-        server.setCertificate(m_foreign.issue(QStringLiteral("localhost")));
+        server.setCertificate(m_foreign.issue(u"localhost"_s));
         server.onEveryOther({});
         break;
     case HAS_ANOTHER_NAME:
-        server.setCertificate(
-            m_trusted.issue(QStringLiteral("elsewhere"), QStringLiteral("DNS:elsewhere.example")));
+        server.setCertificate(m_trusted.issue(u"elsewhere"_s, u"DNS:elsewhere.example"_s));
         server.onEveryOther({});
         break;
     case HAS_EXPIRED:
-        server.setCertificate(m_trusted.issueExpired(QStringLiteral("localhost")));
+        server.setCertificate(m_trusted.issueExpired(u"localhost"_s));
         server.onEveryOther({});
         break;
     }
@@ -107,8 +107,8 @@ void tst_SockJSTls::attemptFailsAndNothingIsSentInClear()
     QVERIFY(!connector.isConnected());
     QCOMPARE(connected.size(), 0);
     QCOMPARE(closed.size(), 0);
-    QVERIFY(log.startingWith(QStringLiteral("[SockJSConnector] CONNECTED")).isEmpty());
-    QCOMPARE(log.startingWith(QStringLiteral("[SockJSXHRPolling] ")).size(),
+    QVERIFY(log.startingWith(u"[SockJSConnector] CONNECTED"_s).isEmpty());
+    QCOMPARE(log.startingWith(u"[SockJSXHRPolling] "_s).size(),
              transport == SockJSConnector::XHR_POLLING ? 1 : 0);
     QVERIFY(server.connectionCount() > 0);
     server.stop();
@@ -121,7 +121,7 @@ void tst_SockJSTls::webSocketWhoseHandshakeStallsCanBeClosed()
 {
     m_trusted.trust();
     ScriptedServer server;
-    server.setCertificate(m_trusted.issue(QStringLiteral("localhost")), true);
+    server.setCertificate(m_trusted.issue(u"localhost"_s), true);
     server.onConnection({pause(60000)});
     QVERIFY(server.listen());
 

@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtCore/QProcess>
 #include <QtNetwork/QTcpServer>
@@ -21,7 +22,7 @@ class tst_SockJSWorker : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void requestsAreNumberedFromOne();
     void metaObjectIsAsDeclared();
     void queueTakes51Requests();
@@ -57,14 +58,12 @@ private slots:
 namespace
 {
 
-const QString LOST =
-    QStringLiteral("[SockJSXHRPollingWorker] Connection lost, attempting to re-establish...");
-const QString GIVEN_UP =
-    QStringLiteral("[SockJSXHRPollingWorker] Connection attempts exceeded retry limit!");
+const QString LOST = u"[SockJSXHRPollingWorker] Connection lost, attempting to re-establish..."_s;
+const QString GIVEN_UP = u"[SockJSXHRPollingWorker] Connection attempts exceeded retry limit!"_s;
 
 QString localhost()
 {
-    return QStringLiteral("127.0.0.1");
+    return u"127.0.0.1"_s;
 }
 
 double processCpuMs()
@@ -175,13 +174,13 @@ int run(int argc, char **argv, const QString &scene)
 void tst_SockJSWorker::requestsAreNumberedFromOne()
 {
     QObject parent;
-    auto *first = new XHRRequest(&parent, QStringLiteral("/a"), QStringLiteral("text"));
+    auto *first = new XHRRequest(&parent, u"/a"_s, u"text"_s);
     const XHRRequest second(nullptr, QString(), QString());
     QCOMPARE(first->requestId(), 1);
     QCOMPARE(second.requestId(), 2);
     QCOMPARE(first->parent(), &parent);
-    QCOMPARE(first->path(), QStringLiteral("/a"));
-    QCOMPARE(first->payload(), QStringLiteral("text"));
+    QCOMPARE(first->path(), u"/a"_s);
+    QCOMPARE(first->payload(), u"text"_s);
     QCOMPARE(first->chunked, false);
     QCOMPARE(first->contentLength, 0);
 }
@@ -206,9 +205,9 @@ void tst_SockJSWorker::queueTakes51Requests()
     WorkerRun run(localhost(), 1);
     const LogCapture log;
     for (int i = 0; i < 51; ++i)
-        QVERIFY(run.queue(QStringLiteral("x")));
+        QVERIFY(run.queue(u"x"_s));
     QCOMPARE(log.messages(), QStringList());
-    QVERIFY(!run.queue(QStringLiteral("x")));
+    QVERIFY(!run.queue(u"x"_s));
     QCOMPARE(log.messages(),
              QStringList{"[SockJSXHRPollingWorker] Async socket tx queue error: "
                          "Too many items in queue!"});
@@ -218,12 +217,12 @@ void tst_SockJSWorker::queueTakes51Requests()
 void tst_SockJSWorker::queueGivesUpOnItsMutexAfterASecond()
 {
     WorkerRun run(localhost(), 1);
-    QVERIFY(run.queue(QStringLiteral("x")));
+    QVERIFY(run.queue(u"x"_s));
     const LogCapture log;
     QElapsedTimer timer;
     timer.start();
     QMutexLocker locker(&SockJSProbe::queueMutex(*run.worker));
-    QVERIFY(!run.queue(QStringLiteral("x")));
+    QVERIFY(!run.queue(u"x"_s));
     QVERIFY2(timer.elapsed() >= 990, qPrintable(QString::number(timer.elapsed())));
     QCOMPARE(log.messages(),
              QStringList{"[SockJSXHRPollingWorker] Async socket tx queue error: "
@@ -239,7 +238,7 @@ void tst_SockJSWorker::queueRefusesWhenClosing()
     WorkerRun run(localhost(), 1);
     run.worker->forceClose();
     const LogCapture log;
-    QVERIFY(!run.queue(QStringLiteral("x")));
+    QVERIFY(!run.queue(u"x"_s));
     QCOMPARE(log.messages(),
              QStringList{"[SockJSXHRPollingWorker] Async socket tx queue error: Socket closing!"});
     QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 0);
@@ -252,8 +251,8 @@ void tst_SockJSWorker::requestsAreWrittenOneATurnAndInOrder()
     QVERIFY(server.listen());
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
-    QVERIFY(run.queue(QString::fromUtf8("first \xc3\xa4")));
-    QVERIFY(run.queue(QStringLiteral("second")));
+    QVERIFY(run.queue(u"first \xc3\xa4"_s));
+    QVERIFY(run.queue(u"second"_s));
     QElapsedTimer timer;
     timer.start();
     run.start();
@@ -272,7 +271,7 @@ void tst_SockJSWorker::nullPayloadWritesNothingButAwaitsAResponse()
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
     QVERIFY(run.queue(QString()));
-    QVERIFY(run.queue(QStringLiteral("second")));
+    QVERIFY(run.queue(u"second"_s));
     run.start();
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     run.stop();
@@ -295,7 +294,7 @@ void tst_SockJSWorker::connectingTellsWhetherItWorked()
     TestCertificates certificates;
     certificates.trust();
     ScriptedServer tlsServer;
-    tlsServer.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    tlsServer.setCertificate(certificates.issue(u"localhost"_s));
     tlsServer.onConnection({});
     QVERIFY(tlsServer.listen());
     WorkerRun encrypted(localhost(), tlsServer.port(), true);
@@ -307,7 +306,7 @@ void tst_SockJSWorker::untrustedServerIsNotConnectedTo()
 {
     TestCertificates certificates;
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    server.setCertificate(certificates.issue(u"localhost"_s));
     server.onEveryOther({});
     QVERIFY(server.listen());
     WorkerRun run(localhost(), server.port(), true);
@@ -355,7 +354,7 @@ void tst_SockJSWorker::forceCloseEndsAReconnectionAtOnce()
     TestCertificates certificates;
     certificates.trust();
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    server.setCertificate(certificates.issue(u"localhost"_s), true);
     server.onConnection({startTls(), close()});
     server.onConnection({pause(60000)}); // a handshake that is never answered
     QVERIFY(server.listen());
@@ -391,7 +390,7 @@ void tst_SockJSWorker::closedSocketIsConnectedAgainWithoutKeepAlive()
     QVERIFY(server.listen());
     const LogCapture log;
     WorkerRun run(localhost(), server.port(), false, false);
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     run.start();
     QTRY_COMPARE(run.messages, QStringList{"o"});
     run.stop();
@@ -418,7 +417,7 @@ void tst_SockJSWorker::lostConnectionIsMadeAgain()
     certificates.trust();
     ScriptedServer server;
     if (tls)
-        server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+        server.setCertificate(certificates.issue(u"localhost"_s));
     server.onConnection({pause(100), reset ? Scripted::abort() : Scripted::close()});
     server.onConnection({expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n")});
     QVERIFY(server.listen());
@@ -427,7 +426,7 @@ void tst_SockJSWorker::lostConnectionIsMadeAgain()
     QVERIFY(run.connectToServer());
     run.start();
     QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     run.stop();
@@ -475,14 +474,14 @@ void tst_SockJSWorker::failedTlsReconnectionsCount()
     TestCertificates certificates;
     certificates.trust();
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    server.setCertificate(certificates.issue(u"localhost"_s), true);
     server.onConnection({startTls(), close()});
     server.onEveryOther({send("HTTP/1.1 400 Bad Request\r\n\r\n")}); // plain HTTP on the TLS port
     QVERIFY(server.listen());
     const LogCapture log;
     WorkerRun run(localhost(), server.port(), true);
     QVERIFY(run.connectToServer());
-    QVERIFY(run.queue(QStringLiteral("secret")));
+    QVERIFY(run.queue(u"secret"_s));
     run.start();
     QTRY_COMPARE_WITH_TIMEOUT(run.ends, 1, 30000);
     QCOMPARE(log.count(LOST), 11);
@@ -496,7 +495,7 @@ void tst_SockJSWorker::reconnectionMaySucceedAfterFailures()
     TestCertificates certificates;
     certificates.trust();
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")), true);
+    server.setCertificate(certificates.issue(u"localhost"_s), true);
     server.onConnection({startTls(), close()});
     server.onConnection({send("HTTP/1.1 400 Bad Request\r\n\r\n")}); // no TLS
     server.onConnection({close()});                                  // in the handshake
@@ -506,7 +505,7 @@ void tst_SockJSWorker::reconnectionMaySucceedAfterFailures()
     const LogCapture log;
     WorkerRun run(localhost(), server.port(), true);
     QVERIFY(run.connectToServer());
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     run.start();
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 30000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
@@ -555,7 +554,7 @@ void tst_SockJSWorker::serverThatClosesAtOnceIsAskedEverMoreRarely()
     const LogCapture log;
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
-    QVERIFY(run.queue(QStringLiteral("next")));
+    QVERIFY(run.queue(u"next"_s));
     QElapsedTimer timer;
     timer.start();
     run.start();
@@ -638,11 +637,11 @@ void tst_SockJSWorker::forceCloseEndsAPauseAtOnce()
 void tst_SockJSWorker::closingWithoutAnApplicationObject_data()
 {
     QTest::addColumn<QString>("scene");
-    QTest::newRow("idle") << QStringLiteral("idle");
-    QTest::newRow("data arrives") << QStringLiteral("data");
-    QTest::newRow("connection lost") << QStringLiteral("lost");
-    QTest::newRow("pausing") << QStringLiteral("pausing");
-    QTest::newRow("reconnecting to a handshake that stalls") << QStringLiteral("reconnecting");
+    QTest::newRow("idle") << u"idle"_s;
+    QTest::newRow("data arrives") << u"data"_s;
+    QTest::newRow("connection lost") << u"lost"_s;
+    QTest::newRow("pausing") << u"pausing"_s;
+    QTest::newRow("reconnecting to a handshake that stalls") << u"reconnecting"_s;
 }
 
 // In a process of its own, which WithoutApplication::run() is the whole of.
@@ -702,7 +701,7 @@ void tst_SockJSWorker::nothingIsWrittenToALostConnection()
     QVERIFY(server.listen());
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
-    QVERIFY(run.queue(QStringLiteral("kept")));
+    QVERIFY(run.queue(u"kept"_s));
     run.start();
     QVERIFY2(server.finished(), qPrintable(server.failure()));
 }

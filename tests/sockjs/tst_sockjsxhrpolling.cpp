@@ -3,6 +3,7 @@
 #include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkCookie>
@@ -17,7 +18,7 @@ class tst_SockJSXHRPolling : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void metaObjectIsAsDeclared();
     void addressesAreBuilt_data();
     void addressesAreBuilt();
@@ -63,7 +64,7 @@ const QByteArray FRAME_O = reply("o\n");
 
 QString localhost()
 {
-    return QStringLiteral("127.0.0.1");
+    return u"127.0.0.1"_s;
 }
 
 QByteArray pollText(const QByteArray &path, const QByteArray &cookieLine = QByteArray())
@@ -138,7 +139,7 @@ void tst_SockJSXHRPolling::addressesAreBuilt()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QVERIFY(transport.start(localhost(), server.port(), false, path, false));
-    const QString base = QStringLiteral("http://127.0.0.1:") + QString::number(server.port());
+    const QString base = u"http://127.0.0.1:"_s + QString::number(server.port());
     QCOMPARE(SockJSProbe::baseUrl(transport), base);
     QTEST(SockJSProbe::requestPath(transport), "requestPath");
     QFETCH(QString, sessionPath);
@@ -167,16 +168,14 @@ void tst_SockJSXHRPolling::firstRequestIsExact()
     certificates.trust();
     ScriptedServer server;
     if (tls)
-        server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+        server.setCertificate(certificates.issue(u"localhost"_s));
     server.onConnection({expect(pollText(path))});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), tls,
-                            QStringLiteral("/eventbus/119/abcdefgh"), streaming));
+    QVERIFY(
+        transport.start(localhost(), server.port(), tls, u"/eventbus/119/abcdefgh"_s, streaming));
     QCOMPARE(SockJSProbe::baseUrl(transport),
-             QStringLiteral("%1://127.0.0.1:%2")
-                 .arg(tls ? QStringLiteral("https") : QStringLiteral("http"))
-                 .arg(server.port()));
+             u"%1://127.0.0.1:%2"_s.arg(tls ? u"https"_s : u"http"_s).arg(server.port()));
     QVERIFY2(server.finished(), qPrintable(server.failure()));
 }
 
@@ -189,11 +188,11 @@ void tst_SockJSXHRPolling::pollFollowsEveryResponse()
     const LogCapture log;
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 2, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
-    QCOMPARE(frames.at(0).at(0).toString(), QStringLiteral("o"));
-    QCOMPARE(frames.at(1).at(0).toString(), QStringLiteral("a[\"x\"]"));
+    QCOMPARE(frames.at(0).at(0).toString(), u"o"_s);
+    QCOMPARE(frames.at(1).at(0).toString(), u"a[\"x\"]"_s);
     QCOMPARE(
         log.messages(),
         (QStringList{"[SockJSXHRPolling] RECEIVED: o", "[SockJSXHRPolling] RECEIVED: a[\"x\"]"}));
@@ -206,7 +205,7 @@ void tst_SockJSXHRPolling::streamingResponseIsNotFollowedByARequest()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), true));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, true));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QTest::qWait(2200); // two idle turns, in which a queued request would have left
     QCOMPARE(server.received(0), pollText("/s/xhr_streaming"));
@@ -219,8 +218,7 @@ void tst_SockJSXHRPolling::slotForReconnectionsAlwaysPolls()
     server.onConnection({expectRequest(), expectRequest(), expectRequest()});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(QStringLiteral("127.0.0.1"), server.port(), false, QStringLiteral("/s"),
-                            false));
+    QVERIFY(transport.start(u"127.0.0.1"_s, server.port(), false, u"/s"_s, false));
     transport.onReconnected();
     transport.onReconnected();
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(0).size(), 3, 10000);
@@ -238,11 +236,11 @@ void tst_SockJSXHRPolling::rawRequestThatWaitsIsNoPoll()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
-    QVERIFY(transport.doRequestXHR(QStringLiteral("/own"), QString()));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
+    QVERIFY(transport.doRequestXHR(u"/own"_s, QString()));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 2, 20000);
-    QCOMPARE(frames.at(0).at(0).toString(), QStringLiteral("own"));
-    QCOMPARE(frames.at(1).at(0).toString(), QStringLiteral("o"));
+    QCOMPARE(frames.at(0).at(0).toString(), u"own"_s);
+    QCOMPARE(frames.at(1).at(0).toString(), u"o"_s);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
 }
 
@@ -255,7 +253,7 @@ void tst_SockJSXHRPolling::reconnectionStartsAPoll()
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     QCOMPARE(ends.size(), 0);
@@ -270,7 +268,7 @@ void tst_SockJSXHRPolling::pollsThatAreAnsweredByACloseAreFreed()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 30000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     // The one that was answered last, and the one that is out.
@@ -285,7 +283,7 @@ void tst_SockJSXHRPolling::serverThatClosesAfterEveryResponseIsPolledOnceAtATime
     server.onConnection({expect(pollText("/s/xhr")), pause(2500)});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(server.connectionCount(), 4, 20000);
     QTRY_VERIFY_WITH_TIMEOUT(server.finished(), 20000);
     QCOMPARE(server.received(3), pollText("/s/xhr"));
@@ -306,8 +304,8 @@ void tst_SockJSXHRPolling::payloadIsFramedWithItsLengthInCharacters()
                                 "\xc3\xa4%1x\r\n\r\n")});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
-    QVERIFY(transport.doRequestXHR(QStringLiteral("/else"), QString::fromUtf8("\xc3\xa4%1x")));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
+    QVERIFY(transport.doRequestXHR(u"/else"_s, u"\xc3\xa4%1x"_s));
     QVERIFY2(server.finished(), qPrintable(server.failure()));
 }
 
@@ -322,11 +320,11 @@ void tst_SockJSXHRPolling::cookiesAreReturnedOnPollsAndPosts()
     const LogCapture log;
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QCOMPARE(log.messages(),
              (QStringList{"[SockJSXHRPolling] parsed cookies", "[SockJSXHRPolling] RECEIVED: o"}));
-    transport.sendTextMessage(QStringLiteral("[\"x\"]"));
+    transport.sendTextMessage(u"[\"x\"]"_s);
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 1, 20000);
     QCOMPARE(headerOf(server.requests(1).at(0), "Cookie"), QByteArray("JSESSIONID=a%20%1b"));
     QVERIFY2(server.finished(), qPrintable(server.failure()));
@@ -344,12 +342,12 @@ void tst_SockJSXHRPolling::onlyTheLastCookieLineIsKept()
     const LogCapture log;
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     // Every header whose name holds "Set-Cookie", by case, and of each name the last line.
-    QCOMPARE(log.count(QStringLiteral("[SockJSXHRPolling] parsed cookies")), 2);
+    QCOMPARE(log.count(u"[SockJSXHRPolling] parsed cookies"_s), 2);
     QCOMPARE(transport.getCookieCount(), 2);
-    QCOMPARE(transport.getCookieString(), QStringLiteral("b=2;c=3;"));
+    QCOMPARE(transport.getCookieString(), u"b=2;c=3;"_s);
 }
 
 void tst_SockJSXHRPolling::cookieStringIsExact()
@@ -359,13 +357,13 @@ void tst_SockJSXHRPolling::cookieStringIsExact()
                          expect(pollText("/s/xhr", "Cookie: a=1;b=2;\r\n"))});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QCOMPARE(transport.getCookieString(), QString());
     QCOMPARE(transport.getCookieCount(), 0);
     SockJSProbe::cookieJar(transport)->setCookiesFromUrl(
         {QNetworkCookie("a", "1"), QNetworkCookie("b", "2")},
         QUrl(SockJSProbe::sessionUrl(transport)));
-    QCOMPARE(transport.getCookieString(), QStringLiteral("a=1;b=2;"));
+    QCOMPARE(transport.getCookieString(), u"a=1;b=2;"_s);
     QCOMPARE(transport.getCookieCount(), 2);
     QVERIFY(transport.findChild<QNetworkAccessManager *>()->cookieJar()
             == SockJSProbe::cookieJar(transport));
@@ -381,7 +379,7 @@ void tst_SockJSXHRPolling::percentSignsArriveAsTheyAre()
                          expect(pollText("/a%1b%2%0/xhr", "Cookie: %1=%2%0;\r\n"))});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/a%1b%2%0"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/a%1b%2%0"_s, false));
     SockJSProbe::cookieJar(transport)->setCookiesFromUrl({QNetworkCookie("%1", "%2%0")},
                                                          QUrl(SockJSProbe::sessionUrl(transport)));
     QTRY_COMPARE_WITH_TIMEOUT(
@@ -395,7 +393,7 @@ void tst_SockJSXHRPolling::failedStartTellsWhyAndLeavesNothing()
     const LogCapture log;
     SockJSXHRPolling transport;
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(!transport.start(localhost(), port, false, QStringLiteral("/s"), false));
+    QVERIFY(!transport.start(localhost(), port, false, u"/s"_s, false));
     QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Connection refused"});
     QVERIFY(!SockJSProbe::worker(transport));
     QCOMPARE(SockJSProbe::requestsAlive(transport), 0);
@@ -408,14 +406,14 @@ void tst_SockJSXHRPolling::failedTlsStartTellsWhy()
 {
     TestCertificates certificates;
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    server.setCertificate(certificates.issue(u"localhost"_s));
     server.onEveryOther({});
     QVERIFY(server.listen());
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(!transport.start(localhost(), server.port(), true, QStringLiteral("/s"), false));
+    QVERIFY(!transport.start(localhost(), server.port(), true, u"/s"_s, false));
     QCOMPARE(log.messages().size(), 1);
-    QVERIFY2(log.messages().at(0).startsWith(QStringLiteral("[SockJSXHRPolling] The ")),
+    QVERIFY2(log.messages().at(0).startsWith(u"[SockJSXHRPolling] The "_s),
              qPrintable(log.messages().at(0)));
 }
 
@@ -427,8 +425,8 @@ void tst_SockJSXHRPolling::postIsExact()
     QVERIFY(server.listen());
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
-    transport.sendTextMessage(QString::fromUtf8("[\n    \"\xe2\x82\xac %1\"\n]\n"));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
+    transport.sendTextMessage(u"[\n    \"\xe2\x82\xac %1\"\n]\n"_s);
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 1, 20000);
     const QByteArray request = server.requests(1).at(0);
     QVERIFY2(request.startsWith("POST /s/xhr_send HTTP/1.1\r\n"), request.constData());
@@ -452,7 +450,7 @@ void tst_SockJSXHRPolling::postsLeaveOneAfterAnother()
     server.onConnection(script);
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     for (int i = 0; i < 10; ++i)
         transport.sendTextMessage(QString::number(i));
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 10, 30000);
@@ -470,16 +468,15 @@ void tst_SockJSXHRPolling::failedPostIsLoggedAndTheNextLeaves()
     QVERIFY(server.listen());
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
-    transport.sendTextMessage(QStringLiteral("lost"));
-    transport.sendTextMessage(QStringLiteral("next"));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
+    transport.sendTextMessage(u"lost"_s);
+    transport.sendTextMessage(u"next"_s);
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 2, 20000);
     QCOMPARE(bodyOf(server.requests(1).at(1)), QByteArray("next"));
-    QCOMPARE(
-        log.messages(),
-        QStringList{QStringLiteral("[SockJSXHRPolling] xhr_send error: Error transferring "
-                                   "http://127.0.0.1:%1/s/xhr_send - server replied: Not Found")
-                        .arg(server.port())});
+    QCOMPARE(log.messages(),
+             QStringList{u"[SockJSXHRPolling] xhr_send error: Error transferring "
+                         "http://127.0.0.1:%1/s/xhr_send - server replied: Not Found"_s.arg(
+                             server.port())});
 }
 
 void tst_SockJSXHRPolling::postToADeadServerIsLogged()
@@ -488,13 +485,13 @@ void tst_SockJSXHRPolling::postToADeadServerIsLogged()
     server.onConnection({});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     transport.close();
     server.stop();
     const LogCapture log;
-    transport.sendTextMessage(QStringLiteral("x"));
-    transport.sendTextMessage(QStringLiteral("y"));
-    const QString line = QStringLiteral("[SockJSXHRPolling] xhr_send error: Connection refused");
+    transport.sendTextMessage(u"x"_s);
+    transport.sendTextMessage(u"y"_s);
+    const QString line = u"[SockJSXHRPolling] xhr_send error: Connection refused"_s;
     QTRY_COMPARE_WITH_TIMEOUT(log.messages(), (QStringList{line, line}), 20000);
 }
 
@@ -505,7 +502,7 @@ void tst_SockJSXHRPolling::closeIsReportedOnce()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     transport.close();
     transport.close();
     QCOMPARE(ends.size(), 0);
@@ -523,12 +520,12 @@ void tst_SockJSXHRPolling::nothingIsAskedAfterClose()
     server.onConnection({});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     const int before = SockJSProbe::requestsAlive(transport);
     transport.close();
     const LogCapture log;
     transport.onReconnected();
-    QVERIFY(!transport.doRequestXHR(QStringLiteral("/s/xhr"), QString()));
+    QVERIFY(!transport.doRequestXHR(u"/s/xhr"_s, QString()));
     QCOMPARE(log.messages(),
              (QStringList{"[SockJSXHRPolling] Can't make request when in closed state!",
                           "[SockJSXHRPolling] Can't make request when in closed state!"}));
@@ -544,9 +541,9 @@ void tst_SockJSXHRPolling::waitingPostsLeaveAfterClose()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
-    transport.sendTextMessage(QStringLiteral("first"));
-    transport.sendTextMessage(QStringLiteral("last"));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
+    transport.sendTextMessage(u"first"_s);
+    transport.sendTextMessage(u"last"_s);
     transport.close();
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 2, 20000);
     QCOMPARE(bodyOf(server.requests(1).at(1)), QByteArray("last"));
@@ -561,10 +558,10 @@ void tst_SockJSXHRPolling::postsAreTakenAfterClose()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     transport.close();
     QTRY_COMPARE_WITH_TIMEOUT(ends.size(), 1, 20000);
-    transport.sendTextMessage(QStringLiteral("late"));
+    transport.sendTextMessage(u"late"_s);
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 1, 20000);
     QCOMPARE(bodyOf(server.requests(1).at(0)), QByteArray("late"));
 }
@@ -577,12 +574,12 @@ void tst_SockJSXHRPolling::lostServerIsReportedOnce()
     const LogCapture log;
     SockJSXHRPolling transport;
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     server.stop();
     QTRY_COMPARE_WITH_TIMEOUT(ends.size(), 1, 20000);
     QCOMPARE(log.messages().last(),
-             QStringLiteral("[SockJSXHRPollingWorker] Connection attempts exceeded retry limit!"));
+             u"[SockJSXHRPollingWorker] Connection attempts exceeded retry limit!"_s);
     QVERIFY(!SockJSProbe::worker(transport));
     QCOMPARE(SockJSProbe::requestsAlive(transport), 0);
     transport.doPoll();
@@ -598,7 +595,7 @@ void tst_SockJSXHRPolling::answeredRequestsAreFreed()
                          expectRequest(), send(FRAME_O), expectRequest()});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(0).size(), 4, 20000);
     // The one whose response came last, and the one that waits for its own.
     QCOMPARE(SockJSProbe::requestsAlive(transport), 2);
@@ -610,7 +607,7 @@ void tst_SockJSXHRPolling::refusedRequestsAreFreed()
     server.onConnection({});
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     for (int i = 1; i < 60; ++i)
         transport.doPoll();
     // 51 in the queue, and what the worker may have written in the meantime.
@@ -626,12 +623,12 @@ void tst_SockJSXHRPolling::secondStartReplacesTheFirst()
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
     QSignalSpy ends(&transport, &SockJSXHRPolling::connectionClosed);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     // Without events: the response stays on its way between the threads.
     for (const QDeadlineTimer limit(20000); server.received(0) != pollText("/s/xhr");)
         QVERIFY(!limit.hasExpired());
     QThread::msleep(200);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/t"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/t"_s, false));
     QCOMPARE(frames.size(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
@@ -647,9 +644,9 @@ void tst_SockJSXHRPolling::startInASlotPollsOnce()
     SockJSXHRPolling transport;
     bool restarted = false;
     connect(&transport, &SockJSXHRPolling::textMessageReceived, this, [&] {
-        restarted = transport.start(localhost(), server.port(), false, QStringLiteral("/t"), false);
+        restarted = transport.start(localhost(), server.port(), false, u"/t"_s, false);
     });
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_VERIFY_WITH_TIMEOUT(restarted, 20000);
     QTRY_VERIFY_WITH_TIMEOUT(server.finished(), 20000);
     QCOMPARE(server.received(1), pollText("/t/xhr"));
@@ -665,7 +662,7 @@ void tst_SockJSXHRPolling::headerSlotByHandLeavesTheResponseBeingRead()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_COMPARE_WITH_TIMEOUT(transport.getCookieCount(), 1, 20000);
     transport.onReceivedHeadersResponse(nullptr, QStringMap());
     QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
@@ -678,10 +675,8 @@ void tst_SockJSXHRPolling::ipv6AddressesStandInBrackets()
     if (!server.listen(QHostAddress::LocalHostIPv6))
         QSKIP("This machine has no IPv6.");
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(QStringLiteral("::1"), server.serverPort(), false, QStringLiteral("/s"),
-                            false));
-    QCOMPARE(SockJSProbe::baseUrl(transport),
-             QStringLiteral("http://[::1]:%1").arg(server.serverPort()));
+    QVERIFY(transport.start(u"::1"_s, server.serverPort(), false, u"/s"_s, false));
+    QCOMPARE(SockJSProbe::baseUrl(transport), u"http://[::1]:%1"_s.arg(server.serverPort()));
     QVERIFY(QUrl(SockJSProbe::sessionUrl(transport)).isValid());
     QTRY_VERIFY(server.hasPendingConnections());
     QTcpSocket *client = server.nextPendingConnection();
@@ -698,7 +693,7 @@ void tst_SockJSXHRPolling::destroyingFromASlotIsSafe()
     QObject::connect(transport, &SockJSXHRPolling::textMessageReceived, this,
                      [transport] { delete transport; });
     const QPointer<SockJSXHRPolling> alive(transport);
-    QVERIFY(transport->start(localhost(), server.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport->start(localhost(), server.port(), false, u"/s"_s, false));
     QTRY_VERIFY_WITH_TIMEOUT(!alive, 20000);
 
     ScriptedServer second;
@@ -708,7 +703,7 @@ void tst_SockJSXHRPolling::destroyingFromASlotIsSafe()
     const QPointer<SockJSXHRPolling> secondAlive(transport);
     QObject::connect(transport, &SockJSXHRPolling::connectionClosed, this,
                      [transport] { delete transport; });
-    QVERIFY(transport->start(localhost(), second.port(), false, QStringLiteral("/s"), false));
+    QVERIFY(transport->start(localhost(), second.port(), false, u"/s"_s, false));
     transport->close();
     QTRY_VERIFY_WITH_TIMEOUT(!secondAlive, 20000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));
@@ -725,9 +720,9 @@ void tst_SockJSXHRPolling::destroyingWithAPostUnderWayIsSafe()
     const LogCapture log;
     {
         SockJSXHRPolling transport;
-        QVERIFY(transport.start(localhost(), server.port(), false, QStringLiteral("/s"), false));
-        transport.sendTextMessage(QStringLiteral("under way"));
-        transport.sendTextMessage(QStringLiteral("waiting"));
+        QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
+        transport.sendTextMessage(u"under way"_s);
+        transport.sendTextMessage(u"waiting"_s);
         QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 1, 20000);
     }
     QCOMPARE(log.messages(), QStringList());

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Text.h"
+
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QObject>
@@ -26,7 +28,7 @@ public:
     }
 
     // The collaboration server URL that a channel opens.
-    QString url() const { return QStringLiteral("http://127.0.0.1:%1").arg(m_server.serverPort()); }
+    QString url() const { return u"http://127.0.0.1:%1"_s.arg(m_server.serverPort()); }
 
     // The paths that connections were opened on, oldest first.
     QStringList paths() const { return m_paths; }
@@ -61,7 +63,7 @@ private:
         QObject::connect(socket, &QWebSocket::textMessageReceived, &m_server,
                          [this](const QString &frame) { take(frame); });
         QObject::connect(socket, &QWebSocket::disconnected, socket, &QObject::deleteLater);
-        socket->sendTextMessage(QStringLiteral("o"));
+        socket->sendTextMessage(u"o"_s);
     }
     void take(const QString &frame)
     {
@@ -71,7 +73,7 @@ private:
             m_messages.append(message.toString());
     }
 
-    QWebSocketServer m_server{QStringLiteral("event bus"), QWebSocketServer::NonSecureMode};
+    QWebSocketServer m_server{u"event bus"_s, QWebSocketServer::NonSecureMode};
     QPointer<QWebSocket> m_socket;
     QStringList m_paths;
     QStringList m_frames;

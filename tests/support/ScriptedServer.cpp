@@ -1,4 +1,5 @@
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QWaitCondition>
@@ -68,7 +69,7 @@ struct ScriptedServer::Shared {
     {
         QMutexLocker lock(&mutex);
         if (failure.isEmpty())
-            failure = QStringLiteral("connection %1: %2").arg(connection).arg(what);
+            failure = u"connection %1: %2"_s.arg(connection).arg(what);
         changed.wakeAll();
     }
 };
@@ -184,9 +185,9 @@ private:
             if (m_shared->stopping)
                 return false;
             if (!read() && !enough())
-                return fail(QStringLiteral("closed while waiting for ") + what);
+                return fail(u"closed while waiting for "_s + what);
             if (timer.elapsed() > m_shared->deadlineMs)
-                return fail(QStringLiteral("no ") + what);
+                return fail(u"no "_s + what);
         }
         return true;
     }
@@ -196,11 +197,11 @@ private:
         const auto enough = [this, &bytes] {
             return m_pending.size() >= bytes.size() || !bytes.startsWith(m_pending);
         };
-        if (!readUntil(QStringLiteral("expected bytes: ") + QString::fromLatin1(bytes), enough))
+        if (!readUntil(u"expected bytes: "_s + QString::fromLatin1(bytes), enough))
             return false;
         if (!m_pending.startsWith(bytes)) {
-            return fail(QStringLiteral("expected\n%1\ngot\n%2")
-                            .arg(QString::fromLatin1(bytes), QString::fromLatin1(m_pending)));
+            return fail(u"expected\n%1\ngot\n%2"_s.arg(QString::fromLatin1(bytes),
+                                                       QString::fromLatin1(m_pending)));
         }
         m_pending.remove(0, bytes.size());
         return true;
@@ -214,7 +215,7 @@ private:
                 m_pending.remove(0, 2);
             return requestLength(m_pending) >= 0;
         };
-        if (!readUntil(QStringLiteral("request"), enough))
+        if (!readUntil(u"request"_s, enough))
             return false;
         const QByteArray request = m_pending.left(requestLength(m_pending));
         m_pending.remove(0, request.size());
@@ -227,7 +228,7 @@ private:
 
     bool expectMatch(const QByteArray &bytes)
     {
-        if (!readUntil(QStringLiteral("match of ") + QString::fromLatin1(bytes),
+        if (!readUntil(u"match of "_s + QString::fromLatin1(bytes),
                        [this, &bytes] { return m_pending.contains(bytes); }))
             return false;
         m_pending.remove(0, m_pending.indexOf(bytes) + bytes.size());
@@ -242,10 +243,10 @@ private:
             if (m_shared->stopping)
                 return false;
             if (timer.elapsed() > m_shared->deadlineMs)
-                return fail(QStringLiteral("the other side did not close"));
+                return fail(u"the other side did not close"_s);
         }
         if (!m_pending.isEmpty())
-            return fail(QStringLiteral("unscripted: ") + QString::fromLatin1(m_pending));
+            return fail(u"unscripted: "_s + QString::fromLatin1(m_pending));
         return true;
     }
 
@@ -259,7 +260,7 @@ private:
             if (m_shared->stopping || m_socket->state() != QAbstractSocket::ConnectedState)
                 return false;
             if (timer.elapsed() > m_shared->deadlineMs)
-                return fail(QStringLiteral("the other side does not read"));
+                return fail(u"the other side does not read"_s);
         }
         return true;
     }
@@ -367,7 +368,7 @@ private:
             else if (m_shared->answersEveryOther)
                 script = m_shared->everyOther;
             else if (m_shared->failure.isEmpty())
-                m_shared->failure = QStringLiteral("connection %1 was not scripted").arg(index);
+                m_shared->failure = u"connection %1 was not scripted"_s.arg(index);
             m_shared->changed.wakeAll();
         }
         auto *conversation = new Conversation(m_shared, descriptor, index, script);
@@ -443,9 +444,8 @@ bool ScriptedServer::finished()
     };
     while (m_shared->failure.isEmpty() && !allEnded()) {
         if (timer.elapsed() > m_deadlineMs) {
-            m_shared->failure = QStringLiteral("%1 of %2 scripted connections were made, or a "
-                                               "script did not end")
-                                    .arg(m_shared->records.size())
+            m_shared->failure = u"%1 of %2 scripted connections were made, or a "
+                                "script did not end"_s.arg(m_shared->records.size())
                                     .arg(m_shared->scripts.size());
             break;
         }

@@ -1,4 +1,5 @@
 #include "support/TestCertificates.h"
+#include "support/Text.h"
 
 #include <QtCore/QDateTime>
 #include <QtCore/QFile>
@@ -19,7 +20,7 @@ QString write(const QString &file, const QString &text)
 
 QString stamp(const QDateTime &time)
 {
-    return time.toUTC().toString(QStringLiteral("yyyyMMddhhmmss")) + QLatin1Char('Z');
+    return time.toUTC().toString(u"yyyyMMddhhmmss"_s) + QLatin1Char('Z');
 }
 
 } // namespace
@@ -44,7 +45,7 @@ QSslConfiguration TestCertificates::Identity::serverConfiguration() const
 TestCertificates::TestCertificates(const QString &rootName)
     : m_before(QSslConfiguration::defaultConfiguration())
 {
-    makeAuthority(QStringLiteral("root"), rootName, QString());
+    makeAuthority(u"root"_s, rootName, QString());
 }
 
 TestCertificates::~TestCertificates()
@@ -54,29 +55,26 @@ TestCertificates::~TestCertificates()
 
 TestCertificates::Identity TestCertificates::issue(const QString &commonName, const QString &names)
 {
-    return sign(commonName, names, QStringLiteral("root"),
-                {QStringLiteral("-days"), QStringLiteral("2")});
+    return sign(commonName, names, u"root"_s, {u"-days"_s, u"2"_s});
 }
 
 TestCertificates::Identity TestCertificates::issueExpired(const QString &commonName,
                                                           const QString &names)
 {
     const QDateTime now = QDateTime::currentDateTimeUtc();
-    return sign(commonName, names, QStringLiteral("root"),
-                {QStringLiteral("-startdate"), stamp(now.addDays(-3)), QStringLiteral("-enddate"),
-                 stamp(now.addDays(-1))});
+    return sign(commonName, names, u"root"_s,
+                {u"-startdate"_s, stamp(now.addDays(-3)), u"-enddate"_s, stamp(now.addDays(-1))});
 }
 
 TestCertificates::Identity TestCertificates::issueThroughIntermediate(const QString &commonName,
                                                                       const QString &names)
 {
-    const QString intermediate = QStringLiteral("intermediate");
-    if (!QFile::exists(path(intermediate + QStringLiteral(".pem"))))
-        makeAuthority(intermediate, QStringLiteral("Test Intermediate"), QStringLiteral("root"));
-    const Identity identity =
-        sign(commonName, names, intermediate, {QStringLiteral("-days"), QStringLiteral("2")});
+    const QString intermediate = u"intermediate"_s;
+    if (!QFile::exists(path(intermediate + u".pem"_s)))
+        makeAuthority(intermediate, u"Test Intermediate"_s, u"root"_s);
+    const Identity identity = sign(commonName, names, intermediate, {u"-days"_s, u"2"_s});
     QFile chain(identity.certificateFile);
-    QFile issuer(path(intermediate + QStringLiteral(".pem")));
+    QFile issuer(path(intermediate + u".pem"_s));
     if (!chain.open(QIODevice::Append) || !issuer.open(QIODevice::ReadOnly)
         || chain.write(issuer.readAll()) < 0)
         qFatal("Cannot build the chain of %s", qPrintable(commonName));
@@ -116,27 +114,20 @@ void TestCertificates::run(const QStringList &arguments)
 void TestCertificates::makeAuthority(const QString &file, const QString &name,
                                      const QString &issuer)
 {
-    const QString key = file + QStringLiteral(".key");
-    const QString certificate = file + QStringLiteral(".pem");
-    QStringList request = {QStringLiteral("req"),      QStringLiteral("-newkey"),
-                           QStringLiteral("rsa:2048"), QStringLiteral("-nodes"),
-                           QStringLiteral("-keyout"),  key,
-                           QStringLiteral("-subj"),    QStringLiteral("/CN=") + name};
+    const QString key = file + u".key"_s;
+    const QString certificate = file + u".pem"_s;
+    QStringList request = {u"req"_s,     u"-newkey"_s, u"rsa:2048"_s, u"-nodes"_s,
+                           u"-keyout"_s, key,          u"-subj"_s,    u"/CN="_s + name};
     if (issuer.isEmpty()) {
-        run(request
-            + QStringList{QStringLiteral("-x509"), QStringLiteral("-days"), QStringLiteral("2"),
-                          QStringLiteral("-out"), certificate});
+        run(request + QStringList{u"-x509"_s, u"-days"_s, u"2"_s, u"-out"_s, certificate});
         return;
     }
-    run(request + QStringList{QStringLiteral("-out"), file + QStringLiteral(".csr")});
-    const QString extensions =
-        write(path(file + QStringLiteral(".ext")),
-              QStringLiteral("basicConstraints=critical,CA:TRUE\nkeyUsage=keyCertSign\n"));
-    run({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
-         file + QStringLiteral(".csr"), QStringLiteral("-CA"), issuer + QStringLiteral(".pem"),
-         QStringLiteral("-CAkey"), issuer + QStringLiteral(".key"),
-         QStringLiteral("-CAcreateserial"), QStringLiteral("-days"), QStringLiteral("2"),
-         QStringLiteral("-extfile"), extensions, QStringLiteral("-out"), certificate});
+    run(request + QStringList{u"-out"_s, file + u".csr"_s});
+    const QString extensions = write(
+        path(file + u".ext"_s), u"basicConstraints=critical,CA:TRUE\nkeyUsage=keyCertSign\n"_s);
+    run({u"x509"_s, u"-req"_s, u"-in"_s, file + u".csr"_s, u"-CA"_s, issuer + u".pem"_s,
+         u"-CAkey"_s, issuer + u".key"_s, u"-CAcreateserial"_s, u"-days"_s, u"2"_s, u"-extfile"_s,
+         extensions, u"-out"_s, certificate});
 }
 
 // `openssl ca` is the one command that takes a start and an end date; it wants a small database.
@@ -144,28 +135,24 @@ TestCertificates::Identity TestCertificates::sign(const QString &commonName, con
                                                   const QString &issuer,
                                                   const QStringList &validity)
 {
-    const QString name = QStringLiteral("leaf%1").arg(++m_count);
-    const QString certificate = name + QStringLiteral(".pem");
-    const QString key = name + QStringLiteral(".key");
-    const QString request = name + QStringLiteral(".csr");
-    run({QStringLiteral("req"), QStringLiteral("-newkey"), QStringLiteral("rsa:2048"),
-         QStringLiteral("-nodes"), QStringLiteral("-keyout"), key, QStringLiteral("-out"), request,
-         QStringLiteral("-subj"), QStringLiteral("/CN=") + commonName});
+    const QString name = u"leaf%1"_s.arg(++m_count);
+    const QString certificate = name + u".pem"_s;
+    const QString key = name + u".key"_s;
+    const QString request = name + u".csr"_s;
+    run({u"req"_s, u"-newkey"_s, u"rsa:2048"_s, u"-nodes"_s, u"-keyout"_s, key, u"-out"_s, request,
+         u"-subj"_s, u"/CN="_s + commonName});
     const QString configuration =
-        write(path(name + QStringLiteral(".cnf")),
-              QStringLiteral("[ca]\ndefault_ca=authority\n"
-                             "[authority]\ndatabase=%1.db\nnew_certs_dir=.\nrand_serial=yes\n"
-                             "default_md=sha256\npolicy=any\nx509_extensions=leaf\n"
-                             "unique_subject=no\n"
-                             "[any]\ncommonName=supplied\n"
-                             "[leaf]\nsubjectAltName=%2\nbasicConstraints=CA:FALSE\n")
-                  .arg(name, names));
-    write(path(name + QStringLiteral(".db")), QString());
-    run(QStringList{QStringLiteral("ca"), QStringLiteral("-batch"), QStringLiteral("-notext"),
-                    QStringLiteral("-config"), configuration, QStringLiteral("-cert"),
-                    issuer + QStringLiteral(".pem"), QStringLiteral("-keyfile"),
-                    issuer + QStringLiteral(".key"), QStringLiteral("-in"), request,
-                    QStringLiteral("-out"), certificate}
+        write(path(name + u".cnf"_s),
+              u"[ca]\ndefault_ca=authority\n"
+              "[authority]\ndatabase=%1.db\nnew_certs_dir=.\nrand_serial=yes\n"
+              "default_md=sha256\npolicy=any\nx509_extensions=leaf\n"
+              "unique_subject=no\n"
+              "[any]\ncommonName=supplied\n"
+              "[leaf]\nsubjectAltName=%2\nbasicConstraints=CA:FALSE\n"_s.arg(name, names));
+    write(path(name + u".db"_s), QString());
+    run(QStringList{u"ca"_s, u"-batch"_s, u"-notext"_s, u"-config"_s, configuration, u"-cert"_s,
+                    issuer + u".pem"_s, u"-keyfile"_s, issuer + u".key"_s, u"-in"_s, request,
+                    u"-out"_s, certificate}
         + validity);
     return {path(certificate), path(key)};
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/Text.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTemporaryDir>
@@ -29,22 +31,21 @@ public:
         QSslConfiguration serverConfiguration() const;
     };
 
-    explicit TestCertificates(const QString &rootName = QStringLiteral("Test Root"));
+    explicit TestCertificates(const QString &rootName = u"Test Root"_s);
 
     // Signed by the root, valid now. `names` as openssl's subjectAltName has them.
     Identity issue(const QString &commonName,
-                   const QString &names = QStringLiteral("DNS:localhost,IP:127.0.0.1"));
+                   const QString &names = u"DNS:localhost,IP:127.0.0.1"_s);
     // Signed by the root, ended yesterday.
     Identity issueExpired(const QString &commonName,
-                          const QString &names = QStringLiteral("DNS:localhost,IP:127.0.0.1"));
+                          const QString &names = u"DNS:localhost,IP:127.0.0.1"_s);
     // Signed by an intermediate authority "Test Intermediate", which the root signed and which
     // stands in the chain.
-    Identity issueThroughIntermediate(
-        const QString &commonName,
-        const QString &names = QStringLiteral("DNS:localhost,IP:127.0.0.1"));
+    Identity issueThroughIntermediate(const QString &commonName,
+                                      const QString &names = u"DNS:localhost,IP:127.0.0.1"_s);
 
     QSslCertificate root() const;
-    QString rootFile() const { return path(QStringLiteral("root.pem")); }
+    QString rootFile() const { return path(u"root.pem"_s); }
 
     // Makes the root the only trusted one of this process, or forgets every trusted root, until the
     // object goes.

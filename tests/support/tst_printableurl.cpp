@@ -2,16 +2,16 @@
 
 #include <QtTest/QtTest>
 
-class tst_printableurl : public QObject
+class tst_PrintableUrl : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void userInfoIsLeftOut_data();
     void userInfoIsLeftOut();
 };
 
-void tst_printableurl::userInfoIsLeftOut_data()
+void tst_PrintableUrl::userInfoIsLeftOut_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("printed");
@@ -34,12 +34,12 @@ void tst_printableurl::userInfoIsLeftOut_data()
     row("no http://a:b@c/ and https://d:e@f/ left", "no http://c/ and https://f/ left");
 }
 
-void tst_printableurl::userInfoIsLeftOut()
+void tst_PrintableUrl::userInfoIsLeftOut()
 {
     QFETCH(QString, text);
     QFETCH(QString, printed);
     QCOMPARE(Tarvo::withoutUserInfo(text), printed);
 }
 
-QTEST_GUILESS_MAIN(tst_printableurl)
+QTEST_GUILESS_MAIN(tst_PrintableUrl)
 #include "tst_printableurl.moc"

@@ -1,4 +1,5 @@
 #include "support/ScriptedServer.h"
+#include "support/Text.h"
 
 #include <QtNetwork/QSslSocket>
 #include <QtTest/QtTest>
@@ -10,7 +11,7 @@ class tst_ScriptedServer : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void scriptIsPlayedAndBytesAreKept();
     void otherBytesThanExpectedAreAFailure();
     void unscriptedConnectionIsAFailure();
@@ -28,7 +29,7 @@ void tst_ScriptedServer::scriptIsPlayedAndBytesAreKept()
     QVERIFY(server.listen());
 
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    socket.connectToHost(u"127.0.0.1"_s, server.port());
     QVERIFY(socket.waitForConnected(10000));
     socket.write("onePOST / HTTP/1.1\r\nContent-Length: 2\r\n\r\n{}");
     QByteArray answer;
@@ -53,12 +54,12 @@ void tst_ScriptedServer::otherBytesThanExpectedAreAFailure()
     server.onConnection({expect("one")});
     QVERIFY(server.listen());
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    socket.connectToHost(u"127.0.0.1"_s, server.port());
     QVERIFY(socket.waitForConnected(10000));
     socket.write("two");
     QVERIFY(socket.waitForBytesWritten(10000));
     QVERIFY(!server.finished());
-    QCOMPARE(server.failure(), QStringLiteral("connection 0: expected\none\ngot\ntwo"));
+    QCOMPARE(server.failure(), u"connection 0: expected\none\ngot\ntwo"_s);
 }
 
 void tst_ScriptedServer::unscriptedConnectionIsAFailure()
@@ -66,9 +67,9 @@ void tst_ScriptedServer::unscriptedConnectionIsAFailure()
     ScriptedServer server;
     QVERIFY(server.listen());
     QTcpSocket socket;
-    socket.connectToHost(QStringLiteral("127.0.0.1"), server.port());
+    socket.connectToHost(u"127.0.0.1"_s, server.port());
     QVERIFY(socket.waitForConnected(10000));
-    QTRY_COMPARE(server.failure(), QStringLiteral("connection 0 was not scripted"));
+    QTRY_COMPARE(server.failure(), u"connection 0 was not scripted"_s);
 }
 
 void tst_ScriptedServer::connectionThatNeverComesIsAFailure()
@@ -85,12 +86,12 @@ void tst_ScriptedServer::tlsIsSpokenWithTheGivenCertificate()
     TestCertificates certificates;
     certificates.trust();
     ScriptedServer server;
-    server.setCertificate(certificates.issue(QStringLiteral("localhost")));
+    server.setCertificate(certificates.issue(u"localhost"_s));
     server.onConnection({expect("hello"), send("world"), close()});
     QVERIFY(server.listen());
 
     QSslSocket socket;
-    socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), server.port());
+    socket.connectToHostEncrypted(u"127.0.0.1"_s, server.port());
     QVERIFY2(socket.waitForEncrypted(20000), qPrintable(socket.errorString()));
     socket.write("hello");
     QVERIFY(socket.waitForReadyRead(20000));
@@ -102,8 +103,7 @@ void tst_ScriptedServer::tlsIsSpokenWithTheGivenCertificate()
 void tst_ScriptedServer::expiredCertificateIsExpired()
 {
     TestCertificates certificates;
-    const QSslCertificate leaf =
-        certificates.issueExpired(QStringLiteral("localhost")).chain().value(0);
+    const QSslCertificate leaf = certificates.issueExpired(u"localhost"_s).chain().value(0);
     QVERIFY(!leaf.isNull());
     QVERIFY(leaf.expiryDate() < QDateTime::currentDateTime());
 }
@@ -112,12 +112,11 @@ void tst_ScriptedServer::intermediateStandsInTheChain()
 {
     TestCertificates certificates;
     const QList<QSslCertificate> chain =
-        certificates.issueThroughIntermediate(QStringLiteral("localhost")).chain();
+        certificates.issueThroughIntermediate(u"localhost"_s).chain();
     QCOMPARE(chain.size(), 2);
     QCOMPARE(chain.at(0).issuerInfo(QSslCertificate::CommonName),
-             QStringList{QStringLiteral("Test Intermediate")});
-    QCOMPARE(chain.at(1).issuerInfo(QSslCertificate::CommonName),
-             QStringList{QStringLiteral("Test Root")});
+             QStringList{u"Test Intermediate"_s});
+    QCOMPARE(chain.at(1).issuerInfo(QSslCertificate::CommonName), QStringList{u"Test Root"_s});
 }
 
 QTEST_GUILESS_MAIN(tst_ScriptedServer)

@@ -51,7 +51,7 @@ class tst_Wait : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void conditionThatHoldsDispatchesNothing();
     void waitsUntilTheConditionHolds();
     void givesUpWhenTheTimeIsUp();

@@ -2,6 +2,7 @@
 // same time, inside each other's waits, so that ten seconds are waited once.
 
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "support/LogCapture.h"
@@ -24,12 +25,6 @@ const QByteArray CHECK = "/vantora";
 const QByteArray LOGIN = "/vantora/login/submit";
 const QByteArray TOKEN_BODY = R"({"sessionToken":"TOKEN"})";
 const QByteArray UPLOAD = "/vantora/resource/uploadResourceFile";
-
-QString text(const char *value)
-{
-    return QString::fromUtf8(value);
-}
-
 // One client with a service of its own, and what its operation came to.
 struct Case {
     const char *name;
@@ -47,7 +42,7 @@ void signIn(RestService &service, PresenterClient &client)
 {
     service.expect(LOGIN, R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
         .json(R"({"infoMsgs":["success"]})");
-    client.doLogin(text("u"), text("p"));
+    client.doLogin(u"u"_s, u"p"_s);
 }
 
 void expectSignedIn(RestService &service)
@@ -102,11 +97,11 @@ void startSession(RestService &service, PresenterClient &client)
 
 } // namespace
 
-class tst_request_timeouts : public QObject
+class tst_RequestTimeouts : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void operationsFailAfterTenSeconds();
     void creationFailsAfterTenSeconds();
     void stepOfAStartFailsAfterTenSeconds_data();
@@ -115,13 +110,13 @@ private slots:
     void clientDeletedWithALateRequestDoesNotWait();
 };
 
-void tst_request_timeouts::operationsFailAfterTenSeconds()
+void tst_RequestTimeouts::operationsFailAfterTenSeconds()
 {
-    const auto boolean = [](bool value) { return value ? text("true") : text("false"); };
+    const auto boolean = [](bool value) { return value ? u"true"_s : u"false"_s; };
     QList<Case> cases = {
         {"check", [](RestService &service) { service.expect(CHECK).silence(); },
          [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
-         text("false")},
+         u"false"_s},
         {"answer after eleven seconds",
          [](RestService &service) {
              service.expect(CHECK).hold().meanwhile([&service] {
@@ -129,29 +124,29 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
              });
          },
          [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
-         text("false")},
+         u"false"_s},
         {"answer that begins and never ends",
          [](RestService &service) {
              service.expect(CHECK).raw("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\n{}");
          },
          [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
-         text("false")},
+         u"false"_s},
         {"answer whose header never ends",
          [](RestService &service) {
              service.expect(CHECK).raw("HTTP/1.1 200 OK\r\nX-Header: x\r\n");
          },
          [=](PresenterClient &client) { return boolean(client.checkServer(QString(), QString())); },
-         text("false")},
+         u"false"_s},
         {"password",
          [](RestService &service) {
              service.expect(LOGIN, R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
                  .silence();
          },
          [=](PresenterClient &client) {
-             const bool signedIn = client.doLogin(text("u"), text("p"));
+             const bool signedIn = client.doLogin(u"u"_s, u"p"_s);
              return boolean(signedIn) + client.getLastErrorKey() + boolean(client.isLoggedIn());
          },
-         text("falsefalse")},
+         u"falsefalse"_s},
         {"access token",
          [](RestService &service) {
              service
@@ -161,7 +156,7 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
                  .silence();
          },
          [](PresenterClient &client) {
-             return client.doGetAccessToken(text("u"), text("p"), text("d"), text("n"));
+             return client.doGetAccessToken(u"u"_s, u"p"_s, u"d"_s, u"n"_s);
          },
          QString()},
         {"device token",
@@ -172,10 +167,8 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
                      R"({"userId":"u","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"})")
                  .silence();
          },
-         [=](PresenterClient &client) {
-             return boolean(client.doLogin(text("u"), text("d"), text("t")));
-         },
-         text("false")},
+         [=](PresenterClient &client) { return boolean(client.doLogin(u"u"_s, u"d"_s, u"t"_s)); },
+         u"false"_s},
         {"registration",
          [](RestService &service) {
              service
@@ -184,11 +177,10 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
                  .silence();
          },
          [=](PresenterClient &client) {
-             QString registration = text(R"({"name":"n"})");
-             return boolean(client.doLoginWithOAuth(text("x"), text("c"), registration))
-                 + registration;
+             QString registration = uR"({"name":"n"})"_s;
+             return boolean(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration)) + registration;
          },
-         text("false")},
+         u"false"_s},
         {"OAuth",
          [](RestService &service) {
              service
@@ -199,9 +191,9 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
          },
          [=](PresenterClient &client) {
              QString registration;
-             return boolean(client.doLoginWithOAuth(text("x"), text("c"), registration));
+             return boolean(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
          },
-         text("false")},
+         u"false"_s},
         {"OAuth access token",
          [](RestService &service) {
              service
@@ -213,8 +205,7 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
          },
          [](PresenterClient &client) {
              QString registration;
-             return client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"),
-                                                 registration);
+             return client.doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, registration);
          },
          QString()},
         {"keep-alive",
@@ -223,11 +214,10 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
              client.sendKeepAlive();
              return boolean(client.isServerReachable());
          },
-         text("false")},
+         u"false"_s},
         {"logout",
          [](RestService &service) { service.expect("/vantora/login/logout", "{}").silence(); },
-         [=](PresenterClient &client) { return boolean(client.doLogout()); }, text("false"),
-         signIn},
+         [=](PresenterClient &client) { return boolean(client.doLogout()); }, u"false"_s, signIn},
         {"collaboration server",
          [](RestService &service) {
              service.expect("/vantora/session/getcollabserverurl", "{}").silence();
@@ -236,12 +226,12 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
              PresenterCollab *channel = nullptr;
              return boolean(client.startWebsocket(&channel)) + boolean(channel);
          },
-         text("falsefalse")},
+         u"falsefalse"_s},
         {"learners",
          [](RestService &service) {
              service.expect("/vantora/session/getusers", TOKEN_BODY).silence();
          },
-         [=](PresenterClient &client) { return boolean(client.doGetLearners()); }, text("true"),
+         [=](PresenterClient &client) { return boolean(client.doGetLearners()); }, u"true"_s,
          startSession},
         {"stop",
          [](RestService &service) {
@@ -251,17 +241,17 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
              const bool stopped = client.doStopSession();
              return boolean(stopped) + client.getSessionToken();
          },
-         text("true"), startSession},
+         u"true"_s, startSession},
         {"user name",
          [](RestService &service) { service.expect("/vantora/login/user", "{}").silence(); },
          [](PresenterClient &client) { return client.doGetUserName(); }, QString()},
         {"upload", [](RestService &service) { service.expect(UPLOAD).silence(); },
          [=](PresenterClient &client) {
-             QString id = text("id");
-             QString path = text("path");
-             return boolean(client.doUploadResource(text("f"), "d", &id, &path)) + id + path;
+             QString id = u"id"_s;
+             QString path = u"path"_s;
+             return boolean(client.doUploadResource(u"f"_s, "d", &id, &path)) + id + path;
          },
-         text("falseidpath")},
+         u"falseidpath"_s},
     };
 
     LogCapture log;
@@ -294,16 +284,17 @@ void tst_request_timeouts::operationsFailAfterTenSeconds()
     for (const Case &each : qAsConst(cases)) {
         QVERIFY2(each.elapsedMs >= LIMIT_MS - 50, each.name); // the clock starts after the timer's
         QVERIFY2(each.elapsedMs < LIMIT_MS + LATE_MS, each.name);
-        QVERIFY2(each.result == each.expected, qPrintable(text(each.name) + ": " + each.result));
+        QVERIFY2(each.result == each.expected,
+                 qPrintable(QString::fromUtf8(each.name) + ": " + each.result));
     }
-    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), cases.size());
+    QCOMPARE(log.count(u"ERROR: Operation canceled\nRESPONSE: "_s), cases.size());
     for (const auto &service : services)
         requests -= service->requests().size();
     QCOMPARE(requests, 0); // one each after what was asked to prepare it
 }
 
 // These ask for something else first, so they have their ten seconds to themselves.
-void tst_request_timeouts::creationFailsAfterTenSeconds()
+void tst_RequestTimeouts::creationFailsAfterTenSeconds()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -319,7 +310,7 @@ void tst_request_timeouts::creationFailsAfterTenSeconds()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_timeouts::stepOfAStartFailsAfterTenSeconds_data()
+void tst_RequestTimeouts::stepOfAStartFailsAfterTenSeconds_data()
 {
     QTest::addColumn<int>("silent");
     QTest::addColumn<QString>("sessionToken");
@@ -330,7 +321,7 @@ void tst_request_timeouts::stepOfAStartFailsAfterTenSeconds_data()
     QTest::newRow("join") << 3 << "TOKEN" << QString();
 }
 
-void tst_request_timeouts::stepOfAStartFailsAfterTenSeconds()
+void tst_RequestTimeouts::stepOfAStartFailsAfterTenSeconds()
 {
     QFETCH(int, silent);
     QFETCH(QString, sessionToken);
@@ -349,22 +340,22 @@ void tst_request_timeouts::stepOfAStartFailsAfterTenSeconds()
     QVERIFY(channel);
     QCOMPARE(client.getSessionToken(), sessionToken);
     QCOMPARE(client.getUserToken(), userToken);
-    QCOMPARE(log.count(text("ERROR: Operation canceled\nRESPONSE: ")), 1);
+    QCOMPARE(log.count(u"ERROR: Operation canceled\nRESPONSE: "_s), 1);
     if (!sessionToken.isNull())
         service.expect("/vantora/session/stop", TOKEN_BODY);
     client.doStopSession();
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_timeouts::handshakeThatStallsFailsAfterTenSeconds()
+void tst_RequestTimeouts::handshakeThatStallsFailsAfterTenSeconds()
 {
     ScriptedServer server;
     server.onEveryOther({Scripted::expectMatch("\x16\x03\x01"), Scripted::expectEnd()});
     QVERIFY(server.listen());
-    PresenterClient client(nullptr, QStringLiteral("https://127.0.0.1:%1").arg(server.port()));
+    PresenterClient client(nullptr, u"https://127.0.0.1:%1"_s.arg(server.port()));
     QElapsedTimer clock;
     clock.start();
-    QVERIFY(!client.doLogin(text("ann"), text("s3cret")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"s3cret"_s));
     QVERIFY(clock.elapsed() >= LIMIT_MS - 50);
     QVERIFY(clock.elapsed() < LIMIT_MS + LATE_MS);
     QVERIFY(client.getLastErrorKey().isNull());
@@ -374,7 +365,7 @@ void tst_request_timeouts::handshakeThatStallsFailsAfterTenSeconds()
     }
 }
 
-void tst_request_timeouts::clientDeletedWithALateRequestDoesNotWait()
+void tst_RequestTimeouts::clientDeletedWithALateRequestDoesNotWait()
 {
     RestService service;
     service.expect("/x").silence();
@@ -387,5 +378,5 @@ void tst_request_timeouts::clientDeletedWithALateRequestDoesNotWait()
     QVERIFY(clock.elapsed() < LIMIT_MS - 2000);
 }
 
-QTEST_GUILESS_MAIN(tst_request_timeouts)
-#include "tst_request_timeouts.moc"
+QTEST_GUILESS_MAIN(tst_RequestTimeouts)
+#include "tst_requesttimeouts.moc"

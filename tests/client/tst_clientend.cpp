@@ -3,6 +3,7 @@
 
 #include "client/KeepAliveTimer.h"
 #include "client/RunningSession.h"
+#include "support/Text.h"
 
 #include "collab/CollaborationMessageHandler.h"
 #include "sockjs/RawWebSocketServer.h"
@@ -40,8 +41,8 @@ template<typename Signal> Listen ofChannel(Signal signal)
 Provoke message(const char *fields)
 {
     return [fields](RunningSession &session) {
-        const QString text = QStringLiteral(R"({"type":"message","address":"TOKEN","body":{%1}})")
-                                 .arg(QString::fromUtf8(fields));
+        const QString text =
+            uR"({"type":"message","address":"TOKEN","body":{%1}})"_s.arg(QString::fromUtf8(fields));
         session.bus.send(text);
         session.bus.send(text); // a second one behind it must find nobody
     };
@@ -76,11 +77,11 @@ private:
 Q_DECLARE_METATYPE(Listen)
 Q_DECLARE_METATYPE(Provoke)
 
-class tst_client_end : public QObject
+class tst_ClientEnd : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void deletedInASlot_data();
     void deletedInASlot();
     void deletedInASlotOfTheStopItself_data();
@@ -103,7 +104,7 @@ private slots:
     void sessionIsStoppedAfterAQuit();
 };
 
-void tst_client_end::deletedInASlot_data()
+void tst_ClientEnd::deletedInASlot_data()
 {
     QTest::addColumn<Listen>("listen");
     QTest::addColumn<Provoke>("provoke");
@@ -139,7 +140,7 @@ void tst_client_end::deletedInASlot_data()
         {"learnerUnregister", ofChannel(&PresenterCollab::learnerUnregister),
          message(R"("action":"unregister","client":{"type":"user","token":"d1"})")},
         {"learnerUnregister, removed", ofChannel(&PresenterCollab::learnerUnregister),
-         [](RunningSession &session) { session.channel->removeLearner(QStringLiteral("d1")); }},
+         [](RunningSession &session) { session.channel->removeLearner(u"d1"_s); }},
         {"controllerRegister", ofChannel(&PresenterCollab::controllerRegister),
          message(R"("action":"unregister","client":{"type":"controller"})")},
         {"remoteControl", ofChannel(&PresenterCollab::remoteControl),
@@ -160,7 +161,7 @@ void tst_client_end::deletedInASlot_data()
     }
 }
 
-void tst_client_end::deletedInASlot()
+void tst_ClientEnd::deletedInASlot()
 {
     QFETCH(Listen, listen);
     QFETCH(Provoke, provoke);
@@ -188,7 +189,7 @@ void tst_client_end::deletedInASlot()
     QCOMPARE(session.service.faults(), QStringList()); // one stop, and nothing else
 }
 
-void tst_client_end::deletedInASlotOfTheStopItself_data()
+void tst_ClientEnd::deletedInASlotOfTheStopItself_data()
 {
     QTest::addColumn<Listen>("listen");
     QTest::addColumn<bool>("logout");
@@ -201,7 +202,7 @@ void tst_client_end::deletedInASlotOfTheStopItself_data()
     QTest::newRow("requestProcessed of a logout") << processed << true;
 }
 
-void tst_client_end::deletedInASlotOfTheStopItself()
+void tst_ClientEnd::deletedInASlotOfTheStopItself()
 {
     QFETCH(Listen, listen);
     QFETCH(bool, logout);
@@ -215,7 +216,7 @@ void tst_client_end::deletedInASlotOfTheStopItself()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::deletedWhileTheStopIsOutAwaitsIt()
+void tst_ClientEnd::deletedWhileTheStopIsOutAwaitsIt()
 {
     RunningSession session;
     QVERIFY(session.start(new PresenterClient(nullptr, session.service.url())));
@@ -236,7 +237,7 @@ void tst_client_end::deletedWhileTheStopIsOutAwaitsIt()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::nothingIsEmittedWhileTheClientGoes()
+void tst_ClientEnd::nothingIsEmittedWhileTheClientGoes()
 {
     RunningSession session;
     QVERIFY(session.start(new PresenterClient(nullptr, session.service.url())));
@@ -258,10 +259,10 @@ void tst_client_end::nothingIsEmittedWhileTheClientGoes()
           static_cast<const QObject *>(second)})
         connect(each, &QObject::destroyed, this, [&] { ++ends; });
     session.expectStop().hold().meanwhile([&] { session.service.release(); });
-    session.bus.send(QStringLiteral(
-        R"({"type":"message","address":"TOKEN","body":{"type":"join","from":"d1","data":"{}"}})"));
-    session.bus.send(QStringLiteral(
-        R"({"type":"message","address":"TOKEN","body":{"type":"questionGet","from":"d1","data":"{}"}})"));
+    session.bus.send(
+        uR"({"type":"message","address":"TOKEN","body":{"type":"join","from":"d1","data":"{}"}})"_s);
+    session.bus.send(
+        uR"({"type":"message","address":"TOKEN","body":{"type":"questionGet","from":"d1","data":"{}"}})"_s);
     delete session.client;
     QCOMPARE(processed.count() + firstClosed.count() + secondClosed.count(), 0);
     QCOMPARE(joined.count() + asked.count(), 0);
@@ -269,7 +270,7 @@ void tst_client_end::nothingIsEmittedWhileTheClientGoes()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::handlersOfADerivedClassAreForgotten()
+void tst_ClientEnd::handlersOfADerivedClassAreForgotten()
 {
     RunningSession session;
     int handled = 0;
@@ -292,11 +293,11 @@ void tst_client_end::handlersOfADerivedClassAreForgotten()
     LogCapture log;
     delete client;
     QCOMPARE(handled, 1);
-    QCOMPARE(log.startingWith(QStringLiteral("[REST Response]")).size(), 2);
+    QCOMPARE(log.startingWith(u"[REST Response]"_s).size(), 2);
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::keepAliveDoesNotEndTheWaitForTheStop()
+void tst_ClientEnd::keepAliveDoesNotEndTheWaitForTheStop()
 {
     RunningSession session;
     QVERIFY(session.start(new PresenterClient(nullptr, session.service.url())));
@@ -318,7 +319,7 @@ void tst_client_end::keepAliveDoesNotEndTheWaitForTheStop()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::noKeepAliveLeavesWhileTheClientGoes()
+void tst_ClientEnd::noKeepAliveLeavesWhileTheClientGoes()
 {
     RunningSession session;
     QVERIFY(session.start(new PresenterClient(nullptr, session.service.url())));
@@ -329,7 +330,7 @@ void tst_client_end::noKeepAliveLeavesWhileTheClientGoes()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::clientLoggedOutInConnectionClosedWhileItStops()
+void tst_ClientEnd::clientLoggedOutInConnectionClosedWhileItStops()
 {
     RunningSession session;
     PresenterClient client(nullptr, session.service.url());
@@ -379,7 +380,7 @@ struct SilentChannel {
     }
 };
 
-void tst_client_end::stopAwaitsTheLastWord_data()
+void tst_ClientEnd::stopAwaitsTheLastWord_data()
 {
     QTest::addColumn<QString>("how");
     QTest::newRow("stop") << "stop";
@@ -388,7 +389,7 @@ void tst_client_end::stopAwaitsTheLastWord_data()
     QTest::newRow("stop of a channel that was closed before") << "closed before";
 }
 
-void tst_client_end::stopAwaitsTheLastWord()
+void tst_ClientEnd::stopAwaitsTheLastWord()
 {
     QFETCH(QString, how);
     SilentChannel silent;
@@ -420,7 +421,7 @@ void tst_client_end::stopAwaitsTheLastWord()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::lastWordThatNeverArrivesIsAwaitedForTwoSeconds()
+void tst_ClientEnd::lastWordThatNeverArrivesIsAwaitedForTwoSeconds()
 {
     SilentChannel silent;
     QVERIFY(silent.start());
@@ -435,7 +436,7 @@ void tst_client_end::lastWordThatNeverArrivesIsAwaitedForTwoSeconds()
     QCOMPARE(silent.session.service.faults(), QStringList());
 }
 
-void tst_client_end::deletedWhileTheLastWordIsAwaited()
+void tst_ClientEnd::deletedWhileTheLastWordIsAwaited()
 {
     SilentChannel silent;
     QVERIFY(silent.start());
@@ -451,7 +452,7 @@ void tst_client_end::deletedWhileTheLastWordIsAwaited()
 
 // ---- The application's end ------------------------------------------------------------------------
 
-void tst_client_end::sessionIsStoppedAfterAQuit_data()
+void tst_ClientEnd::sessionIsStoppedAfterAQuit_data()
 {
     QTest::addColumn<QString>("how");
     QTest::newRow("stop") << "stop";
@@ -460,7 +461,7 @@ void tst_client_end::sessionIsStoppedAfterAQuit_data()
     QTest::newRow("after the loop") << "after the loop";
 }
 
-void tst_client_end::sessionIsStoppedAfterAQuit()
+void tst_ClientEnd::sessionIsStoppedAfterAQuit()
 {
     QFETCH(QString, how);
     RunningSession session;
@@ -490,7 +491,7 @@ void tst_client_end::sessionIsStoppedAfterAQuit()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-void tst_client_end::processEnds_data()
+void tst_ClientEnd::processEnds_data()
 {
     QTest::addColumn<QString>("owner");
     QTest::addColumn<QByteArray>("transport");
@@ -506,7 +507,7 @@ void tst_client_end::processEnds_data()
 
 // No events are delivered any more when the application object goes, so nothing can be sent either; but
 // the process ends, and does not wait for what cannot come.
-void tst_client_end::processEnds()
+void tst_ClientEnd::processEnds()
 {
     constexpr int LIMIT_MS = 1000;
     QFETCH(QString, owner);
@@ -537,5 +538,5 @@ void tst_client_end::processEnds()
     QCOMPARE(session.service.faults(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_client_end)
-#include "tst_client_end.moc"
+QTEST_GUILESS_MAIN(tst_ClientEnd)
+#include "tst_clientend.moc"

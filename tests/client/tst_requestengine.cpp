@@ -1,4 +1,5 @@
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "sockjs/DeadPort.h"
@@ -99,11 +100,11 @@ QVariant json(const char *text)
 
 } // namespace
 
-class tst_request_engine : public QObject
+class tst_RequestEngine : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void declaresItsSignalAndSlotsInOrder();
     void boundaryIsThatOfTheForms();
     void newClientKnowsNothing();
@@ -160,7 +161,7 @@ private slots:
     void wrongHttpCredentialsFail();
 };
 
-void tst_request_engine::declaresItsSignalAndSlotsInOrder()
+void tst_RequestEngine::declaresItsSignalAndSlotsInOrder()
 {
     const QMetaObject &meta = PresenterClient::staticMetaObject;
     QCOMPARE(meta.className(), "PresenterClient");
@@ -172,9 +173,8 @@ void tst_request_engine::declaresItsSignalAndSlotsInOrder()
         const QMetaMethod method = meta.method(i);
         const char *kind = method.methodType() == QMetaMethod::Signal ? "signal" : "slot";
         const char *access = method.access() == QMetaMethod::Public ? "public" : "protected";
-        methods.append(QStringLiteral("%1 %2 %3")
-                           .arg(QLatin1String(access), QLatin1String(kind),
-                                QString::fromLatin1(method.methodSignature())));
+        methods.append(u"%1 %2 %3"_s.arg(QLatin1String(access), QLatin1String(kind),
+                                         QString::fromLatin1(method.methodSignature())));
     }
     QCOMPARE(methods,
              (QStringList{
@@ -186,15 +186,15 @@ void tst_request_engine::declaresItsSignalAndSlotsInOrder()
              }));
 }
 
-void tst_request_engine::boundaryIsThatOfTheForms()
+void tst_RequestEngine::boundaryIsThatOfTheForms()
 {
-    QCOMPARE(PresenterClient::MULTIPART_BOUNDARY, QStringLiteral("----boundary"));
+    QCOMPARE(PresenterClient::MULTIPART_BOUNDARY, u"----boundary"_s);
 }
 
-void tst_request_engine::newClientKnowsNothing()
+void tst_RequestEngine::newClientKnowsNothing()
 {
     QObject parent;
-    auto *client = new PresenterClient(&parent, QStringLiteral("https://classroom.example.com"));
+    auto *client = new PresenterClient(&parent, u"https://classroom.example.com"_s);
     QCOMPARE(client->parent(), &parent);
     QVERIFY(!client->isLoggedIn());
     QVERIFY(!client->isServerReachable());
@@ -208,7 +208,7 @@ void tst_request_engine::newClientKnowsNothing()
     QCOMPARE(client->findChild<QNetworkCookieJar *>()->parent(), client);
 }
 
-void tst_request_engine::oneTrailingSlashIsDropped_data()
+void tst_RequestEngine::oneTrailingSlashIsDropped_data()
 {
     QTest::addColumn<QString>("given");
     QTest::addColumn<QString>("kept");
@@ -226,7 +226,7 @@ void tst_request_engine::oneTrailingSlashIsDropped_data()
                            << "";
 }
 
-void tst_request_engine::oneTrailingSlashIsDropped()
+void tst_RequestEngine::oneTrailingSlashIsDropped()
 {
     QFETCH(QString, given);
     QFETCH(QString, kept);
@@ -235,7 +235,7 @@ void tst_request_engine::oneTrailingSlashIsDropped()
 
 // ---- Requests -------------------------------------------------------------------------------------
 
-void tst_request_engine::everyRequestIsAPostOfJsonWithoutCompression()
+void tst_RequestEngine::everyRequestIsAPostOfJsonWithoutCompression()
 {
     RestService service;
     Client client(nullptr, service.url() + QLatin1Char('/'));
@@ -252,7 +252,7 @@ void tst_request_engine::everyRequestIsAPostOfJsonWithoutCompression()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::formsNameTheirBoundary()
+void tst_RequestEngine::formsNameTheirBoundary()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -266,25 +266,24 @@ void tst_request_engine::formsNameTheirBoundary()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::textBodiesAreSentAsUtf8()
+void tst_RequestEngine::textBodiesAreSentAsUtf8()
 {
     RestService service;
     Client client(nullptr, service.url());
     const QUrl url(service.url() + QString::fromUtf8(PATH));
 
     service.expect(PATH, "\"\xc3\xa4 \xe2\x82\xac \xf0\x9f\x8d\x8e\"");
-    client.doRequest(true, url, QStringLiteral("\"ä € 🍎\""), Client::SUCCESS, Client::FAILURE,
-                     false);
+    client.doRequest(true, url, u"\"ä € 🍎\""_s, Client::SUCCESS, Client::FAILURE, false);
     QCOMPARE(client.succeeded, QStringList{"{}"});
 
     service.expect(PATH, "\xc3\xa4");
-    client.doRequest(true, url, QStringLiteral("ä"), Client::SUCCESS);
+    client.doRequest(true, url, u"ä"_s, Client::SUCCESS);
     QCOMPARE(client.succeeded, (QStringList{"{}", "{}"}));
     QCOMPARE(service.lastRequest().headerLines("content-type"),
              QList<QByteArray>{"Content-Type: application/json; charset=UTF-8"});
 
     service.expect(PATH, "form");
-    client.doRequest(true, url, QStringLiteral("form"), Client::SUCCESS, Client::FAILURE, true);
+    client.doRequest(true, url, u"form"_s, Client::SUCCESS, Client::FAILURE, true);
     QCOMPARE(service.lastRequest().headerLines("content-type"),
              QList<QByteArray>{
                  "Content-Type: multipart/form-data; charset=UTF-8; boundary=----boundary"});
@@ -292,7 +291,7 @@ void tst_request_engine::textBodiesAreSentAsUtf8()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::cookieJarIsTheClients()
+void tst_RequestEngine::cookieJarIsTheClients()
 {
     PresenterClient client(nullptr, QString());
     const auto *manager = client.findChild<QNetworkAccessManager *>();
@@ -300,7 +299,7 @@ void tst_request_engine::cookieJarIsTheClients()
     QCOMPARE(manager->cookieJar()->parent(), &client);
 }
 
-void tst_request_engine::cookiesOfTheServiceRideAlong()
+void tst_RequestEngine::cookiesOfTheServiceRideAlong()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -323,7 +322,7 @@ void tst_request_engine::cookiesOfTheServiceRideAlong()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::requestWithoutWaitingReturnsAtOnce()
+void tst_RequestEngine::requestWithoutWaitingReturnsAtOnce()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -339,7 +338,7 @@ void tst_request_engine::requestWithoutWaitingReturnsAtOnce()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::missingHandlersAreNotRun()
+void tst_RequestEngine::missingHandlersAreNotRun()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -359,24 +358,22 @@ void tst_request_engine::missingHandlersAreNotRun()
 
 // ---- Replies --------------------------------------------------------------------------------------
 
-void tst_request_engine::bodyReachesTheSuccessHandlerAndTheLog_data()
+void tst_RequestEngine::bodyReachesTheSuccessHandlerAndTheLog_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("text");
     QTest::newRow("empty") << QByteArray() << QString();
-    QTest::newRow("json") << QByteArray("{\"a\":\"b\"}") << QStringLiteral("{\"a\":\"b\"}");
-    QTest::newRow("no json") << QByteArray("<html>") << QStringLiteral("<html>");
-    QTest::newRow("utf-8") << QByteArray("\xc3\xa4 \xf0\x9f\x8d\x8e") << QStringLiteral("ä 🍎");
-    QTest::newRow("quotes and lines")
-        << QByteArray("\"a\"\n\\ \t") << QStringLiteral("\"a\"\n\\ \t");
-    QTest::newRow("percent signs") << QByteArray("%0 %1 %%") << QStringLiteral("%0 %1 %%");
-    QTest::newRow("cut at NUL") << QByteArray("{\"a\":1}\0{\"b\":2}", 15)
-                                << QStringLiteral("{\"a\":1}");
+    QTest::newRow("json") << QByteArray("{\"a\":\"b\"}") << u"{\"a\":\"b\"}"_s;
+    QTest::newRow("no json") << QByteArray("<html>") << u"<html>"_s;
+    QTest::newRow("utf-8") << QByteArray("\xc3\xa4 \xf0\x9f\x8d\x8e") << u"ä 🍎"_s;
+    QTest::newRow("quotes and lines") << QByteArray("\"a\"\n\\ \t") << u"\"a\"\n\\ \t"_s;
+    QTest::newRow("percent signs") << QByteArray("%0 %1 %%") << u"%0 %1 %%"_s;
+    QTest::newRow("cut at NUL") << QByteArray("{\"a\":1}\0{\"b\":2}", 15) << u"{\"a\":1}"_s;
     QTest::newRow("NUL first") << QByteArray("\0{}", 3) << QString();
     QTest::newRow("large") << QByteArray(300000, 'x') << QString(300000, QLatin1Char('x'));
 }
 
-void tst_request_engine::bodyReachesTheSuccessHandlerAndTheLog()
+void tst_RequestEngine::bodyReachesTheSuccessHandlerAndTheLog()
 {
     QFETCH(QByteArray, body);
     QFETCH(QString, text);
@@ -391,7 +388,7 @@ void tst_request_engine::bodyReachesTheSuccessHandlerAndTheLog()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::gzipBodyIsInflatedAndItsSizeLogged()
+void tst_RequestEngine::gzipBodyIsInflatedAndItsSizeLogged()
 {
     const QByteArray body = "{\"name\":\"ä\",\"more\":\"" + QByteArray(5000, 'y') + "\"}";
     const QByteArray packed = gzip(body);
@@ -407,7 +404,7 @@ void tst_request_engine::gzipBodyIsInflatedAndItsSizeLogged()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::gzipIsRecognisedByItsExactName()
+void tst_RequestEngine::gzipIsRecognisedByItsExactName()
 {
     // Not inflated: the text ends at the first NUL of the gzip header.
     RestService service;
@@ -415,12 +412,12 @@ void tst_request_engine::gzipIsRecognisedByItsExactName()
     service.expect(PATH).status("200 OK", gzip("{}"), "Content-Encoding: GZIP\r\n");
     LogCapture log;
     QVERIFY(client.request());
-    QCOMPARE(client.succeeded, QStringList{QString::fromUtf8("\x1f\x8b\x08")});
+    QCOMPARE(client.succeeded, QStringList{u"\x1f\ufffd\b"_s});
     QVERIFY(log.startingWith("[REST Responze.gzip]").isEmpty());
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::brokenGzipBodyReadsAsEmpty_data()
+void tst_RequestEngine::brokenGzipBodyReadsAsEmpty_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QStringList>("lines");
@@ -437,7 +434,7 @@ void tst_request_engine::brokenGzipBodyReadsAsEmpty_data()
                                           "[REST Response] "};
 }
 
-void tst_request_engine::brokenGzipBodyReadsAsEmpty()
+void tst_RequestEngine::brokenGzipBodyReadsAsEmpty()
 {
     QFETCH(QByteArray, body);
     QFETCH(QStringList, lines);
@@ -451,7 +448,7 @@ void tst_request_engine::brokenGzipBodyReadsAsEmpty()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::gzipBodyOfAFailureIsInflated()
+void tst_RequestEngine::gzipBodyOfAFailureIsInflated()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -462,7 +459,7 @@ void tst_request_engine::gzipBodyOfAFailureIsInflated()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::cutOffGzipBodyReadsUpToTheCut()
+void tst_RequestEngine::cutOffGzipBodyReadsUpToTheCut()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -491,19 +488,18 @@ namespace
 {
 
 constexpr int LARGEST_BYTES = 67108864;
-const QString TOO_LARGE =
-    QStringLiteral("[PresenterClient] Reply dropped, larger than 67108864 bytes!");
+const QString TOO_LARGE = u"[PresenterClient] Reply dropped, larger than 67108864 bytes!"_s;
 
 } // namespace
 
-void tst_request_engine::replyOfTheLargestSizeIsTaken_data()
+void tst_RequestEngine::replyOfTheLargestSizeIsTaken_data()
 {
     QTest::addColumn<bool>("packed");
     QTest::newRow("plain") << false;
     QTest::newRow("gzip") << true;
 }
 
-void tst_request_engine::replyOfTheLargestSizeIsTaken()
+void tst_RequestEngine::replyOfTheLargestSizeIsTaken()
 {
     QFETCH(bool, packed);
     const QByteArray body(LARGEST_BYTES, 'x');
@@ -518,7 +514,7 @@ void tst_request_engine::replyOfTheLargestSizeIsTaken()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::largerReplyFailsAsSoonAsThatIsKnown_data()
+void tst_RequestEngine::largerReplyFailsAsSoonAsThatIsKnown_data()
 {
     QTest::addColumn<QByteArray>("reply");
     const QByteArray head = "HTTP/1.1 200 OK\r\n";
@@ -535,7 +531,7 @@ void tst_request_engine::largerReplyFailsAsSoonAsThatIsKnown_data()
             + QByteArray(LARGEST_BYTES + 1, 'x');
 }
 
-void tst_request_engine::largerReplyFailsAsSoonAsThatIsKnown()
+void tst_RequestEngine::largerReplyFailsAsSoonAsThatIsKnown()
 {
     QFETCH(QByteArray, reply);
     RestService service;
@@ -550,15 +546,15 @@ void tst_request_engine::largerReplyFailsAsSoonAsThatIsKnown()
     QCOMPARE(client.failed, QStringList{QString()});
     QCOMPARE(client.error, QNetworkReply::OperationCanceledError);
     QStringList lines = log.messages();
-    lines.removeOne(QStringLiteral("[REST Responze.gzip] Compressed size: 0"));
-    lines.removeOne(QStringLiteral("gUncompress: Input data is truncated"));
+    lines.removeOne(u"[REST Responze.gzip] Compressed size: 0"_s);
+    lines.removeOne(u"gUncompress: Input data is truncated"_s);
     QCOMPARE(lines,
              (QStringList{TOO_LARGE, "[REST Response] ", "ERROR: Operation canceled\nRESPONSE: "}));
     QCOMPARE(processed.count(), 1);
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::replyThatInflatesToMoreReadsAsEmpty()
+void tst_RequestEngine::replyThatInflatesToMoreReadsAsEmpty()
 {
     const QByteArray packed = gzip(QByteArray(LARGEST_BYTES + 1, 'x'));
     RestService service;
@@ -574,7 +570,7 @@ void tst_request_engine::replyThatInflatesToMoreReadsAsEmpty()
 }
 
 // Lists with next to nothing in them take thirty times their text and more.
-void tst_request_engine::replyOfTooManyValuesReadsAsNoJson()
+void tst_RequestEngine::replyOfTooManyValuesReadsAsNoJson()
 {
     const auto lists = [](int count) {
         return gzip("{\"data\":[" + QByteArray("[0],").repeated(count) + "0]}");
@@ -589,7 +585,7 @@ void tst_request_engine::replyOfTooManyValuesReadsAsNoJson()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::abortedRequestRunsTheFailureHandler()
+void tst_RequestEngine::abortedRequestRunsTheFailureHandler()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -601,7 +597,7 @@ void tst_request_engine::abortedRequestRunsTheFailureHandler()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::errorStatusRunsTheFailureHandler_data()
+void tst_RequestEngine::errorStatusRunsTheFailureHandler_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<int>("error");
@@ -617,7 +613,7 @@ void tst_request_engine::errorStatusRunsTheFailureHandler_data()
                                  << int(QNetworkReply::ServiceUnavailableError);
 }
 
-void tst_request_engine::errorStatusRunsTheFailureHandler()
+void tst_RequestEngine::errorStatusRunsTheFailureHandler()
 {
     QFETCH(QByteArray, status);
     QFETCH(int, error);
@@ -628,16 +624,15 @@ void tst_request_engine::errorStatusRunsTheFailureHandler()
     QVERIFY(!client.request());
     QCOMPARE(client.failed, QStringList{"{\"errorMsgKeys\":[\"x\"]}"});
     QCOMPARE(int(client.error), error);
-    QCOMPARE(
-        log.messages(),
-        (QStringList{"[REST Response] {\"errorMsgKeys\":[\"x\"]}",
-                     QStringLiteral("ERROR: Error transferring %1/vantora/test - server replied: "
-                                    "%2\nRESPONSE: {\"errorMsgKeys\":[\"x\"]}")
-                         .arg(service.url(), QString::fromUtf8(status.mid(4)))}));
+    QCOMPARE(log.messages(),
+             (QStringList{"[REST Response] {\"errorMsgKeys\":[\"x\"]}",
+                          u"ERROR: Error transferring %1/vantora/test - server replied: "
+                          "%2\nRESPONSE: {\"errorMsgKeys\":[\"x\"]}"_s.arg(
+                              service.url(), QString::fromUtf8(status.mid(4)))}));
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::successStatusIsNotLookedAt()
+void tst_RequestEngine::successStatusIsNotLookedAt()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -648,7 +643,7 @@ void tst_request_engine::successStatusIsNotLookedAt()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::percentSignsInAFailedBodyAreLoggedAsTheyAre()
+void tst_RequestEngine::percentSignsInAFailedBodyAreLoggedAsTheyAre()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -656,12 +651,12 @@ void tst_request_engine::percentSignsInAFailedBodyAreLoggedAsTheyAre()
     LogCapture log;
     QVERIFY(!client.request());
     QCOMPARE(log.messages().last(),
-             QStringLiteral("ERROR: Error transferring ") + service.url()
-                 + QStringLiteral("/vantora/test - server replied: 100%1\nRESPONSE: %0 and %1"));
+             u"ERROR: Error transferring "_s + service.url()
+                 + u"/vantora/test - server replied: 100%1\nRESPONSE: %0 and %1"_s);
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::connectionClosedBeforeTheReplyIsAFailure()
+void tst_RequestEngine::connectionClosedBeforeTheReplyIsAFailure()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -678,10 +673,10 @@ void tst_request_engine::connectionClosedBeforeTheReplyIsAFailure()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::refusedConnectionIsAFailure()
+void tst_RequestEngine::refusedConnectionIsAFailure()
 {
     const DeadPort port;
-    Client client(nullptr, QStringLiteral("http://127.0.0.1:%1").arg(quint16(port)));
+    Client client(nullptr, u"http://127.0.0.1:%1"_s.arg(quint16(port)));
     LogCapture log;
     QVERIFY(!client.request());
     QCOMPARE(client.failed, QStringList{QString()});
@@ -690,7 +685,7 @@ void tst_request_engine::refusedConnectionIsAFailure()
              (QStringList{"[REST Response] ", "ERROR: Connection refused\nRESPONSE: "}));
 }
 
-void tst_request_engine::clientWithoutServerFails()
+void tst_RequestEngine::clientWithoutServerFails()
 {
     Client client(nullptr, QString());
     QVERIFY(!client.request());
@@ -700,7 +695,7 @@ void tst_request_engine::clientWithoutServerFails()
 
 // ---- Redirects ------------------------------------------------------------------------------------
 
-void tst_request_engine::redirectMovesTheBaseAddress_data()
+void tst_RequestEngine::redirectMovesTheBaseAddress_data()
 {
     QTest::addColumn<QByteArray>("location");
     QTest::addColumn<QString>("base");
@@ -722,7 +717,7 @@ void tst_request_engine::redirectMovesTheBaseAddress_data()
         << QByteArray("http://[::1]:8080/x") << "http://[::1]:8080";
 }
 
-void tst_request_engine::redirectMovesTheBaseAddress()
+void tst_RequestEngine::redirectMovesTheBaseAddress()
 {
     QFETCH(QByteArray, location);
     QFETCH(QString, base);
@@ -735,7 +730,7 @@ void tst_request_engine::redirectMovesTheBaseAddress()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::redirectElsewhereIsAnOrdinaryReply_data()
+void tst_RequestEngine::redirectElsewhereIsAnOrdinaryReply_data()
 {
     QTest::addColumn<QByteArray>("location");
     QTest::newRow("another scheme") << QByteArray("ftp://h.example/x");
@@ -743,7 +738,7 @@ void tst_request_engine::redirectElsewhereIsAnOrdinaryReply_data()
     QTest::newRow("empty") << QByteArray("");
 }
 
-void tst_request_engine::redirectElsewhereIsAnOrdinaryReply()
+void tst_RequestEngine::redirectElsewhereIsAnOrdinaryReply()
 {
     QFETCH(QByteArray, location);
     RestService service;
@@ -756,7 +751,7 @@ void tst_request_engine::redirectElsewhereIsAnOrdinaryReply()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::followedRedirectRunsNoHandlerAndIsNotRepeated()
+void tst_RequestEngine::followedRedirectRunsNoHandlerAndIsNotRepeated()
 {
     RestService service;
     Client client(nullptr, service.url());
@@ -776,7 +771,7 @@ void tst_request_engine::followedRedirectRunsNoHandlerAndIsNotRepeated()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::nextRequestGoesToTheAddressRedirectedTo()
+void tst_RequestEngine::nextRequestGoesToTheAddressRedirectedTo()
 {
     RestService former;
     RestService present;
@@ -790,7 +785,7 @@ void tst_request_engine::nextRequestGoesToTheAddressRedirectedTo()
 
 // ---- Error keys -----------------------------------------------------------------------------------
 
-void tst_request_engine::firstErrorKeyIsFound_data()
+void tst_RequestEngine::firstErrorKeyIsFound_data()
 {
     QTest::addColumn<QVariant>("reply");
     QTest::addColumn<bool>("found");
@@ -817,13 +812,13 @@ void tst_request_engine::firstErrorKeyIsFound_data()
     QTest::newRow("nothing") << QVariant() << false << QString();
 }
 
-void tst_request_engine::firstErrorKeyIsFound()
+void tst_RequestEngine::firstErrorKeyIsFound()
 {
     QFETCH(QVariant, reply);
     QFETCH(bool, found);
     QFETCH(QString, key);
     PresenterClient client(nullptr, QString());
-    QString errorKey = QStringLiteral("earlier");
+    QString errorKey = u"earlier"_s;
     QCOMPARE(client.isErrorInErrorMsgKeys(reply, errorKey), found);
     QCOMPARE(errorKey, key);
     QCOMPARE(errorKey.isNull(), !found);
@@ -831,7 +826,7 @@ void tst_request_engine::firstErrorKeyIsFound()
 
 // ---- Odd replies ----------------------------------------------------------------------------------
 
-void tst_request_engine::strayReplyIsDroppedWithoutAHandler()
+void tst_RequestEngine::strayReplyIsDroppedWithoutAHandler()
 {
     Client client(nullptr, QString());
     QSignalSpy processed(&client, &PresenterClient::requestProcessed);
@@ -854,13 +849,13 @@ const QByteArray CHALLENGE = "WWW-Authenticate: Basic realm=\"school\"\r\n";
 
 } // namespace
 
-void tst_request_engine::httpCredentialsAreGivenOnRequest()
+void tst_RequestEngine::httpCredentialsAreGivenOnRequest()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
     service.expect("/vantora").status("401 Unauthorized", "{}", CHALLENGE);
     service.expect("/vantora").json("{}");
-    QVERIFY(client.checkServer(QStringLiteral("us%1er"), QStringLiteral("pass%20word")));
+    QVERIFY(client.checkServer(u"us%1er"_s, u"pass%20word"_s));
     QVERIFY(service.requests().first().headerLines("authorization").isEmpty());
     QCOMPARE(
         service.lastRequest().headerLines("authorization"),
@@ -868,43 +863,43 @@ void tst_request_engine::httpCredentialsAreGivenOnRequest()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::httpUserAloneIsGiven()
+void tst_RequestEngine::httpUserAloneIsGiven()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
     service.expect("/vantora").status("401 Unauthorized", "{}", CHALLENGE);
     service.expect("/vantora").json("{}");
-    QVERIFY(client.checkServer(QStringLiteral("user"), QString()));
+    QVERIFY(client.checkServer(u"user"_s, QString()));
     QCOMPARE(service.lastRequest().headerLines("authorization"),
              QList<QByteArray>{"Authorization: Basic " + QByteArray("user:").toBase64()});
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::httpPasswordAloneIsGiven()
+void tst_RequestEngine::httpPasswordAloneIsGiven()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
     service.expect("/vantora").status("401 Unauthorized", "{}", CHALLENGE);
     service.expect("/vantora").json("{}");
-    QVERIFY(client.checkServer(QString(), QStringLiteral("word")));
+    QVERIFY(client.checkServer(QString(), u"word"_s));
     QCOMPARE(service.lastRequest().headerLines("authorization"),
              QList<QByteArray>{"Authorization: Basic " + QByteArray(":word").toBase64()});
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_engine::wrongHttpCredentialsFail()
+void tst_RequestEngine::wrongHttpCredentialsFail()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
     service.expect("/vantora").status("401 Unauthorized", "{}", CHALLENGE);
     service.expect("/vantora").status("401 Unauthorized", "{}", CHALLENGE);
     LogCapture log;
-    QVERIFY(!client.checkServer(QStringLiteral("user"), QStringLiteral("wrong")));
+    QVERIFY(!client.checkServer(u"user"_s, u"wrong"_s));
     QCOMPARE(
         log.messages(),
         (QStringList{"[REST Response] {}", "ERROR: Host requires authentication\nRESPONSE: {}"}));
     QCOMPARE(service.faults(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_request_engine)
-#include "tst_request_engine.moc"
+QTEST_GUILESS_MAIN(tst_RequestEngine)
+#include "tst_requestengine.moc"

@@ -1,4 +1,5 @@
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/KeepAliveTimer.h"
 #include "client/RestService.h"
@@ -21,12 +22,6 @@ const QByteArray DEVICE = R"("deviceId":"d","deviceName":"n",)";
 const QByteArray SUCCESS = R"({"success":true,"infoMsgs":["login.success"]})";
 const QByteArray WRONG_PASSWORD = R"({"errorMsgKeys":["login.error.password"]})";
 const QByteArray NO_JSON = "<html>success</html>";
-
-QString text(const char *value)
-{
-    return QString::fromUtf8(value);
-}
-
 bool keepAliveRuns(PresenterClient &client)
 {
     return keepAliveTimer(client).isActive();
@@ -39,18 +34,18 @@ public:
     explicit SignedIn(RestService &service) : PresenterClient(nullptr, service.url())
     {
         service.expect(LOGIN, ANN).json(SUCCESS);
-        if (!doLogin(text("ann"), text("pw")))
+        if (!doLogin(u"ann"_s, u"pw"_s))
             qFatal("not signed in");
     }
 };
 
 } // namespace
 
-class tst_sign_in : public QObject
+class tst_SignIn : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void init() { service.reset(new RestService); }
     void cleanup() { QCOMPARE(service->faults(), QStringList()); }
 
@@ -128,7 +123,7 @@ private:
 
 // ---- Check ----------------------------------------------------------------------------------------
 
-void tst_sign_in::checkFindsAServiceThatAnswersWithJson_data()
+void tst_SignIn::checkFindsAServiceThatAnswersWithJson_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("body");
@@ -144,7 +139,7 @@ void tst_sign_in::checkFindsAServiceThatAnswersWithJson_data()
     QTest::newRow("error status") << QByteArray("500 Broken") << QByteArray("{}") << false;
 }
 
-void tst_sign_in::checkFindsAServiceThatAnswersWithJson()
+void tst_SignIn::checkFindsAServiceThatAnswersWithJson()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, body);
@@ -161,36 +156,36 @@ void tst_sign_in::checkFindsAServiceThatAnswersWithJson()
     QVERIFY(client.getLastErrorKey().isNull());
 }
 
-void tst_sign_in::failedCheckForgetsTheLastError()
+void tst_SignIn::failedCheckForgetsTheLastError()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).status("401 No", WRONG_PASSWORD);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
-    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
+    QCOMPARE(client.getLastErrorKey(), u"login.error.password"_s);
 
     service->expect(CHECK).status("500 Broken", WRONG_PASSWORD);
     QVERIFY(!client.checkServer(QString(), QString()));
     QVERIFY(client.getLastErrorKey().isNull());
 }
 
-void tst_sign_in::followedRedirectCountsAsReachable()
+void tst_SignIn::followedRedirectCountsAsReachable()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(CHECK).redirect("https://school.example:8443/x");
     QVERIFY(client.checkServer(QString(), QString()));
-    QCOMPARE(client.getServerUrl(), text("https://school.example:8443"));
+    QCOMPARE(client.getServerUrl(), u"https://school.example:8443"_s);
 }
 
-void tst_sign_in::emptyHttpCredentialsKeepTheEarlierOnes()
+void tst_SignIn::emptyHttpCredentialsKeepTheEarlierOnes()
 {
     const QByteArray challenge = "WWW-Authenticate: Basic realm=\"school\"\r\n";
     PresenterClient client(nullptr, service->url());
     service->expect(CHECK).json("{}");
-    QVERIFY(client.checkServer(text("user"), text("word")));
+    QVERIFY(client.checkServer(u"user"_s, u"word"_s));
     service->expect(CHECK).json("{}");
     QVERIFY(client.checkServer(QString(), QString()));
     service->expect(CHECK).json("{}");
-    QVERIFY(client.checkServer(text("other"), QString()));
+    QVERIFY(client.checkServer(u"other"_s, QString()));
 
     service->expect(CHECK).status("401 Who", "{}", challenge);
     service->expect(CHECK).json("{}");
@@ -201,7 +196,7 @@ void tst_sign_in::emptyHttpCredentialsKeepTheEarlierOnes()
 
 // ---- Password and device token --------------------------------------------------------------------
 
-void tst_sign_in::passwordSignInSendsTheCredentials_data()
+void tst_SignIn::passwordSignInSendsTheCredentials_data()
 {
     QTest::addColumn<QString>("userId");
     QTest::addColumn<QString>("password");
@@ -218,12 +213,12 @@ void tst_sign_in::passwordSignInSendsTheCredentials_data()
     QTest::newRow("quotes are not escaped")
         << "ann"
         << "p\"w\\" << QByteArray(R"({"userId":"ann","password":"p"w\","sourceSystem":"Corvel"})");
-    QTest::newRow("utf-8") << QString::fromUtf8("änn") << QString::fromUtf8("🍎")
+    QTest::newRow("utf-8") << u"änn"_s << u"🍎"_s
                            << QByteArray("{\"userId\":\"\xc3\xa4nn\",\"password\":"
                                          "\"\xf0\x9f\x8d\x8e\",\"sourceSystem\":\"Corvel\"}");
 }
 
-void tst_sign_in::passwordSignInSendsTheCredentials()
+void tst_SignIn::passwordSignInSendsTheCredentials()
 {
     QFETCH(QString, userId);
     QFETCH(QString, password);
@@ -234,7 +229,7 @@ void tst_sign_in::passwordSignInSendsTheCredentials()
     QVERIFY(client.isLoggedIn());
 }
 
-void tst_sign_in::deviceSignInSendsTheToken()
+void tst_SignIn::deviceSignInSendsTheToken()
 {
     PresenterClient client(nullptr, service->url());
     service
@@ -242,11 +237,11 @@ void tst_sign_in::deviceSignInSendsTheToken()
             LOGIN,
             R"({"userId":"a%1","deviceId":"d%2","deviceAccessToken":"t%0%","sourceSystem":"Corvel"})")
         .json(SUCCESS);
-    QVERIFY(client.doLogin(text("a%1"), text("d%2"), text("t%0%")));
+    QVERIFY(client.doLogin(u"a%1"_s, u"d%2"_s, u"t%0%"_s));
     QVERIFY(client.isLoggedIn());
 }
 
-void tst_sign_in::replyDecidesWhetherSignedIn_data()
+void tst_SignIn::replyDecidesWhetherSignedIn_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<bool>("signedIn");
@@ -273,13 +268,13 @@ void tst_sign_in::replyDecidesWhetherSignedIn_data()
         << QByteArray(R"({"infoMsgKeys":["success.registration"]})") << true;
 }
 
-void tst_sign_in::replyDecidesWhetherSignedIn()
+void tst_SignIn::replyDecidesWhetherSignedIn()
 {
     QFETCH(QByteArray, reply);
     QFETCH(bool, signedIn);
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).json(reply);
-    QCOMPARE(client.doLogin(text("ann"), text("pw")), signedIn);
+    QCOMPARE(client.doLogin(u"ann"_s, u"pw"_s), signedIn);
     QCOMPARE(client.isLoggedIn(), signedIn);
     QCOMPARE(keepAliveRuns(client), signedIn);
     QVERIFY(client.getLastErrorKey().isNull());
@@ -288,10 +283,10 @@ void tst_sign_in::replyDecidesWhetherSignedIn()
         ->expect(LOGIN,
                  R"({"userId":"a","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"})")
         .json(reply);
-    QCOMPARE(client.doLogin(text("a"), text("d"), text("t")), signedIn);
+    QCOMPARE(client.doLogin(u"a"_s, u"d"_s, u"t"_s), signedIn);
 }
 
-void tst_sign_in::refusedSignInTellsTheErrorKey_data()
+void tst_SignIn::refusedSignInTellsTheErrorKey_data()
 {
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<QString>("key");
@@ -303,56 +298,56 @@ void tst_sign_in::refusedSignInTellsTheErrorKey_data()
     QTest::newRow("empty") << QByteArray() << QString();
 }
 
-void tst_sign_in::refusedSignInTellsTheErrorKey()
+void tst_SignIn::refusedSignInTellsTheErrorKey()
 {
     QFETCH(QByteArray, body);
     QFETCH(QString, key);
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).status("403 No", body);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     QVERIFY(!client.isLoggedIn());
     QVERIFY(!keepAliveRuns(client));
     QCOMPARE(client.getLastErrorKey(), key);
     QCOMPARE(client.getLastErrorKey().isNull(), key.isEmpty());
 }
 
-void tst_sign_in::newSignInSignsOutFirst()
+void tst_SignIn::newSignInSignsOutFirst()
 {
     SignedIn client(*service);
     service->expect(LOGIN, ANN).json(NO_JSON);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     QVERIFY(!client.isLoggedIn());
     QVERIFY(keepAliveRuns(client)); // only signing out stops it
 }
 
-void tst_sign_in::newSignInForgetsTheLastError()
+void tst_SignIn::newSignInForgetsTheLastError()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).status("403 No", WRONG_PASSWORD);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     service->expect(LOGIN, ANN).json(NO_JSON);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     QVERIFY(client.getLastErrorKey().isNull());
 }
 
-void tst_sign_in::redirectedSignInFailsAndIsNotRepeated()
+void tst_SignIn::redirectedSignInFailsAndIsNotRepeated()
 {
     RestService present;
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).redirect(present.url().toUtf8() + LOGIN);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     QVERIFY(client.getLastErrorKey().isNull());
     QVERIFY(client.isServerReachable());
     QCOMPARE(client.getServerUrl(), present.url());
 
     present.expect(LOGIN, ANN).json(R"({"infoMsgs":["success"]})");
-    QVERIFY(client.doLogin(text("ann"), text("pw")));
+    QVERIFY(client.doLogin(u"ann"_s, u"pw"_s));
     QCOMPARE(present.faults(), QStringList());
 }
 
 // ---- OAuth ----------------------------------------------------------------------------------------
 
-void tst_sign_in::oauthSignInSendsCodeAndCallback_data()
+void tst_SignIn::oauthSignInSendsCodeAndCallback_data()
 {
     QTest::addColumn<QString>("provider");
     QTest::addColumn<QString>("code");
@@ -383,7 +378,7 @@ void tst_sign_in::oauthSignInSendsCodeAndCallback_data()
         << QByteArray();
 }
 
-void tst_sign_in::oauthSignInSendsCodeAndCallback()
+void tst_SignIn::oauthSignInSendsCodeAndCallback()
 {
     QFETCH(QString, provider);
     QFETCH(QString, code);
@@ -403,7 +398,7 @@ void tst_sign_in::oauthSignInSendsCodeAndCallback()
     QVERIFY(registration.isEmpty());
 }
 
-void tst_sign_in::oauthReplyMayAskForRegistration_data()
+void tst_SignIn::oauthReplyMayAskForRegistration_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("data");
@@ -426,38 +421,38 @@ void tst_sign_in::oauthReplyMayAskForRegistration_data()
         << R"(MsgKeys":["success.registration"],"data" :{})";
     QTest::newRow("letters count, not bytes") << QByteArray(
         "{\"\xc3\xa4\":1,\"infoMsgKeys\":[\"success.registration\"],\"data\":{\"\xc3\xb6\":2}}")
-                                              << QString::fromUtf8("{\"ö\":2}");
+                                              << u"{\"ö\":2}"_s;
 }
 
-void tst_sign_in::oauthReplyMayAskForRegistration()
+void tst_SignIn::oauthReplyMayAskForRegistration()
 {
     QFETCH(QByteArray, reply);
     QFETCH(QString, data);
     PresenterClient client(nullptr, service->url());
     expectOAuth().json(reply);
     QString registration;
-    QVERIFY(!client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(!client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
     QVERIFY(!client.isLoggedIn());
     QVERIFY(!keepAliveRuns(client));
     QCOMPARE(registration, data);
 }
 
-void tst_sign_in::registrationIsAskedForOnlyInTheKeys()
+void tst_SignIn::registrationIsAskedForOnlyInTheKeys()
 {
     PresenterClient client(nullptr, service->url());
     expectOAuth().json(
         R"({"infoMsgs":["success.registration"],"infoMsgKeys":["success.registration"],"data":{}})");
     QString registration;
-    QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
     QVERIFY(registration.isEmpty());
 }
 
-void tst_sign_in::registrationIsAskedForOnlyAfterOAuth()
+void tst_SignIn::registrationIsAskedForOnlyAfterOAuth()
 {
     const QByteArray reply = R"({"infoMsgKeys":["success.registration"],"data":{"a":1}})";
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).json(reply);
-    QVERIFY(client.doLogin(text("ann"), text("pw")));
+    QVERIFY(client.doLogin(u"ann"_s, u"pw"_s));
 
     // An empty code is no OAuth sign-in.
     const QByteArray callback = service->url().toUtf8();
@@ -466,18 +461,18 @@ void tst_sign_in::registrationIsAskedForOnlyAfterOAuth()
                  "{\"code\":\"\",\"callbackUrl\":\"" + callback + "\",\"sourceSystem\":\"Corvel\"}")
         .json(reply);
     QString registration;
-    QVERIFY(client.doLoginWithOAuth(text("x"), QString(), registration));
+    QVERIFY(client.doLoginWithOAuth(u"x"_s, QString(), registration));
     QVERIFY(registration.isEmpty());
 
     // Once there was one, it counts for later sign-ins, too.
     expectOAuth().json(SUCCESS);
-    QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
     service->expect(LOGIN, ANN).json(reply);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_sign_in::registrationIsSubmittedWithTheSourceSystem_data()
+void tst_SignIn::registrationIsSubmittedWithTheSourceSystem_data()
 {
     QTest::addColumn<QString>("registration");
     QTest::addColumn<QByteArray>("body");
@@ -490,38 +485,38 @@ void tst_sign_in::registrationIsSubmittedWithTheSourceSystem_data()
     QTest::newRow("percent signs")
         << R"({"name":"%0%1%25"})" << QByteArray(R"({"name":"%0%1%25","sourceSystem":"Corvel"})");
     QTest::newRow("quote at the end") << R"("n")" << QByteArray(R"("n","sourceSystem":"Corvel")");
-    QTest::newRow("utf-8") << QString::fromUtf8("{\"n\":\"ä\"}")
+    QTest::newRow("utf-8") << u"{\"n\":\"ä\"}"_s
                            << QByteArray("{\"n\":\"\xc3\xa4\",\"sourceSystem\":\"Corvel\"}");
 }
 
-void tst_sign_in::registrationIsSubmittedWithTheSourceSystem()
+void tst_SignIn::registrationIsSubmittedWithTheSourceSystem()
 {
     QFETCH(QString, registration);
     QFETCH(QByteArray, body);
     PresenterClient client(nullptr, service->url());
     service->expect(REGISTER, body).json(SUCCESS);
-    QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
     QVERIFY(keepAliveRuns(client));
     QVERIFY(registration.isEmpty());
 }
 
-void tst_sign_in::registrationIsAskedForAndSubmitted()
+void tst_SignIn::registrationIsAskedForAndSubmitted()
 {
     PresenterClient client(nullptr, service->url());
     expectOAuth().json(R"({"infoMsgKeys":["login.success.registration"],"data":{"name":"n"}})");
     QString registration;
-    QVERIFY(!client.doLoginWithOAuth(text("x"), text("c"), registration));
-    QCOMPARE(registration, text(R"({"name":"n"})"));
+    QVERIFY(!client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
+    QCOMPARE(registration, uR"({"name":"n"})"_s);
 
     service->expect(REGISTER, R"({"name":"n","sourceSystem":"Corvel"})")
         .status("400 No", R"({"errorMsgKeys":["register.error.name"]})");
-    QVERIFY(!client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(!client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
     QVERIFY(registration.isEmpty());
-    QCOMPARE(client.getLastErrorKey(), text("register.error.name"));
+    QCOMPARE(client.getLastErrorKey(), u"register.error.name"_s);
 
-    registration = text(R"({"name":"m"})");
+    registration = uR"({"name":"m"})"_s;
     service->expect(REGISTER, R"({"name":"m","sourceSystem":"Corvel"})").json(SUCCESS);
-    QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
     QVERIFY(registration.isEmpty());
     QVERIFY(client.getLastErrorKey().isNull());
 }
@@ -536,20 +531,20 @@ const QByteArray TOKEN_REQUEST =
 
 QString requestToken(PresenterClient &client)
 {
-    return client.doGetAccessToken(text("u"), text("p"), text("d"), text("n"));
+    return client.doGetAccessToken(u"u"_s, u"p"_s, u"d"_s, u"n"_s);
 }
 
 } // namespace
 
-void tst_sign_in::accessTokenIsReturned()
+void tst_SignIn::accessTokenIsReturned()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, TOKEN_REQUEST).json(R"({"data":{"deviceAccessToken":"t%1"}})");
-    QCOMPARE(requestToken(client), text("t%1"));
+    QCOMPARE(requestToken(client), u"t%1"_s);
     QVERIFY(client.isLoggedIn());
 }
 
-void tst_sign_in::accessTokenSendsValuesAsTheyAre()
+void tst_SignIn::accessTokenSendsValuesAsTheyAre()
 {
     PresenterClient client(nullptr, service->url());
     service
@@ -557,11 +552,10 @@ void tst_sign_in::accessTokenSendsValuesAsTheyAre()
             LOGIN,
             R"({"userId":"%1","password":"%0%2","deviceId":"%3%%","deviceName":""q"","sourceSystem":"Corvel"})")
         .json(R"({"data":{"deviceAccessToken":"t"}})");
-    QCOMPARE(client.doGetAccessToken(text("%1"), text("%0%2"), text("%3%%"), text("\"q\"")),
-             text("t"));
+    QCOMPARE(client.doGetAccessToken(u"%1"_s, u"%0%2"_s, u"%3%%"_s, u"\"q\""_s), u"t"_s);
 }
 
-void tst_sign_in::oauthAccessTokenIsReturned()
+void tst_SignIn::oauthAccessTokenIsReturned()
 {
     PresenterClient client(nullptr, service->url());
     service
@@ -569,15 +563,14 @@ void tst_sign_in::oauthAccessTokenIsReturned()
                  "{\"code\":\"c\",\"callbackUrl\":\"" + service->url().toUtf8()
                      + "/\",\"deviceId\":\"d\",\"deviceName\":\"n\",\"sourceSystem\":\"Corvel\"}")
         .json(R"({"data":{"deviceAccessToken":"t"}})");
-    QString registration = text("earlier");
-    QCOMPARE(client.doGetOAuthAccessToken(text("facebook"), text("c"), text("d"), text("n"),
-                                          registration),
-             text("t"));
+    QString registration = u"earlier"_s;
+    QCOMPARE(client.doGetOAuthAccessToken(u"facebook"_s, u"c"_s, u"d"_s, u"n"_s, registration),
+             u"t"_s);
     QVERIFY(registration.isEmpty());
     QVERIFY(client.isLoggedIn());
 }
 
-void tst_sign_in::oauthAccessTokenSendsValuesAsTheyAre()
+void tst_SignIn::oauthAccessTokenSendsValuesAsTheyAre()
 {
     PresenterClient client(nullptr, service->url());
     service
@@ -587,12 +580,11 @@ void tst_sign_in::oauthAccessTokenSendsValuesAsTheyAre()
                 + "\",\"deviceId\":\"%0%3\",\"deviceName\":\"%2%\",\"sourceSystem\":\"Corvel\"}")
         .json(R"({"data":{"deviceAccessToken":"t"}})");
     QString registration;
-    QCOMPARE(client.doGetOAuthAccessToken(text("x%20y"), text("%1"), text("%0%3"), text("%2%"),
-                                          registration),
-             text("t"));
+    QCOMPARE(client.doGetOAuthAccessToken(u"x%20y"_s, u"%1"_s, u"%0%3"_s, u"%2%"_s, registration),
+             u"t"_s);
 }
 
-void tst_sign_in::failedTokenRequestReturnsTheEarlierToken_data()
+void tst_SignIn::failedTokenRequestReturnsTheEarlierToken_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("body");
@@ -600,7 +592,7 @@ void tst_sign_in::failedTokenRequestReturnsTheEarlierToken_data()
     QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON;
 }
 
-void tst_sign_in::failedTokenRequestReturnsTheEarlierToken()
+void tst_SignIn::failedTokenRequestReturnsTheEarlierToken()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, body);
@@ -610,14 +602,14 @@ void tst_sign_in::failedTokenRequestReturnsTheEarlierToken()
     QVERIFY(!client.isLoggedIn());
 
     service->expect(LOGIN, TOKEN_REQUEST).json(R"({"data":{"deviceAccessToken":"t"}})");
-    QCOMPARE(requestToken(client), text("t"));
+    QCOMPARE(requestToken(client), u"t"_s);
     service->expect(LOGIN, TOKEN_REQUEST).status(status, body);
-    QCOMPARE(requestToken(client), text("t"));
+    QCOMPARE(requestToken(client), u"t"_s);
     QVERIFY(client.isLoggedIn());
     QVERIFY(client.getLastErrorKey().isNull()); // no failure handler
 }
 
-void tst_sign_in::missingTokenMeansRegistration_data()
+void tst_SignIn::missingTokenMeansRegistration_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::addColumn<QString>("registration");
@@ -632,67 +624,65 @@ void tst_sign_in::missingTokenMeansRegistration_data()
     QTest::newRow("one letter left") << QByteArray(R"({"ab":1})") << "1";
 }
 
-void tst_sign_in::missingTokenMeansRegistration()
+void tst_SignIn::missingTokenMeansRegistration()
 {
     QFETCH(QByteArray, reply);
     QFETCH(QString, registration);
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, TOKEN_REQUEST).json(R"({"data":{"deviceAccessToken":"t"}})");
-    QCOMPARE(requestToken(client), text("t"));
+    QCOMPARE(requestToken(client), u"t"_s);
 
     expectOAuth(DEVICE).json(reply);
-    QString asked = text("earlier");
-    QVERIFY(
-        client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), asked).isEmpty());
+    QString asked = u"earlier"_s;
+    QVERIFY(client.doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, asked).isEmpty());
     QCOMPARE(asked, registration);
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_sign_in::laterTokenStillComesWithTheEarlierRegistration()
+void tst_SignIn::laterTokenStillComesWithTheEarlierRegistration()
 {
     PresenterClient client(nullptr, service->url());
     QString asked;
     expectOAuth(DEVICE).json(R"({"data":{"name":"n"}})");
-    client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), asked);
-    QCOMPARE(asked, text(R"({"name":"n"})"));
+    client.doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, asked);
+    QCOMPARE(asked, uR"({"name":"n"})"_s);
 
     asked.clear();
     expectOAuth(DEVICE).json(R"({"data":{"deviceAccessToken":"t"}})");
-    QCOMPARE(client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), asked),
-             text("t"));
-    QCOMPARE(asked, text(R"({"name":"n"})")); // only an OAuth sign-in clears it
+    QCOMPARE(client.doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, asked), u"t"_s);
+    QCOMPARE(asked, uR"({"name":"n"})"_s); // only an OAuth sign-in clears it
 }
 
-void tst_sign_in::tokenRequestsClearNothingAndStartNoKeepAlive()
+void tst_SignIn::tokenRequestsClearNothingAndStartNoKeepAlive()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, ANN).status("403 No", WRONG_PASSWORD);
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
 
     service->expect(LOGIN, TOKEN_REQUEST).json(R"({"data":{"deviceAccessToken":"t"}})");
-    QCOMPARE(requestToken(client), text("t"));
-    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+    QCOMPARE(requestToken(client), u"t"_s);
+    QCOMPARE(client.getLastErrorKey(), u"login.error.password"_s);
     QVERIFY(!keepAliveRuns(client));
 
     QString registration;
     expectOAuth(DEVICE).json(R"({"data":{"deviceAccessToken":"t"}})");
-    client.doGetOAuthAccessToken(text("x"), text("c"), text("d"), text("n"), registration);
-    QCOMPARE(client.getLastErrorKey(), text("login.error.password"));
+    client.doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, registration);
+    QCOMPARE(client.getLastErrorKey(), u"login.error.password"_s);
     QVERIFY(!keepAliveRuns(client));
 }
 
 // ---- Signing in again -----------------------------------------------------------------------------
 
-void tst_sign_in::signsInAgainWithThePasswordFirst()
+void tst_SignIn::signsInAgainWithThePasswordFirst()
 {
     SignedIn client(*service);
     QString registration;
     service->expect(
         LOGIN,
         R"({"userId":"bob","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"})");
-    client.doLogin(text("bob"), text("d"), text("t"));
+    client.doLogin(u"bob"_s, u"d"_s, u"t"_s);
     expectOAuth();
-    client.doLoginWithOAuth(text("x"), text("c"), registration);
+    client.doLoginWithOAuth(u"x"_s, u"c"_s, registration);
     QVERIFY(!client.isLoggedIn());
 
     service->expect(LOGIN, R"({"userId":"bob","password":"pw","sourceSystem":"Corvel"})")
@@ -701,16 +691,16 @@ void tst_sign_in::signsInAgainWithThePasswordFirst()
     QVERIFY(client.isLoggedIn());
 }
 
-void tst_sign_in::signsInAgainWithTheDeviceToken()
+void tst_SignIn::signsInAgainWithTheDeviceToken()
 {
     const QByteArray body =
         R"({"userId":"bob","deviceId":"d%1","deviceAccessToken":"t%2","sourceSystem":"Corvel"})";
     PresenterClient client(nullptr, service->url());
     QString registration;
     expectOAuth();
-    client.doLoginWithOAuth(text("x"), text("c"), registration);
+    client.doLoginWithOAuth(u"x"_s, u"c"_s, registration);
     service->expect(LOGIN, body);
-    client.doLogin(text("bob"), text("d%1"), text("t%2"));
+    client.doLogin(u"bob"_s, u"d%1"_s, u"t%2"_s);
     QVERIFY(!client.isLoggedIn());
 
     service->expect(LOGIN, body).json(SUCCESS);
@@ -719,22 +709,22 @@ void tst_sign_in::signsInAgainWithTheDeviceToken()
     QVERIFY(keepAliveRuns(client));
 }
 
-void tst_sign_in::signsInAgainThroughOAuth()
+void tst_SignIn::signsInAgainThroughOAuth()
 {
     PresenterClient client(nullptr, service->url());
     QString registration;
     expectOAuth().json(SUCCESS);
-    QVERIFY(client.doLoginWithOAuth(text("x"), text("c"), registration));
+    QVERIFY(client.doLoginWithOAuth(u"x"_s, u"c"_s, registration));
 
     client.reLogin(); // no user id is known yet
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
-    QCOMPARE(client.doGetUserName(), text("ann"));
+    QCOMPARE(client.doGetUserName(), u"ann"_s);
     expectOAuth().json(R"({"infoMsgKeys":["success.registration"],"data":{}})");
     client.reLogin();
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_sign_in::signsInAgainWithNothingStoredSendsNothing()
+void tst_SignIn::signsInAgainWithNothingStoredSendsNothing()
 {
     PresenterClient client(nullptr, service->url());
     client.reLogin();
@@ -742,16 +732,16 @@ void tst_sign_in::signsInAgainWithNothingStoredSendsNothing()
 
     // A user id without any credentials.
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"ann"}})");
-    QCOMPARE(client.doGetUserName(), text("ann"));
+    QCOMPARE(client.doGetUserName(), u"ann"_s);
     client.reLogin();
     QCOMPARE(service->requests().size(), 1);
 }
 
-void tst_sign_in::passwordOfATokenRequestSignsInAgain()
+void tst_SignIn::passwordOfATokenRequestSignsInAgain()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(LOGIN, TOKEN_REQUEST).json(R"({"data":{"deviceAccessToken":"t"}})");
-    QCOMPARE(requestToken(client), text("t"));
+    QCOMPARE(requestToken(client), u"t"_s);
     service->expect(LOGIN, R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
         .json(SUCCESS);
     client.reLogin();
@@ -760,7 +750,7 @@ void tst_sign_in::passwordOfATokenRequestSignsInAgain()
 
 // ---- Keep-alive -----------------------------------------------------------------------------------
 
-void tst_sign_in::keepAliveRunsEveryMinuteAfterSignIn()
+void tst_SignIn::keepAliveRunsEveryMinuteAfterSignIn()
 {
     SignedIn client(*service);
     QCOMPARE(keepAliveTimer(client).interval(), 60000);
@@ -772,7 +762,7 @@ void tst_sign_in::keepAliveRunsEveryMinuteAfterSignIn()
     QVERIFY(!keepAliveTimer(client).isActive());
 }
 
-void tst_sign_in::keepAliveTimerSendsKeepAlives()
+void tst_SignIn::keepAliveTimerSendsKeepAlives()
 {
     SignedIn client(*service);
     service->expect(KEEP_ALIVE);
@@ -782,7 +772,7 @@ void tst_sign_in::keepAliveTimerSendsKeepAlives()
     QTRY_VERIFY(client.isServerReachable());
 }
 
-void tst_sign_in::keepAliveRefreshesReachability()
+void tst_SignIn::keepAliveRefreshesReachability()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(KEEP_ALIVE).json("{}");
@@ -796,7 +786,7 @@ void tst_sign_in::keepAliveRefreshesReachability()
     QVERIFY(!client.isServerReachable());
 }
 
-void tst_sign_in::keepAliveDoesNotSignOut()
+void tst_SignIn::keepAliveDoesNotSignOut()
 {
     SignedIn client(*service);
     service->expect(KEEP_ALIVE).json(R"({"errorMsgKeys":["session.error"]})");
@@ -809,16 +799,16 @@ void tst_sign_in::keepAliveDoesNotSignOut()
 
 // ---- User name and logout -------------------------------------------------------------------------
 
-void tst_sign_in::userNameIsReturnedAndSignsIn()
+void tst_SignIn::userNameIsReturnedAndSignsIn()
 {
     PresenterClient client(nullptr, service->url());
     service->expect(USER, "{}").json(R"({"data":{"userLoginId":"änn%1"}})");
-    QCOMPARE(client.doGetUserName(), QString::fromUtf8("änn%1"));
+    QCOMPARE(client.doGetUserName(), u"änn%1"_s);
     QVERIFY(client.isLoggedIn());
     QVERIFY(!keepAliveRuns(client));
 }
 
-void tst_sign_in::userNameReplyWithoutIdSignsOut_data()
+void tst_SignIn::userNameReplyWithoutIdSignsOut_data()
 {
     QTest::addColumn<QByteArray>("reply");
     QTest::newRow("no id") << QByteArray(R"({"data":{}})");
@@ -831,7 +821,7 @@ void tst_sign_in::userNameReplyWithoutIdSignsOut_data()
     QTest::newRow("empty") << QByteArray();
 }
 
-void tst_sign_in::userNameReplyWithoutIdSignsOut()
+void tst_SignIn::userNameReplyWithoutIdSignsOut()
 {
     QFETCH(QByteArray, reply);
     SignedIn client(*service);
@@ -841,23 +831,23 @@ void tst_sign_in::userNameReplyWithoutIdSignsOut()
     QVERIFY(keepAliveRuns(client));
 }
 
-void tst_sign_in::failedUserNameRequestChangesNothing()
+void tst_SignIn::failedUserNameRequestChangesNothing()
 {
     SignedIn client(*service);
     service->expect(USER, "{}").status("500 Broken", R"({"errorMsgKeys":["a.error"]})");
-    QCOMPARE(client.doGetUserName(), text("ann"));
+    QCOMPARE(client.doGetUserName(), u"ann"_s);
     QVERIFY(client.isLoggedIn());
     QVERIFY(client.getLastErrorKey().isNull());
 }
 
-void tst_sign_in::logoutWithoutSignInSendsNothing()
+void tst_SignIn::logoutWithoutSignInSendsNothing()
 {
     PresenterClient client(nullptr, service->url());
     QVERIFY(client.doLogout());
     QVERIFY(service->requests().isEmpty());
 }
 
-void tst_sign_in::logoutWithoutSignInStopsTheKeepAlive()
+void tst_SignIn::logoutWithoutSignInStopsTheKeepAlive()
 {
     SignedIn client(*service);
     service->expect(USER, "{}").json("{}");
@@ -868,7 +858,7 @@ void tst_sign_in::logoutWithoutSignInStopsTheKeepAlive()
     QVERIFY(!keepAliveRuns(client));
 }
 
-void tst_sign_in::logoutSignsOutOnAnyJson()
+void tst_SignIn::logoutSignsOutOnAnyJson()
 {
     SignedIn client(*service);
     service->expect(LOGOUT, "{}").json(R"({"success":false})");
@@ -876,7 +866,7 @@ void tst_sign_in::logoutSignsOutOnAnyJson()
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_sign_in::failedLogoutLeavesSignedIn_data()
+void tst_SignIn::failedLogoutLeavesSignedIn_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::addColumn<QByteArray>("body");
@@ -884,7 +874,7 @@ void tst_sign_in::failedLogoutLeavesSignedIn_data()
     QTest::newRow("no json") << QByteArray("200 OK") << NO_JSON;
 }
 
-void tst_sign_in::failedLogoutLeavesSignedIn()
+void tst_SignIn::failedLogoutLeavesSignedIn()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, body);
@@ -895,5 +885,5 @@ void tst_sign_in::failedLogoutLeavesSignedIn()
     QVERIFY(!keepAliveRuns(client));
 }
 
-QTEST_GUILESS_MAIN(tst_sign_in)
-#include "tst_sign_in.moc"
+QTEST_GUILESS_MAIN(tst_SignIn)
+#include "tst_signin.moc"

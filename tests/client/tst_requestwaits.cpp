@@ -1,6 +1,7 @@
 // What may happen while an operation waits: the host's events, other operations, the client's end.
 
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "support/LogCapture.h"
@@ -50,11 +51,11 @@ private:
 
 Q_DECLARE_METATYPE(Operation)
 
-class tst_request_waits : public QObject
+class tst_RequestWaits : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void timersOfTheHostRunDuringAWait();
     void keepAliveAnsweredFirstEndsTheWaitAroundIt();
     void operationAnsweredFirstEndsTheKeepAliveInsideIt();
@@ -82,7 +83,7 @@ private slots:
     void quitDoesNotCutAWaitShort();
 };
 
-void tst_request_waits::timersOfTheHostRunDuringAWait()
+void tst_RequestWaits::timersOfTheHostRunDuringAWait()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -98,7 +99,7 @@ void tst_request_waits::timersOfTheHostRunDuringAWait()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::keepAliveAnsweredFirstEndsTheWaitAroundIt()
+void tst_RequestWaits::keepAliveAnsweredFirstEndsTheWaitAroundIt()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -118,7 +119,7 @@ void tst_request_waits::keepAliveAnsweredFirstEndsTheWaitAroundIt()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::operationAnsweredFirstEndsTheKeepAliveInsideIt()
+void tst_RequestWaits::operationAnsweredFirstEndsTheKeepAliveInsideIt()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -127,14 +128,14 @@ void tst_request_waits::operationAnsweredFirstEndsTheKeepAliveInsideIt()
     LogCapture log;
     QElapsedTimer clock;
     clock.start();
-    QCOMPARE(client.doGetUserName(), QStringLiteral("ann"));
+    QCOMPARE(client.doGetUserName(), u"ann"_s);
     QVERIFY(clock.elapsed() < AT_ONCE_MS);
     QVERIFY(!client.isServerReachable());
     QCOMPARE(log.count("ERROR: Operation canceled\nRESPONSE: "), 1);
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::secondOperationAnsweredFirstEndsTheFirst()
+void tst_RequestWaits::secondOperationAnsweredFirstEndsTheFirst()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -145,11 +146,11 @@ void tst_request_waits::secondOperationAnsweredFirstEndsTheFirst()
     clock.start();
     QVERIFY(!client.checkServer(QString(), QString()));
     QVERIFY(clock.elapsed() < AT_ONCE_MS);
-    QCOMPARE(innerUser, QStringLiteral("ann"));
+    QCOMPARE(innerUser, u"ann"_s);
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::replyOfARequestThatNobodyWaitsForEndsAWait()
+void tst_RequestWaits::replyOfARequestThatNobodyWaitsForEndsAWait()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -165,7 +166,7 @@ void tst_request_waits::replyOfARequestThatNobodyWaitsForEndsAWait()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::clientsDoNotEndEachOthersWaits()
+void tst_RequestWaits::clientsDoNotEndEachOthersWaits()
 {
     RestService service;
     PresenterClient first(nullptr, service.url());
@@ -181,7 +182,7 @@ void tst_request_waits::clientsDoNotEndEachOthersWaits()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::operationMayBeCalledFromRequestProcessed()
+void tst_RequestWaits::operationMayBeCalledFromRequestProcessed()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -194,7 +195,7 @@ void tst_request_waits::operationMayBeCalledFromRequestProcessed()
     service.expect(CHECK);
     service.expect(USER, "{}").json(SIGNED_IN);
     QVERIFY(client.checkServer(QString(), QString()));
-    QCOMPARE(user, QStringLiteral("ann"));
+    QCOMPARE(user, u"ann"_s);
     QCOMPARE(service.faults(), QStringList());
 }
 
@@ -206,37 +207,33 @@ static void addOperations()
     QTest::addColumn<QByteArray>("path");
     QTest::addColumn<QByteArray>("body");
     QTest::addColumn<Operation>("operation");
-    const auto text = [](const char *value) { return QString::fromUtf8(value); };
     QTest::newRow("check") << CHECK << QByteArray() << Operation([=](PresenterClient *client) {
-        return !client->checkServer(text("u"), text("p"));
+        return !client->checkServer(u"u"_s, u"p"_s);
     });
-    QTest::newRow("password") << QByteArray("/vantora/login/submit")
-                              << QByteArray(
-                                     R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
-                              << Operation([=](PresenterClient *client) {
-                                     return !client->doLogin(text("u"), text("p"));
-                                 });
+    QTest::newRow("password")
+        << QByteArray("/vantora/login/submit")
+        << QByteArray(R"({"userId":"u","password":"p","sourceSystem":"Corvel"})")
+        << Operation([=](PresenterClient *client) { return !client->doLogin(u"u"_s, u"p"_s); });
     QTest::newRow("device token")
         << QByteArray("/vantora/login/submit")
         << QByteArray(
                R"({"userId":"u","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"})")
-        << Operation([=](PresenterClient *client) {
-               return !client->doLogin(text("u"), text("d"), text("t"));
-           });
+        << Operation(
+               [=](PresenterClient *client) { return !client->doLogin(u"u"_s, u"d"_s, u"t"_s); });
     QTest::newRow("registration") << QByteArray("/vantora/register/oauth/submit")
                                   << QByteArray(R"({"name":"n","sourceSystem":"Corvel"})")
                                   << Operation([=](PresenterClient *client) {
-                                         QString registration = text(R"({"name":"n"})");
-                                         return !client->doLoginWithOAuth(text("x"), text("c"),
+                                         QString registration = uR"({"name":"n"})"_s;
+                                         return !client->doLoginWithOAuth(u"x"_s, u"c"_s,
                                                                           registration)
-                                             && registration == text(R"({"name":"n"})");
+                                             && registration == uR"({"name":"n"})"_s;
                                      });
     QTest::newRow("access token")
         << QByteArray("/vantora/login/submit")
         << QByteArray(
                R"({"userId":"u","password":"p","deviceId":"d","deviceName":"n","sourceSystem":"Corvel"})")
         << Operation([=](PresenterClient *client) {
-               return client->doGetAccessToken(text("u"), text("p"), text("d"), text("n")).isNull();
+               return client->doGetAccessToken(u"u"_s, u"p"_s, u"d"_s, u"n"_s).isNull();
            });
     QTest::newRow("user name") << USER << QByteArray("{}")
                                << Operation([](PresenterClient *client) {
@@ -260,12 +257,12 @@ static void addOperations()
     });
 }
 
-void tst_request_waits::deletedDuringAWaitReturnsAtOnce_data()
+void tst_RequestWaits::deletedDuringAWaitReturnsAtOnce_data()
 {
     addOperations();
 }
 
-void tst_request_waits::deletedDuringAWaitReturnsAtOnce()
+void tst_RequestWaits::deletedDuringAWaitReturnsAtOnce()
 {
     QFETCH(QByteArray, path);
     QFETCH(QByteArray, body);
@@ -281,12 +278,12 @@ void tst_request_waits::deletedDuringAWaitReturnsAtOnce()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::deletedFromRequestProcessed_data()
+void tst_RequestWaits::deletedFromRequestProcessed_data()
 {
     addOperations();
 }
 
-void tst_request_waits::deletedFromRequestProcessed()
+void tst_RequestWaits::deletedFromRequestProcessed()
 {
     QFETCH(QByteArray, path);
     QFETCH(QByteArray, body);
@@ -301,7 +298,7 @@ void tst_request_waits::deletedFromRequestProcessed()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::deletedFromRequestProcessedOfAnAbortedRequest()
+void tst_RequestWaits::deletedFromRequestProcessedOfAnAbortedRequest()
 {
     RestService service;
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service.url());
@@ -318,7 +315,7 @@ void tst_request_waits::deletedFromRequestProcessedOfAnAbortedRequest()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::deletedInsideTwoWaitsEndsBoth()
+void tst_RequestWaits::deletedInsideTwoWaitsEndsBoth()
 {
     RestService service;
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service.url());
@@ -335,14 +332,14 @@ void tst_request_waits::deletedInsideTwoWaitsEndsBoth()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::deletedInItsOwnHandler_data()
+void tst_RequestWaits::deletedInItsOwnHandler_data()
 {
     QTest::addColumn<QByteArray>("status");
     QTest::newRow("success") << QByteArray("200 OK");
     QTest::newRow("failure") << QByteArray("500 Broken");
 }
 
-void tst_request_waits::deletedInItsOwnHandler()
+void tst_RequestWaits::deletedInItsOwnHandler()
 {
     QFETCH(QByteArray, status);
     RestService service;
@@ -353,7 +350,7 @@ void tst_request_waits::deletedInItsOwnHandler()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::deletedLaterDuringAWait()
+void tst_RequestWaits::deletedLaterDuringAWait()
 {
     RestService service;
     QPointer<PresenterClient> client = new PresenterClient(nullptr, service.url());
@@ -366,7 +363,7 @@ void tst_request_waits::deletedLaterDuringAWait()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::deletedWithItsParentDuringAWait()
+void tst_RequestWaits::deletedWithItsParentDuringAWait()
 {
     RestService service;
     auto *parent = new QObject;
@@ -380,7 +377,7 @@ void tst_request_waits::deletedWithItsParentDuringAWait()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::openRequestsGoWithTheClient()
+void tst_RequestWaits::openRequestsGoWithTheClient()
 {
     RestService service;
     auto *client = new PresenterClient(nullptr, service.url());
@@ -399,7 +396,7 @@ void tst_request_waits::openRequestsGoWithTheClient()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::openRequestsGoWithAClientDeletedInRequestProcessed()
+void tst_RequestWaits::openRequestsGoWithAClientDeletedInRequestProcessed()
 {
     RestService service;
     auto *client = new PresenterClient(nullptr, service.url());
@@ -420,7 +417,7 @@ void tst_request_waits::openRequestsGoWithAClientDeletedInRequestProcessed()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::replyDeletedByTheHostEndsItsWait()
+void tst_RequestWaits::replyDeletedByTheHostEndsItsWait()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -435,14 +432,14 @@ void tst_request_waits::replyDeletedByTheHostEndsItsWait()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_request_waits::hostRunsBelowNoSignalOfTheToolkit_data()
+void tst_RequestWaits::hostRunsBelowNoSignalOfTheToolkit_data()
 {
     QTest::addColumn<bool>("aborted");
     QTest::newRow("answered") << false;
     QTest::newRow("aborted") << true;
 }
 
-void tst_request_waits::hostRunsBelowNoSignalOfTheToolkit()
+void tst_RequestWaits::hostRunsBelowNoSignalOfTheToolkit()
 {
     QFETCH(bool, aborted);
     RestService service;
@@ -465,7 +462,7 @@ void tst_request_waits::hostRunsBelowNoSignalOfTheToolkit()
 
 // ---- The application's end ------------------------------------------------------------------------
 
-void tst_request_waits::quitDoesNotCutAWaitShort()
+void tst_RequestWaits::quitDoesNotCutAWaitShort()
 {
     RestService service;
     PresenterClient client(nullptr, service.url());
@@ -482,7 +479,7 @@ void tst_request_waits::quitDoesNotCutAWaitShort()
     });
     QCoreApplication::exec();
     QVERIFY(reached);
-    QCOMPARE(user, QStringLiteral("ann"));
+    QCOMPARE(user, u"ann"_s);
 
     // Nor one that nothing but the wait has heard of.
     QCoreApplication::quit();
@@ -491,5 +488,5 @@ void tst_request_waits::quitDoesNotCutAWaitShort()
     QCOMPARE(service.faults(), QStringList());
 }
 
-QTEST_GUILESS_MAIN(tst_request_waits)
-#include "tst_request_waits.moc"
+QTEST_GUILESS_MAIN(tst_RequestWaits)
+#include "tst_requestwaits.moc"

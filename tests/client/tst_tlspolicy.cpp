@@ -1,6 +1,7 @@
 // No TLS error is ever waived; the one that the host can explain to a teacher is told by its key.
 
 #include "client/PresenterClient.h"
+#include "support/Text.h"
 
 #include "client/RestService.h"
 #include "support/LogCapture.h"
@@ -36,7 +37,7 @@ namespace
 {
 
 const QByteArray CHECK = "/vantora";
-const QString MISSING = QStringLiteral("SSLRootCertificateMissing");
+const QString MISSING = u"SSLRootCertificateMissing"_s;
 
 // A failure that needs the whole wait of 10 s is one too many here.
 constexpr int AT_ONCE_MS = 8000;
@@ -61,19 +62,13 @@ protected:
 private:
     QSslConfiguration m_configuration;
 };
-
-QString text(const char *value)
-{
-    return QString::fromUtf8(value);
-}
-
 // What a connection to `service` has for its configuration once the certificates have been looked at.
 QSslConfiguration peerConfiguration(const RestService &service)
 {
     QSslSocket socket;
     socket.setPeerVerifyMode(QSslSocket::QueryPeer);
     QSignalSpy encrypted(&socket, &QSslSocket::encrypted);
-    socket.connectToHostEncrypted(text("127.0.0.1"), service.port());
+    socket.connectToHostEncrypted(u"127.0.0.1"_s, service.port());
     if (!encrypted.wait())
         qFatal("no TLS connection: %s", qPrintable(socket.errorString()));
     return socket.sslConfiguration();
@@ -98,11 +93,11 @@ QString errorKeyFor(const QSslConfiguration &configuration, const QList<QSslErro
 
 } // namespace
 
-class tst_tls_policy : public QObject
+class tst_TlsPolicy : public QObject
 {
     Q_OBJECT
 
-private slots:
+private Q_SLOTS:
     void initTestCase() { m_systemRoots = QSslConfiguration::defaultConfiguration(); }
     void init() { QSslConfiguration::setDefaultConfiguration(m_systemRoots); }
 
@@ -135,13 +130,13 @@ private:
 
     QSslConfiguration m_systemRoots;
     TestCertificates authority; // "Test Root"
-    TestCertificates otherAuthority{text("Other Root")};
+    TestCertificates otherAuthority{u"Other Root"_s};
     QMap<int, QSslConfiguration> m_issued;
 };
 
 // What a service with such a certificate speaks TLS with; made once. It sends the certificate and its
 // intermediate, but not the root, which a server adds that knows it.
-QSslConfiguration tst_tls_policy::issued(Leaf leaf)
+QSslConfiguration tst_TlsPolicy::issued(Leaf leaf)
 {
     QSslConfiguration &configuration = m_issued[int(leaf)];
     if (configuration.localCertificate().isNull())
@@ -149,11 +144,11 @@ QSslConfiguration tst_tls_policy::issued(Leaf leaf)
     return configuration;
 }
 
-TestCertificates::Identity tst_tls_policy::issue(Leaf leaf)
+TestCertificates::Identity tst_TlsPolicy::issue(Leaf leaf)
 {
-    const QString name = text("localhost");
-    const QString elsewhere = text("elsewhere.example");
-    const QString elsewhereNames = text("DNS:elsewhere.example");
+    const QString name = u"localhost"_s;
+    const QString elsewhere = u"elsewhere.example"_s;
+    const QString elsewhereNames = u"DNS:elsewhere.example"_s;
     switch (leaf) {
     case Leaf::Valid:
         return authority.issue(name);
@@ -173,7 +168,7 @@ TestCertificates::Identity tst_tls_policy::issue(Leaf leaf)
 
 // ---- Real servers ---------------------------------------------------------------------------------
 
-void tst_tls_policy::trustedServiceIsReached()
+void tst_TlsPolicy::trustedServiceIsReached()
 {
     authority.trust();
     RestService service(issued(Leaf::Valid));
@@ -186,7 +181,7 @@ void tst_tls_policy::trustedServiceIsReached()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_tls_policy::trustedIntermediateIsReached()
+void tst_TlsPolicy::trustedIntermediateIsReached()
 {
     authority.trust();
     RestService service(issued(Leaf::Intermediate));
@@ -197,7 +192,7 @@ void tst_tls_policy::trustedIntermediateIsReached()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_tls_policy::untrustedServiceFails_data()
+void tst_TlsPolicy::untrustedServiceFails_data()
 {
     QTest::addColumn<Trust>("trust");
     QTest::addColumn<Leaf>("leaf");
@@ -218,7 +213,7 @@ void tst_tls_policy::untrustedServiceFails_data()
         << Trust::Root << Leaf::IntermediateWrongHost << false;
 }
 
-void tst_tls_policy::untrustedServiceFails()
+void tst_TlsPolicy::untrustedServiceFails()
 {
     QFETCH(Trust, trust);
     QFETCH(Leaf, leaf);
@@ -239,14 +234,14 @@ void tst_tls_policy::untrustedServiceFails()
     QVERIFY(clock.elapsed() < AT_ONCE_MS);
     QCOMPARE(client.getLastErrorKey(), rootIsMissing ? MISSING : QString());
     QCOMPARE(client.getLastErrorKey().isNull(), !rootIsMissing);
-    QCOMPARE(log.messages().first(), text("+++ SSL Config +++"));
+    QCOMPARE(log.messages().first(), u"+++ SSL Config +++"_s);
     QCOMPARE(log.messages().mid(log.messages().size() - 2),
              (QStringList{"[REST Response] ", "ERROR: SSL handshake failed\nRESPONSE: "}));
     QVERIFY(service.requests().isEmpty());
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_tls_policy::rootsThatTheToolkitLoadsOnDemandAreNotSeen()
+void tst_TlsPolicy::rootsThatTheToolkitLoadsOnDemandAreNotSeen()
 {
     // Where the system's roots are loaded on demand, the configuration lists none of them.
     if (!QSslConfiguration::defaultConfiguration().caCertificates().isEmpty())
@@ -258,7 +253,7 @@ void tst_tls_policy::rootsThatTheToolkitLoadsOnDemandAreNotSeen()
     QVERIFY(service.requests().isEmpty());
 }
 
-void tst_tls_policy::rootIsToldByItsNameAlone()
+void tst_TlsPolicy::rootIsToldByItsNameAlone()
 {
     // Another authority of the same name: the chain does not hold, but no root seems to be missing.
     TestCertificates namesake;
@@ -271,7 +266,7 @@ void tst_tls_policy::rootIsToldByItsNameAlone()
     QVERIFY(service.requests().isEmpty());
 }
 
-void tst_tls_policy::errorsAndCertificatesAreLogged()
+void tst_TlsPolicy::errorsAndCertificatesAreLogged()
 {
     otherAuthority.trust();
     RestService service(issued(Leaf::Intermediate));
@@ -293,7 +288,7 @@ void tst_tls_policy::errorsAndCertificatesAreLogged()
              }));
 }
 
-void tst_tls_policy::severalErrorsAreLoggedInOrder()
+void tst_TlsPolicy::severalErrorsAreLoggedInOrder()
 {
     authority.trust();
     RestService service(issued(Leaf::ExpiredWrongHost));
@@ -317,36 +312,36 @@ void tst_tls_policy::severalErrorsAreLoggedInOrder()
 
 // ---- The key and the operations -------------------------------------------------------------------
 
-void tst_tls_policy::errorKeySurvivesTheOperation_data()
+void tst_TlsPolicy::errorKeySurvivesTheOperation_data()
 {
     QTest::addColumn<Operation>("operation");
     const auto add = [](const char *name, Operation operation) {
         QTest::newRow(name) << operation;
     };
-    add("check", [](PresenterClient &client) { return client.checkServer(text("u"), text("p")); });
-    add("password", [](PresenterClient &client) { return client.doLogin(text("u"), text("p")); });
+    add("check", [](PresenterClient &client) { return client.checkServer(u"u"_s, u"p"_s); });
+    add("password", [](PresenterClient &client) { return client.doLogin(u"u"_s, u"p"_s); });
     add("device token",
-        [](PresenterClient &client) { return client.doLogin(text("u"), text("d"), text("t")); });
+        [](PresenterClient &client) { return client.doLogin(u"u"_s, u"d"_s, u"t"_s); });
     add("oauth", [](PresenterClient &client) {
         QString registration;
-        return client.doLoginWithOAuth(text("x"), text("c"), registration);
+        return client.doLoginWithOAuth(u"x"_s, u"c"_s, registration);
     });
     add("access token", [](PresenterClient &client) {
-        return !client.doGetAccessToken(text("u"), text("p"), text("d"), text("n")).isNull();
+        return !client.doGetAccessToken(u"u"_s, u"p"_s, u"d"_s, u"n"_s).isNull();
     });
     add("session", [](PresenterClient &client) { return client.doStartSession(QString()); });
     add("session, signing in again", [](PresenterClient &client) {
-        client.doGetAccessToken(text("u"), text("p"), text("d"), text("n"));
+        client.doGetAccessToken(u"u"_s, u"p"_s, u"d"_s, u"n"_s);
         return client.doStartSession(QString());
     });
     add("upload", [](PresenterClient &client) {
         QString id;
         QString path;
-        return client.doUploadResource(text("f"), "d", &id, &path);
+        return client.doUploadResource(u"f"_s, "d", &id, &path);
     });
 }
 
-void tst_tls_policy::errorKeySurvivesTheOperation()
+void tst_TlsPolicy::errorKeySurvivesTheOperation()
 {
     QFETCH(Operation, operation);
     otherAuthority.trust();
@@ -358,12 +353,12 @@ void tst_tls_policy::errorKeySurvivesTheOperation()
     QVERIFY(service.requests().isEmpty());
 }
 
-void tst_tls_policy::nextSignInForgetsTheErrorKey()
+void tst_TlsPolicy::nextSignInForgetsTheErrorKey()
 {
     authority.trustNobody();
     RestService service(issued(Leaf::Valid));
     PresenterClient client(nullptr, service.url());
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     QCOMPARE(client.getLastErrorKey(), MISSING);
 
     // The toolkit keeps a connection that it tried lately, with the roots of then, for a while.
@@ -373,14 +368,14 @@ void tst_tls_policy::nextSignInForgetsTheErrorKey()
         .expect("/vantora/login/submit",
                 R"({"userId":"ann","password":"pw","sourceSystem":"Corvel"})")
         .json(R"({"infoMsgs":["success"]})");
-    QVERIFY(client.doLogin(text("ann"), text("pw")));
+    QVERIFY(client.doLogin(u"ann"_s, u"pw"_s));
     QVERIFY(client.getLastErrorKey().isNull());
     QCOMPARE(service.faults(), QStringList());
 }
 
 // ---- Configurations made by hand ------------------------------------------------------------------
 
-void tst_tls_policy::emptyChainAndNoRootsIsAMissingRoot()
+void tst_TlsPolicy::emptyChainAndNoRootsIsAMissingRoot()
 {
     LogCapture log;
     QCOMPARE(errorKeyFor(withRoots(QSslConfiguration(), {})), MISSING);
@@ -388,7 +383,7 @@ void tst_tls_policy::emptyChainAndNoRootsIsAMissingRoot()
              (QStringList{"+++ SSL Config +++", "peer certificate list", "certificate list"}));
 }
 
-void tst_tls_policy::emptyChainMatchesOnlyARootWithoutAName()
+void tst_TlsPolicy::emptyChainMatchesOnlyARootWithoutAName()
 {
     TestCertificates nameless{QString()};
     QVERIFY(nameless.root().issuerInfo(QSslCertificate::CommonName).isEmpty());
@@ -402,10 +397,10 @@ void tst_tls_policy::emptyChainMatchesOnlyARootWithoutAName()
                           "CommonName: Test Root", "CommonName: "}));
 }
 
-void tst_tls_policy::severalNamesAreJoined()
+void tst_TlsPolicy::severalNamesAreJoined()
 {
-    TestCertificates school(text("School/CN=Town"));
-    RestService service(school.issue(text("localhost")).serverConfiguration());
+    TestCertificates school(u"School/CN=Town"_s);
+    RestService service(school.issue(u"localhost"_s).serverConfiguration());
     const QSslConfiguration peer = peerConfiguration(service);
 
     LogCapture log;
@@ -419,25 +414,25 @@ void tst_tls_policy::severalNamesAreJoined()
 
     // The toolkit lists the names last first. One name that reads like the two joined is as good; in
     // another order or case they are not.
-    TestCertificates joined(text("Town School"));
+    TestCertificates joined(u"Town School"_s);
     QVERIFY(errorKeyFor(withRoots(peer, {joined.root()})).isNull());
-    TestCertificates turned(text("Town/CN=School"));
+    TestCertificates turned(u"Town/CN=School"_s);
     QCOMPARE(errorKeyFor(withRoots(peer, {turned.root()})), MISSING);
-    TestCertificates small(text("town school"));
+    TestCertificates small(u"town school"_s);
     QCOMPARE(errorKeyFor(withRoots(peer, {small.root()})), MISSING);
 }
 
-void tst_tls_policy::everyRootIsLoggedAfterAMatch()
+void tst_TlsPolicy::everyRootIsLoggedAfterAMatch()
 {
     RestService service(issued(Leaf::Valid));
     const QSslConfiguration peer = peerConfiguration(service);
     LogCapture log;
     QVERIFY(errorKeyFor(withRoots(peer, {authority.root(), otherAuthority.root()})).isNull());
-    QCOMPARE(log.messages().mid(log.messages().indexOf(text("certificate list"))),
+    QCOMPARE(log.messages().mid(log.messages().indexOf(u"certificate list"_s)),
              (QStringList{"certificate list", "CommonName: Test Root", "CommonName: Other Root"}));
 }
 
-void tst_tls_policy::earlierErrorKeyIsKeptWhenTheRootIsKnown()
+void tst_TlsPolicy::earlierErrorKeyIsKeptWhenTheRootIsKnown()
 {
     authority.trust();
     RestService plain;
@@ -447,20 +442,20 @@ void tst_tls_policy::earlierErrorKeyIsKeptWhenTheRootIsKnown()
         .expect("/vantora/login/submit",
                 R"({"userId":"ann","password":"pw","sourceSystem":"Corvel"})")
         .status("403 No", R"({"errorMsgKeys":["login.error"]})");
-    QVERIFY(!client.doLogin(text("ann"), text("pw")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"pw"_s));
     plain.expect("/vantora/login/keepSessionAlive").redirect(service.url().toUtf8());
     client.sendKeepAlive();
     QCOMPARE(client.getServerUrl(), service.url());
 
     client.sendKeepAlive(); // clears nothing before it sends
-    QCOMPARE(client.getLastErrorKey(), text("login.error"));
+    QCOMPARE(client.getLastErrorKey(), u"login.error"_s);
     QVERIFY(service.requests().isEmpty());
     QCOMPARE(plain.faults(), QStringList());
 }
 
 // ---- Around TLS -----------------------------------------------------------------------------------
 
-void tst_tls_policy::redirectFromTlsToPlainIsNotFollowed()
+void tst_TlsPolicy::redirectFromTlsToPlainIsNotFollowed()
 {
     authority.trust();
     RestService service(issued(Leaf::Valid));
@@ -481,7 +476,7 @@ void tst_tls_policy::redirectFromTlsToPlainIsNotFollowed()
     QCOMPARE(service.faults(), QStringList());
 }
 
-void tst_tls_policy::brokenHandshakeFailsAndSendsNothingInClear_data()
+void tst_TlsPolicy::brokenHandshakeFailsAndSendsNothingInClear_data()
 {
     using namespace Scripted;
     QTest::addColumn<Script>("script");
@@ -499,21 +494,21 @@ void tst_tls_policy::brokenHandshakeFailsAndSendsNothingInClear_data()
                                      close()};
 }
 
-void tst_tls_policy::brokenHandshakeFailsAndSendsNothingInClear()
+void tst_TlsPolicy::brokenHandshakeFailsAndSendsNothingInClear()
 {
     QFETCH(Scripted::Script, script);
     ScriptedServer server;
     server.onEveryOther(script);
     QVERIFY(server.listen());
-    PresenterClient client(nullptr, QStringLiteral("https://127.0.0.1:%1").arg(server.port()));
+    PresenterClient client(nullptr, u"https://127.0.0.1:%1"_s.arg(server.port()));
     LogCapture log;
     QElapsedTimer clock;
     clock.start();
-    QVERIFY(!client.doLogin(text("ann"), text("s3cret")));
+    QVERIFY(!client.doLogin(u"ann"_s, u"s3cret"_s));
     QVERIFY(clock.elapsed() < AT_ONCE_MS);
     QVERIFY(client.getLastErrorKey().isNull());
-    QCOMPARE(log.startingWith(text("[REST Response]")), QStringList{"[REST Response] "});
-    QCOMPARE(log.startingWith(text("ERROR: ")).size(), 1);
+    QCOMPARE(log.startingWith(u"[REST Response]"_s), QStringList{"[REST Response] "});
+    QCOMPARE(log.startingWith(u"ERROR: "_s).size(), 1);
 
     QVERIFY(server.connectionCount() > 0);
     for (int i = 0; i < server.connectionCount(); ++i) {
@@ -524,5 +519,5 @@ void tst_tls_policy::brokenHandshakeFailsAndSendsNothingInClear()
     }
 }
 
-QTEST_GUILESS_MAIN(tst_tls_policy)
-#include "tst_tls_policy.moc"
+QTEST_GUILESS_MAIN(tst_TlsPolicy)
+#include "tst_tlspolicy.moc"
