@@ -251,8 +251,8 @@ void tst_SockJSConnector::incomingFrames_data()
     QTest::newRow("object, array, null")
         << "a[{\"a\":1},[\"b\"],null,\"c\"]" << QStringList{"", "", "", "c"};
     QTest::newRow("escapes") << "a[\"{\\\"t\\\":\\\"\\u00e4\\n\\\"}\"]"
-                             << QStringList{u"{\"t\":\"\xc3\xa4\n\"}"_s};
-    QTest::newRow("letters") << u"a[\"\xe2\x82\xac\"]"_s << QStringList{u"\xe2\x82\xac"_s};
+                             << QStringList{u"{\"t\":\"\u00e4\n\"}"_s};
+    QTest::newRow("letters") << u"a[\"\u20ac\"]"_s << QStringList{u"\u20ac"_s};
     QTest::newRow("spaces") << "a [ \"x\" ] " << QStringList{"x"};
     QTest::newRow("heartbeat") << "h" << QStringList();
     QTest::newRow("close frame") << "c[3000,\"Go away!\"]" << QStringList();
@@ -305,7 +305,7 @@ void tst_SockJSConnector::outgoingFrames_data()
                              << QByteArray("[\n    \"\\\"\\\\/\\n\\t\\u0001\"\n]\n");
     QTest::newRow("zero") << QString(QLatin1Char('a') + QString(1, QChar(0)) + QLatin1Char('b'))
                           << QByteArray("[\n    \"a\\u0000b\"\n]\n");
-    QTest::newRow("letters") << u"\xe2\x82\xac"_s << QByteArray("[\n    \"\xe2\x82\xac\"\n]\n");
+    QTest::newRow("letters") << u"\u20ac"_s << QByteArray("[\n    \"\xe2\x82\xac\"\n]\n");
     QTest::newRow("percent") << "%1 %0" << QByteArray("[\n    \"%1 %0\"\n]\n");
 }
 

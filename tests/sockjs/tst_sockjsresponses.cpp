@@ -126,12 +126,12 @@ void tst_SockJSResponses::bodiesAreDelivered_data()
         << 1 << QStringList{"abc"};
     QTest::newRow("lengths count bytes") << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: "
                                                            "7\r\n\r\n\xe2\x82\xac\xf0\x9f\x98\x80"}
-                                         << 1 << QStringList{u"\xe2\x82\xac\xf0\x9f\x98\x80"_s};
+                                         << 1 << QStringList{u"\u20ac\U0001F600"_s};
     QTest::newRow("letter split over two chunks") << QByteArrayList{CHUNKED_HEADER
                                                                     + "2\r\n\xe2\x82\r\n3\r\n\xac"
                                                                       "bc\r\n0\r\n\r\n"}
                                                   << 1
-                                                  << QStringList{u"\xe2\x82\xac"
+                                                  << QStringList{u"\u20ac"
                                                                  "bc"_s};
     QTest::newRow("zero byte") << QByteArrayList{QByteArray(
         "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na\0b", 41)}
@@ -139,7 +139,7 @@ void tst_SockJSResponses::bodiesAreDelivered_data()
     QTest::newRow("no UTF-8") << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na\xff"
                                                 "b"}
                               << 1
-                              << QStringList{u"a\xef\xbf\xbd"
+                              << QStringList{u"a\ufffd"
                                              "b"_s};
     QTest::newRow("body that holds a header, plain")
         << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 28\r\n\r\na[\"HTTP/1.1 ",

@@ -251,7 +251,7 @@ void tst_SockJSWorker::requestsAreWrittenOneATurnAndInOrder()
     QVERIFY(server.listen());
     WorkerRun run(localhost(), server.port());
     QVERIFY(run.connectToServer());
-    QVERIFY(run.queue(u"first \xc3\xa4"_s));
+    QVERIFY(run.queue(u"first \u00e4"_s));
     QVERIFY(run.queue(u"second"_s));
     QElapsedTimer timer;
     timer.start();

@@ -305,7 +305,7 @@ void tst_SockJSXHRPolling::payloadIsFramedWithItsLengthInCharacters()
     QVERIFY(server.listen());
     SockJSXHRPolling transport;
     QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
-    QVERIFY(transport.doRequestXHR(u"/else"_s, u"\xc3\xa4%1x"_s));
+    QVERIFY(transport.doRequestXHR(u"/else"_s, u"\u00e4%1x"_s));
     QVERIFY2(server.finished(), qPrintable(server.failure()));
 }
 
