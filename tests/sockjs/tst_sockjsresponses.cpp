@@ -207,7 +207,7 @@ void tst_SockJSResponses::everyCutGivesTheSame()
         runs.back()->expectResponse();
         runs.back()->start();
     }
-    const QStringList expected{u"a[\"HTTP/\xe2\x82\xac\"]\n"_s, "end"};
+    const QStringList expected{u"a[\"HTTP/\u20ac\"]\n"_s, "end"};
     for (const auto &run : runs)
         QTRY_COMPARE_WITH_TIMEOUT(run->messages, expected, 30000);
     QVERIFY2(server.finished(), qPrintable(server.failure()));

@@ -426,7 +426,7 @@ void tst_SockJSXHRPolling::postIsExact()
     const LogCapture log;
     SockJSXHRPolling transport;
     QVERIFY(transport.start(localhost(), server.port(), false, u"/s"_s, false));
-    transport.sendTextMessage(u"[\n    \"\xe2\x82\xac %1\"\n]\n"_s);
+    transport.sendTextMessage(u"[\n    \"\u20ac %1\"\n]\n"_s);
     QTRY_COMPARE_WITH_TIMEOUT(server.requests(1).size(), 1, 20000);
     const QByteArray request = server.requests(1).at(0);
     QVERIFY2(request.startsWith("POST /s/xhr_send HTTP/1.1\r\n"), request.constData());
