@@ -19,19 +19,20 @@ JsonReply::JsonReply(const QString &body)
     });
 }
 
-QString JsonReply::firstOf(const QString &key) const
+QString JsonReply::firstOf(QLatin1String key) const
 {
     return m_reply.value(key).toArray().at(0).toString();
 }
 
-QJsonValue JsonReply::data(const QString &key) const
+QJsonValue JsonReply::data(QLatin1String key) const
 {
-    return m_reply.value(QStringLiteral("data")).toObject().value(key);
+    return m_reply.value(QLatin1String("data")).toObject().value(key);
 }
 
-QString JsonReply::text(const QString &key) const
+void JsonReply::read(QLatin1String key, QString *text) const
 {
-    return textOf(data(key));
+    if (m_valid)
+        *text = this->text(key);
 }
 
 QString textOf(const QJsonValue &value)

@@ -8,17 +8,17 @@
 #include "collab/PresenterCollab.h"
 #include "collab/TarvoCollabMessage.h"
 #include "compression/BoundedInflate.h"
+#include "support/Http.h"
+#include "support/Log.h"
 #include "support/PrintableUrl.h"
+#include "support/Utf8.h"
 #include "support/Wait.h"
 
 #include <QtCore/QCoreApplication>
-#include <QtCore/QDebug>
 #include <QtCore/QEvent>
 #include <QtCore/QPointer>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkAccessManager>
-#include <QtNetwork/QNetworkCookieJar>
-#include <QtNetwork/QNetworkRequest>
 
 #include <utility>
 
@@ -30,39 +30,36 @@ constexpr int REPLY_WAIT_MS = 10000;
 // As a body comes, and inflated. The service's own replies have some KiB.
 constexpr int MAX_REPLY_BYTES = 64 * 1024 * 1024;
 
-// Compressed replies are inflated here, so the toolkit must not do it: it does not when the request
-// names its encodings itself.
-constexpr char ACCEPT_ENCODING_HEADER[] = "accept-encoding";
-constexpr char ACCEPT_ENCODING[] = "identity";
+// Compressed replies are inflated here.
 constexpr char CONTENT_ENCODING_HEADER[] = "content-encoding";
 constexpr char GZIP_ENCODING[] = "gzip";
 
-const QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
-const QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
+constexpr QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
 
-const QLatin1String SECURE_SCHEME("https");
+constexpr QLatin1String SECURE_SCHEME("https");
 constexpr int DEFAULT_HTTP_PORT = 80;
 
-const QLatin1String ERROR_KEYS("errorMsgKeys");
-const QLatin1String ERROR_MARK("error");
+constexpr QLatin1String ERROR_KEYS("errorMsgKeys");
+constexpr QLatin1String ERROR_MARK("error");
 
 // A redirect target without its path.
 QString baseAddress(const QUrl &target)
 {
-    QString host = target.host();
-    if (host.contains(QLatin1Char(':')))
-        host = QLatin1Char('[') + host + QLatin1Char(']');
-    QString base = target.scheme() + QLatin1String("://") + host;
+    QString base = target.scheme() + QLatin1String("://") + Tarvo::urlHost(target.host());
     // Only port 80 goes without saying; a stated 443 is kept.
     if (target.port() != -1 && target.port() != DEFAULT_HTTP_PORT)
         base += QLatin1Char(':') + QString::number(target.port());
     return base;
 }
 
+QString errorKeyIn(const QString &firstKey)
+{
+    return firstKey.contains(ERROR_MARK) ? firstKey : QString();
+}
+
 void logDroppedReply()
 {
-    qDebug().noquote() << "[PresenterClient] Reply dropped, larger than" << MAX_REPLY_BYTES
-                       << "bytes!";
+    TARVO_LOG(rest, "[PresenterClient] Reply dropped, larger than ", MAX_REPLY_BYTES, " bytes!");
 }
 
 // Nobody reads the reply before it has finished, so what is there is what has come.
@@ -79,13 +76,13 @@ QString readBody(QNetworkReply *reply)
 {
     QByteArray bytes = reply->isOpen() ? reply->readAll() : QByteArray(); // closed when aborted
     if (reply->rawHeader(CONTENT_ENCODING_HEADER) == GZIP_ENCODING) {
-        qDebug().noquote() << "[REST Responze.gzip] Compressed size:" << bytes.size();
+        TARVO_LOG(rest, "[REST Responze.gzip] Compressed size: ", bytes.size());
         bool tooLarge = false;
         bytes = inflateAtMost(bytes, MAX_REPLY_BYTES, &tooLarge);
         if (tooLarge)
             logDroppedReply();
     }
-    return QString::fromUtf8(bytes.constData()); // ends at the first NUL
+    return Tarvo::utf8UpToZero(bytes);
 }
 
 } // namespace
@@ -100,9 +97,7 @@ PresenterClient::PresenterClient(QObject *parent, QString server)
         serverUrl.chop(1);
 
     // The service keeps its session in cookies: one jar for the client's whole life.
-    auto *cookieJar = new QNetworkCookieJar(this);
-    networkManager->setCookieJar(cookieJar);
-    cookieJar->setParent(this); // setting it had made the manager its parent
+    Tarvo::makeCookieJar(networkManager, this);
 
     connect(networkManager, &QNetworkAccessManager::finished, this,
             &PresenterClient::queueFinished);
@@ -173,25 +168,20 @@ void PresenterClient::doRequest(bool wait, const QUrl &url, const QString &body,
 }
 
 // Sends a JSON text to a path of the service and waits for the reply. Returns whether the client still
-// exists afterwards: if not, the caller must return without touching it.
+// exists; what became of the request is for the handlers to say.
 bool PresenterClient::post(const QString &path, const QString &body, SuccessHandler success,
                            FailureHandler failure)
 {
-    const QPointer<PresenterClient> self(this);
-    doRequest(true, QUrl(serverUrl + path), body, success, failure, false);
-    return !self.isNull();
+    return survives(
+        [&] { doRequest(true, QUrl(serverUrl + path), body, success, failure, false); });
 }
 
 QNetworkReply *PresenterClient::send(const QUrl &url, const QByteArray &body,
                                      SuccessHandler success, FailureHandler failure, bool multipart)
 {
-    QNetworkRequest request(url);
-    request.setRawHeader(ACCEPT_ENCODING_HEADER, ACCEPT_ENCODING);
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY
-                                : QString(JSON_CONTENT_TYPE));
-
-    QNetworkReply *reply = networkManager->post(request, body);
+    const QString contentType =
+        multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY : QString(Tarvo::JSON_CONTENT_TYPE);
+    QNetworkReply *reply = networkManager->post(Tarvo::identityRequest(url, contentType), body);
     replyCallbacks.insert(reply, CALLBACKS{success, failure});
     connect(reply, &QNetworkReply::readyRead, reply, [reply] { abortTooLarge(reply); });
     return reply;
@@ -233,10 +223,11 @@ void PresenterClient::queueFinished(QNetworkReply *reply)
 
 void PresenterClient::slotRequestFinished(QNetworkReply *reply)
 {
-    const QPointer<PresenterClient> self(this);
-    if (!followRedirect(reply))
-        handleReply(reply);
-    if (!self)
+    const bool isAlive = survives([&] {
+        if (!followRedirect(reply))
+            handleReply(reply);
+    });
+    if (!isAlive)
         return; // and the reply is gone, too
     replyCallbacks.remove(reply);
     reply->deleteLater();
@@ -263,7 +254,7 @@ bool PresenterClient::followRedirect(const QNetworkReply *reply)
 void PresenterClient::handleReply(QNetworkReply *reply)
 {
     const QString body = readBody(reply);
-    qDebug().noquote() << "[REST Response]" << body;
+    TARVO_LOG(rest, "[REST Response] ", body);
 
     // A derived class's handlers have lost their object when the destructor waits.
     const CALLBACKS none{nullptr, nullptr};
@@ -274,8 +265,8 @@ void PresenterClient::handleReply(QNetworkReply *reply)
         return;
     }
 
-    qDebug().noquote() << QStringLiteral("ERROR: %0\nRESPONSE: %1")
-                              .arg(Tarvo::withoutUserInfo(reply->errorString()), body);
+    const QString reason = Tarvo::withoutUserInfo(reply->errorString());
+    TARVO_LOG(rest, "ERROR: ", reason, "\nRESPONSE: ", body);
     if (callbacks.failure)
         (this->*callbacks.failure)(reply, body);
 }
@@ -290,21 +281,15 @@ void PresenterClient::authenticationRequired(QNetworkReply *, QAuthenticator *au
 
 bool PresenterClient::isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey)
 {
-    errorKey.clear();
-    const QVariantList keys = reply.toMap().value(ERROR_KEYS).toList();
-    const QString key = keys.value(0).toString();
-    if (!key.contains(ERROR_MARK))
-        return false;
-    errorKey = key;
-    return true;
+    errorKey = errorKeyIn(reply.toMap().value(ERROR_KEYS).toList().value(0).toString());
+    return !errorKey.isNull();
 }
 
 void PresenterClient::loginFailureResponse(QNetworkReply *, QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        isErrorInErrorMsgKeys(QVariantMap{{ERROR_KEYS, QStringList{reply.firstOf(ERROR_KEYS)}}},
-                              lastErrorKey);
+        lastErrorKey = errorKeyIn(reply.firstOf(ERROR_KEYS));
 }
 
 void PresenterClient::sessionStartFailureResponse(QNetworkReply *reply, QString body)

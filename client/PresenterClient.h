@@ -250,6 +250,15 @@ protected Q_SLOTS:
     void authenticationRequired(QNetworkReply *reply, QAuthenticator *authenticator);
 
 private:
+    // Does something during which the host may delete the client. Returns whether the client still
+    // exists: if not, the caller must return without touching it.
+    template<typename Step> bool survives(const Step &step)
+    {
+        const QPointer<PresenterClient> self(this);
+        step();
+        return !self.isNull();
+    }
+
     bool post(const QString &path, const QString &body, SuccessHandler success,
               FailureHandler failure = nullptr);
     QNetworkReply *send(const QUrl &url, const QByteArray &body, SuccessHandler success,
@@ -260,14 +269,18 @@ private:
     void handleReply(QNetworkReply *reply);
 
     bool signIn(const QString &path, const QString &body);
+    bool signInAgain();
     QString oauthCallbackUrl(const QString &provider) const;
     void extractRegistrationData(const QString &body);
 
+    bool ensureSignedIn();
+    bool createSession();
     bool findCollabServer();
     bool startCreatedSession();
     bool joinSession();
     PresenterCollab *makeChannel();
-    void closeChannel();
+    bool closeChannel();
+    bool postStop(const QString &body);
 
     void silence();
     bool hasSession() const { return !sessionCode.isNull() || !sessionToken.isNull(); }

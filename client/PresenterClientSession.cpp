@@ -5,10 +5,10 @@
 
 #include "client/JsonReply.h"
 #include "collab/PresenterCollab.h"
+#include "support/Log.h"
 #include "support/PrintableUrl.h"
 #include "support/Wait.h"
 
-#include <QtCore/QDebug>
 #include <QtCore/QJsonArray>
 #include <QtCore/QPointer>
 #include <QtCore/QUrl>
@@ -16,26 +16,26 @@
 namespace
 {
 
-const QLatin1String CREATE_PATH("/vantora/session/create");
-const QLatin1String COLLAB_URL_PATH("/vantora/session/getcollabserverurl");
-const QLatin1String TENANT_FEATURES_PATH("/vantora/config/findTenantFeatureDetails");
-const QLatin1String START_PATH("/vantora/session/start");
-const QLatin1String JOIN_PATH("/vantora/classroom/session/join");
-const QLatin1String LEARNERS_PATH("/vantora/session/getusers");
-const QLatin1String STOP_PATH("/vantora/session/stop");
+constexpr QLatin1String CREATE_PATH("/vantora/session/create");
+constexpr QLatin1String COLLAB_URL_PATH("/vantora/session/getcollabserverurl");
+constexpr QLatin1String TENANT_FEATURES_PATH("/vantora/config/findTenantFeatureDetails");
+constexpr QLatin1String START_PATH("/vantora/session/start");
+constexpr QLatin1String JOIN_PATH("/vantora/classroom/session/join");
+constexpr QLatin1String LEARNERS_PATH("/vantora/session/getusers");
+constexpr QLatin1String STOP_PATH("/vantora/session/stop");
 
 // Filled with one arg(a, b, ...) call each, so that a percent sign in a value arrives as it is.
-const QLatin1String START_BODY(
+constexpr QLatin1String START_BODY(
     R"({"sessionCode": "%0","serverUrl":"%1","sourceSystem":"Corvel","version":"%2"})");
-const QLatin1String JOIN_BODY(
+constexpr QLatin1String JOIN_BODY(
     R"({"userName":"SessionStarter","sessionCode":"%0","mode":"presenter","deviceName":"%1_SessionStarter","deviceType":"presenter"})");
-const QLatin1String TOKEN_BODY(R"({"sessionToken":"%0"})");
-const QLatin1String NO_ARGUMENTS("{}");
+constexpr QLatin1String TOKEN_BODY(R"({"sessionToken":"%0"})");
+constexpr QLatin1String NO_ARGUMENTS("{}");
 
 constexpr int LAST_WORD_WAIT_MS = 2000;
 
 // The service lists everyone in the session; the presenter is not a learner.
-const QLatin1String LEARNER_MODE("learner");
+constexpr QLatin1String LEARNER_MODE("learner");
 
 } // namespace
 
@@ -43,31 +43,22 @@ const QLatin1String LEARNER_MODE("learner");
 
 bool PresenterClient::doStartSession(QString)
 {
-    // Asking who is signed in clears the stored id when nobody is, and signing in again needs it.
-    const QPointer<PresenterClient> self(this);
-    const QString storedUserId = userId;
-    doGetUserName();
-    if (self && !loggedIn) {
-        userId = storedUserId;
-        reLogin();
-    }
-    if (!self || !loggedIn)
-        return false;
+    return ensureSignedIn() && createSession();
+}
 
+bool PresenterClient::createSession()
+{
     sessionToken.clear();
     sessionCode.clear();
     lastErrorKey.clear();
-    if (!post(CREATE_PATH, NO_ARGUMENTS, &PresenterClient::sessionSuccessResponse,
-              &PresenterClient::sessionFailureResponse))
-        return false;
-    return lastErrorKey.isNull() && !sessionCode.isNull();
+    return post(CREATE_PATH, NO_ARGUMENTS, &PresenterClient::sessionSuccessResponse,
+                &PresenterClient::sessionFailureResponse)
+        && lastErrorKey.isNull() && !sessionCode.isNull();
 }
 
 void PresenterClient::sessionSuccessResponse(QString body)
 {
-    const JsonReply reply(body);
-    if (reply.isValid())
-        sessionCode = reply.text(QStringLiteral("sessionCode"));
+    JsonReply(body).read(QLatin1String("sessionCode"), &sessionCode);
 }
 
 // ---- Starting and joining -------------------------------------------------------------------------
@@ -77,11 +68,9 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
     if (!findCollabServer() || !startCreatedSession() || !joinSession())
         return false;
 
-    qDebug().noquote() << sessionToken << Tarvo::withoutUserInfo(collabServerUrl);
-    const QPointer<PresenterClient> self(this);
+    TARVO_LOG(rest, sessionToken, " ", Tarvo::withoutUserInfo(collabServerUrl));
     const QPointer<PresenterCollab> channel = makeChannel();
-    channel->open(sockJSProtocols);
-    if (!self || !channel)
+    if (!survives([&] { channel->open(sockJSProtocols); }) || !channel)
         return false;
 
     *collabOut = channel;
@@ -109,7 +98,7 @@ bool PresenterClient::findCollabServer()
     if (!post(COLLAB_URL_PATH, NO_ARGUMENTS, &PresenterClient::getCollabUrlResponse))
         return false;
     if (collabServerUrl.isEmpty()) {
-        qDebug().noquote() << "ERROR: Failed to get collab server URL!";
+        TARVO_LOG(rest, "ERROR: Failed to get collab server URL!");
         return false;
     }
 
@@ -138,30 +127,24 @@ bool PresenterClient::joinSession()
 
 void PresenterClient::getCollabUrlResponse(QString body)
 {
-    const JsonReply reply(body);
-    if (reply.isValid())
-        collabServerUrl = reply.text(QStringLiteral("url"));
+    JsonReply(body).read(QLatin1String("url"), &collabServerUrl);
 }
 
 void PresenterClient::getTenantFeatureDetailsResponse(QString body)
 {
     const JsonReply reply(body);
     if (reply.isValid())
-        sockJSProtocols = textsOf(reply.data(QStringLiteral("sockJSProtocols")));
+        sockJSProtocols = textsOf(reply.data(QLatin1String("sockJSProtocols")));
 }
 
 void PresenterClient::sessionStartSuccessResponse(QString body)
 {
-    const JsonReply reply(body);
-    if (reply.isValid())
-        sessionToken = reply.text(QStringLiteral("sessionToken"));
+    JsonReply(body).read(QLatin1String("sessionToken"), &sessionToken);
 }
 
 void PresenterClient::sessionJoinResponse(QString body)
 {
-    const JsonReply reply(body);
-    if (reply.isValid())
-        userToken = reply.text(QStringLiteral("userToken"));
+    JsonReply(body).read(QLatin1String("userToken"), &userToken);
 }
 
 void PresenterClient::setSockJSOverrideProtocols(QStringList protocols)
@@ -174,7 +157,7 @@ void PresenterClient::setSockJSOverrideProtocols(QStringList protocols)
 bool PresenterClient::doGetLearners()
 {
     if (sessionToken.isNull()) {
-        qDebug().noquote() << "[PresenterClient] No session to get users for!";
+        TARVO_LOG(rest, "[PresenterClient] No session to get users for!");
         return false;
     }
     return post(LEARNERS_PATH, TOKEN_BODY.arg(sessionToken), &PresenterClient::getLearnersResponse);
@@ -182,7 +165,7 @@ bool PresenterClient::doGetLearners()
 
 void PresenterClient::getLearnersResponse(QString body)
 {
-    const QJsonValue users = JsonReply(body).data(QStringLiteral("users"));
+    const QJsonValue users = JsonReply(body).data(QLatin1String("users"));
     if (!users.isArray())
         return;
 
@@ -190,12 +173,12 @@ void PresenterClient::getLearnersResponse(QString body)
     const QJsonArray entries = users.toArray();
     for (const QJsonValue &entry : entries) {
         const QJsonObject user = entry.toObject();
-        if (textOf(user.value(QStringLiteral("mode"))) != LEARNER_MODE)
+        if (textOf(user.value(QLatin1String("mode"))) != LEARNER_MODE)
             continue;
         Tarvo::Learner learner;
-        learner.deviceId = textOf(user.value(QStringLiteral("userToken")));
-        learner.userName = textOf(user.value(QStringLiteral("userName")));
-        learner.deviceType = textOf(user.value(QStringLiteral("deviceType")));
+        learner.deviceId = textOf(user.value(QLatin1String("userToken")));
+        learner.userName = textOf(user.value(QLatin1String("userName")));
+        learner.deviceType = textOf(user.value(QLatin1String("deviceType")));
         learners.append(learner);
     }
 }
@@ -205,37 +188,40 @@ void PresenterClient::getLearnersResponse(QString body)
 bool PresenterClient::doStopSession()
 {
     if (sessionToken.isNull()) {
-        qDebug().noquote() << "[PresenterClient] No session to stop!";
+        TARVO_LOG(rest, "[PresenterClient] No session to stop!");
         return false;
     }
 
     // Made first: closing the channel reaches slots of the host, which may stop the session themselves.
     const QString body = TOKEN_BODY.arg(sessionToken);
-    const QPointer<PresenterClient> self(this);
-    if (living)
-        closeChannel();
-    if (!self)
+    if (!closeChannel() || !postStop(body))
         return false;
-    stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
-    waitForReply(stopReply);
-    if (!self)
-        return false;
-    stopReply = nullptr;
 
-    qDebug().noquote() << "[PresenterClient] Stopping session, closing websocket...";
+    TARVO_LOG(rest, "[PresenterClient] Stopping session, closing websocket...");
     sessionToken.clear();
     sessionCode.clear();
     return true;
 }
 
 // The service drops what comes for a session that has stopped, and the channel's last word to the
-// learners takes another way than the request that stops it, so that is waited for. The client or the
-// channel may be gone afterwards.
-void PresenterClient::closeChannel()
+// learners takes another way than the request that stops it, so that is waited for.
+bool PresenterClient::closeChannel()
 {
-    const QPointer<PresenterClient> self(this);
     const QPointer<PresenterCollab> channel(living);
-    channel->close();
-    const auto said = [&] { return !self || !channel || !channel->hasUnsentMessages(); };
-    Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(said, LAST_WORD_WAIT_MS);
+    if (!channel)
+        return true;
+    const auto said = [&] { return !channel || !channel->hasUnsentMessages(); };
+    return survives([&] {
+        channel->close();
+        Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(said, LAST_WORD_WAIT_MS);
+    });
+}
+
+bool PresenterClient::postStop(const QString &body)
+{
+    stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
+    if (!survives([&] { waitForReply(stopReply); }))
+        return false;
+    stopReply = nullptr;
+    return true;
 }

@@ -4,37 +4,35 @@
 
 #include "client/JsonReply.h"
 
-#include <QtCore/QPointer>
-
 namespace
 {
 
-const QLatin1String CHECK_PATH("/vantora");
-const QLatin1String LOGIN_PATH("/vantora/login/submit");
-const QLatin1String OAUTH_PATH("/vantora/login/oauth/%1/callback");
-const QLatin1String REGISTER_PATH("/vantora/register/oauth/submit");
-const QLatin1String KEEP_ALIVE_PATH("/vantora/login/keepSessionAlive");
-const QLatin1String USER_PATH("/vantora/login/user");
-const QLatin1String LOGOUT_PATH("/vantora/login/logout");
+constexpr QLatin1String CHECK_PATH("/vantora");
+constexpr QLatin1String LOGIN_PATH("/vantora/login/submit");
+constexpr QLatin1String OAUTH_PATH("/vantora/login/oauth/%1/callback");
+constexpr QLatin1String REGISTER_PATH("/vantora/register/oauth/submit");
+constexpr QLatin1String KEEP_ALIVE_PATH("/vantora/login/keepSessionAlive");
+constexpr QLatin1String USER_PATH("/vantora/login/user");
+constexpr QLatin1String LOGOUT_PATH("/vantora/login/logout");
 
 // Filled with one arg(a, b, ...) call each, so that a percent sign in a value arrives as it is.
-const QLatin1String PASSWORD_BODY(R"({"userId":"%0","password":"%1","sourceSystem":"Corvel"})");
-const QLatin1String DEVICE_BODY(
+constexpr QLatin1String PASSWORD_BODY(R"({"userId":"%0","password":"%1","sourceSystem":"Corvel"})");
+constexpr QLatin1String DEVICE_BODY(
     R"({"userId":"%0","deviceId":"%1","deviceAccessToken":"%2","sourceSystem":"Corvel"})");
-const QLatin1String PASSWORD_TOKEN_BODY(
+constexpr QLatin1String PASSWORD_TOKEN_BODY(
     R"({"userId":"%0","password":"%1","deviceId":"%2","deviceName":"%3","sourceSystem":"Corvel"})");
-const QLatin1String OAUTH_BODY(R"({"code":"%0","callbackUrl":"%1","sourceSystem":"Corvel"})");
-const QLatin1String OAUTH_TOKEN_BODY(
+constexpr QLatin1String OAUTH_BODY(R"({"code":"%0","callbackUrl":"%1","sourceSystem":"Corvel"})");
+constexpr QLatin1String OAUTH_TOKEN_BODY(
     R"({"code":"%0","callbackUrl":"%1","deviceId":"%2","deviceName":"%3","sourceSystem":"Corvel"})");
-const QLatin1String REGISTRATION_FRAGMENT(R"(,"sourceSystem":"Corvel")");
-const QLatin1String NO_ARGUMENTS("{}");
+constexpr QLatin1String REGISTRATION_FRAGMENT(R"(,"sourceSystem":"Corvel")");
+constexpr QLatin1String NO_ARGUMENTS("{}");
 
 // Registered with this provider, the service's address ends in a slash.
-const QLatin1String PROVIDER_WITH_SLASH("facebook");
+constexpr QLatin1String PROVIDER_WITH_SLASH("facebook");
 
-const QLatin1String SUCCESS_MARK("success");
-const QLatin1String REGISTRATION_MARK("registration");
-const QLatin1String DATA_MARK("\"data\":");
+constexpr QLatin1String SUCCESS_MARK("success");
+constexpr QLatin1String REGISTRATION_MARK("registration");
+constexpr QLatin1String DATA_MARK("\"data\":");
 
 constexpr int KEEP_ALIVE_MS = 60000;
 
@@ -100,11 +98,13 @@ bool PresenterClient::doLoginWithOAuth(QString provider, QString code, QString &
     oauthProvider = provider;
     oauthCode = code;
 
-    const QPointer<PresenterClient> self(this);
-    const bool signedIn = registrationData.isEmpty()
-        ? signIn(OAUTH_PATH.arg(provider), OAUTH_BODY.arg(code, oauthCallbackUrl(provider)))
-        : signIn(REGISTER_PATH, completedRegistration(registrationData));
-    if (self)
+    bool signedIn = false;
+    const bool isAlive = survives([&] {
+        signedIn = registrationData.isEmpty()
+            ? signIn(OAUTH_PATH.arg(provider), OAUTH_BODY.arg(code, oauthCallbackUrl(provider)))
+            : signIn(REGISTER_PATH, completedRegistration(registrationData));
+    });
+    if (isAlive)
         registrationData = this->registrationData;
     return signedIn;
 }
@@ -116,11 +116,11 @@ bool PresenterClient::signIn(const QString &path, const QString &body)
     lastErrorKey.clear();
     loggedIn = false;
     if (!post(path, body, &PresenterClient::loginSuccessResponse,
-              &PresenterClient::loginFailureResponse))
+              &PresenterClient::loginFailureResponse)
+        || !loggedIn)
         return false;
-    if (loggedIn)
-        pingTimer.start(KEEP_ALIVE_MS);
-    return loggedIn;
+    pingTimer.start(KEEP_ALIVE_MS);
+    return true;
 }
 
 QString PresenterClient::oauthCallbackUrl(const QString &provider) const
@@ -132,12 +132,12 @@ QString PresenterClient::oauthCallbackUrl(const QString &provider) const
 void PresenterClient::loginSuccessResponse(QString body)
 {
     const JsonReply reply(body);
-    if (reply.firstOf(QStringLiteral("infoMsgs")).contains(SUCCESS_MARK)) {
+    if (reply.firstOf(QLatin1String("infoMsgs")).contains(SUCCESS_MARK)) {
         loggedIn = true;
         return;
     }
 
-    const QString key = reply.firstOf(QStringLiteral("infoMsgKeys"));
+    const QString key = reply.firstOf(QLatin1String("infoMsgKeys"));
     if (!key.contains(SUCCESS_MARK))
         return;
     loggedIn = true;
@@ -162,17 +162,32 @@ void PresenterClient::extractRegistrationData(const QString &body)
 
 void PresenterClient::reLogin()
 {
-    if (userId.isEmpty())
-        return;
+    signInAgain();
+}
 
-    if (!password.isEmpty()) {
-        doLogin(userId, password);
-    } else if (!deviceId.isEmpty() && !loginDeviceAccessToken.isEmpty()) {
-        doLogin(userId, deviceId, loginDeviceAccessToken);
-    } else if (!oauthProvider.isEmpty() && !oauthCode.isEmpty()) {
-        QString registration;
-        doLoginWithOAuth(oauthProvider, oauthCode, registration);
-    }
+bool PresenterClient::signInAgain()
+{
+    if (userId.isEmpty())
+        return false;
+    if (!password.isEmpty())
+        return doLogin(userId, password);
+    if (!deviceId.isEmpty() && !loginDeviceAccessToken.isEmpty())
+        return doLogin(userId, deviceId, loginDeviceAccessToken);
+    QString registration;
+    return !oauthProvider.isEmpty() && !oauthCode.isEmpty()
+        && doLoginWithOAuth(oauthProvider, oauthCode, registration);
+}
+
+// Asking who is signed in clears the stored id when nobody is, and signing in again needs it.
+bool PresenterClient::ensureSignedIn()
+{
+    const QString storedUserId = userId;
+    if (!post(USER_PATH, NO_ARGUMENTS, &PresenterClient::userNameResponse))
+        return false;
+    if (loggedIn)
+        return true;
+    userId = storedUserId;
+    return signInAgain();
 }
 
 // ---- Access tokens --------------------------------------------------------------------------------
@@ -207,7 +222,7 @@ void PresenterClient::getDeviceAccessTokenResponse(QString body)
     if (!reply.isValid())
         return;
 
-    deviceAccessToken = reply.text(QStringLiteral("deviceAccessToken"));
+    deviceAccessToken = reply.text(QLatin1String("deviceAccessToken"));
     loggedIn = !deviceAccessToken.isEmpty();
     if (!loggedIn)
         extractRegistrationData(body);
@@ -224,22 +239,17 @@ QString PresenterClient::doGetUserName()
 
 void PresenterClient::userNameResponse(QString body)
 {
-    userId = JsonReply(body).text(QStringLiteral("userLoginId"));
+    userId = JsonReply(body).text(QLatin1String("userLoginId"));
     loggedIn = !userId.isEmpty();
 }
 
 bool PresenterClient::doLogout()
 {
     pingTimer.stop();
-    const QPointer<PresenterClient> self(this);
-    if (hasSession())
-        doStopSession();
-    if (!self)
+    if (hasSession() && !survives([&] { doStopSession(); }))
         return false;
-
-    if (!loggedIn)
-        return true;
-    return post(LOGOUT_PATH, NO_ARGUMENTS, &PresenterClient::logoutResponse) && !loggedIn;
+    return !loggedIn
+        || (post(LOGOUT_PATH, NO_ARGUMENTS, &PresenterClient::logoutResponse) && !loggedIn);
 }
 
 void PresenterClient::logoutResponse(QString body)

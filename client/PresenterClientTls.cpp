@@ -1,8 +1,8 @@
 // What the client makes of TLS errors: it tells them apart, and never waives one.
 
 #include "client/PresenterClient.h"
+#include "support/Log.h"
 
-#include <QtCore/QDebug>
 #include <QtNetwork/QSslCertificate>
 #include <QtNetwork/QSslConfiguration>
 
@@ -10,7 +10,7 @@ namespace
 {
 
 // The host explains this one to the teacher: the school lacks the service's root certificate.
-const QLatin1String ROOT_CERTIFICATE_MISSING("SSLRootCertificateMissing");
+constexpr QLatin1String ROOT_CERTIFICATE_MISSING("SSLRootCertificateMissing");
 
 QString issuerName(const QSslCertificate &certificate, const QString &separator)
 {
@@ -28,23 +28,23 @@ void PresenterClient::slotSslErrors(QNetworkReply *reply, QList<QSslError> error
     const QList<QSslCertificate> chain = configuration.peerCertificateChain();
     const QList<QSslCertificate> trusted = configuration.caCertificates();
 
-    qDebug().noquote() << "+++ SSL Config +++";
+    TARVO_LOG(rest, "+++ SSL Config +++");
     for (const QSslError &error : qAsConst(errors))
-        qDebug().noquote() << "ssl error" << error.errorString();
+        TARVO_LOG(rest, "ssl error ", error.errorString());
 
-    qDebug().noquote() << "peer certificate list";
+    TARVO_LOG(rest, "peer certificate list");
     QSslCertificate root(QByteArray{});
     for (const QSslCertificate &certificate : chain) {
-        qDebug().noquote() << "CommonName:" << issuerName(certificate, QStringLiteral(", "));
+        TARVO_LOG(rest, "CommonName: ", issuerName(certificate, QStringLiteral(", ")));
         root = certificate;
     }
     const QString rootIssuer = issuerName(root, QStringLiteral(" "));
 
-    qDebug().noquote() << "certificate list";
+    TARVO_LOG(rest, "certificate list");
     bool rootIsKnown = false;
     for (const QSslCertificate &certificate : trusted) {
         const QString issuer = issuerName(certificate, QStringLiteral(" "));
-        qDebug().noquote() << "CommonName:" << issuer;
+        TARVO_LOG(rest, "CommonName: ", issuer);
         rootIsKnown = rootIsKnown || issuer == rootIssuer;
     }
     if (!rootIsKnown)

@@ -5,31 +5,30 @@
 #include "client/JsonReply.h"
 #include "compression/BoundedLzma.h"
 
-#include <QtCore/QPointer>
 #include <QtCore/QUrl>
 
 namespace
 {
 
-const QLatin1String UPLOAD_PATH("/vantora/resource/uploadResourceFile");
-const QLatin1String DOWNLOAD_PATH("/vantora/resource/downloadResourceFile?resourceId=");
+constexpr QLatin1String UPLOAD_PATH("/vantora/resource/uploadResourceFile");
+constexpr QLatin1String DOWNLOAD_PATH("/vantora/resource/downloadResourceFile?resourceId=");
 
 // The form as the service accepts it: field names stand without quotes, every boundary line but the
 // first is followed by an empty line, and the file has no content type. %1 of the first two is the
 // boundary; a field takes its name, its value, the boundary and the mark that ends the form.
-const QLatin1String FILE_START("--%1\r\n"
-                               "Content-Disposition: form-data; name=files; filename=\"%2\"\r\n"
-                               "\r\n");
-const QLatin1String FILE_END("\r\n"
-                             "--%1\r\n"
-                             "\r\n");
-const QLatin1String FIELD("Content-Disposition: form-data; name=%1\r\n"
-                          "Content-Type: text/plain; charset=utf-8\r\n"
-                          "\r\n"
-                          "%2\r\n"
-                          "--%3%4\r\n"
-                          "\r\n");
-const QLatin1String FORM_END("--");
+constexpr QLatin1String FILE_START("--%1\r\n"
+                                   "Content-Disposition: form-data; name=files; filename=\"%2\"\r\n"
+                                   "\r\n");
+constexpr QLatin1String FILE_END("\r\n"
+                                 "--%1\r\n"
+                                 "\r\n");
+constexpr QLatin1String FIELD("Content-Disposition: form-data; name=%1\r\n"
+                              "Content-Type: text/plain; charset=utf-8\r\n"
+                              "\r\n"
+                              "%2\r\n"
+                              "--%3%4\r\n"
+                              "\r\n");
+constexpr QLatin1String FORM_END("--");
 
 constexpr int FORM_OVERHEAD_BYTES = 512;
 
@@ -57,10 +56,11 @@ bool PresenterClient::doUploadResource(QString fileName, QByteArray data, QStrin
 
     resourceId.clear();
     resourcePath.clear();
-    const QPointer<PresenterClient> self(this);
-    doRequest(true, QUrl(serverUrl + UPLOAD_PATH), body, &PresenterClient::uploadResourceResponse,
-              nullptr, true);
-    if (!self || resourceId.isNull())
+    const auto upload = [&] {
+        doRequest(true, QUrl(serverUrl + UPLOAD_PATH), body,
+                  &PresenterClient::uploadResourceResponse, nullptr, true);
+    };
+    if (!survives(upload) || resourceId.isNull())
         return false;
 
     *resourceIdOut = resourceId;
@@ -71,10 +71,8 @@ bool PresenterClient::doUploadResource(QString fileName, QByteArray data, QStrin
 void PresenterClient::uploadResourceResponse(QString body)
 {
     const JsonReply reply(body);
-    if (!reply.isValid())
-        return;
-    resourceId = reply.text(QStringLiteral("id"));
-    resourcePath = reply.text(QStringLiteral("path"));
+    reply.read(QLatin1String("id"), &resourceId);
+    reply.read(QLatin1String("path"), &resourcePath);
 }
 
 int PresenterClient::LzmaDecompress64(QString input, QString *output)

@@ -4,19 +4,18 @@
 
 // The event-bus addresses of a session, relative to the session token, which alone addresses every
 // device of the session.
-// clazy:excludeall=non-pod-global-static
 namespace Tarvo::Address
 {
 
 constexpr QLatin1Char RELATIVE_MARK('.');
 
 /// The presenters; with "." and a user token behind it, one of them.
-inline const QString PRESENTER = QStringLiteral(".presenter");
+inline constexpr QLatin1String PRESENTER(".presenter");
 /// The learners' devices.
-inline const QString LEARNER = QStringLiteral(".learner");
+inline constexpr QLatin1String LEARNER(".learner");
 /// With a device id behind it, one learner's device.
-inline const QString USER = QStringLiteral(".user.");
+inline constexpr QLatin1String USER(".user.");
 /// The remote controllers.
-inline const QString CONTROLLER = QStringLiteral(".controller");
+inline constexpr QLatin1String CONTROLLER(".controller");
 
 } // namespace Tarvo::Address

@@ -3,43 +3,41 @@
 #include "collab/ReadableJson.h"
 #include "compression/BoundedLzma.h"
 #include "compression/FalseWithoutMemory.h"
+#include "support/Log.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
-#include <QtCore/QStringBuilder>
-
-// clazy:excludeall=non-pod-global-static
 
 namespace
 {
 
 // The keys of a message, of its body and of the payloads, as the service and the devices write them.
-const QString BODY = QStringLiteral("body");
-const QString ACTION = QStringLiteral("action");
-const QString TYPE = QStringLiteral("type");
-const QString FROM = QStringLiteral("from");
-const QString DATA = QStringLiteral("data");
+constexpr QLatin1String BODY("body");
+constexpr QLatin1String ACTION("action");
+constexpr QLatin1String TYPE("type");
+constexpr QLatin1String FROM("from");
+constexpr QLatin1String DATA("data");
 
-const QString CLIENT = QStringLiteral("client");
-const QString CLIENT_TOKEN = QStringLiteral("token");
-const QString CLIENT_TYPE = QStringLiteral("type");
-const QString CLIENT_TYPE_USER = QStringLiteral("user");
-const QString CLIENT_TYPE_CONTROLLER = QStringLiteral("controller");
+constexpr QLatin1String CLIENT("client");
+constexpr QLatin1String CLIENT_TOKEN("token");
+constexpr QLatin1String CLIENT_TYPE("type");
+constexpr QLatin1String CLIENT_TYPE_USER("user");
+constexpr QLatin1String CLIENT_TYPE_CONTROLLER("controller");
 
-const QString USER_NAME = QStringLiteral("userName");
-const QString DEVICE_TYPE = QStringLiteral("deviceType");
+constexpr QLatin1String USER_NAME("userName");
+constexpr QLatin1String DEVICE_TYPE("deviceType");
 
-const QString POLL_ID = QStringLiteral("pollId");
-const QString RESPONSE_TIME = QStringLiteral("responseTime");
-const QString PICK = QStringLiteral("pick");
-const QString PICK_BLOB = QStringLiteral("blob");
-const QString PICK_INPUT = QStringLiteral("input");
+constexpr QLatin1String POLL_ID("pollId");
+constexpr QLatin1String RESPONSE_TIME("responseTime");
+constexpr QLatin1String PICK("pick");
+constexpr QLatin1String PICK_BLOB("blob");
+constexpr QLatin1String PICK_INPUT("input");
 
-const QString QUESTION_NUMBER = QStringLiteral("questionNumber");
-const QString QUESTION_ID = QStringLiteral("questionId");
-const QString ANSWER = QStringLiteral("answer");
-const QString OPTION_ANSWERS = QStringLiteral("optionAnswers");
-const QString ACTIVITY_OPTION_ID = QStringLiteral("activityOptionId");
+constexpr QLatin1String QUESTION_NUMBER("questionNumber");
+constexpr QLatin1String QUESTION_ID("questionId");
+constexpr QLatin1String ANSWER("answer");
+constexpr QLatin1String OPTION_ANSWERS("optionAnswers");
+constexpr QLatin1String ACTIVITY_OPTION_ID("activityOptionId");
 
 // How a block is written as a list of its bytes.
 constexpr QLatin1Char LIST_OPEN('[');
@@ -48,13 +46,6 @@ constexpr QLatin1Char LIST_SEPARATOR(',');
 
 // Stands between the parts of an answer that has several.
 constexpr QLatin1Char ANSWER_SEPARATOR(',');
-
-// Writes a line to the debug stream as qDebug() would, but without setting up a text stream for it: of
-// the time that a small message takes from frame to signal, its four lines would be a tenth.
-void debugLine(const QString &line)
-{
-    qt_message_output(QtDebugMsg, QMessageLogContext(nullptr, 0, nullptr, "default"), line);
-}
 
 // Reads JSON, unless that would take too much memory.
 bool readJson(const QString &json, QJsonDocument *document)
@@ -124,14 +115,14 @@ QVariant unpackedText(const QString &packed)
         QString text;
         if (!decompressText(packed, &text) || !readJson(text, &value))
             return false;
-        debugLine(QLatin1String("[MessageHandler.Decompressed from String] ") % text);
+        TARVO_LOG(channel, "[MessageHandler.Decompressed from String] ", text);
         return true;
     });
     if (isUnpacked)
         return value;
     // So that senders that do not compress still reach the handlers.
-    debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress, "
-                             "forwarding raw string!"));
+    TARVO_LOG(channel,
+              "[MessageHandler.Decompressed] FAILED to decompress, forwarding raw string!");
     return packed;
 }
 
@@ -169,12 +160,12 @@ QVariant unpackedList(const QVariantList &list)
         QString text;
         if (!decompressList(list, &text) || !readJson(text, &value))
             return false;
-        debugLine(QLatin1String("[MessageHandler.Decompressed from List] ") % text);
+        TARVO_LOG(channel, "[MessageHandler.Decompressed from List] ", text);
         return true;
     });
     if (isUnpacked)
         return value;
-    debugLine(QStringLiteral("[MessageHandler.Decompressed] FAILED to decompress List!"));
+    TARVO_LOG(channel, "[MessageHandler.Decompressed] FAILED to decompress List!");
     return list;
 }
 
@@ -245,12 +236,12 @@ CollaborationMessageHandler::CollaborationMessageHandler(QObject *parent)
 // Each way through ends with the handler's signal: the host's slot may delete this object.
 void CollaborationMessageHandler::onHandleMessage(QString message)
 {
-    debugLine(QLatin1String("[MessageHandler] ") % message);
+    TARVO_LOG(channel, "[MessageHandler] ", message);
 
     const QVariantMap body = bodyOf(message);
     const QString action = body.value(ACTION).toString();
     if (!action.isNull()) {
-        debugLine(QLatin1String("[MessageHandler.ACTION] ") % action);
+        TARVO_LOG(channel, "[MessageHandler.ACTION] ", action);
         if (const ActionHandler handler = actions.value(action))
             (this->*handler)(body);
         return;
@@ -259,7 +250,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
     const QString type = body.value(TYPE).toString();
     if (type.isNull())
         return;
-    debugLine(QLatin1String("[MessageHandler.TYPE] ") % type);
+    TARVO_LOG(channel, "[MessageHandler.TYPE] ", type);
     const QVariant data = getDataValue(body);
     if (const DataHandler handler = dataTypes.value(type))
         (this->*handler)(body, data);
@@ -282,9 +273,9 @@ void CollaborationMessageHandler::actionRegister(QVariantMap body)
 {
     const QString clientType = body.value(CLIENT).toMap().value(CLIENT_TYPE).toString();
     if (clientType == CLIENT_TYPE_USER) {
-        debugLine(QStringLiteral("REGISTER")); // who it is comes with "join"
+        TARVO_LOG(channel, "REGISTER"); // who it is comes with "join"
     } else if (clientType == CLIENT_TYPE_CONTROLLER) {
-        debugLine(QStringLiteral("REGISTER CONTROLLER"));
+        TARVO_LOG(channel, "REGISTER CONTROLLER");
         Q_EMIT controllerRegister(true);
     }
 }
@@ -294,17 +285,17 @@ void CollaborationMessageHandler::actionUnregister(QVariantMap body)
     const QVariantMap client = body.value(CLIENT).toMap();
     const QString clientType = client.value(CLIENT_TYPE).toString();
     if (clientType == CLIENT_TYPE_USER) {
-        debugLine(QStringLiteral("UNREGISTER"));
+        TARVO_LOG(channel, "UNREGISTER");
         Q_EMIT learnerUnregister(client.value(CLIENT_TOKEN).toString());
     } else if (clientType == CLIENT_TYPE_CONTROLLER) {
-        debugLine(QStringLiteral("UNREGISTER CONTROLLER"));
+        TARVO_LOG(channel, "UNREGISTER CONTROLLER");
         Q_EMIT controllerRegister(false);
     }
 }
 
 void CollaborationMessageHandler::dataJoin(QVariantMap body, QVariant data)
 {
-    debugLine(QStringLiteral("JOIN"));
+    TARVO_LOG(channel, "JOIN");
     const QVariantMap fields = data.toMap();
     Q_EMIT learnerJoin({body.value(FROM).toString(), fields.value(USER_NAME).toString(),
                         fields.value(DEVICE_TYPE).toString()});
@@ -317,8 +308,7 @@ void CollaborationMessageHandler::dataPollResponse(QVariantMap body, QVariant da
     const QString pollId = fields.value(POLL_ID).toString();
     const int responseTime = fields.value(RESPONSE_TIME).toInt();
     const QString answer = pickedAnswer(fields.value(PICK).toMap());
-    debugLine(QLatin1String("POLL_RESPONSE:") % from % QLatin1Char(':') % pollId % QLatin1Char(':')
-              % QString::number(responseTime) % QLatin1Char(':') % answer);
+    TARVO_LOG(channel, "POLL_RESPONSE:", from, ":", pollId, ":", responseTime, ":", answer);
     Q_EMIT learnerPollResponse(from, pollId, responseTime, answer);
 }
 
@@ -328,8 +318,7 @@ void CollaborationMessageHandler::dataQuestionResponse(QVariantMap body, QVarian
     const QVariantMap fields = data.toMap();
     const QString from = body.value(FROM).toString();
     const QString answer = questionAnswer(fields);
-    debugLine(QLatin1String("[DEBUG] RECEIVED RESPONSE FROM DEVICE ") % from
-              % QLatin1String(" of value: ") % answer);
+    TARVO_LOG(channel, "[DEBUG] RECEIVED RESPONSE FROM DEVICE ", from, " of value: ", answer);
     Q_EMIT learnerPollResponse(from, fields.value(QUESTION_ID).toString(),
                                fields.value(RESPONSE_TIME).toInt(), answer);
 }
@@ -338,8 +327,7 @@ void CollaborationMessageHandler::dataGetQuestion(QVariantMap body, QVariant dat
 {
     const QString from = body.value(FROM).toString();
     const int number = data.toMap().value(QUESTION_NUMBER).toInt();
-    debugLine(QLatin1String("Learner ") % from % QLatin1String(" requesting question ")
-              % QString::number(number));
+    TARVO_LOG(channel, "Learner ", from, " requesting question ", number);
     Q_EMIT learnerGetQuestion(from, number);
 }
 

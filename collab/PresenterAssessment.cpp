@@ -9,25 +9,23 @@
 
 #include <QtCore/QUuid>
 
-// clazy:excludeall=non-pod-global-static
-
 using namespace Tarvo;
 
 namespace
 {
 
-const QString TYPE_START = QStringLiteral("assessmentStart");
-const QString TYPE_STOP = QStringLiteral("assessmentStop");
-const QString TYPE_REVIEW = QStringLiteral("questionSetReview");
-const QString TYPE_DIALOG = QStringLiteral("dialogShow");
+constexpr QLatin1String TYPE_START("assessmentStart");
+constexpr QLatin1String TYPE_STOP("assessmentStop");
+constexpr QLatin1String TYPE_REVIEW("questionSetReview");
+constexpr QLatin1String TYPE_DIALOG("dialogShow");
 
-const QString ASSESSMENT_MODE = QStringLiteral("Assessment");
+constexpr QLatin1String ASSESSMENT_MODE("Assessment");
 
 // Keys of the payloads.
-const QString ASSESSMENT_TOKEN = QStringLiteral("assessmentToken");
-const QString TEXT = QStringLiteral("text");
-const QString SHOW_NAVIGATION = QStringLiteral("showNavigation");
-const QString IS_DISMISSIBLE = QStringLiteral("isDismissible");
+constexpr QLatin1String ASSESSMENT_TOKEN("assessmentToken");
+constexpr QLatin1String TEXT("text");
+constexpr QLatin1String SHOW_NAVIGATION("showNavigation");
+constexpr QLatin1String IS_DISMISSIBLE("isDismissible");
 
 void publish(PresenterCollab *collab, const QString &address, const QString &type,
              const QVariantMap &data)

@@ -9,12 +9,10 @@
 #include "compression/Lzma.h"
 #include "model/JsonSerializer.h"
 #include "sockjs/SockJSConnector.h"
+#include "support/Log.h"
 #include "support/PrintableUrl.h"
 
-#include <QtCore/QDebug>
 #include <QtCore/QUrl>
-
-// clazy:excludeall=non-pod-global-static
 
 using namespace Tarvo;
 
@@ -23,13 +21,13 @@ namespace
 
 constexpr int PING_INTERVAL_MS = 60'000;
 
-const QString TYPE_DISCONNECT = QStringLiteral("disconnect");
-const QString TYPE_PAUSE = QStringLiteral("pause");
-const QString TYPE_RESUME = QStringLiteral("resume");
-const QString TYPE_HEAVY = QStringLiteral("heavy");
+constexpr QLatin1String TYPE_DISCONNECT("disconnect");
+constexpr QLatin1String TYPE_PAUSE("pause");
+constexpr QLatin1String TYPE_RESUME("resume");
+constexpr QLatin1String TYPE_HEAVY("heavy");
 
 // The payload of "disconnect": a JSON empty string.
-const QString EMPTY_DATA = QStringLiteral("\"\"");
+constexpr QLatin1String EMPTY_DATA("\"\"");
 
 } // namespace
 
@@ -65,8 +63,8 @@ PresenterCollab::~PresenterCollab() = default;
 
 void PresenterCollab::open(QStringList protocols)
 {
-    qDebug().noquote() << "Connecting to collaboration server:" << withoutUserInfo(serverUrl)
-                       << QLatin1Char('[') + protocols.join(QLatin1String(", ")) + QLatin1Char(']');
+    TARVO_LOG(channel, "Connecting to collaboration server: ", withoutUserInfo(serverUrl), " [",
+              protocols.join(QLatin1String(", ")), "]");
 
     const auto known = SockJSConnector::PROTOCOL_TYPE_STR();
     const auto none = SockJSConnector::PROTOCOL_TYPE(0);
@@ -77,7 +75,7 @@ void PresenterCollab::open(QStringList protocols)
             transports.append(transport);
     }
     if (transports.isEmpty()) {
-        qDebug().noquote() << "[SockJSConnector] No protocols specified. Using defaults.";
+        TARVO_LOG(channel, "[SockJSConnector] No protocols specified. Using defaults.");
         transports = known.keys();
     }
     connector->open(QUrl(serverUrl), transports);
@@ -85,8 +83,8 @@ void PresenterCollab::open(QStringList protocols)
 
 void PresenterCollab::open()
 {
-    qDebug().noquote() << "Connecting to collaboration server (default):"
-                       << withoutUserInfo(serverUrl);
+    TARVO_LOG(channel,
+              "Connecting to collaboration server (default): ", withoutUserInfo(serverUrl));
     connector->open(QUrl(serverUrl), SockJSConnector::PROTOCOL_TYPE_STR().keys());
 }
 
@@ -132,14 +130,14 @@ QString PresenterCollab::fullAddress(const QString &address) const
 void PresenterCollab::publishMessage(QString address, TarvoCollabMessage *message)
 {
     if (!message) {
-        qDebug().noquote() << "[PresenterCollab] No message to send!";
+        TARVO_LOG(channel, "[PresenterCollab] No message to send!");
         return;
     }
     message->setfrom(userToken);
     message->compileData();
     const QString body = JsonSerializer::serializeToJson(message);
     const QString text = filled(PUBLISH_MESSAGE_3, fullAddress(address), body);
-    qDebug().noquote() << "TRANSMIT:" << text;
+    TARVO_LOG(channel, "TRANSMIT: ", text);
     connector->sendMessage(text, false);
 }
 
@@ -151,7 +149,7 @@ void PresenterCollab::publishMessage(QString address, QString type, QString data
 void PresenterCollab::publishMessage64(QString address, QString type, QString data)
 {
     if (!connector->isConnected()) {
-        qDebug().noquote() << "[PresenterCollab] SockJS socket not connected!";
+        TARVO_LOG(channel, "[PresenterCollab] SockJS socket not connected!");
         return;
     }
     QString compressed;

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "collab/OrdinalType.h"
-#include "collab/PollType.h"
 #include "model/Learner.h"
+#include "model/OrdinalType.h"
+#include "model/PollType.h"
 #include "model/RemoteControlMessage.h"
 #include "support/Export.h"
 

@@ -3,25 +3,22 @@
 
 #include "collab/Addresses.h"
 #include "collab/MessageTemplates.h"
-
-#include <QtCore/QDebug>
-
-// clazy:excludeall=non-pod-global-static
+#include "support/Log.h"
 
 using namespace Tarvo;
 
 namespace
 {
 
-const QString TYPE_SHOW_CARD = QStringLiteral("showCard");
-const QString TYPE_CURRENT_LESSON = QStringLiteral("currentLesson");
-const QString TYPE_PRESENTER_IS_ACTIVE = QStringLiteral("presenterIsActive");
-const QString TYPE_CURRENT_CARD = QStringLiteral("currentCard");
+constexpr QLatin1String TYPE_SHOW_CARD("showCard");
+constexpr QLatin1String TYPE_CURRENT_LESSON("currentLesson");
+constexpr QLatin1String TYPE_PRESENTER_IS_ACTIVE("presenterIsActive");
+constexpr QLatin1String TYPE_CURRENT_CARD("currentCard");
 
 // The segment of a card that belongs to no lesson.
-const QString ANY_SEGMENT = QStringLiteral("any");
+constexpr QLatin1String ANY_SEGMENT("any");
 
-const QString PNG_DATA_URI = QStringLiteral("data:image/png;base64,");
+constexpr QLatin1String PNG_DATA_URI("data:image/png;base64,");
 
 } // namespace
 
@@ -41,7 +38,7 @@ QString PresenterCollab::getCardImageRef(bool wrapUrl)
         return PNG_DATA_URI + QLatin1String(imageData.toBase64());
     if (!imageRef.isEmpty())
         return wrapUrl ? QLatin1String("url('") + imageRef + QLatin1String("')") : imageRef;
-    qDebug().noquote() << "[PresenterCollab] No image reference has been set!";
+    TARVO_LOG(channel, "[PresenterCollab] No image reference has been set!");
     return QString();
 }
 

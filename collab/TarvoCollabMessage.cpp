@@ -2,8 +2,7 @@
 
 #include "compression/Lzma.h"
 #include "model/JsonSerializer.h"
-
-#include <QtCore/QDebug>
+#include "support/Log.h"
 
 namespace Tarvo
 {
@@ -31,7 +30,7 @@ void TarvoCollabMessage::compileData()
     } else if (m_data.canConvert<QVariantMap>()) {
         payload = JsonSerializer::serializeToJson(m_data.toMap());
     } else {
-        qDebug().noquote() << "[TarvoCollabMessage] data object in message is invalid!";
+        TARVO_LOG(channel, "[TarvoCollabMessage] data object in message is invalid!");
         return;
     }
 

@@ -1,6 +1,7 @@
 #include "model/JsonSerializer.h"
+#include "support/Log.h"
+#include "support/Utf8.h"
 
-#include <QtCore/QDebug>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QMetaObject>
 #include <QtCore/QMetaProperty>
@@ -85,18 +86,18 @@ QString JsonSerializer::serializeToJson(const QVariantMap &map)
 {
     const QVariant value = holdsMapList(map) ? withPlainLists(map) : map;
     const QByteArray json = QJsonDocument::fromVariant(value).toJson();
-    // As a C string: devices are sent the text up to the first zero byte.
-    const QString text = QString::fromUtf8(json.constData());
+    const QString text = utf8UpToZero(json);
     if (text.isEmpty())
-        qDebug().noquote() << "[JsonSerializer] ERROR: ";
+        TARVO_LOG(model, "[JsonSerializer] ERROR: ");
     return text;
 }
 
 QVariantMap JsonSerializer::buildObjectMap(const QObject *object, QStringList ignored, int depth)
 {
     if (depth <= 0) {
-        qDebug().noquote() << "[JsonSerializer] ERROR: Reached max depth! Increase "
-                              "MAX_RECURSE_DEPTH or check object references!";
+        TARVO_LOG(model,
+                  "[JsonSerializer] ERROR: Reached max depth! Increase MAX_RECURSE_DEPTH or check "
+                  "object references!");
         return {};
     }
     if (!object)
@@ -108,10 +109,10 @@ QVariantMap JsonSerializer::buildObjectMap(const QObject *object, QStringList ig
             continue;
         const auto *subObject = qvariant_cast<QObject *>(*entry);
         if (!subObject) {
-            qDebug().noquote() << "[JsonSerializer] ERROR: Failed to map property:" << entry.key();
+            TARVO_LOG(model, "[JsonSerializer] ERROR: Failed to map property: ", entry.key());
             continue;
         }
-        qDebug().noquote() << "[JsonSerializer] Mapping sub-property:" << entry.key();
+        TARVO_LOG(model, "[JsonSerializer] Mapping sub-property: ", entry.key());
         // One budget for all of them: which nested objects the devices get depends on it.
         --depth;
         *entry = buildObjectMap(subObject, ignored, depth);

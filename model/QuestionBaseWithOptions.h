@@ -3,7 +3,7 @@
 // The meta-object is what goes on the wire: no change signals, and types spelt as they are here.
 // clazy:excludeall=qproperty-without-notify,fully-qualified-moc-types
 
-#include "collab/OrdinalType.h"
+#include "model/OrdinalType.h"
 #include "model/PropertyRecord.h"
 #include "model/QuestionBase.h"
 #include "model/QuestionMetadata.h"

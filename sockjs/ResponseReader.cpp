@@ -1,6 +1,6 @@
 #include "sockjs/ResponseReader.h"
-
-#include <QtCore/QDebug>
+#include "support/Log.h"
+#include "support/Utf8.h"
 
 namespace Tarvo
 {
@@ -18,17 +18,6 @@ constexpr int NO_STATUS = -1;
 // Results of the body parser, beside the number of bytes used.
 constexpr int NEEDS_MORE = 0;
 constexpr int END_OF_BODY = -1;
-
-QDebug debug()
-{
-    return qDebug().noquote() << "[SockJSXHRPollingWorker]";
-}
-
-// The whole of it: the toolkit's own conversion of a byte array stops at the first zero byte.
-QString toText(const QByteArray &bytes)
-{
-    return QString::fromUtf8(bytes.constData(), bytes.size());
-}
 
 // The line at `position` without its end; moves `position` behind it. The last line may lack its
 // line feed.
@@ -338,7 +327,7 @@ int ResponseReader::parseHttpHeaderResponse(const QByteArray &data, int *status,
             break;
         const int colon = line.indexOf(':');
         if (colon > 0)
-            headers->insert(toText(line.left(colon)), toText(line.mid(colon + 1)));
+            headers->insert(wholeUtf8(line.left(colon)), wholeUtf8(line.mid(colon + 1)));
     }
     return position;
 }
@@ -352,12 +341,12 @@ int ResponseReader::parseMessageResponse(const QByteArray &data, bool chunked, Q
     int position = 0;
     QByteArray sizeLine = takeLine(data, &position);
     if (sizeLine.isEmpty()) {
-        debug() << "Chunk_continued";
+        TARVO_LOG(sockjs, "[SockJSXHRPollingWorker] Chunk_continued");
         sizeLine = takeLine(data, &position);
     }
     const int size = chunkSize(sizeLine);
     if (isEndChunk(size)) {
-        debug() << "chunk complete size" << message->size();
+        TARVO_LOG(sockjs, "[SockJSXHRPollingWorker] chunk complete size ", message->size());
         return END_OF_BODY;
     }
     if (data.size() < size)

@@ -1,13 +1,14 @@
 #include "sockjs/SockJSConnector.h"
 
 #include "sockjs/SockJSXHRPolling.h"
-#include "sockjs/UrlHost.h"
 #include "sockjs/WebSocketGoodbye.h"
+#include "support/Http.h"
+#include "support/Log.h"
 #include "support/RandomId.h"
 #include "support/SystemProxy.h"
+#include "support/Utf8.h"
 #include "support/Wait.h"
 
-#include <QtCore/QDebug>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -21,15 +22,15 @@ namespace
 {
 
 // The address of the event bus below the server's path. The server id is fixed.
-const char EVENT_BUS_PATH[] = "/eventbus/119/";
-const char WEBSOCKET_SUFFIX[] = "/websocket";
+constexpr QLatin1String EVENT_BUS_PATH("/eventbus/119/");
+constexpr QLatin1String WEBSOCKET_SUFFIX("/websocket");
 constexpr int DEFAULT_PORT = 80;
 constexpr int DEFAULT_TLS_PORT = 443;
 constexpr int NO_PORT = -1;
 
 // Frames of the server. All others (heartbeats "h", close frames "c[...]") carry nothing for us.
-const char OPEN_FRAME[] = "o";
-constexpr char ARRAY_FRAME = 'a';
+constexpr QLatin1String OPEN_FRAME("o");
+constexpr QLatin1Char ARRAY_FRAME('a');
 
 // A message, or a piece of one, that is larger ends the connection.
 constexpr quint64 MAX_MESSAGE_BYTES = 16ULL * 1024 * 1024;
@@ -41,17 +42,6 @@ constexpr int MAX_INACTIVITY_S = 3600;
 constexpr int OPEN_PENDING = 0;
 constexpr int OPEN_CONNECTED = 1;
 constexpr int OPEN_DISCONNECTED = 2;
-
-QDebug debug()
-{
-    return qDebug().noquote() << "[SockJSConnector]";
-}
-
-// Text up to the first zero byte.
-QString toText(const QByteArray &json)
-{
-    return QString::fromUtf8(json.constData());
-}
 
 } // namespace
 
@@ -150,22 +140,21 @@ bool SockJSConnector::tryNextProtocol()
             return openXHRPolling(false);
         }
     }
-    debug() << "No more protocols found!";
+    TARVO_LOG(sockjs, "[SockJSConnector] No more protocols found!");
     return false;
 }
 
 QString SockJSConnector::sessionPath() const
 {
-    return path + QLatin1String(EVENT_BUS_PATH) + sessionId;
+    return path + EVENT_BUS_PATH + sessionId;
 }
 
 bool SockJSConnector::openWebsocket()
 {
     Tarvo::announceProxy(Tarvo::systemProxy());
     const QString url = QLatin1String(ssl ? "wss://" : "ws://") + Tarvo::urlHost(host)
-        + QLatin1Char(':') + QString::number(port) + sessionPath()
-        + QLatin1String(WEBSOCKET_SUFFIX);
-    debug() << "Websocket url =" << url;
+        + QLatin1Char(':') + QString::number(port) + sessionPath() + WEBSOCKET_SUFFIX;
+    TARVO_LOG(sockjs, "[SockJSConnector] Websocket url = ", url);
 
     const QPointer<SockJSConnector> self(this);
     const QPointer<QWebSocket> socket(new QWebSocket);
@@ -245,7 +234,8 @@ void SockJSConnector::onWebSocketDisconnected()
         return;
     }
     if (webSocket->closeCode() == QWebSocketProtocol::CloseCodeTooMuchData)
-        debug() << "ERROR: A message was too large:" << webSocket->closeReason();
+        TARVO_LOG(sockjs,
+                  "[SockJSConnector] ERROR: A message was too large: ", webSocket->closeReason());
     onClosed();
 }
 
@@ -254,7 +244,7 @@ void SockJSConnector::adoptWebSocket()
     if (adopted)
         return;
     adopted = true;
-    debug() << "CONNECTED via Websocket";
+    TARVO_LOG(sockjs, "[SockJSConnector] CONNECTED via Websocket");
 }
 
 bool SockJSConnector::openXHRPolling(bool streaming)
@@ -265,8 +255,7 @@ bool SockJSConnector::openXHRPolling(bool streaming)
         xhrPolling = nullptr;
         return false;
     }
-    debug() << QLatin1String("CONNECTED via xhr_")
-            + QLatin1String(streaming ? "streaming" : "polling");
+    TARVO_LOG(sockjs, "[SockJSConnector] CONNECTED via xhr_", streaming ? "streaming" : "polling");
     connect(xhrPolling, &SockJSXHRPolling::textMessageReceived, this,
             &SockJSConnector::onTextMessageReceived);
     connect(xhrPolling, &SockJSXHRPolling::connectionClosed, this, &SockJSConnector::onClosed);
@@ -287,12 +276,12 @@ void SockJSConnector::openstate2()
 
 void SockJSConnector::onTextMessageReceived(QString frame)
 {
-    if (frame == QLatin1String(OPEN_FRAME) && !m_connected) {
+    if (frame == OPEN_FRAME && !m_connected) {
         m_connected = true;
         Q_EMIT connected();
         return;
     }
-    if (!frame.startsWith(QLatin1Char(ARRAY_FRAME)))
+    if (!frame.startsWith(ARRAY_FRAME))
         return;
     const QPointer<SockJSConnector> self(this);
     const int thisGeneration = generation;
@@ -313,7 +302,7 @@ void SockJSConnector::sendMessage(QString message, bool keepAlive)
     QByteArray frame = QJsonDocument(QJsonArray{message}).toJson(QJsonDocument::Indented);
     frame.replace("[ ", "[");
     frame.replace(" ]", "]");
-    const QString text = toText(frame);
+    const QString text = Tarvo::utf8UpToZero(frame);
     if (!keepAlive)
         lastActivity = QDateTime::currentDateTimeUtc();
     if (webSocket)
@@ -325,7 +314,7 @@ void SockJSConnector::sendMessage(QString message, bool keepAlive)
 void SockJSConnector::sendMessage(QVariantMap message)
 {
     const QJsonDocument document(QJsonObject::fromVariantMap(message));
-    sendMessage(toText(document.toJson(QJsonDocument::Indented)), false);
+    sendMessage(Tarvo::utf8UpToZero(document.toJson(QJsonDocument::Indented)), false);
 }
 
 bool SockJSConnector::isSending() const
@@ -342,7 +331,7 @@ bool SockJSConnector::isSending() const
 
 void SockJSConnector::onConnected()
 {
-    debug() << "Websocket connected";
+    TARVO_LOG(sockjs, "[SockJSConnector] Websocket connected");
     m_connected = true;
     Q_EMIT connected();
 }
@@ -376,12 +365,12 @@ void SockJSConnector::close()
 
 void SockJSConnector::onClosed()
 {
-    debug() << "Websocket CLOSED";
+    TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
     if (webSocket && !m_connected && !closing) {
         endWebSocket(takeWebSocket());
         nextGeneration();
         if (openXHRPolling(false)) {
-            debug() << "Fallback to XHR_Polling";
+            TARVO_LOG(sockjs, "[SockJSConnector] Fallback to XHR_Polling");
             return;
         }
     }
@@ -409,7 +398,7 @@ bool SockJSConnector::dropConnection()
         WebSocketGoodbye::say(socket, this);
     if (xhrPolling)
         xhrPolling->close();
-    debug() << "Websocket CLOSED";
+    TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
     releaseTransports();
     return true;
 }

@@ -2,10 +2,10 @@
 
 #include "sockjs/PostQueue.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
-#include "sockjs/UrlHost.h"
+#include "support/Http.h"
+#include "support/Log.h"
 #include "support/SystemProxy.h"
 
-#include <QtCore/QDebug>
 #include <QtCore/QPointer>
 #include <QtCore/QThread>
 #include <QtCore/QUrl>
@@ -23,20 +23,15 @@ namespace
 {
 
 // Behind the session path.
-const char POLLING_SUFFIX[] = "/xhr";
-const char STREAMING_SUFFIX[] = "/xhr_streaming";
-const char SENDING_SUFFIX[] = "/xhr_send";
+constexpr QLatin1String POLLING_SUFFIX("/xhr");
+constexpr QLatin1String STREAMING_SUFFIX("/xhr_streaming");
+constexpr QLatin1String SENDING_SUFFIX("/xhr_send");
 // The path of a request whose response is followed by the next one. "/xhr_streaming" is left out on
 // purpose: a stream that has ended starts no new one.
-const char REPEATED_PATH_END[] = "xhr";
+constexpr QLatin1String REPEATED_PATH_END("xhr");
 
 // How long the polling connection is kept for posts that make no progress.
 constexpr int RECEIVING_PATIENCE_MS = 2000;
-
-QDebug debug()
-{
-    return qDebug().noquote() << "[SockJSXHRPolling]";
-}
 
 QString connectionHeader(bool keepAlive)
 {
@@ -47,11 +42,9 @@ QString connectionHeader(bool keepAlive)
 
 SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
     : QObject(parent), networkAccessManager(new QNetworkAccessManager(this)),
-      cookieJar(new QNetworkCookieJar(this)),
+      cookieJar(Tarvo::makeCookieJar(networkAccessManager, this)),
       posts(new PostQueue(networkAccessManager, PostQueue::Limits(), this))
 {
-    networkAccessManager->setCookieJar(cookieJar);
-    cookieJar->setParent(this); // the manager took it over
     connect(networkAccessManager, &QNetworkAccessManager::finished, this,
             &SockJSXHRPolling::onNAMRequestFinished, Qt::QueuedConnection);
 
@@ -112,7 +105,7 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
     receivingSocket = socket;
     worker = new SockJSXHRPollingWorker(nullptr, socket, host, port, ssl, keepAlive);
     if (!worker->connectToServer()) {
-        debug() << socket->errorString();
+        TARVO_LOG(sockjs, "[SockJSXHRPolling] ", socket->errorString());
         releaseWorker();
         dropReceivingSocket();
         return false;
@@ -223,13 +216,13 @@ void SockJSXHRPolling::doPoll()
 
 QString SockJSXHRPolling::pollPath() const
 {
-    return requestPath + QLatin1String(streaming ? STREAMING_SUFFIX : POLLING_SUFFIX);
+    return requestPath + (streaming ? STREAMING_SUFFIX : POLLING_SUFFIX);
 }
 
 bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
 {
     if (closed) {
-        debug() << "Can't make request when in closed state!";
+        TARVO_LOG(sockjs, "[SockJSXHRPolling] Can't make request when in closed state!");
         return false;
     }
     if (!worker)
@@ -280,14 +273,14 @@ void SockJSXHRPolling::onReceivedHeadersResponse(XHRRequest *request, QStringMap
             continue;
         cookieJar->setCookiesFromUrl(QNetworkCookie::parseCookies(header->toUtf8()),
                                      QUrl(sessionUrl));
-        debug() << "parsed cookies";
+        TARVO_LOG(sockjs, "[SockJSXHRPolling] parsed cookies");
     }
 }
 
 void SockJSXHRPolling::onReceivedMessageResponse(XHRRequest *request, QString message)
 {
-    const bool repeat = request && request->path().endsWith(QLatin1String(REPEATED_PATH_END));
-    debug() << "RECEIVED:" << message;
+    const bool repeat = request && request->path().endsWith(REPEATED_PATH_END);
+    TARVO_LOG(sockjs, "[SockJSXHRPolling] RECEIVED: ", message);
     const QPointer<SockJSXHRPolling> self(this);
     const int run = generation;
     Q_EMIT textMessageReceived(message);
@@ -342,10 +335,8 @@ bool SockJSXHRPolling::isSending() const
 
 void SockJSXHRPolling::sendTextMessage(QString message)
 {
-    QNetworkRequest request(QUrl(sessionUrl + QLatin1String(SENDING_SUFFIX)));
-    request.setRawHeader("accept-encoding", "identity");
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      QStringLiteral("application/json; charset=UTF-8"));
+    QNetworkRequest request =
+        Tarvo::identityRequest(QUrl(sessionUrl + SENDING_SUFFIX), Tarvo::JSON_CONTENT_TYPE);
     request.setRawHeader("Connection", connectionHeader(keepAlive).toLatin1());
     posts->append(request, message.toUtf8());
 }
@@ -360,7 +351,7 @@ void SockJSXHRPolling::onNAMRequestFinished(QNetworkReply *reply)
 
 void SockJSXHRPolling::logLostMessage(const QString &reason)
 {
-    debug() << "xhr_send error:" << reason;
+    TARVO_LOG(sockjs, "[SockJSXHRPolling] xhr_send error: ", reason);
 }
 
 // The connector's goodbye: the transport ends itself once its last message has left.

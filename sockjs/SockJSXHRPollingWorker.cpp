@@ -1,11 +1,12 @@
 #include "sockjs/SockJSXHRPollingWorker.h"
 
 #include "sockjs/ResponseReader.h"
+#include "support/Log.h"
+#include "support/Utf8.h"
 
 #include <QtCore/QAbstractEventDispatcher>
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
-#include <QtCore/QDebug>
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 #include <QtNetwork/QSslSocket>
@@ -38,17 +39,6 @@ void registerHeaderMap()
 }
 Q_CONSTRUCTOR_FUNCTION(registerHeaderMap)
 
-QDebug debug()
-{
-    return qDebug().noquote() << "[SockJSXHRPollingWorker]";
-}
-
-// The whole of it: the toolkit's own conversion of a byte array stops at the first zero byte.
-QString toText(const QByteArray &bytes)
-{
-    return QString::fromUtf8(bytes.constData(), bytes.size());
-}
-
 } // namespace
 
 SockJSXHRPollingWorker::SockJSXHRPollingWorker(QObject *parent, QTcpSocket *socket, QString host,
@@ -66,11 +56,13 @@ SockJSXHRPollingWorker::~SockJSXHRPollingWorker() = default;
 bool SockJSXHRPollingWorker::queueRequest(XHRRequest *request)
 {
     if (closing) {
-        debug() << "Async socket tx queue error: Socket closing!";
+        TARVO_LOG(sockjs, "[SockJSXHRPollingWorker] Async socket tx queue error: Socket closing!");
         return false;
     }
     if (!queueMutex.tryLock(MUTEX_WAIT_MS)) {
-        debug() << "Async socket tx queue error: Failed to establish mutex lock!";
+        TARVO_LOG(sockjs,
+                  "[SockJSXHRPollingWorker] Async socket tx queue error: Failed to establish mutex "
+                  "lock!");
         return false;
     }
     const bool accepted = txQueue.size() <= MAX_QUEUED_REQUESTS;
@@ -78,7 +70,8 @@ bool SockJSXHRPollingWorker::queueRequest(XHRRequest *request)
         txQueue.append(request);
     queueMutex.unlock();
     if (!accepted)
-        debug() << "Async socket tx queue error: Too many items in queue!";
+        TARVO_LOG(sockjs,
+                  "[SockJSXHRPollingWorker] Async socket tx queue error: Too many items in queue!");
     return accepted;
 }
 
@@ -222,7 +215,8 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::reconnect()
     if (closing)
         return Turn::END;
     if (keepAlive)
-        debug() << "Connection lost, attempting to re-establish...";
+        TARVO_LOG(sockjs,
+                  "[SockJSXHRPollingWorker] Connection lost, attempting to re-establish...");
     if (connectToServer()) {
         retryCount = 0;
         sinceReconnected.start();
@@ -235,7 +229,7 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::reconnect()
     if (closing)
         return Turn::END;
     if (++retryCount > MAX_FAILED_RECONNECTIONS) {
-        debug() << "Connection attempts exceeded retry limit!";
+        TARVO_LOG(sockjs, "[SockJSXHRPollingWorker] Connection attempts exceeded retry limit!");
         return Turn::END;
     }
     return Turn::CONTINUE;
@@ -339,7 +333,8 @@ void SockJSXHRPollingWorker::readResponses()
             deliverMessage();
             break;
         case ResponseReader::Found::TOO_MUCH:
-            debug() << "Response too large, dropping the connection";
+            TARVO_LOG(sockjs,
+                      "[SockJSXHRPollingWorker] Response too large, dropping the connection");
             resetSocket();
             forgetResponse();
             return;
@@ -360,7 +355,7 @@ void SockJSXHRPollingWorker::onHeader()
     current->chunked = transferEncoding != headers.constEnd()
         && transferEncoding->endsWith(QLatin1String("chunked"));
     if (current->chunked)
-        debug() << "Detected transfer-encoding: chunked header";
+        TARVO_LOG(sockjs, "[SockJSXHRPollingWorker] Detected transfer-encoding: chunked header");
     const auto contentLength = headers.constFind(QStringLiteral("Content-Length"));
     const bool hasLength = contentLength != headers.constEnd();
     if (hasLength)
@@ -375,14 +370,15 @@ void SockJSXHRPollingWorker::deliverMessage()
     if (bytes.endsWith('\n'))
         bytes.chop(1);
     message = QString();
-    Q_EMIT receivedMessageResponse(current, toText(bytes));
+    Q_EMIT receivedMessageResponse(current, Tarvo::wholeUtf8(bytes));
 }
 
 // The request keeps waiting.
 void SockJSXHRPollingWorker::clearBuffer()
 {
-    debug() << "Incoming data timeout, clearing buffer";
-    qDebug().noquote() << "[SockJSXHRPollingWorker.BufferData] =" << toText(reader->pending());
+    TARVO_LOG(sockjs, "[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer");
+    TARVO_LOG(sockjs,
+              "[SockJSXHRPollingWorker.BufferData] = ", Tarvo::wholeUtf8(reader->pending()));
     reader->dropPending();
 }
 

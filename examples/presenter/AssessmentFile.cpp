@@ -1,13 +1,8 @@
 #include "AssessmentFile.h"
 
 #include "model/AssessmentOptions.h"
-#include "model/QuestionMathFormula.h"
-#include "model/QuestionMultiChoice.h"
-#include "model/QuestionNumeric.h"
-#include "model/QuestionScale.h"
-#include "model/QuestionSort.h"
-#include "model/QuestionText.h"
-#include "model/QuestionYesNo.h"
+#include "model/PollQuestion.h"
+#include "model/QuestionBaseWithOptions.h"
 
 #include <QtCore/QFile>
 #include <QtCore/QJsonArray>
@@ -45,31 +40,7 @@ const QStringList &ownProperties()
 
 std::unique_ptr<Tarvo::QuestionBase> emptyQuestion(PollType::POLL_TYPE kind)
 {
-    switch (kind) {
-    case PollType::TRUE_FALSE: {
-        auto question = std::make_unique<Tarvo::QuestionYesNo>(nullptr);
-        question->trueFalse = true;
-        return question;
-    }
-    case PollType::YES_NO_OTHER:
-        return std::make_unique<Tarvo::QuestionYesNo>(nullptr);
-    case PollType::MULTIPLE:
-        return std::make_unique<Tarvo::QuestionMultiChoice>(nullptr);
-    case PollType::SCALE:
-        return std::make_unique<Tarvo::QuestionScale>(nullptr);
-    case PollType::SORT:
-        return std::make_unique<Tarvo::QuestionSort>(nullptr);
-    case PollType::TEXT:
-        return std::make_unique<Tarvo::QuestionText>(nullptr);
-    case PollType::NUMBER:
-        return std::make_unique<Tarvo::QuestionNumeric>(nullptr);
-    case PollType::MATH_FORMULA:
-        return std::make_unique<Tarvo::QuestionMathFormula>(nullptr);
-    case PollType::WORD_SEED: // sent in a form of their own, as polls only
-    case PollType::CREATIVE:
-        break;
-    }
-    return nullptr;
+    return Tarvo::pollQuestion(kind, OrdinalType::GENERIC, 0);
 }
 
 bool takesChoices(PollType::POLL_TYPE kind)

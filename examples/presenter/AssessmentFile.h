@@ -2,8 +2,8 @@
 
 #include "Tally.h"
 
-#include "collab/OrdinalType.h"
-#include "collab/PollType.h"
+#include "model/OrdinalType.h"
+#include "model/PollType.h"
 
 #include <QtCore/QString>
 #include <QtCore/QStringList>

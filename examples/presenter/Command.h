@@ -1,7 +1,7 @@
 #pragma once
 
-#include "collab/OrdinalType.h"
-#include "collab/PollType.h"
+#include "model/OrdinalType.h"
+#include "model/PollType.h"
 
 #include <QtCore/QString>
 

@@ -1,4 +1,4 @@
-#include "collab/OrdinalType.h"
+#include "model/OrdinalType.h"
 
 namespace Tarvo
 {

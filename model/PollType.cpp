@@ -1,4 +1,4 @@
-#include "collab/PollType.h"
+#include "model/PollType.h"
 
 namespace Tarvo
 {

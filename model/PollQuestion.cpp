@@ -1,0 +1,117 @@
+#include "model/PollQuestion.h"
+
+#include "model/QuestionMathFormula.h"
+#include "model/QuestionMultiChoice.h"
+#include "model/QuestionNumeric.h"
+#include "model/QuestionScale.h"
+#include "model/QuestionSort.h"
+#include "model/QuestionText.h"
+#include "model/QuestionYesNo.h"
+
+namespace Tarvo
+{
+
+namespace
+{
+
+std::unique_ptr<QuestionBase> trueFalseQuestion()
+{
+    auto question = std::make_unique<QuestionYesNo>(nullptr);
+    question->trueFalse = true;
+    return question;
+}
+
+std::unique_ptr<QuestionBase> emptyQuestion(PollType::POLL_TYPE pollType)
+{
+    switch (pollType) {
+    case PollType::TRUE_FALSE:
+        return trueFalseQuestion();
+    case PollType::YES_NO_OTHER:
+        return std::make_unique<QuestionYesNo>(nullptr);
+    case PollType::MULTIPLE:
+        return std::make_unique<QuestionMultiChoice>(nullptr);
+    case PollType::SCALE:
+        return std::make_unique<QuestionScale>(nullptr);
+    case PollType::SORT:
+        return std::make_unique<QuestionSort>(nullptr);
+    case PollType::TEXT:
+        return std::make_unique<QuestionText>(nullptr);
+    case PollType::NUMBER:
+        return std::make_unique<QuestionNumeric>(nullptr);
+    case PollType::MATH_FORMULA:
+        return std::make_unique<QuestionMathFormula>(nullptr);
+    case PollType::WORD_SEED:
+    case PollType::CREATIVE:
+        break; // polls alone, in a form that has no question
+    }
+    return nullptr;
+}
+
+// An option's id and its text.
+struct Label {
+    QString id;
+    QString text;
+};
+
+// Yes/no and true/false have three distinct answers: every option from the third on is "don't know".
+Label threeWayLabel(const char *yes, const char *no, int index)
+{
+    switch (index) {
+    case 0:
+        return {QStringLiteral("A"), QLatin1String(yes)};
+    case 1:
+        return {QStringLiteral("B"), QLatin1String(no)};
+    default:
+        return {QStringLiteral("?"), QStringLiteral("DONTKNOW")};
+    }
+}
+
+Label letterLabel(char first, int index)
+{
+    const QString letter(QChar(static_cast<ushort>(first + index)));
+    return {letter, letter};
+}
+
+Label numberLabel(int index)
+{
+    const QString number = QString::number(index);
+    return {number, number};
+}
+
+Label optionLabel(OrdinalType::ORDINAL_TYPE ordinalType, int index)
+{
+    switch (ordinalType) {
+    case OrdinalType::TRUE_FALSE:
+        return threeWayLabel("TRUE", "FALSE", index);
+    case OrdinalType::YES_NO:
+    case OrdinalType::YES_NO_MAYBE:
+    case OrdinalType::YES_NO_UNSURE:
+    case OrdinalType::YES_NO_OTHER:
+        return threeWayLabel("YES", "NO", index);
+    case OrdinalType::ALPHA_UPPER:
+        return letterLabel('A', index);
+    case OrdinalType::ALPHA_LOWER:
+        return letterLabel('a', index);
+    default:
+        return numberLabel(index);
+    }
+}
+
+} // namespace
+
+std::unique_ptr<QuestionBase> pollQuestion(PollType::POLL_TYPE pollType,
+                                           OrdinalType::ORDINAL_TYPE ordinalType, int count)
+{
+    std::unique_ptr<QuestionBase> question = emptyQuestion(pollType);
+    auto *withOptions = qobject_cast<QuestionBaseWithOptions *>(question.get());
+    if (!withOptions || count < 1)
+        return question;
+    for (int i = 0; i < count; ++i) {
+        const Label label = optionLabel(ordinalType, i);
+        withOptions->addActivityOption(label.id, label.text, i);
+    }
+    withOptions->setOrdinals(ordinalType);
+    return question;
+}
+
+} // namespace Tarvo

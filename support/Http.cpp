@@ -1,0 +1,32 @@
+#include "support/Http.h"
+
+#include <QtCore/QUrl>
+#include <QtNetwork/QNetworkAccessManager>
+#include <QtNetwork/QNetworkCookieJar>
+
+namespace Tarvo
+{
+
+QNetworkRequest identityRequest(const QUrl &url, const QString &contentType)
+{
+    QNetworkRequest request(url);
+    request.setRawHeader("accept-encoding", "identity");
+    request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
+    return request;
+}
+
+QString urlHost(const QString &host)
+{
+    const bool isIPv6 = host.contains(QLatin1Char(':'));
+    return isIPv6 ? QLatin1Char('[') + host + QLatin1Char(']') : host;
+}
+
+QNetworkCookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner)
+{
+    auto *jar = new QNetworkCookieJar(owner);
+    manager->setCookieJar(jar);
+    jar->setParent(owner);
+    return jar;
+}
+
+} // namespace Tarvo
