@@ -181,7 +181,7 @@ QNetworkReply *PresenterClient::send(const QUrl &url, const QByteArray &body,
 {
     const QString contentType =
         multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY : QString(Tarvo::JSON_CONTENT_TYPE);
-    QNetworkReply *reply = networkManager->post(Tarvo::identityRequest(url, contentType), body);
+    QNetworkReply *reply = networkManager->post(Tarvo::plainRequest(url, contentType), body);
     replyCallbacks.insert(reply, CALLBACKS{success, failure});
     connect(reply, &QNetworkReply::readyRead, reply, [reply] { abortTooLarge(reply); });
     return reply;

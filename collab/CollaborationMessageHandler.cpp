@@ -39,13 +39,19 @@ constexpr QLatin1String ANSWER("answer");
 constexpr QLatin1String OPTION_ANSWERS("optionAnswers");
 constexpr QLatin1String ACTIVITY_OPTION_ID("activityOptionId");
 
-// How a block is written as a list of its bytes.
-constexpr QLatin1Char LIST_OPEN('[');
-constexpr QLatin1Char LIST_CLOSE(']');
-constexpr QLatin1Char LIST_SEPARATOR(',');
-
 // Stands between the parts of an answer that has several.
 constexpr QLatin1Char ANSWER_SEPARATOR(',');
+
+// A field of a message. Messages have a handful of fields, and going through them takes less time than
+// making a text of the name to look it up.
+QVariant field(const QVariantMap &message, QLatin1String name)
+{
+    for (auto entry = message.constBegin(); entry != message.constEnd(); ++entry) {
+        if (entry.key() == name)
+            return entry.value();
+    }
+    return QVariant();
+}
 
 // Reads JSON, unless that would take too much memory.
 bool readJson(const QString &json, QJsonDocument *document)
@@ -80,31 +86,13 @@ QVariantMap bodyOf(const QString &message)
     return body;
 }
 
-// Whether a text can be the bracketed list of a block: numbers and nothing else, each perhaps with
-// blanks round it. Of any other text the codec would make a block, too, taking what is no number for 0.
-bool isNumberList(QString text)
-{
-    text.remove(LIST_OPEN).remove(LIST_CLOSE);
-    for (int start = 0; start <= text.size();) {
-        int end = text.indexOf(LIST_SEPARATOR, start);
-        if (end < 0)
-            end = text.size();
-        bool isNumber = false;
-        text.midRef(start, end - start).toInt(&isNumber);
-        if (!isNumber)
-            return false;
-        start = end + 1;
-    }
-    return true;
-}
-
 bool decompressText(const QString &packed, QString *text)
 {
     UnpackingLimit limit;
     if (BoundedLzma::decompress64(packed, &limit, text))
         return true;
     limit = {};
-    return isNumberList(packed) && BoundedLzma::decompress(packed, &limit, text);
+    return BoundedLzma::isNumberList(packed) && BoundedLzma::decompress(packed, &limit, text);
 }
 
 // A text payload: base64 of a block, or the block's bracketed list.
@@ -184,23 +172,23 @@ QString joined(const QVariantList &parts)
 // What a learner picked in a poll: the elements of "blob", or else "input".
 QString pickedAnswer(const QVariantMap &pick)
 {
-    const QVariant blob = pick.value(PICK_BLOB);
+    const QVariant blob = field(pick, PICK_BLOB);
     return blob.canConvert<QVariantList>() ? joined(blob.toList())
-                                           : pick.value(PICK_INPUT).toString();
+                                           : field(pick, PICK_INPUT).toString();
 }
 
 // What a learner answered to a question: the text, or for questions that are answered by choosing,
 // which send none, the ids of the options chosen.
 QString questionAnswer(const QVariantMap &response)
 {
-    const QString answer = response.value(ANSWER).toString();
+    const QString answer = field(response, ANSWER).toString();
     if (!answer.isEmpty())
         return answer;
 
     QVariantList ids;
-    const QVariantList options = response.value(OPTION_ANSWERS).toList();
+    const QVariantList options = field(response, OPTION_ANSWERS).toList();
     for (const QVariant &option : options)
-        ids.append(option.toMap().value(ACTIVITY_OPTION_ID));
+        ids.append(field(option.toMap(), ACTIVITY_OPTION_ID));
     return joined(ids);
 }
 
@@ -239,7 +227,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
     TARVO_LOG(channel, "[MessageHandler] ", message);
 
     const QVariantMap body = bodyOf(message);
-    const QString action = body.value(ACTION).toString();
+    const QString action = field(body, ACTION).toString();
     if (!action.isNull()) {
         TARVO_LOG(channel, "[MessageHandler.ACTION] ", action);
         if (const ActionHandler handler = actions.value(action))
@@ -247,7 +235,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
         return;
     }
 
-    const QString type = body.value(TYPE).toString();
+    const QString type = field(body, TYPE).toString();
     if (type.isNull())
         return;
     TARVO_LOG(channel, "[MessageHandler.TYPE] ", type);
@@ -260,7 +248,7 @@ void CollaborationMessageHandler::onHandleMessage(QString message)
 
 QVariant CollaborationMessageHandler::getDataValue(QVariantMap body)
 {
-    const QVariant data = body.value(DATA);
+    const QVariant data = field(body, DATA);
     // Numbers, flags and null are texts, too: the handlers get them as their text.
     if (data.canConvert<QString>())
         return unpackedText(data.toString());
@@ -271,7 +259,7 @@ QVariant CollaborationMessageHandler::getDataValue(QVariantMap body)
 
 void CollaborationMessageHandler::actionRegister(QVariantMap body)
 {
-    const QString clientType = body.value(CLIENT).toMap().value(CLIENT_TYPE).toString();
+    const QString clientType = field(field(body, CLIENT).toMap(), CLIENT_TYPE).toString();
     if (clientType == CLIENT_TYPE_USER) {
         TARVO_LOG(channel, "REGISTER"); // who it is comes with "join"
     } else if (clientType == CLIENT_TYPE_CONTROLLER) {
@@ -282,11 +270,11 @@ void CollaborationMessageHandler::actionRegister(QVariantMap body)
 
 void CollaborationMessageHandler::actionUnregister(QVariantMap body)
 {
-    const QVariantMap client = body.value(CLIENT).toMap();
-    const QString clientType = client.value(CLIENT_TYPE).toString();
+    const QVariantMap client = field(body, CLIENT).toMap();
+    const QString clientType = field(client, CLIENT_TYPE).toString();
     if (clientType == CLIENT_TYPE_USER) {
         TARVO_LOG(channel, "UNREGISTER");
-        Q_EMIT learnerUnregister(client.value(CLIENT_TOKEN).toString());
+        Q_EMIT learnerUnregister(field(client, CLIENT_TOKEN).toString());
     } else if (clientType == CLIENT_TYPE_CONTROLLER) {
         TARVO_LOG(channel, "UNREGISTER CONTROLLER");
         Q_EMIT controllerRegister(false);
@@ -297,17 +285,17 @@ void CollaborationMessageHandler::dataJoin(QVariantMap body, QVariant data)
 {
     TARVO_LOG(channel, "JOIN");
     const QVariantMap fields = data.toMap();
-    Q_EMIT learnerJoin({body.value(FROM).toString(), fields.value(USER_NAME).toString(),
-                        fields.value(DEVICE_TYPE).toString()});
+    Q_EMIT learnerJoin({field(body, FROM).toString(), field(fields, USER_NAME).toString(),
+                        field(fields, DEVICE_TYPE).toString()});
 }
 
 void CollaborationMessageHandler::dataPollResponse(QVariantMap body, QVariant data)
 {
     const QVariantMap fields = data.toMap();
-    const QString from = body.value(FROM).toString();
-    const QString pollId = fields.value(POLL_ID).toString();
-    const int responseTime = fields.value(RESPONSE_TIME).toInt();
-    const QString answer = pickedAnswer(fields.value(PICK).toMap());
+    const QString from = field(body, FROM).toString();
+    const QString pollId = field(fields, POLL_ID).toString();
+    const int responseTime = field(fields, RESPONSE_TIME).toInt();
+    const QString answer = pickedAnswer(field(fields, PICK).toMap());
     TARVO_LOG(channel, "POLL_RESPONSE:", from, ":", pollId, ":", responseTime, ":", answer);
     Q_EMIT learnerPollResponse(from, pollId, responseTime, answer);
 }
@@ -316,22 +304,22 @@ void CollaborationMessageHandler::dataPollResponse(QVariantMap body, QVariant da
 void CollaborationMessageHandler::dataQuestionResponse(QVariantMap body, QVariant data)
 {
     const QVariantMap fields = data.toMap();
-    const QString from = body.value(FROM).toString();
+    const QString from = field(body, FROM).toString();
     const QString answer = questionAnswer(fields);
     TARVO_LOG(channel, "[DEBUG] RECEIVED RESPONSE FROM DEVICE ", from, " of value: ", answer);
-    Q_EMIT learnerPollResponse(from, fields.value(QUESTION_ID).toString(),
-                               fields.value(RESPONSE_TIME).toInt(), answer);
+    Q_EMIT learnerPollResponse(from, field(fields, QUESTION_ID).toString(),
+                               field(fields, RESPONSE_TIME).toInt(), answer);
 }
 
 void CollaborationMessageHandler::dataGetQuestion(QVariantMap body, QVariant data)
 {
-    const QString from = body.value(FROM).toString();
-    const int number = data.toMap().value(QUESTION_NUMBER).toInt();
+    const QString from = field(body, FROM).toString();
+    const int number = field(data.toMap(), QUESTION_NUMBER).toInt();
     TARVO_LOG(channel, "Learner ", from, " requesting question ", number);
     Q_EMIT learnerGetQuestion(from, number);
 }
 
 void CollaborationMessageHandler::dataRemote(QVariantMap body, QVariant data)
 {
-    Q_EMIT remoteControl({body.value(TYPE).toString(), body.value(FROM).toString(), data});
+    Q_EMIT remoteControl({field(body, TYPE).toString(), field(body, FROM).toString(), data});
 }

@@ -34,14 +34,13 @@ class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
 public:
     // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
     // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
-    // clazy:excludeall=fully-qualified-moc-types
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
 
-    /// A handler owned by \a parent, with its tables filled.
+    /// A handler owned by `parent`, with its tables filled.
     explicit CollaborationMessageHandler(QObject *parent);
 
-    /// Unpacks the "data" of \a body, which the senders compress.
+    /// Unpacks the "data" of `body`, which the senders compress.
     ///
     /// A text is taken as base64 of a block or as the block's bracketed list, a list of texts as
     /// base64 pieces of one payload, a list of numbers as the block's bytes; the result is the JSON
@@ -69,7 +68,7 @@ Q_SIGNALS:
     void remoteControl(RemoteControlMessage Signal);
     /// A message of a type that has no handler: its body, and its data unpacked.
     void unhandledMessage(QVariantMap jsonMessage, QVariant data);
-    /// The learner device \a id asks for question number \a questionId of an assessment.
+    /// The learner device `id` asks for question number `questionId` of an assessment.
     void learnerGetQuestion(QString id, int questionId);
 
 protected Q_SLOTS:
@@ -77,7 +76,7 @@ protected Q_SLOTS:
     void onHandleMessage(QString message);
 
 protected:
-    /// The handlers: each reads the fields of \a body, and of its unpacked \a data, and emits its
+    /// The handlers: each reads the fields of `body`, and of its unpacked `data`, and emits its
     /// signal. A derived class may call them for messages of its own.
     void actionRegister(QVariantMap body);
     void actionUnregister(QVariantMap body);

@@ -58,11 +58,6 @@ PresenterCollab *PresenterAssessment::channel() const
     return m_alive ? collab : nullptr;
 }
 
-QString PresenterAssessment::getAssessmentToken() const
-{
-    return assessmentToken;
-}
-
 void PresenterAssessment::start(QString deviceId, AssessmentOptions *options)
 {
     if (!channel())

@@ -29,14 +29,14 @@ class TARVOCLIENT_EXPORT PresenterAssessment : public QObject
     Q_DISABLE_COPY(PresenterAssessment)
 
 public:
-    /// An assessment of the session that \a collab serves, with a token of its own.
+    /// An assessment of the session that `collab` serves, with a token of its own.
     PresenterAssessment(QObject *parent, PresenterCollab *collab);
 
     /// The identity of this assessment: a UUID without braces. Learners' devices know it from the
     /// options of start().
-    QString getAssessmentToken() const;
+    QString getAssessmentToken() const { return assessmentToken; }
 
-    /// Starts the assessment on one learner's device with \a options, which go out as they stand: set
+    /// Starts the assessment on one learner's device with `options`, which go out as they stand: set
     /// their assessmentToken to getAssessmentToken() first. They stay the caller's.
     void start(QString deviceId, Tarvo::AssessmentOptions *options);
     /// Ends the assessment on every device of the session.
@@ -49,8 +49,8 @@ public:
     /// Goes on with what pause() paused.
     void resume();
     /// Shows a text on one learner's device: in the review of the question set, with the navigation
-    /// shown, when \a review is true; else as a dialog that the learner can close if
-    /// \a isDismissible is true.
+    /// shown, when `review` is true; else as a dialog that the learner can close if
+    /// `isDismissible` is true.
     void sendMessage(QString deviceId, QString text, bool isDismissible, bool review);
     /// The same for the device without an id, address ".user.", which the service understands so.
     void sendMessage(QString text, bool isDismissible, bool review);
@@ -61,7 +61,7 @@ public:
     void sendMessage(QString deviceId, const Character *text, bool isDismissible) = delete;
 
 Q_SIGNALS:
-    /// The learner device \a id asks for question number \a questionId.
+    /// The learner device `id` asks for question number `questionId`.
     void learnerGetQuestion(QString id, int questionId);
 
 private:

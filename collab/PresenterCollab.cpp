@@ -185,37 +185,17 @@ void PresenterCollab::sendHeavy()
 
 // ---- What the channel knows ----------------------------------------------------------------------
 
-QString PresenterCollab::getSessionCode() const
-{
-    return sessionCode;
-}
-
-QString PresenterCollab::getSessionToken() const
-{
-    return sessionToken;
-}
-
-QString PresenterCollab::getUserToken() const
-{
-    return userToken;
-}
-
-QString PresenterCollab::getCurrentPollId() const
-{
-    return currentPollId;
-}
-
 bool PresenterCollab::isConnected() const
 {
     return connector->isConnected();
 }
 
+QString PresenterCollab::getTransport() const
+{
+    return connector->getTransport();
+}
+
 bool PresenterCollab::hasUnsentMessages() const
 {
     return connector->isSending();
-}
-
-CollaborationMessageHandler *PresenterCollab::messageHandler() const
-{
-    return m_messageHandler;
 }

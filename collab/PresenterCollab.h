@@ -55,21 +55,20 @@ class TARVOCLIENT_EXPORT PresenterCollab : public QObject
 public:
     // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
     // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
-    // clazy:excludeall=fully-qualified-moc-types
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
     using POLL_TYPE = Tarvo::PollType::POLL_TYPE;
     using ORDINAL_TYPE = Tarvo::OrdinalType::ORDINAL_TYPE;
 
-    /// A channel that is not yet open: \a serverUrl is the collaboration server's, \a sessionCode the
-    /// code that learners type in, \a sessionToken the base of every address, \a userToken the
+    /// A channel that is not yet open: `serverUrl` is the collaboration server's, `sessionCode` the
+    /// code that learners type in, `sessionToken` the base of every address, `userToken` the
     /// presenter's identity, sent as "from" with every message.
     PresenterCollab(QObject *parent, QString serverUrl, QString sessionCode, QString sessionToken,
                     QString userToken);
     /// Closes the connection if it is open, without a word to the devices and without a signal.
     ~PresenterCollab() override;
 
-    /// Connects with the transports named in \a protocols ("websocket", "xhr-streaming",
+    /// Connects with the transports named in `protocols` ("websocket", "xhr-streaming",
     /// "xhr-polling"), tried in that order; unknown names are skipped, and with none left every
     /// transport is tried. The call waits, dispatching events, until a transport has started or all
     /// have failed; connected or not, it returns nothing: see isConnected().
@@ -80,10 +79,10 @@ public:
     /// connectionClosed() follows. Without a connection there is nothing to close and no signal.
     void close();
 
-    /// Publishes \a message to \a address after setting its sender and compressing its payload. The
+    /// Publishes `message` to `address` after setting its sender and compressing its payload. The
     /// message stays the caller's and is not needed once the call returns; a null one is not sent.
     void publishMessage(QString address, Tarvo::TarvoCollabMessage *message);
-    /// Publishes the text \a data, compressed, as a message of type \a type to \a address.
+    /// Publishes the text `data`, compressed, as a message of type `type` to `address`.
     void publishMessage(QString address, QString type, QString data);
     /// The same operation under a second name.
     void publishMessage64(QString address, QString type, QString data);
@@ -94,16 +93,13 @@ public:
     /// Keeps the connection alive at the far end; sent every minute by itself. It does not count as
     /// activity, so a channel without other messages still closes after an hour.
     void sendPing();
-    /// Tells the learners' devices that a large message is on its way.
+    /// Tells the learners' devices that a large message has been sent. showImageCard() does it by itself.
     void sendHeavy();
 
     // ---- Polls and questions ---------------------------------------------------------------------
 
-    /// Makes the question object of a poll, or null for "word-seed", "creative" and unknown kinds.
-    ///
-    /// Kinds that have options get \a count of them, labelled as \a ordinalType says, and none when
-    /// \a count is below 1. The last argument is accepted for the callers' sake and not used. The
-    /// caller owns the result.
+    /// Makes the question object of a poll as `Tarvo::pollQuestion` does, which the caller owns. The last
+    /// argument is accepted for the callers' sake and not used.
     Tarvo::QuestionBase *createPollQuestion(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, int count,
                                             int);
     /// Starts a poll on every device of the session, with the card image as its background, under a
@@ -118,11 +114,11 @@ public:
     void pausePoll();
     /// Goes on with what pausePoll() paused.
     void resumePoll();
-    /// Sends \a question to \a address. In its activityType, "id" is set to the question-type id of
+    /// Sends `question` to `address`. In its activityType, "id" is set to the question-type id of
     /// its kind and "name" to the kind's wire name, and they stay so; other entries are left alone.
     /// The question stays the caller's; a null one is not sent.
     void sendQuestion(QString address, Tarvo::QuestionBase *question);
-    /// Sends \a question to every device of the session.
+    /// Sends `question` to every device of the session.
     void sendQuestion(Tarvo::QuestionBase *question);
 
     // ---- Cards and the remote --------------------------------------------------------------------
@@ -133,11 +129,11 @@ public:
     /// Sets the URL of the image of the next poll or image card.
     void setCardImageRef(QString url);
     /// The card image as one text: a data URI when there is image data; else the reference, as a CSS
-    /// value url('...') when \a wrapUrl is true and bare when it is false; else empty.
+    /// value url('...') when `wrapUrl` is true and bare when it is false; else empty.
     QString getCardImageRef(bool wrapUrl);
     /// Empties both forms of the card image.
     void clearCardImage();
-    /// Shows the card image on the learners' devices and empties it; \a wrapUrl is
+    /// Shows the card image on the learners' devices and empties it; `wrapUrl` is
     /// getCardImageRef()'s.
     void showImageCard(bool wrapUrl);
 
@@ -145,25 +141,28 @@ public:
     void sendCurrentLessonToRemote(QString lessonId, QString name);
     /// Shows on the remote that the presenter is there.
     void sendPresenterIsActiveToRemote();
-    /// Shows on the remote that card number \a currentCard of the cards 1 to \a totalCards is up.
+    /// Shows on the remote that card number `currentCard` of the cards 1 to `totalCards` is up.
     void sendCurrentCardToRemote(int currentCard, int totalCards);
 
     // ---- What the channel knows ------------------------------------------------------------------
 
-    QString getSessionCode() const;
-    QString getSessionToken() const;
-    QString getUserToken() const;
+    QString getSessionCode() const { return sessionCode; }
+    QString getSessionToken() const { return sessionToken; }
+    QString getUserToken() const { return userToken; }
     /// The id of the poll started last; empty before the first. pausePoll(), resumePoll() and
     /// stopPoll() carry it.
-    QString getCurrentPollId() const;
+    QString getCurrentPollId() const { return currentPollId; }
     /// True from the server's word that the session is open until the connection is closed.
     bool isConnected() const;
+    /// The wire name of the transport in use, "websocket", "xhr-streaming" or "xhr-polling"; empty
+    /// without a connection.
+    QString getTransport() const;
     /// Whether messages are still leaving, also after close(), whose last word to the devices may be
     /// behind them. A host that is about to end lets its event loop turn until this is false; deleting
     /// the channel or ending the process earlier loses what has not left.
     bool hasUnsentMessages() const;
     /// The dispatcher of incoming messages; the channel owns it.
-    CollaborationMessageHandler *messageHandler() const;
+    CollaborationMessageHandler *messageHandler() const { return m_messageHandler; }
 
 Q_SIGNALS:
     /// The connection is closed; true when it closed by itself, after more than an hour without a

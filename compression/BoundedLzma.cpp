@@ -69,19 +69,44 @@ QByteArray blockFromBase64(const QString &base64)
     return QByteArray::fromBase64Encoding(base64.toLatin1()).decoded;
 }
 
-QByteArray blockFromList(QString list)
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+QStringRef part(const QString &text, int position, int length)
+{
+    return text.midRef(position, length);
+}
+#else
+QStringView part(const QString &text, int position, int length)
+{
+    return QStringView(text).mid(position, length);
+}
+#endif
+
+// Hands the parts of a bracketed list to `take`, each as a number, which is 0 when the part is none, and
+// whether it is one; until `take` returns false. Returns whether it never did.
+template<typename Take> bool forEachNumber(QString list, const Take &take)
 {
     list.remove(LIST_OPEN).remove(LIST_CLOSE);
-
-    QByteArray block;
-    block.reserve(list.count(LIST_SEPARATOR) + 1);
-    for (int start = 0; start <= list.size();) {
-        int end = list.indexOf(LIST_SEPARATOR, start);
-        if (end < 0)
-            end = list.size();
-        block.append(static_cast<char>(list.midRef(start, end - start).toInt()));
+    const int size = list.size();
+    for (int start = 0; start <= size;) {
+        const int separator = list.indexOf(LIST_SEPARATOR, start);
+        const int end = separator < 0 ? size : separator;
+        bool isNumber = false;
+        const int number = part(list, start, end - start).toInt(&isNumber);
+        if (!take(number, isNumber))
+            return false;
         start = end + 1;
     }
+    return true;
+}
+
+QByteArray blockFromList(const QString &list)
+{
+    QByteArray block;
+    block.reserve(list.count(LIST_SEPARATOR) + 1);
+    forEachNumber(list, [&](int number, bool) {
+        block.append(static_cast<char>(number));
+        return true;
+    });
     return block;
 }
 
@@ -154,10 +179,14 @@ bool BoundedLzma::decompress64(const QString &base64, UnpackingLimit *limit, QSt
     });
 }
 
-bool BoundedLzma::decompress(QString list, UnpackingLimit *limit, QString *out)
+bool BoundedLzma::isNumberList(const QString &text)
 {
-    return falseWithoutMemory(
-        [&] { return decompressBlock(blockFromList(std::move(list)), limit, out); });
+    return forEachNumber(text, [](int, bool isNumber) { return isNumber; });
+}
+
+bool BoundedLzma::decompress(const QString &list, UnpackingLimit *limit, QString *out)
+{
+    return falseWithoutMemory([&] { return decompressBlock(blockFromList(list), limit, out); });
 }
 
 bool BoundedLzma::decompress(const QList<QVariant> &list, UnpackingLimit *limit, QString *out)

@@ -36,7 +36,11 @@ bool decompress(const unsigned char *src, unsigned int srcLen, UnpackingLimit *l
                 unsigned char **out, std::size_t *length);
 bool decompress(const unsigned char *src, unsigned int srcLen, UnpackingLimit *limit, QString *out);
 bool decompress64(const QString &base64, UnpackingLimit *limit, QString *out);
-bool decompress(QString list, UnpackingLimit *limit, QString *out);
+bool decompress(const QString &list, UnpackingLimit *limit, QString *out);
 bool decompress(const QList<QVariant> &list, UnpackingLimit *limit, QString *out);
+
+/// Whether a text can be the bracketed list of a block: numbers and nothing else, each perhaps with
+/// blanks round it. `decompress` takes any other part for 0.
+bool isNumberList(const QString &text);
 
 } // namespace BoundedLzma

@@ -6,8 +6,10 @@
 #include "compression/LzmaBlock.h"
 
 #include <QtCore/QByteArray>
-#include <QtCore/QTextCodec>
 #include <QtCore/QtEndian>
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+#include <QtCore/QTextCodec>
+#endif
 
 #include <LzmaEnc.h>
 
@@ -29,17 +31,25 @@ constexpr unsigned int MAX_TEXT_FORM_BYTES = 250000000; // as a list, all that a
 // than go into the number of them that an int holds, it would not notice the overflow.
 constexpr int UTF8_BYTES_PER_CHARACTER = 3;
 constexpr int OTHER_BYTES_PER_CHARACTER = 8;
-constexpr int UTF8_MIB = 106;
 constexpr int MAX_CONVERTED_BYTES = std::numeric_limits<int>::max() - 64;
 
 // ---- Steps ---------------------------------------------------------------------------------------
 
+bool isLocalEncodingUtf8()
+{
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    constexpr int UTF8_MIB = 106;
+    const QTextCodec *codec = QTextCodec::codecForLocale();
+    return codec && codec->mibEnum() == UTF8_MIB;
+#else
+    return true;
+#endif
+}
+
 bool isConvertible(const QString &text)
 {
-    const QTextCodec *codec = QTextCodec::codecForLocale();
-    const bool isUtf8 = codec && codec->mibEnum() == UTF8_MIB;
-    return text.size()
-        <= MAX_CONVERTED_BYTES / (isUtf8 ? UTF8_BYTES_PER_CHARACTER : OTHER_BYTES_PER_CHARACTER);
+    return text.size() <= MAX_CONVERTED_BYTES
+        / (isLocalEncodingUtf8() ? UTF8_BYTES_PER_CHARACTER : OTHER_BYTES_PER_CHARACTER);
 }
 
 CLzmaEncProps encoderSettings()
@@ -187,7 +197,7 @@ bool Lzma::decompress64(QString base64, QString *out)
 bool Lzma::decompress(QString list, QString *out)
 {
     UnpackingLimit unlimited = UnpackingLimit::none();
-    return BoundedLzma::decompress(std::move(list), &unlimited, out);
+    return BoundedLzma::decompress(list, &unlimited, out);
 }
 
 bool Lzma::decompress(QList<QVariant> list, QString *out)

@@ -42,7 +42,7 @@ public:
     explicit Card(QObject *parent);
 
 public Q_SLOTS:
-    /// Sets the entry "backgroundImage" of `styles` and leaves the other entries alone. \a url is a
+    /// Sets the entry "backgroundImage" of `styles` and leaves the other entries alone. `url` is a
     /// CSS value, such as `url('...')`, or a data URI.
     void setBackgroundImage(QString url);
 

@@ -30,7 +30,7 @@ public:
 
     /// The object's JSON text, without its `objectName`.
     ///
-    /// Nothing is kept of \a object. A null pointer gives the text of an empty object.
+    /// Nothing is kept of `object`. A null pointer gives the text of an empty object.
     static QString serializeToJson(const QObject *object);
 
     /// The map's JSON text: keys in ascending order of their UTF-16 code units (capitals before
@@ -41,11 +41,11 @@ public:
 
     /// The object's readable properties, inherited ones included, by name.
     ///
-    /// Properties named in \a ignored are left out (case-sensitive). A property whose value is a
+    /// Properties named in `ignored` are left out (case-sensitive). A property whose value is a
     /// `QObject*` is replaced by the map of that object; one that refers to no object stays as it
     /// is. Every other value is stored unchanged.
     ///
-    /// \a depth is a running budget: every nested object, in key order, lowers it by one, for itself
+    /// `depth` is a running budget: every nested object, in key order, lowers it by one, for itself
     /// and for all that follow it in the same object. With a budget of 4 the first nested object is
     /// mapped with 3, the second with 2, the third with 1, and a fourth comes out empty. That
     /// decides what appears in a question's JSON, and it is also what ends a cycle of references.

@@ -13,8 +13,8 @@ namespace Tarvo
 /// The question object of a poll or of an assessment's question, or null for "word-seed", "creative"
 /// and unknown kinds, which have none.
 ///
-/// Kinds that have options get \a count of them, with the ids and texts that \a ordinalType gives (see
-/// `OrdinalType`), and none when \a count is below 1. The caller owns the result.
+/// Kinds that have options get `count` of them, with the ids and texts that `ordinalType` gives (see
+/// `OrdinalType`), and none when `count` is below 1. The caller owns the result.
 TARVOCLIENT_EXPORT std::unique_ptr<QuestionBase> pollQuestion(PollType::POLL_TYPE pollType,
                                                               OrdinalType::ORDINAL_TYPE ordinalType,
                                                               int count);

@@ -1,8 +1,5 @@
 #pragma once
 
-// The meta-object is what goes on the wire: no change signals, and types spelt as they are here.
-// clazy:excludeall=qproperty-without-notify,fully-qualified-moc-types
-
 #include "model/PropertyRecord.h"
 #include "model/QuestionFeedback.h"
 #include "support/Export.h"

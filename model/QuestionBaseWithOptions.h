@@ -1,8 +1,5 @@
 #pragma once
 
-// The meta-object is what goes on the wire: no change signals, and types spelt as they are here.
-// clazy:excludeall=qproperty-without-notify,fully-qualified-moc-types
-
 #include "model/OrdinalType.h"
 #include "model/PropertyRecord.h"
 #include "model/QuestionBase.h"
@@ -39,12 +36,12 @@ public:
     /// Appends an option, owned by the question. Deleting it takes it out again.
     void addActivityOption(QString id, QString optionText, int displaySeqNumber);
 
-    /// Labels the options with \a ordinalType and numbers them from 0 to \a count - 1; a count of 0
+    /// Labels the options with `ordinalType` and numbers them from 0 to `count` - 1; a count of 0
     /// or less leaves no numbers. Writes nothing when `metadata` is not a `QuestionMetadata` (or is
     /// gone).
     void setMetadata(QString ordinalType, int count);
 
-    /// The same with the name of \a type; empty if the value has none.
+    /// The same with the name of `type`; empty if the value has none.
     void setMetadata(OrdinalType::ORDINAL_TYPE type, int count);
 
     /// Labels and numbers the options that have been added so far.
@@ -55,14 +52,14 @@ public:
     /// `options` of the metadata becomes empty.
     void inferOrdinalType() override;
 
-    /// Makes the one option whose id is the whole of \a answer the chosen one.
+    /// Makes the one option whose id is the whole of `answer` the chosen one.
     void setPriorAnswer(QString answer) override;
 
 protected:
     /// Makes the options with these ids the chosen ones, as a prior answer.
     void setPriorOptions(const QStringList &optionIds);
 
-    /// The same with one option per character of \a answer; nothing separates them.
+    /// The same with one option per character of `answer`; nothing separates them.
     void setPriorOptionPerCharacter(const QString &answer);
 
 private:

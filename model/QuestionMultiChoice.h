@@ -20,7 +20,7 @@ public:
 
     QString getType() const override;
 
-    /// Makes the options chosen that the characters of \a answer name, one each.
+    /// Makes the options chosen that the characters of `answer` name, one each.
     void setPriorAnswer(QString answer) override;
 };
 

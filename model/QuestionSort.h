@@ -17,7 +17,7 @@ public:
 
     QString getType() const override;
 
-    /// Puts the options into the order in which the characters of \a answer name them.
+    /// Puts the options into the order in which the characters of `answer` name them.
     void setPriorAnswer(QString answer) override;
 };
 

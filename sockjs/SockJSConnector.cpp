@@ -79,6 +79,16 @@ SockJSConnector::State SockJSConnector::state() const
     return m_connected ? State::OPEN : State::PENDING;
 }
 
+QString SockJSConnector::getTransport() const
+{
+    const State current = state();
+    if (current != State::PENDING && current != State::OPEN)
+        return QString();
+    if (webSocket)
+        return PROTOCOL_TYPE_STR().value(WEBSOCKET);
+    return PROTOCOL_TYPE_STR().value(xhrPolling->isStreaming() ? XHR_STREAMING : XHR_POLLING);
+}
+
 // ---- Opening ------------------------------------------------------------------------------------
 
 bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
@@ -285,10 +295,10 @@ void SockJSConnector::onTextMessageReceived(QString frame)
         return;
     const QPointer<SockJSConnector> self(this);
     const int thisGeneration = generation;
-    const QVariantList messages =
-        QJsonDocument::fromJson(frame.mid(1).toUtf8()).array().toVariantList();
-    for (const QVariant &message : messages)
-        undelivered.append(message.toString());
+    const QJsonArray messages = QJsonDocument::fromJson(frame.mid(1).toUtf8()).array();
+    for (const QJsonValue &message : messages)
+        undelivered.append(message.isString() ? message.toString()
+                                              : message.toVariant().toString());
     // A slot that waits lets the next frame in, whose messages come behind those of this one.
     while (!undelivered.isEmpty()) {
         Q_EMIT sockJSMessage(undelivered.takeFirst());

@@ -78,6 +78,9 @@ public:
 
     /// Whether the SockJS session is open: the server's "o" frame was seen and nothing has ended it.
     bool isConnected() const { return m_connected; }
+    /// The wire name of the transport in use, "websocket", "xhr-streaming" or "xhr-polling"; empty while
+    /// an attempt is under way, and from close() on.
+    QString getTransport() const;
     /// Whether messages are still leaving, on this connection or on one that was given up.
     bool isSending() const;
 

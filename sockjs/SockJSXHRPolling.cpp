@@ -336,7 +336,7 @@ bool SockJSXHRPolling::isSending() const
 void SockJSXHRPolling::sendTextMessage(QString message)
 {
     QNetworkRequest request =
-        Tarvo::identityRequest(QUrl(sessionUrl + SENDING_SUFFIX), Tarvo::JSON_CONTENT_TYPE);
+        Tarvo::plainRequest(QUrl(sessionUrl + SENDING_SUFFIX), Tarvo::JSON_CONTENT_TYPE);
     request.setRawHeader("Connection", connectionHeader(keepAlive).toLatin1());
     posts->append(request, message.toUtf8());
 }

@@ -54,6 +54,8 @@ public:
     /// Whether messages are still on their way to "/xhr_send", or wait for their turn. False within
     /// 30,000 ms after close(), when nothing more is sent.
     bool isSending() const;
+    /// Whether start() was told to stream.
+    bool isStreaming() const { return streaming; }
     /// Ends the polling. connectionClosed() follows from the event loop, once the worker has ended.
     void close();
 

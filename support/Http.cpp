@@ -7,10 +7,13 @@
 namespace Tarvo
 {
 
-QNetworkRequest identityRequest(const QUrl &url, const QString &contentType)
+QNetworkRequest plainRequest(const QUrl &url, const QString &contentType)
 {
     QNetworkRequest request(url);
     request.setRawHeader("accept-encoding", "identity");
+    request.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
+                         QNetworkRequest::ManualRedirectPolicy);
     request.setHeader(QNetworkRequest::ContentTypeHeader, contentType);
     return request;
 }

@@ -14,9 +14,9 @@ namespace Tarvo
 
 constexpr QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
 
-// A request for a body as it is. The toolkit leaves a compressed one alone when the request names its
-// encodings itself.
-QNetworkRequest identityRequest(const QUrl &url, const QString &contentType);
+// A request over HTTP/1.1 for a body as it is: the toolkit leaves a compressed one alone when the request
+// names its encodings itself, and follows no redirect.
+QNetworkRequest plainRequest(const QUrl &url, const QString &contentType);
 
 // A host as it stands in URLs and in the header "Host": an IPv6 address in brackets.
 QString urlHost(const QString &host);

@@ -1,6 +1,7 @@
 #include "support/RandomId.h"
 
 #include <ctime>
+#include <random>
 
 namespace Tarvo
 {
@@ -16,16 +17,25 @@ constexpr int ID_LENGTH = 8;
 
 QString randomId()
 {
-    // Qt marks its process-wide generator deprecated. The ids are defined by it and by its seed, so
-    // it stays, here and nowhere else.
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    qsrand(static_cast<uint>(std::time(nullptr)));
     QString id;
     id.reserve(ID_LENGTH);
+    const auto append = [&](auto number) { id += QLatin1Char(ALPHABET[number % ALPHABET_SIZE]); };
+    const auto seed = static_cast<uint>(std::time(nullptr));
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    // The toolkit marks its process-wide generator deprecated. The ids are defined by it and by its
+    // seed, so it stays, here and nowhere else.
+    QT_WARNING_PUSH
+    QT_WARNING_DISABLE_DEPRECATED
+    qsrand(seed);
     for (int i = 0; i < ID_LENGTH; ++i)
-        id.append(QLatin1Char(ALPHABET[qrand() % ALPHABET_SIZE]));
+        append(qrand());
     QT_WARNING_POP
+#else
+    // The same numbers, from the generator that the toolkit's was.
+    std::minstd_rand generator(seed);
+    for (int i = 0; i < ID_LENGTH; ++i)
+        append(generator());
+#endif
     return id;
 }
 
