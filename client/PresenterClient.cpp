@@ -10,7 +10,6 @@
 #include "compression/BoundedInflate.h"
 #include "support/Http.h"
 #include "support/Log.h"
-#include "support/PrintableUrl.h"
 #include "support/Utf8.h"
 #include "support/Wait.h"
 
@@ -138,8 +137,8 @@ void PresenterClient::silence()
     }
 }
 
-// While the destructor waits, a deleteLater() of the host's comes too late. The type is looked at first:
-// a child that is made in the constructor brings an event before the flag is set.
+// While the destructor waits, a deleteLater() of the host's would delete the client again. The type is
+// looked at first: children that the constructor makes send events before `ending` has a value.
 bool PresenterClient::event(QEvent *event)
 {
     if (event->type() == QEvent::DeferredDelete && ending)

@@ -5,8 +5,8 @@
 
 #include "client/JsonReply.h"
 #include "collab/PresenterCollab.h"
+#include "support/Http.h"
 #include "support/Log.h"
-#include "support/PrintableUrl.h"
 #include "support/Wait.h"
 
 #include <QtCore/QJsonArray>
@@ -175,11 +175,9 @@ void PresenterClient::getLearnersResponse(QString body)
         const QJsonObject user = entry.toObject();
         if (textOf(user.value(QLatin1String("mode"))) != LEARNER_MODE)
             continue;
-        Tarvo::Learner learner;
-        learner.deviceId = textOf(user.value(QLatin1String("userToken")));
-        learner.userName = textOf(user.value(QLatin1String("userName")));
-        learner.deviceType = textOf(user.value(QLatin1String("deviceType")));
-        learners.append(learner);
+        learners.append({textOf(user.value(QLatin1String("userToken"))),
+                         textOf(user.value(QLatin1String("userName"))),
+                         textOf(user.value(QLatin1String("deviceType")))});
     }
 }
 

@@ -9,8 +9,8 @@
 #include "compression/Lzma.h"
 #include "model/JsonSerializer.h"
 #include "sockjs/SockJSConnector.h"
+#include "support/Http.h"
 #include "support/Log.h"
-#include "support/PrintableUrl.h"
 
 #include <QtCore/QUrl>
 
@@ -44,15 +44,13 @@ PresenterCollab::PresenterCollab(QObject *parent, QString serverUrl, QString ses
     connect(connector, &SockJSConnector::sockJSMessage, m_messageHandler,
             &Handler::onHandleMessage);
 
-    connect(m_messageHandler, &Handler::learnerPollResponse, this,
-            &PresenterCollab::learnerPollResponse);
-    connect(m_messageHandler, &Handler::learnerJoin, this, &PresenterCollab::learnerJoin);
-    connect(m_messageHandler, &Handler::learnerUnregister, this,
-            &PresenterCollab::learnerUnregister);
-    connect(m_messageHandler, &Handler::controllerRegister, this,
-            &PresenterCollab::controllerRegister);
-    connect(m_messageHandler, &Handler::remoteControl, this, &PresenterCollab::remoteControl);
-    connect(m_messageHandler, &Handler::unhandledMessage, this, &PresenterCollab::unhandledMessage);
+    const auto relay = [this](auto from, auto to) { connect(m_messageHandler, from, this, to); };
+    relay(&Handler::learnerPollResponse, &PresenterCollab::learnerPollResponse);
+    relay(&Handler::learnerJoin, &PresenterCollab::learnerJoin);
+    relay(&Handler::learnerUnregister, &PresenterCollab::learnerUnregister);
+    relay(&Handler::controllerRegister, &PresenterCollab::controllerRegister);
+    relay(&Handler::remoteControl, &PresenterCollab::remoteControl);
+    relay(&Handler::unhandledMessage, &PresenterCollab::unhandledMessage);
 
     connect(&pingTimer, &QTimer::timeout, this, &PresenterCollab::onPingTimer);
 }

@@ -42,33 +42,34 @@ bool holdsSomething(const ushort *at, const ushort *end)
     return at < end && *at != ']' && *at != '}';
 }
 
+std::size_t memoryOf(ushort mark, const ushort *behind, const ushort *end)
+{
+    switch (mark) {
+    case ',':
+        return VALUE;
+    case ':':
+        return MEMBER;
+    case '[':
+        return holdsSomething(behind, end) ? VALUE + LIST : 0;
+    case '{':
+        return holdsSomething(behind, end) ? VALUE + OBJECT : 0;
+    default:
+        return 0;
+    }
+}
+
 std::size_t memoryToRead(const ushort *at, const ushort *end)
 {
     std::size_t memory = VALUE;
     while (at < end) {
-        switch (*at++) {
-        case ',':
-            memory += VALUE;
-            break;
-        case ':':
-            memory += MEMBER;
-            break;
-        case '[':
-            memory += holdsSomething(at, end) ? VALUE + LIST : 0;
-            break;
-        case '{':
-            memory += holdsSomething(at, end) ? VALUE + OBJECT : 0;
-            break;
-        case '"': {
-            const ushort *behind = behindText(at, end);
-            if (behind - at > 1)
-                memory += TEXT + CHARACTER * static_cast<std::size_t>(behind - at - 1);
-            at = behind;
-            break;
-        }
-        default:
-            break;
-        }
+        const ushort mark = *at++;
+        memory += memoryOf(mark, at, end);
+        if (mark != '"')
+            continue;
+        const ushort *text = at;
+        at = behindText(text, end);
+        if (at - text > 1)
+            memory += TEXT + CHARACTER * static_cast<std::size_t>(at - text - 1);
     }
     return memory;
 }

@@ -4,6 +4,7 @@
 #include "compression/LzmaBlock.h"
 
 #include <QtCore/QByteArray>
+#include <QtCore/QLocale>
 #include <QtCore/QtEndian>
 
 #include <algorithm>
@@ -69,29 +70,18 @@ QByteArray blockFromBase64(const QString &base64)
     return QByteArray::fromBase64Encoding(base64.toLatin1()).decoded;
 }
 
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-QStringRef part(const QString &text, int position, int length)
-{
-    return text.midRef(position, length);
-}
-#else
-QStringView part(const QString &text, int position, int length)
-{
-    return QStringView(text).mid(position, length);
-}
-#endif
-
 // Hands the parts of a bracketed list to `take`, each as a number, which is 0 when the part is none, and
 // whether it is one; until `take` returns false. Returns whether it never did.
 template<typename Take> bool forEachNumber(QString list, const Take &take)
 {
     list.remove(LIST_OPEN).remove(LIST_CLOSE);
+    const QLocale locale = QLocale::c();
     const int size = list.size();
     for (int start = 0; start <= size;) {
         const int separator = list.indexOf(LIST_SEPARATOR, start);
         const int end = separator < 0 ? size : separator;
         bool isNumber = false;
-        const int number = part(list, start, end - start).toInt(&isNumber);
+        const int number = locale.toInt(QStringView(list).mid(start, end - start), &isNumber);
         if (!take(number, isNumber))
             return false;
         start = end + 1;

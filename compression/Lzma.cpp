@@ -56,12 +56,8 @@ CLzmaEncProps encoderSettings()
 {
     CLzmaEncProps settings;
     LzmaEncProps_Init(&settings);
-    settings.level = 0;    // speed before ratio
-    settings.dictSize = 0; // as the level has it: 16 KiB
-    settings.lc = -1;
-    settings.lp = -1;
-    settings.pb = -1;
-    settings.fb = -1;
+    settings.level =
+        0; // speed before ratio; the rest is as the level has it, the dictionary 16 KiB
     settings.numThreads = 1;
     return settings;
 }

@@ -22,7 +22,7 @@ class TARVOCLIENT_EXPORT ActivityOption : public QObject
     TARVO_PROPERTY_NAMED(bool, math, setmath, isMath, false)
 
 public:
-    explicit ActivityOption(QObject *parent);
+    explicit ActivityOption(QObject *parent) : QObject(parent) { }
 };
 
 } // namespace Tarvo

@@ -37,10 +37,10 @@ class TARVOCLIENT_EXPORT AssessmentOptions : public QObject
     TARVO_PROPERTY(QVariantMap, assessmentSectionConfigurations, notLeveled())
 
 public:
-    explicit AssessmentOptions(QObject *parent);
+    explicit AssessmentOptions(QObject *parent) : QObject(parent) { }
 
 private:
-    static QVariantMap notLeveled();
+    static QVariantMap notLeveled() { return {{QStringLiteral("leveled"), false}}; }
 };
 
 } // namespace Tarvo

@@ -54,46 +54,39 @@ struct Label {
 };
 
 // Yes/no and true/false have three distinct answers: every option from the third on is "don't know".
-Label threeWayLabel(const char *yes, const char *no, int index)
+Label threeWayLabel(QLatin1String yes, QLatin1String no, int index)
 {
-    switch (index) {
-    case 0:
-        return {QStringLiteral("A"), QLatin1String(yes)};
-    case 1:
-        return {QStringLiteral("B"), QLatin1String(no)};
-    default:
+    if (index > 1)
         return {QStringLiteral("?"), QStringLiteral("DONTKNOW")};
-    }
+    return index == 0 ? Label{QStringLiteral("A"), yes} : Label{QStringLiteral("B"), no};
+}
+
+Label sameLabel(const QString &text)
+{
+    return {text, text};
 }
 
 Label letterLabel(char first, int index)
 {
-    const QString letter(QChar(static_cast<ushort>(first + index)));
-    return {letter, letter};
-}
-
-Label numberLabel(int index)
-{
-    const QString number = QString::number(index);
-    return {number, number};
+    return sameLabel(QChar(static_cast<ushort>(first + index)));
 }
 
 Label optionLabel(OrdinalType::ORDINAL_TYPE ordinalType, int index)
 {
     switch (ordinalType) {
     case OrdinalType::TRUE_FALSE:
-        return threeWayLabel("TRUE", "FALSE", index);
+        return threeWayLabel(QLatin1String("TRUE"), QLatin1String("FALSE"), index);
     case OrdinalType::YES_NO:
     case OrdinalType::YES_NO_MAYBE:
     case OrdinalType::YES_NO_UNSURE:
     case OrdinalType::YES_NO_OTHER:
-        return threeWayLabel("YES", "NO", index);
+        return threeWayLabel(QLatin1String("YES"), QLatin1String("NO"), index);
     case OrdinalType::ALPHA_UPPER:
         return letterLabel('A', index);
     case OrdinalType::ALPHA_LOWER:
         return letterLabel('a', index);
     default:
-        return numberLabel(index);
+        return sameLabel(QString::number(index));
     }
 }
 

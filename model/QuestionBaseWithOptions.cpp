@@ -80,10 +80,7 @@ void QuestionBaseWithOptions::setPriorOptions(const QStringList &optionIds)
 
 void QuestionBaseWithOptions::setPriorOptionPerCharacter(const QString &answer)
 {
-    QStringList optionIds;
-    for (const QChar id : answer)
-        optionIds.append(id);
-    setPriorOptions(optionIds);
+    setPriorOptions(answer.split(QString(), Qt::SkipEmptyParts));
 }
 
 // Those that still exist, in order.

@@ -13,9 +13,9 @@ class TARVOCLIENT_EXPORT QuestionCreative : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionCreative)
 
 public:
-    explicit QuestionCreative(QObject *parent);
+    explicit QuestionCreative(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("creative"); }
 };
 
 } // namespace Tarvo

@@ -39,7 +39,7 @@ class TARVOCLIENT_EXPORT QuestionFeedback : public QObject
     TARVO_PROPERTY(QVariant, remainingTime, QVariant())
 
 public:
-    explicit QuestionFeedback(QObject *parent);
+    explicit QuestionFeedback(QObject *parent) : QObject(parent) { }
 };
 
 } // namespace Tarvo

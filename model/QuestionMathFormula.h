@@ -13,9 +13,9 @@ class TARVOCLIENT_EXPORT QuestionMathFormula : public QuestionBase
     Q_DISABLE_COPY(QuestionMathFormula)
 
 public:
-    explicit QuestionMathFormula(QObject *parent);
+    explicit QuestionMathFormula(QObject *parent) : QuestionBase(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("math formula"); }
 };
 
 } // namespace Tarvo

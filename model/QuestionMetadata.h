@@ -21,7 +21,7 @@ class TARVOCLIENT_EXPORT QuestionMetadata : public QObject
     TARVO_PROPERTY(QVariantList, options, QVariantList())
 
 public:
-    explicit QuestionMetadata(QObject *parent);
+    explicit QuestionMetadata(QObject *parent) : QObject(parent) { }
 };
 
 } // namespace Tarvo

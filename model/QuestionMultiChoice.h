@@ -16,9 +16,9 @@ class TARVOCLIENT_EXPORT QuestionMultiChoice : public QuestionBaseWithOptions
     TARVO_PROPERTY(int, numberOfCorrectOptions, 1)
 
 public:
-    explicit QuestionMultiChoice(QObject *parent);
+    explicit QuestionMultiChoice(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("multiple"); }
 
     /// Makes the options chosen that the characters of `answer` name, one each.
     void setPriorAnswer(QString answer) override;

@@ -17,9 +17,9 @@ class TARVOCLIENT_EXPORT QuestionNumeric : public QuestionBase
     TARVO_PROPERTY(int, noOfDecimals, 0)
 
 public:
-    explicit QuestionNumeric(QObject *parent);
+    explicit QuestionNumeric(QObject *parent) : QuestionBase(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("number"); }
 };
 
 } // namespace Tarvo

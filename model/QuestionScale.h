@@ -13,9 +13,9 @@ class TARVOCLIENT_EXPORT QuestionScale : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionScale)
 
 public:
-    explicit QuestionScale(QObject *parent);
+    explicit QuestionScale(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("scale"); }
 };
 
 } // namespace Tarvo

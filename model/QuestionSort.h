@@ -13,9 +13,9 @@ class TARVOCLIENT_EXPORT QuestionSort : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionSort)
 
 public:
-    explicit QuestionSort(QObject *parent);
+    explicit QuestionSort(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("sort"); }
 
     /// Puts the options into the order in which the characters of `answer` name them.
     void setPriorAnswer(QString answer) override;

@@ -17,9 +17,9 @@ class TARVOCLIENT_EXPORT QuestionText : public QuestionBase
     TARVO_PROPERTY(int, maxChars, 0)
 
 public:
-    explicit QuestionText(QObject *parent);
+    explicit QuestionText(QObject *parent) : QuestionBase(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("text"); }
 };
 
 } // namespace Tarvo

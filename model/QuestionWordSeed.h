@@ -13,9 +13,9 @@ class TARVOCLIENT_EXPORT QuestionWordSeed : public QuestionBase
     Q_DISABLE_COPY(QuestionWordSeed)
 
 public:
-    explicit QuestionWordSeed(QObject *parent);
+    explicit QuestionWordSeed(QObject *parent) : QuestionBase(parent) { }
 
-    QString getType() const override;
+    QString getType() const override { return QStringLiteral("word-seed"); }
 };
 
 } // namespace Tarvo

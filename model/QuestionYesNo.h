@@ -13,9 +13,12 @@ class TARVOCLIENT_EXPORT QuestionYesNo : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionYesNo)
 
 public:
-    explicit QuestionYesNo(QObject *parent);
+    explicit QuestionYesNo(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override;
+    QString getType() const override
+    {
+        return trueFalse ? QStringLiteral("true-false") : QStringLiteral("yes-no-other");
+    }
 
     /// Which of its two kinds the question is: "true-false", or else "yes-no-other".
     bool trueFalse = false;

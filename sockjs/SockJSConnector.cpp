@@ -392,17 +392,11 @@ void SockJSConnector::onClosed()
 // the host is to hear of it: an attempt that nobody knows of yet ends without a word.
 bool SockJSConnector::dropConnection()
 {
-    switch (state()) {
-    case State::IDLE:
-        return false;
-    case State::TRYING:
+    const State ending = state();
+    if (ending == State::TRYING)
         endWebSocket(takeWebSocket());
+    if (ending == State::TRYING || ending == State::IDLE)
         return false;
-    case State::PENDING:
-    case State::OPEN:
-    case State::CLOSING:
-        break;
-    }
     closing = true;
     if (QWebSocket *socket = takeWebSocket())
         WebSocketGoodbye::say(socket, this);

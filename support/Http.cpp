@@ -1,5 +1,6 @@
 #include "support/Http.h"
 
+#include <QtCore/QRegularExpression>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkCookieJar>
@@ -22,6 +23,13 @@ QString urlHost(const QString &host)
 {
     const bool isIPv6 = host.contains(QLatin1Char(':'));
     return isIPv6 ? QLatin1Char('[') + host + QLatin1Char(']') : host;
+}
+
+QString withoutUserInfo(QString text)
+{
+    // Not static: a client may outlive what a function keeps.
+    const QRegularExpression userInfo(QStringLiteral("(?<=://)[^/?#]*@"));
+    return text.remove(userInfo);
 }
 
 QNetworkCookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner)

@@ -21,6 +21,10 @@ QNetworkRequest plainRequest(const QUrl &url, const QString &contentType);
 // A host as it stands in URLs and in the header "Host": an IPv6 address in brackets.
 QString urlHost(const QString &host);
 
+// A text that is to be printed without what stands before the host in its URLs: user and password. A
+// text without such stays as it is.
+QString withoutUserInfo(QString text);
+
 // A jar for the manager's cookies, a child of `owner`; a manager takes a jar for its own otherwise.
 QNetworkCookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner);
 

@@ -46,12 +46,11 @@ QNetworkProxy querySystemProxy()
 
 QNetworkProxy systemProxy()
 {
-    {
-        Announcement &announced = announcement();
-        const QMutexLocker lock(&announced.mutex);
-        if (!announced.value.isEmpty() && qgetenv(VARIABLE) == announced.value)
-            return announced.proxy;
-    }
+    Announcement &announced = announcement();
+    QMutexLocker lock(&announced.mutex);
+    if (!announced.value.isEmpty() && qgetenv(VARIABLE) == announced.value)
+        return announced.proxy;
+    lock.unlock();
     return querySystemProxy();
 }
 

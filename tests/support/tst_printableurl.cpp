@@ -1,4 +1,4 @@
-#include "support/PrintableUrl.h"
+#include "support/Http.h"
 
 #include <QtTest/QtTest>
 

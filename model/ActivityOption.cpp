@@ -1,8 +1,0 @@
-#include "model/ActivityOption.h"
-
-namespace Tarvo
-{
-
-ActivityOption::ActivityOption(QObject *parent) : QObject(parent) { }
-
-} // namespace Tarvo

@@ -1,8 +1,0 @@
-#include "model/QuestionFeedback.h"
-
-namespace Tarvo
-{
-
-QuestionFeedback::QuestionFeedback(QObject *parent) : QObject(parent) { }
-
-} // namespace Tarvo
