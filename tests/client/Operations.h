@@ -65,7 +65,7 @@ inline QByteArray collabUrlReply(const QString &collabUrl)
 struct Operation {
     QByteArray path;
     QByteArray body;
-    QByteArray reply;
+    QByteArray reply = QByteArray();
 };
 // What starts and joins session CODE, whose collaboration server is at `collabUrl`.
 inline QVector<Operation> startOperations(const QString &collabUrl,

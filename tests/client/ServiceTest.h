@@ -14,8 +14,8 @@
 // A wait that ends by itself takes 10 s; all that is ended otherwise must be well below.
 constexpr int AT_ONCE_MS = 8000;
 
-// A test class whose functions each have a scripted service of their own. After each, all that was
-// scripted must have been asked, nothing else, and in less than the limit.
+// A test class whose functions have a scripted service each. Once a function is over, all that it
+// scripted must have been asked and nothing else, within the limit.
 class ServiceTest : public QObject
 {
     Q_OBJECT
@@ -41,8 +41,8 @@ private:
     QElapsedTimer m_clock;
 };
 
-// One whose functions each have a client of that service, too. It is deleted before the service is
-// looked at, unless the function has deleted it.
+// One whose functions have a client of that service each, too. What the client asks for in its end is
+// part of the script.
 template<typename Client> class ClientTestOf : public ServiceTest
 {
 public:

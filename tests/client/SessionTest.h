@@ -5,8 +5,7 @@
 #include "collab/PresenterCollab.h"
 #include "support/EventBusServer.h"
 
-// A test class whose functions each have a collaboration server, too, and a client that can run session
-// CODE there.
+// One whose functions have a collaboration server each, too, on which the client can run session CODE.
 class SessionTest : public ClientTest
 {
 public:
@@ -21,10 +20,10 @@ public:
         ClientTest::init();
     }
 
-    void expectCreation()
+    void expectCreation(const QByteArray &code = "CODE")
     {
         service->expect(USER, "{}").json(ANN_IS_KNOWN);
-        service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CODE"}})");
+        service->expect(CREATE, "{}").json("{\"data\":{\"sessionCode\":\"" + code + "\"}}");
     }
     // A start of session CODE, with what is asked before.
     RestExchange &expectStart(const QString &collabUrl)

@@ -54,20 +54,19 @@ QVector<Operation> secretOperations(const QString &url)
 {
     const QByteArray device = "\"deviceId\":\"device\",\"deviceName\":\"name\",";
     return {
-        {CHECK, "", {}},
-        {LOGIN, passwordBody(), {}},
+        {CHECK, ""},
+        {LOGIN, passwordBody()},
         {LOGIN,
          "{\"userId\":\"ann\",\"deviceId\":\"device\",\"deviceAccessToken\":\""
-             + QByteArray(DEVICE_TOKEN) + "\",\"sourceSystem\":\"Corvel\"}",
-         {}},
-        {OAUTH, oauthBody(url, OAUTH_CODE), {}},
-        {REGISTER, QByteArray(REGISTRATION).chopped(1) + ",\"sourceSystem\":\"Corvel\"}", {}},
-        {LOGIN, passwordBody(device), {}},
-        {OAUTH, oauthBody(url, OAUTH_CODE, device), {}},
-        {LOGIN, passwordBody(), {}},
-        {KEEP_ALIVE, "", {}},
-        {USER, "{}", {}},
-        {UPLOAD, form("slide.png", UPLOADED), {}},
+             + QByteArray(DEVICE_TOKEN) + "\",\"sourceSystem\":\"Corvel\"}"},
+        {OAUTH, oauthBody(url, OAUTH_CODE)},
+        {REGISTER, QByteArray(REGISTRATION).chopped(1) + ",\"sourceSystem\":\"Corvel\"}"},
+        {LOGIN, passwordBody(device)},
+        {OAUTH, oauthBody(url, OAUTH_CODE, device)},
+        {LOGIN, passwordBody()},
+        {KEEP_ALIVE, ""},
+        {USER, "{}"},
+        {UPLOAD, form("slide.png", UPLOADED)},
     };
 }
 

@@ -32,8 +32,7 @@ void tst_SessionCreation::sessionIsCreatedForASignedInTeacher_data()
 void tst_SessionCreation::sessionIsCreatedForASignedInTeacher()
 {
     QFETCH(QString, ignored);
-    service->expect(USER, "{}").json(ANN_IS_KNOWN);
-    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"CO%1DE"}})");
+    expectCreation("CO%1DE");
     QVERIFY(client->doStartSession(ignored));
     QCOMPARE(client->getSessionCode(), u"CO%1DE"_s);
     QVERIFY(client->getSessionToken().isNull());
@@ -103,8 +102,7 @@ void tst_SessionCreation::earlierErrorKeyStandsWhenNobodyIsSignedIn()
 
 void tst_SessionCreation::emptyCodeAndTokenCountAsASession()
 {
-    service->expect(USER, "{}").json(ANN_IS_KNOWN);
-    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":""}})");
+    expectCreation("");
     QVERIFY(create());
 
     expectAll(startOperations(bus->url()).mid(0, 2));
@@ -159,8 +157,7 @@ void tst_SessionCreation::newSessionForgetsTheEarlierOne()
     QVERIFY(client->getSessionToken().isNull());
     QCOMPARE(client->getLastErrorKey(), u"session.error.refused"_s);
 
-    service->expect(USER, "{}").json(ANN_IS_KNOWN);
-    service->expect(CREATE, "{}").json(R"({"data":{"sessionCode":"SECOND"}})");
+    expectCreation("SECOND");
     QVERIFY(create());
     QVERIFY(client->getLastErrorKey().isNull());
     QCOMPARE(client->getSessionCode(), u"SECOND"_s);

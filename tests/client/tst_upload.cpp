@@ -1,3 +1,5 @@
+// Files for the service to keep, and packed blocks from the host.
+
 #include "client/ServiceTest.h"
 #include "client/UploadForm.h"
 
@@ -32,6 +34,7 @@ private Q_SLOTS:
     void blocksOfMoreThanSixteenMebibytesAreNot();
 
 private:
+    RestExchange &expectUpload() { return service->expect(UPLOAD, form("a", "b")); }
     bool upload(const QString &name = u"a"_s, const QByteArray &data = "b")
     {
         return client->doUploadResource(name, data, &id, &path);
@@ -71,8 +74,7 @@ void tst_Upload::fileIsSentUnchanged_data()
     QTest::newRow("one byte") << QByteArray("\0", 1);
     QTest::newRow("every byte") << everyByte;
     QTest::newRow("line ends") << QByteArray("\r\n\r\n\n\r");
-    QTest::newRow("boundary inside")
-        << QByteArray("a\r\n------boundary\r\n\r\n------boundary--\r\n");
+    QTest::newRow("boundary") << QByteArray("a\r\n------boundary\r\n\r\n------boundary--\r\n");
     QTest::newRow("percent signs") << QByteArray("%1 %2 %%");
 }
 
@@ -111,7 +113,7 @@ void tst_Upload::largeFileIsSentWhole()
 
 void tst_Upload::contentTypeNamesTheBoundary()
 {
-    service->expect(UPLOAD, form("a", "b")).json(STORED);
+    expectUpload().json(STORED);
     QVERIFY(upload());
     const RestRequest request = service->lastRequest();
     QCOMPARE(request.headerLines("content-type"),
@@ -142,7 +144,7 @@ void tst_Upload::idAndDownloadPathAreReturned()
 {
     QFETCH(QByteArray, reply);
     QFETCH(QString, expectedId);
-    service->expect(UPLOAD, form("a", "b")).json(reply);
+    expectUpload().json(reply);
     id = u"earlier"_s;
     path = u"earlier"_s;
     QVERIFY(upload());
@@ -168,13 +170,13 @@ void tst_Upload::failedUploadLeavesTheOutputsAlone()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
-    service->expect(UPLOAD, form("a", "b")).json(STORED);
+    expectUpload().json(STORED);
     QVERIFY(upload());
 
     // An id from before does not make a failed upload succeed.
     id = u"untouched id"_s;
     path = u"untouched path"_s;
-    service->expect(UPLOAD, form("a", "b")).status(status, reply);
+    expectUpload().status(status, reply);
     QVERIFY(!upload());
     QCOMPARE(id, u"untouched id"_s);
     QCOMPARE(path, u"untouched path"_s);
@@ -186,7 +188,7 @@ void tst_Upload::redirectedUploadFailsAndIsNotRepeated()
     RestService present;
     id = u"untouched id"_s;
     path = u"untouched path"_s;
-    service->expect(UPLOAD, form("a", "b")).redirect(present.url(UPLOAD), STORED);
+    expectUpload().redirect(present.url(UPLOAD), STORED);
     QVERIFY(!upload());
     QCOMPARE(id, u"untouched id"_s);
     QCOMPARE(path, u"untouched path"_s);
@@ -200,7 +202,7 @@ void tst_Upload::redirectedUploadFailsAndIsNotRepeated()
 
 void tst_Upload::deletedClientLeavesTheOutputsAlone()
 {
-    service->expect(UPLOAD, form("a", "b")).silence().meanwhile([&] { delete client; });
+    expectUpload().silence().meanwhile([&] { delete client; });
     id = u"earlier"_s;
     path = u"earlier"_s;
     QVERIFY(!upload());
