@@ -9,3 +9,8 @@ template<QTimer PresenterClient::*Member> struct KeepAliveTimerKey {
 };
 QTimer &keepAliveTimer(PresenterClient &client);
 template struct KeepAliveTimerKey<&PresenterClient::pingTimer>;
+
+inline bool keepAliveRuns(PresenterClient &client)
+{
+    return keepAliveTimer(client).isActive();
+}

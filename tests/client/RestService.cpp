@@ -1,5 +1,6 @@
 #include "client/RestService.h"
-#include "support/Text.h"
+
+#include "client/Operations.h"
 
 #include <QtNetwork/QSslSocket>
 #include <QtNetwork/QTcpServer>
@@ -46,9 +47,9 @@ RestExchange &RestExchange::raw(const QByteArray &bytes)
     return *this;
 }
 
-RestExchange &RestExchange::redirect(const QByteArray &location, const QByteArray &body)
+RestExchange &RestExchange::redirect(const QString &location, const QByteArray &body)
 {
-    return status("302 Found", body, "Location: " + location + "\r\n");
+    return status("302 Found", body, "Location: " + location.toUtf8() + "\r\n");
 }
 
 RestExchange &RestExchange::silence()
@@ -113,9 +114,9 @@ RestService::~RestService()
         connection->disconnect(this);
 }
 
-QString RestService::url(const QString &host) const
+QString RestService::url(const QByteArray &path) const
 {
-    return u"%1://%2:%3"_s.arg(m_tls ? u"https"_s : u"http"_s, host).arg(port());
+    return localUrl(port(), m_tls ? u"https"_s : u"http"_s) + QString::fromUtf8(path);
 }
 
 quint16 RestService::port() const

@@ -37,7 +37,7 @@ public:
                          const QByteArray &headerLines = {});
     // The answer's bytes as they are.
     RestExchange &raw(const QByteArray &bytes);
-    RestExchange &redirect(const QByteArray &location, const QByteArray &body = {});
+    RestExchange &redirect(const QString &location, const QByteArray &body = {});
     // Never answers.
     RestExchange &silence();
     // Closes the connection instead of answering.
@@ -74,7 +74,8 @@ public:
     explicit RestService(const QSslConfiguration &tls = {});
     ~RestService() override;
 
-    QString url(const QString &host = u"127.0.0.1"_s) const;
+    // The address of a path of the service.
+    QString url(const QByteArray &path = {}) const;
     quint16 port() const;
 
     RestExchange &expect(const QByteArray &path, const QByteArray &body = {});

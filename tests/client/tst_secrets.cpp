@@ -1,19 +1,12 @@
 // What the host entrusts to the client, and what the service entrusts to it in cookies, never reaches
 // the debug stream, whatever becomes of the request.
 
-#include "client/PresenterClient.h"
-#include "support/Text.h"
-
-#include "client/RestService.h"
-#include "client/RunningSession.h"
+#include "client/SessionTest.h"
 #include "client/UploadForm.h"
-#include "collab/PresenterCollab.h"
+
 #include "sockjs/DeadPort.h"
-#include "support/EventBusServer.h"
 #include "support/LogCapture.h"
 #include "support/TestCertificates.h"
-
-#include <QtTest/QtTest>
 
 namespace
 {
@@ -27,57 +20,53 @@ const char OAUTH_CODE[] = "s3cret-oauthcode-0005";
 const char REGISTRATION[] = R"({"name":"s3cret-registration-0006"})";
 const char UPLOADED[] = "s3cret-upload-0007";
 const char COOKIE[] = "s3cret-cookie-0008";
-void signIn(PresenterClient &client)
+const QByteArray SET_COOKIE = "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n";
+
+void useSecrets(PresenterClient &client)
 {
+    const QString password = QString::fromUtf8(PASSWORD);
+    const QString code = QString::fromUtf8(OAUTH_CODE);
     QString registration;
     client.checkServer(QString::fromUtf8(HTTP_USER), QString::fromUtf8(HTTP_PASSWORD));
-    client.doLogin(u"ann"_s, QString::fromUtf8(PASSWORD));
+    client.doLogin(u"ann"_s, password);
     client.doLogin(u"ann"_s, u"device"_s, QString::fromUtf8(DEVICE_TOKEN));
-    client.doLoginWithOAuth(u"x"_s, QString::fromUtf8(OAUTH_CODE), registration);
+    client.doLoginWithOAuth(u"x"_s, code, registration);
     registration = QString::fromUtf8(REGISTRATION);
-    client.doLoginWithOAuth(u"x"_s, QString::fromUtf8(OAUTH_CODE), registration);
-    client.doGetAccessToken(u"ann"_s, QString::fromUtf8(PASSWORD), u"device"_s, u"name"_s);
-    client.doGetOAuthAccessToken(u"x"_s, QString::fromUtf8(OAUTH_CODE), u"device"_s, u"name"_s,
-                                 registration);
+    client.doLoginWithOAuth(u"x"_s, code, registration);
+    client.doGetAccessToken(u"ann"_s, password, u"device"_s, u"name"_s);
+    client.doGetOAuthAccessToken(u"x"_s, code, u"device"_s, u"name"_s, registration);
     client.reLogin();
     client.sendKeepAlive();
     client.doGetUserName();
-}
-
-const QByteArray UPLOAD_PATH = "/vantora/resource/uploadResourceFile";
-const QByteArray UPLOAD_FORM = form("slide.png", UPLOADED);
-
-void upload(PresenterClient &client)
-{
     QString id;
     QString path;
     client.doUploadResource(u"slide.png"_s, UPLOADED, &id, &path);
 }
 
-// What signIn() asks for, in order.
-QList<QPair<QByteArray, QByteArray>> signInRequests(const QByteArray &url)
+QByteArray passwordBody(const QByteArray &deviceFields = {})
 {
-    const QByteArray login = "/vantora/login/submit";
-    const QByteArray oauth = "/vantora/login/oauth/x/callback";
-    const QByteArray corvel = "\"sourceSystem\":\"Corvel\"}";
-    const QByteArray codeAndUrl =
-        "{\"code\":\"" + QByteArray(OAUTH_CODE) + "\",\"callbackUrl\":\"" + url + "\",";
+    return "{\"userId\":\"ann\",\"password\":\"" + QByteArray(PASSWORD) + "\"," + deviceFields
+        + "\"sourceSystem\":\"Corvel\"}";
+}
+
+// What that asks for, in order.
+QVector<Operation> secretOperations(const QString &url)
+{
     const QByteArray device = "\"deviceId\":\"device\",\"deviceName\":\"name\",";
-    const QByteArray password =
-        "{\"userId\":\"ann\",\"password\":\"" + QByteArray(PASSWORD) + "\",";
     return {
-        {"/vantora", ""},
-        {login, password + corvel},
-        {login,
+        {CHECK, ""},
+        {LOGIN, passwordBody()},
+        {LOGIN,
          "{\"userId\":\"ann\",\"deviceId\":\"device\",\"deviceAccessToken\":\""
-             + QByteArray(DEVICE_TOKEN) + "\"," + corvel},
-        {oauth, codeAndUrl + corvel},
-        {"/vantora/register/oauth/submit", QByteArray(REGISTRATION).chopped(1) + "," + corvel},
-        {login, password + device + corvel},
-        {oauth, codeAndUrl + device + corvel},
-        {login, password + corvel},
-        {"/vantora/login/keepSessionAlive", ""},
-        {"/vantora/login/user", "{}"},
+             + QByteArray(DEVICE_TOKEN) + "\",\"sourceSystem\":\"Corvel\"}"},
+        {OAUTH, oauthBody(url, OAUTH_CODE)},
+        {REGISTER, QByteArray(REGISTRATION).chopped(1) + ",\"sourceSystem\":\"Corvel\"}"},
+        {LOGIN, passwordBody(device)},
+        {OAUTH, oauthBody(url, OAUTH_CODE, device)},
+        {LOGIN, passwordBody()},
+        {KEEP_ALIVE, ""},
+        {USER, "{}"},
+        {UPLOAD, form("slide.png", UPLOADED)},
     };
 }
 
@@ -99,7 +88,7 @@ void compareWithSecrets(const QStringList &lines)
 
 } // namespace
 
-class tst_Secrets : public QObject
+class tst_Secrets : public SessionTest
 {
     Q_OBJECT
 
@@ -118,87 +107,64 @@ private Q_SLOTS:
 
 void tst_Secrets::operationsThatSucceed()
 {
-    RestService service;
-    PresenterClient client(nullptr, service.url());
-    service.expect("/vantora")
-        .status("401 Who", "{}", "WWW-Authenticate: Basic realm=\"school\"\r\n");
-    for (const auto &request : signInRequests(service.url().toUtf8())) {
-        service.expect(request.first, request.second)
+    service->expect(CHECK).status("401 Who", "{}", CHALLENGE);
+    for (const Operation &each : secretOperations(service->url())) {
+        service->expect(each.path, each.body)
             .status(
                 "200 OK",
-                R"({"infoMsgs":["success"],"data":{"userLoginId":"ann","deviceAccessToken":"t"}})",
-                "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n");
+                R"({"infoMsgs":["success"],"data":{"userLoginId":"ann","deviceAccessToken":"t","id":"1"}})",
+                SET_COOKIE);
     }
-    service.expect(UPLOAD_PATH, UPLOAD_FORM).json(R"({"data":{"id":"1","path":"/p"}})");
     LogCapture log;
-    signIn(client);
-    upload(client);
-    QCOMPARE(service.lastRequest().headerLines("cookie").size(), 1);
-    QCOMPARE(service.lastRequest().headerLines("authorization").size(), 1);
+    useSecrets(*client);
+    QCOMPARE(service->lastRequest().headerLines("cookie").size(), 1);
+    QCOMPARE(service->lastRequest().headerLines("authorization").size(), 1);
     compareWithSecrets(log.messages());
-    QCOMPARE(service.faults(), QStringList());
 }
 
 void tst_Secrets::operationsThatFail_data()
 {
-    QTest::addColumn<QByteArray>("status");
-    QTest::addColumn<QByteArray>("reply");
-    QTest::newRow("refused") << QByteArray("403 No")
-                             << QByteArray(R"({"errorMsgKeys":["a.error"]})");
-    QTest::newRow("broken") << QByteArray("500 Broken") << QByteArray("<html>");
-    QTest::newRow("no json") << QByteArray("200 OK") << QByteArray("<html>");
-    QTest::newRow("registration asked for")
-        << QByteArray("200 OK") << QByteArray(R"({"infoMsgKeys":["success.registration"]})");
+    addReplyColumns();
+    addReply("refused", "403 No", R"({"errorMsgKeys":["a.error"]})");
+    addReply("broken", "500 Broken", NO_JSON);
+    addReply("no json", "200 OK", NO_JSON);
+    addReply("registration asked for", "200 OK", R"({"infoMsgKeys":["success.registration"]})");
 }
 
 void tst_Secrets::operationsThatFail()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
-    RestService service;
-    PresenterClient client(nullptr, service.url());
-    for (const auto &request : signInRequests(service.url().toUtf8()))
-        service.expect(request.first, request.second).status(status, reply);
-    service.expect(UPLOAD_PATH, UPLOAD_FORM).status(status, reply);
+    for (const Operation &each : secretOperations(service->url()))
+        service->expect(each.path, each.body).status(status, reply);
     LogCapture log;
-    signIn(client);
-    upload(client);
+    useSecrets(*client);
     compareWithSecrets(log.messages());
-    QCOMPARE(service.faults(), QStringList());
 }
 
 void tst_Secrets::operationsThatAreAborted()
 {
     // The handling of another request ends each wait, which aborts what it waited for.
-    RestService service;
     RestService other;
-    PresenterClient client(nullptr, service.url());
-    for (const auto &request : signInRequests(service.url().toUtf8())) {
+    for (const Operation &each : secretOperations(service->url())) {
         other.expect("/x");
-        service.expect(request.first, request.second).silence().meanwhile([&] {
-            client.doRequest(false, QUrl(other.url() + "/x"), QByteArray(), nullptr, nullptr,
-                             false);
+        service->expect(each.path, each.body).silence().meanwhile([&] {
+            client->doRequest(false, QUrl(other.url("/x")), QByteArray(), nullptr, nullptr, false);
         });
     }
-    other.expect("/x");
-    service.expect(UPLOAD_PATH, UPLOAD_FORM).silence().meanwhile([&] {
-        client.doRequest(false, QUrl(other.url() + "/x"), QByteArray(), nullptr, nullptr, false);
-    });
     LogCapture log;
-    signIn(client);
-    upload(client);
+    useSecrets(*client);
     QCOMPARE(log.count(u"ERROR: Operation canceled\nRESPONSE: "_s), 11);
     compareWithSecrets(log.messages());
-    QCOMPARE(service.faults() + other.faults(), QStringList());
+    QCOMPARE(other.faults(), QStringList());
 }
 
 void tst_Secrets::refusedConnections()
 {
     const DeadPort port;
-    PresenterClient client(nullptr, u"http://127.0.0.1:%1"_s.arg(quint16(port)));
+    PresenterClient refused(nullptr, localUrl(port));
     LogCapture log;
-    signIn(client);
-    upload(client);
+    useSecrets(refused);
     compareWithSecrets(log.messages());
 }
 
@@ -206,13 +172,11 @@ void tst_Secrets::untrustedConnections()
 {
     TestCertificates certificates;
     certificates.trustNobody();
-    RestService service(certificates.issue(u"localhost"_s).serverConfiguration());
-    PresenterClient client(nullptr, service.url());
+    serve(certificates.issue(u"localhost"_s).serverConfiguration());
     LogCapture log;
-    signIn(client);
-    upload(client);
+    useSecrets(*client);
     compareWithSecrets(log.messages());
-    QVERIFY(service.requests().isEmpty());
+    QVERIFY(service->requests().isEmpty());
 }
 
 void tst_Secrets::credentialsInTheAddress_data()
@@ -227,16 +191,14 @@ void tst_Secrets::credentialsInTheAddress_data()
 void tst_Secrets::credentialsInTheAddress()
 {
     QFETCH(QString, userInfo);
-    RestService service;
-    PresenterClient client(nullptr, QString(service.url()).replace("://", "://" + userInfo + '@'));
-    service.expect("/vantora/login/user", "{}").status("500 Broken");
+    PresenterClient named(nullptr, service->url().replace("://", "://" + userInfo + '@'));
+    service->expect(USER, "{}").status("500 Broken");
     LogCapture log;
-    client.doGetUserName();
+    named.doGetUserName();
     QCOMPARE(log.messages(),
              (QStringList{"[REST Response] ",
-                          "ERROR: Error transferring " + service.url()
+                          "ERROR: Error transferring " + service->url()
                               + "/vantora/login/user - server replied: Broken\nRESPONSE: "}));
-    QCOMPARE(service.faults(), QStringList());
 }
 
 void tst_Secrets::wholeSession_data()
@@ -249,40 +211,24 @@ void tst_Secrets::wholeSession_data()
 void tst_Secrets::wholeSession()
 {
     QFETCH(QString, userInfo);
-    EventBusServer bus;
-    RestService service;
+    const QString url = bus->url().replace("://", "://" + userInfo);
     LogCapture log;
-    {
-        PresenterClient client(nullptr, service.url());
-        service
-            .expect("/vantora/login/submit",
-                    "{\"userId\":\"ann\",\"password\":\"" + QByteArray(PASSWORD)
-                        + "\",\"sourceSystem\":\"Corvel\"}")
-            .status("200 OK", R"({"infoMsgs":["success"]})",
-                    "Set-Cookie: SESSION=" + QByteArray(COOKIE) + "; Path=/\r\n");
-        QVERIFY(client.doLogin(u"ann"_s, QString::fromUtf8(PASSWORD)));
-
-        service.expect("/vantora/login/user", "{}").json(R"({"data":{"userLoginId":"ann"}})");
-        service.expect("/vantora/session/create", "{}").json(R"({"data":{"sessionCode":"CODE"}})");
-        QVERIFY(client.doStartSession(QString()));
-
-        const QByteArray url = bus.url().replace("://", "://" + userInfo).toUtf8();
-        expectStartAndJoin(service, "websocket", url);
-        PresenterCollab *channel = nullptr;
-        QVERIFY(client.startWebsocket(&channel));
-        QTRY_COMPARE(bus.messages().size(), 3);
-
-        service.expect("/vantora/session/stop", R"({"sessionToken":"TOKEN"})");
-    }
-    QTRY_VERIFY(!bus.hasConnection());
+    service->expect(LOGIN, passwordBody()).status("200 OK", SUCCESS, SET_COOKIE);
+    QVERIFY(client->doLogin(u"ann"_s, QString::fromUtf8(PASSWORD)));
+    expectCreation();
+    QVERIFY(create());
+    expectAll(startOperations(url));
+    QVERIFY(openChannel());
+    QTRY_COMPARE(bus->messages().size(), 3);
+    expectStop();
+    delete client;
+    QTRY_VERIFY(!bus->hasConnection());
     // The reply that names the server is written in full, like every reply.
     QStringList lines = log.messages();
-    lines.removeOne("[REST Response] {\"data\":{\"url\":\""
-                    + bus.url().replace("://", "://" + userInfo) + "\"}}");
+    lines.removeOne("[REST Response] " + collabUrlReply(url));
     compareWithSecrets(lines);
-    QVERIFY(lines.contains("TOKEN " + bus.url()));
-    QVERIFY(lines.contains("Connecting to collaboration server: " + bus.url() + " [websocket]"));
-    QCOMPARE(service.faults(), QStringList());
+    QVERIFY(lines.contains("TOKEN " + bus->url()));
+    QVERIFY(lines.contains("Connecting to collaboration server: " + bus->url() + " [websocket]"));
 }
 
 QTEST_GUILESS_MAIN(tst_Secrets)

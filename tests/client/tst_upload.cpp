@@ -1,28 +1,22 @@
-#include "client/PresenterClient.h"
-#include "support/Text.h"
+// Files for the service to keep, and packed blocks from the host.
 
-#include "client/RestService.h"
+#include "client/ServiceTest.h"
 #include "client/UploadForm.h"
-#include "compression/Lzma.h"
-#include "support/LogCapture.h"
 
-#include <QtTest/QtTest>
+#include "compression/Lzma.h"
 
 namespace
 {
 
-const QByteArray UPLOAD = "/vantora/resource/uploadResourceFile";
 const QByteArray STORED = R"({"data":{"id":"res-1","path":"/store/res-1"}})";
+
 } // namespace
 
-class tst_Upload : public QObject
+class tst_Upload : public ClientTest
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void init() { service.reset(new RestService); }
-    void cleanup() { QCOMPARE(service->faults(), QStringList()); }
-
     void fieldIsFollowedByItsBoundary();
     void fileIsSentUnchanged_data();
     void fileIsSentUnchanged();
@@ -40,23 +34,29 @@ private Q_SLOTS:
     void blocksOfMoreThanSixteenMebibytesAreNot();
 
 private:
-    std::unique_ptr<RestService> service;
+    RestExchange &expectUpload() { return service->expect(UPLOAD, form("a", "b")); }
+    bool upload(const QString &name = u"a"_s, const QByteArray &data = "b")
+    {
+        return client->doUploadResource(name, data, &id, &path);
+    }
+
+    QString id;
+    QString path;
 };
 
 void tst_Upload::fieldIsFollowedByItsBoundary()
 {
-    PresenterClient client(nullptr, QString());
-    QCOMPARE(client.addMultipartValue(u"n"_s, u"v"_s, false),
+    QCOMPARE(client->addMultipartValue(u"n"_s, u"v"_s, false),
              u"Content-Disposition: form-data; name=n\r\n"
              "Content-Type: text/plain; charset=utf-8\r\n\r\n"
              "v\r\n"
              "------boundary\r\n\r\n"_s);
-    QCOMPARE(client.addMultipartValue(u"%1%2"_s, u"\"%3%4 ä\""_s, true),
+    QCOMPARE(client->addMultipartValue(u"%1%2"_s, u"\"%3%4 ä\""_s, true),
              u"Content-Disposition: form-data; name=%1%2\r\n"
              "Content-Type: text/plain; charset=utf-8\r\n\r\n"
              "\"%3%4 ä\"\r\n"
              "------boundary--\r\n\r\n"_s);
-    QCOMPARE(client.addMultipartValue(QString(), QString(), false),
+    QCOMPARE(client->addMultipartValue(QString(), QString(), false),
              u"Content-Disposition: form-data; name=\r\n"
              "Content-Type: text/plain; charset=utf-8\r\n\r\n"
              "\r\n"
@@ -74,19 +74,15 @@ void tst_Upload::fileIsSentUnchanged_data()
     QTest::newRow("one byte") << QByteArray("\0", 1);
     QTest::newRow("every byte") << everyByte;
     QTest::newRow("line ends") << QByteArray("\r\n\r\n\n\r");
-    QTest::newRow("boundary inside")
-        << QByteArray("a\r\n------boundary\r\n\r\n------boundary--\r\n");
+    QTest::newRow("boundary") << QByteArray("a\r\n------boundary\r\n\r\n------boundary--\r\n");
     QTest::newRow("percent signs") << QByteArray("%1 %2 %%");
 }
 
 void tst_Upload::fileIsSentUnchanged()
 {
     QFETCH(QByteArray, data);
-    PresenterClient client(nullptr, service->url());
     service->expect(UPLOAD, form("slide.png", data)).json(STORED);
-    QString id;
-    QString path;
-    QVERIFY(client.doUploadResource(u"slide.png"_s, data, &id, &path));
+    QVERIFY(upload(u"slide.png"_s, data));
     QCOMPARE(service->lastRequest().body, form("slide.png", data));
 }
 
@@ -102,11 +98,8 @@ void tst_Upload::fileNameIsSentAsItIs_data()
 void tst_Upload::fileNameIsSentAsItIs()
 {
     QFETCH(QString, name);
-    PresenterClient client(nullptr, service->url());
     service->expect(UPLOAD, form(name.toUtf8(), "x")).json(STORED);
-    QString id;
-    QString path;
-    QVERIFY(client.doUploadResource(name, "x", &id, &path));
+    QVERIFY(upload(name, "x"));
 }
 
 void tst_Upload::largeFileIsSentWhole()
@@ -114,20 +107,14 @@ void tst_Upload::largeFileIsSentWhole()
     QByteArray data(5 * 1024 * 1024, '\0');
     for (int i = 0; i < data.size(); ++i)
         data[i] = static_cast<char>((i * 7 + i / 251) & 0xFF);
-    PresenterClient client(nullptr, service->url());
     service->expect(UPLOAD, form("large.bin", data)).json(STORED);
-    QString id;
-    QString path;
-    QVERIFY(client.doUploadResource(u"large.bin"_s, data, &id, &path));
+    QVERIFY(upload(u"large.bin"_s, data));
 }
 
 void tst_Upload::contentTypeNamesTheBoundary()
 {
-    PresenterClient client(nullptr, service->url());
-    service->expect(UPLOAD, form("a", "b")).json(STORED);
-    QString id;
-    QString path;
-    QVERIFY(client.doUploadResource(u"a"_s, "b", &id, &path));
+    expectUpload().json(STORED);
+    QVERIFY(upload());
     const RestRequest request = service->lastRequest();
     QCOMPARE(request.headerLines("content-type"),
              QList<QByteArray>{
@@ -141,90 +128,84 @@ void tst_Upload::contentTypeNamesTheBoundary()
 void tst_Upload::idAndDownloadPathAreReturned_data()
 {
     QTest::addColumn<QByteArray>("reply");
-    QTest::addColumn<QString>("id");
-    QTest::newRow("text") << STORED << "res-1";
-    QTest::newRow("number") << QByteArray(R"({"data":{"id":42}})") << "42";
-    QTest::newRow("percent signs") << QByteArray(R"({"data":{"id":"a%1%20b"}})") << "a%1%20b";
-    QTest::newRow("empty text is an id") << QByteArray(R"({"data":{"id":""}})") << "";
-    QTest::newRow("failure flag is not looked at")
-        << QByteArray(R"({"success":false,"errorMsgKeys":["a.error"],"data":{"id":"r"}})") << "r";
+    QTest::addColumn<QString>("expectedId");
+    const auto row = [](const char *name, const QByteArray &reply, const char *id) {
+        QTest::newRow(name) << reply << id;
+    };
+    row("text", STORED, "res-1");
+    row("number", R"({"data":{"id":42}})", "42");
+    row("percent signs", R"({"data":{"id":"a%1%20b"}})", "a%1%20b");
+    row("empty text is an id", R"({"data":{"id":""}})", "");
+    row("failure flag is not looked at",
+        R"({"success":false,"errorMsgKeys":["a.error"],"data":{"id":"r"}})", "r");
 }
 
 void tst_Upload::idAndDownloadPathAreReturned()
 {
     QFETCH(QByteArray, reply);
-    QFETCH(QString, id);
-    PresenterClient client(nullptr, service->url());
-    service->expect(UPLOAD, form("a", "b")).json(reply);
-    QString idOut = u"earlier"_s;
-    QString pathOut = u"earlier"_s;
-    QVERIFY(client.doUploadResource(u"a"_s, "b", &idOut, &pathOut));
-    QCOMPARE(idOut, id);
-    QCOMPARE(pathOut, "/vantora/resource/downloadResourceFile?resourceId=" + id);
-    QVERIFY(client.getLastErrorKey().isNull());
+    QFETCH(QString, expectedId);
+    expectUpload().json(reply);
+    id = u"earlier"_s;
+    path = u"earlier"_s;
+    QVERIFY(upload());
+    QCOMPARE(id, expectedId);
+    QCOMPARE(path, "/vantora/resource/downloadResourceFile?resourceId=" + expectedId);
+    QVERIFY(client->getLastErrorKey().isNull());
 }
 
 void tst_Upload::failedUploadLeavesTheOutputsAlone_data()
 {
-    QTest::addColumn<QByteArray>("status");
-    QTest::addColumn<QByteArray>("reply");
-    QTest::newRow("error status") << QByteArray("500 Broken") << STORED;
-    QTest::newRow("no json") << QByteArray("200 OK") << QByteArray("<html>");
-    QTest::newRow("empty") << QByteArray("200 OK") << QByteArray();
-    QTest::newRow("no id") << QByteArray("200 OK") << QByteArray(R"({"data":{"path":"/p"}})");
-    QTest::newRow("null id") << QByteArray("200 OK") << QByteArray(R"({"data":{"id":null}})");
-    QTest::newRow("id of a wrong kind")
-        << QByteArray("200 OK") << QByteArray(R"({"data":{"id":{"a":1}}})");
-    QTest::newRow("no data") << QByteArray("200 OK") << QByteArray(R"({"id":"r"})");
-    QTest::newRow("data of a wrong kind")
-        << QByteArray("200 OK") << QByteArray(R"({"data":["id"]})");
+    addReplyColumns();
+    addReply("error status", "500 Broken", STORED);
+    addReply("no json", "200 OK", NO_JSON);
+    addReply("empty", "200 OK", "");
+    addReply("no id", "200 OK", R"({"data":{"path":"/p"}})");
+    addReply("null id", "200 OK", R"({"data":{"id":null}})");
+    addReply("id of a wrong kind", "200 OK", R"({"data":{"id":{"a":1}}})");
+    addReply("no data", "200 OK", R"({"id":"r"})");
+    addReply("data of a wrong kind", "200 OK", R"({"data":["id"]})");
 }
 
 void tst_Upload::failedUploadLeavesTheOutputsAlone()
 {
     QFETCH(QByteArray, status);
     QFETCH(QByteArray, reply);
-    PresenterClient client(nullptr, service->url());
-    QString id;
-    QString path;
-    service->expect(UPLOAD, form("a", "b")).json(STORED);
-    QVERIFY(client.doUploadResource(u"a"_s, "b", &id, &path));
+    expectUpload().json(STORED);
+    QVERIFY(upload());
 
     // An id from before does not make a failed upload succeed.
     id = u"untouched id"_s;
     path = u"untouched path"_s;
-    service->expect(UPLOAD, form("a", "b")).status(status, reply);
-    QVERIFY(!client.doUploadResource(u"a"_s, "b", &id, &path));
+    expectUpload().status(status, reply);
+    QVERIFY(!upload());
     QCOMPARE(id, u"untouched id"_s);
     QCOMPARE(path, u"untouched path"_s);
-    QVERIFY(client.getLastErrorKey().isNull()); // no failure handler
+    QVERIFY(client->getLastErrorKey().isNull()); // no failure handler
 }
 
 void tst_Upload::redirectedUploadFailsAndIsNotRepeated()
 {
     RestService present;
-    PresenterClient client(nullptr, service->url());
-    QString id = u"untouched id"_s;
-    QString path = u"untouched path"_s;
-    service->expect(UPLOAD, form("a", "b")).redirect(present.url().toUtf8() + UPLOAD, STORED);
-    QVERIFY(!client.doUploadResource(u"a"_s, "b", &id, &path));
+    id = u"untouched id"_s;
+    path = u"untouched path"_s;
+    expectUpload().redirect(present.url(UPLOAD), STORED);
+    QVERIFY(!upload());
     QCOMPARE(id, u"untouched id"_s);
     QCOMPARE(path, u"untouched path"_s);
-    QCOMPARE(client.getServerUrl(), present.url());
+    QCOMPARE(client->getServerUrl(), present.url());
 
     present.expect(UPLOAD, form("a", "b")).json(STORED);
-    QVERIFY(client.doUploadResource(u"a"_s, "b", &id, &path));
+    QVERIFY(upload());
     QCOMPARE(id, u"res-1"_s);
     QCOMPARE(present.faults(), QStringList());
 }
 
 void tst_Upload::deletedClientLeavesTheOutputsAlone()
 {
-    QPointer<PresenterClient> client = new PresenterClient(nullptr, service->url());
-    service->expect(UPLOAD, form("a", "b")).silence().meanwhile([&] { delete client; });
-    QString id = u"earlier"_s;
-    QString path = u"earlier"_s;
-    QVERIFY(!client->doUploadResource(u"a"_s, "b", &id, &path));
+    expectUpload().silence().meanwhile([&] { delete client; });
+    id = u"earlier"_s;
+    path = u"earlier"_s;
+    QVERIFY(!upload());
     QVERIFY(client.isNull());
     QCOMPARE(id, u"earlier"_s);
     QCOMPARE(path, u"earlier"_s);
@@ -232,27 +213,25 @@ void tst_Upload::deletedClientLeavesTheOutputsAlone()
 
 void tst_Upload::blocksAreUnpacked()
 {
-    PresenterClient client(nullptr, QString());
     QString packed;
     QVERIFY(Lzma::compress64(u"{\"a\":\"ä\"}"_s, &packed));
     QString output = u"earlier"_s;
-    QCOMPARE(client.LzmaDecompress64(packed, &output), 1);
+    QCOMPARE(client->LzmaDecompress64(packed, &output), 1);
     QCOMPARE(output, u"{\"a\":\"ä\"}"_s);
-    QCOMPARE(client.LzmaDecompress64(u"AAAA"_s, &output), 0);
+    QCOMPARE(client->LzmaDecompress64(u"AAAA"_s, &output), 0);
     QCOMPARE(output, u"{\"a\":\"ä\"}"_s);
 }
 
 void tst_Upload::blocksOfMoreThanSixteenMebibytesAreNot()
 {
-    PresenterClient client(nullptr, QString());
     QString packed;
     QString output;
     QVERIFY(Lzma::compress64(QString(16 * 1024 * 1024, QLatin1Char('x')), &packed));
-    QCOMPARE(client.LzmaDecompress64(packed, &output), 1);
+    QCOMPARE(client->LzmaDecompress64(packed, &output), 1);
     QCOMPARE(output.size(), 16 * 1024 * 1024);
     QVERIFY(Lzma::compress64(QString(16 * 1024 * 1024 + 1, QLatin1Char('x')), &packed));
     output = u"earlier"_s;
-    QCOMPARE(client.LzmaDecompress64(packed, &output), 0);
+    QCOMPARE(client->LzmaDecompress64(packed, &output), 0);
     QCOMPARE(output, u"earlier"_s);
 }
 
