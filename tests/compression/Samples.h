@@ -13,6 +13,15 @@
 namespace Samples
 {
 
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool UNDER_SANITIZER = true;
+#else
+constexpr bool UNDER_SANITIZER = false;
+#endif
+
+// In a result before an operation that leaves it alone when it fails.
+inline const QString EARLIER = u"earlier"_s;
+
 // How JSON of a class session looks to the encoder: repetitive, with a few letters outside ASCII.
 inline QString lessonText(int characters)
 {
