@@ -65,7 +65,6 @@ namespace
 
 using Operation = std::function<bool(QString *)>;
 
-const QString EARLIER = u"earlier"_s;
 constexpr std::size_t MEBI = 1 << 20;
 
 struct Outcome {
@@ -150,7 +149,7 @@ void tst_CodecMemory::operationsFailWithoutMemory_data()
     QTest::addColumn<Operation>("operation");
     const QString text = lessonText(3000);
     const QByteArray block = packed(text.toUtf8());
-    const QString base64 = QString::fromLatin1(block.toBase64());
+    const QString base64 = base64Of(block);
     const QString list = listOf(block);
     const QVariantList integers = integersOf(block);
     QTest::newRow("compress") << Operation([=](QString *out) { return Lzma::compress(text, out); });
