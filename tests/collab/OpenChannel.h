@@ -78,7 +78,6 @@ struct PollKind {
     bool hasOptions;
 };
 
-// clang-format off
 inline constexpr PollKind pollKinds[] = {
     {0, "true-false", "3c476afbcfce45eda0b44df4737c3d27", "Tarvo::QuestionYesNo", true},
     {1, "yes-no-other", "3c476afbcfce45eda0b44df4737c3d27", "Tarvo::QuestionYesNo", true},
@@ -93,7 +92,6 @@ inline constexpr PollKind pollKinds[] = {
     {-1, "", "", nullptr, false},
     {10, "", "", nullptr, false},
 };
-// clang-format on
 
 // What devices receive, whole: a file of golden/.
 inline QString golden(const char *name)

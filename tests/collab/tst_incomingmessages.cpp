@@ -171,7 +171,7 @@ void tst_IncomingMessages::dropped_data()
     QTest::newRow("null type") << R"({"body":{"type":null}})";
     QTest::newRow("type that is a map") << R"({"body":{"type":{"a":1}}})";
     QTest::newRow("nested too deeply") << R"({"body":{"type":"nextCard","data":)"
-            + QString("[").repeated(5000) + QString("]").repeated(5000) + "}}";
+            + u"["_s.repeated(5000) + u"]"_s.repeated(5000) + "}}";
 }
 
 void tst_IncomingMessages::dropped()

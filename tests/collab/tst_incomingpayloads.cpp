@@ -89,7 +89,7 @@ void tst_IncomingPayloads::dataValue_data()
     const QString spaced =
         QString(bracketed).replace(',', " , ").replace('[', "[ ").replace(']', " ] ");
     const QString bare = bracketed.mid(1, bracketed.size() - 2);
-    const QString zeros = "[0" + QString(",0").repeated(17) + ']'; // the block of an empty text
+    const QString zeros = "[0" + u",0"_s.repeated(17) + ']'; // the block of an empty text
     row("bracketed list with blanks", spaced, join, fromString + joinText);
     row("list without brackets", bare, join, fromString + joinText);
     row("list of zeros", zeros, invalid, fromString);
@@ -235,11 +235,11 @@ void tst_IncomingPayloads::hostileTextDoesNoHarm_data()
     QTest::newRow("100,000 pieces") << incomingMessage(R"("type":"join","data":["")"
                                                        + QString(R"(,"x")").repeated(100000) + ']');
     QTest::newRow("a number list of 100,000")
-        << incomingMessage(R"("type":"join","data":[93)" + QString(",0").repeated(100000) + ']');
+        << incomingMessage(R"("type":"join","data":[93)" + u",0"_s.repeated(100000) + ']');
     QTest::newRow("numbers out of range") << incomingMessage(
         R"("type":"join","data":[1e300,-1e300,99999999999999999999,-1,256,0.5,1,1,1,1,1,1,1,1,1])");
     QTest::newRow("bracketed text of 100,000")
-        << incomingMessage(R"("type":"join","data":")" + QString("[]],").repeated(100000) + "\"");
+        << incomingMessage(R"("type":"join","data":")" + u"[]],"_s.repeated(100000) + "\"");
     QTest::newRow("the same key many times")
         << incomingMessage(QString(R"("type":"a",)").repeated(1000) + R"("type":"join")");
 }

@@ -1,4 +1,4 @@
-// The message handler itself: what it declares, the lines it writes, and what a host may do with it.
+// The message handler itself: what it declares, what it writes, and what a host may do with it.
 #include "Messages.h"
 #include "support/LogCapture.h"
 

@@ -1,5 +1,5 @@
-// Payloads of up to 16 MiB are unpacked, larger ones passed on as they came, in whatever form and in
-// however many pieces they arrive.
+// Payloads of up to 16 MiB are unpacked, larger ones passed on as they came, in every form and in
+// any number of pieces.
 #include "Messages.h"
 #include "support/LogCapture.h"
 

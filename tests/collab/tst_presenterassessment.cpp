@@ -218,17 +218,18 @@ void tst_PresenterAssessment::message_data()
     const QString stuck = "{\n    \"isDismissible\": false,\n    \"text\": \"Well done\"\n}\n";
     const QString one = u"session.user.d1"_s;
     const QString nobody = u"session.user."_s;
-    QTest::newRow("dialog") << false << true << false << one << "dialogShow" << open;
-    QTest::newRow("dialog that stays") << false << false << false << one << "dialogShow" << stuck;
-    QTest::newRow("review") << false << true << true << one << "questionSetReview" << show;
-    QTest::newRow("review, whatever is dismissible")
-        << false << false << true << one << "questionSetReview" << show;
-    QTest::newRow("dialog without a device")
-        << true << true << false << nobody << "dialogShow" << open;
-    QTest::newRow("dialog that stays, without a device")
-        << true << false << false << nobody << "dialogShow" << stuck;
-    QTest::newRow("review without a device")
-        << true << false << true << nobody << "questionSetReview" << show;
+    const auto row = [nobody](const char *name, const QString &address, bool dismissible,
+                              bool review, const char *type, const QString &payload) {
+        QTest::newRow(name) << (address == nobody) << dismissible << review << address << type
+                            << payload;
+    };
+    row("dialog", one, true, false, "dialogShow", open);
+    row("dialog that stays", one, false, false, "dialogShow", stuck);
+    row("review", one, true, true, "questionSetReview", show);
+    row("review, whatever is dismissible", one, false, true, "questionSetReview", show);
+    row("dialog without a device", nobody, true, false, "dialogShow", open);
+    row("dialog that stays, without a device", nobody, false, false, "dialogShow", stuck);
+    row("review without a device", nobody, false, true, "questionSetReview", show);
 }
 
 void tst_PresenterAssessment::message()

@@ -1,4 +1,4 @@
-// What a channel publishes as a text and as a message object, and what of what arrives its host hears.
+// What a channel publishes, as texts and as message objects, and what arrives at its host.
 #include "OpenChannel.h"
 #include "collab/TarvoCollabMessage.h"
 
