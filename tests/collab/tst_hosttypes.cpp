@@ -1,8 +1,5 @@
 // A host that has types called Learner and RemoteControlMessage itself, and queues them by these names.
-#include "Messages.h"
-#include "collab/CollaborationMessageHandler.h"
-#include "collab/PresenterCollab.h"
-#include "support/Text.h"
+#include "OpenChannel.h"
 
 #include <QtTest/QtTest>
 
@@ -68,11 +65,8 @@ namespace
 
 void receive(CollaborationMessageHandler *handler)
 {
-    for (const char *fields : {R"("from":"d1","type":"join","data":{"userName":"Ada"})",
-                               R"("from":"c1","type":"nextCard")"}) {
-        QMetaObject::invokeMethod(handler, "onHandleMessage",
-                                  Q_ARG(QString, incomingMessage(QLatin1String(fields))));
-    }
+    deliver(handler, incomingMessage(joinFields));
+    deliver(handler, incomingMessage(R"("from":"c1","type":"nextCard")"));
 }
 
 const QStringList HEARD{u"Ada"_s, u"nextCard"_s};
@@ -142,7 +136,7 @@ void tst_HostTypes::librarysTypesReachTheHostByText()
 
 void tst_HostTypes::channelsSignalsPassThem()
 {
-    PresenterCollab channel(nullptr, "http://127.0.0.1:1", "CODE", "session", "teacher");
+    const UnopenedChannel channel;
     Listener listener;
     connect(&channel, &PresenterCollab::learnerJoin, &listener, &Listener::onJoin,
             Qt::QueuedConnection);

@@ -1,19 +1,24 @@
 // One assessment on a channel: what goes to whom, and what the host hears.
 #include "OpenChannel.h"
-#include "support/Text.h"
-
 #include "collab/PresenterAssessment.h"
 #include "model/AssessmentOptions.h"
 #include "model/JsonSerializer.h"
 #include "model/QuestionMultiChoice.h"
 #include "model/QuestionText.h"
-#include "support/LogCapture.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 #include <memory>
+#include <optional>
 #include <type_traits>
+
+// The way to the channel that an assessment holds.
+struct Channel {
+    using Member = PresenterCollab *PresenterAssessment::*;
+    friend Member memberOf(Channel);
+};
+template struct Reach<Channel, &PresenterAssessment::collab>;
 
 namespace
 {
@@ -24,16 +29,6 @@ QString questionGet(const QString &device, int number)
         uR"("from":"%1","type":"questionGet","data":{"questionNumber":%2})"_s.arg(device).arg(
             number));
 }
-
-// The way to a private member: its type is spelt out here, and no other one compiles.
-struct Channel {
-    using Member = PresenterCollab *PresenterAssessment::*;
-    friend Member memberOf(Channel);
-};
-template<typename Name, typename Name::Member member> struct Reach {
-    friend typename Name::Member memberOf(Name) { return member; }
-};
-template struct Reach<Channel, &PresenterAssessment::collab>;
 
 PresenterCollab *channelOf(const PresenterAssessment &assessment)
 {
@@ -78,6 +73,9 @@ class tst_PresenterAssessment : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QVERIFY(host.emplace().open()); }
+    void cleanup() { host.reset(); }
+
     void declaresItsSignal();
     void everyAssessmentHasATokenOfItsOwn();
     void startSendsTheOptionsToOneDevice();
@@ -99,6 +97,9 @@ private Q_SLOTS:
     void channelIsForgottenOnceItIsGone();
     void channelMayOutliveTheAssessment();
     void messagesAreFreedOnceSent();
+
+private:
+    std::optional<OpenChannel> host;
 };
 
 void tst_PresenterAssessment::declaresItsSignal()
@@ -113,7 +114,7 @@ void tst_PresenterAssessment::declaresItsSignal()
 void tst_PresenterAssessment::everyAssessmentHasATokenOfItsOwn()
 {
     QObject parent;
-    PresenterCollab channel(nullptr, "http://h", "CODE", "session", "teacher");
+    UnopenedChannel channel;
     const PresenterAssessment one(&parent, &channel);
     const PresenterAssessment two(&parent, &channel);
     QCOMPARE(one.parent(), &parent);
@@ -125,16 +126,12 @@ void tst_PresenterAssessment::everyAssessmentHasATokenOfItsOwn()
 
 void tst_PresenterAssessment::startSendsTheOptionsToOneDevice()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
+    PresenterAssessment assessment(nullptr, &host->channel);
     Tarvo::AssessmentOptions options(nullptr);
     options.setassessmentToken(assessment.getAssessmentToken());
     options.setquestionCount(5);
     options.settitle("Fractions");
     assessment.start("d1", &options);
-    QVERIFY(host.waitForPublished(1));
-
     const QString payload = uR"({
     "allowNavigateQuestionSet": false,
     "allowResubmitResponse": true,
@@ -155,42 +152,35 @@ void tst_PresenterAssessment::startSendsTheOptionsToOneDevice()
     "title": "Fractions"
 }
 )"_s.arg(assessment.getAssessmentToken());
-    QCOMPARE(Published(host.bus.published().first()).payload, payload);
-    QCOMPARE(host.bus.published(),
+    QCOMPARE(host->sent(0).payload, payload);
+    QCOMPARE(host->published(1),
              QStringList{objectMessage("session.user.d1", "assessmentStart", payload)});
 }
 
 void tst_PresenterAssessment::stopSendsTheTokenToAll()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
+    PresenterAssessment assessment(nullptr, &host->channel);
     assessment.stop();
     assessment.stop();
-    QVERIFY(host.waitForPublished(2));
     const QString expected = objectMessage("session", "assessmentStop",
                                            "{\n    \"assessmentToken\": \""
                                                + assessment.getAssessmentToken() + "\"\n}\n");
-    QCOMPARE(host.bus.published(), (QStringList{expected, expected}));
+    QCOMPARE(host->published(2), (QStringList{expected, expected}));
 }
 
 void tst_PresenterAssessment::questionGoesToOneDeviceOnly()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
+    PresenterAssessment assessment(nullptr, &host->channel);
     Tarvo::QuestionText question(nullptr);
     QCOMPARE(question.questionSetMode(), u"Poll"_s);
     assessment.sendQuestion("d1", &question);
     QCOMPARE(question.questionSetMode(), u"Assessment"_s);
-    QVERIFY(host.waitForPublished(1));
-    host.channel.sendPing();
-    QVERIFY(host.waitForPublished(2));
-    QCOMPARE(host.bus.published().size(), 2);
-    QCOMPARE(host.bus.published().first(),
+    const QJsonObject sent = host->sent(0).object();
+    host->channel.sendPing();
+    QCOMPARE(host->published(2).size(), 2);
+    QCOMPARE(host->bus.published().first(),
              objectMessage("session.user.d1", "questionStart",
                            Tarvo::JsonSerializer::serializeToJson(&question)));
-    const QJsonObject sent = Published(host.bus.published().first()).object();
     QCOMPARE(sent.value("questionSetMode").toString(), u"Assessment"_s);
     QCOMPARE(sent.value("activityType").toObject(),
              (QJsonObject{{"id", "6efc81c52cfe4502976de55df9af2f89"}, {"name", "text"}}));
@@ -198,9 +188,7 @@ void tst_PresenterAssessment::questionGoesToOneDeviceOnly()
 
 void tst_PresenterAssessment::noQuestionIsNotSent()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
+    PresenterAssessment assessment(nullptr, &host->channel);
     const LogCapture log;
     assessment.sendQuestion("d1", nullptr);
     QCOMPARE(log.messages(), QStringList{"[PresenterCollab] No question to send!"});
@@ -208,16 +196,12 @@ void tst_PresenterAssessment::noQuestionIsNotSent()
 
 void tst_PresenterAssessment::pauseAndResumeAreTheChannels()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
+    PresenterAssessment assessment(nullptr, &host->channel);
     assessment.pause();
     assessment.resume();
-    QVERIFY(host.waitForPublished(2));
-    const QString nothing = u"XQBAAAACAAAAAgAAAAARCJz/////8AAAAA=="_s; // ""
-    QCOMPARE(host.bus.published(),
-             (QStringList{typedMessage("session", "pause", nothing),
-                          typedMessage("session", "resume", nothing)}));
+    QCOMPARE(host->published(2),
+             (QStringList{typedMessage("session", "pause", emptyTextBlock),
+                          typedMessage("session", "resume", emptyTextBlock)}));
 }
 
 void tst_PresenterAssessment::message_data()
@@ -234,17 +218,18 @@ void tst_PresenterAssessment::message_data()
     const QString stuck = "{\n    \"isDismissible\": false,\n    \"text\": \"Well done\"\n}\n";
     const QString one = u"session.user.d1"_s;
     const QString nobody = u"session.user."_s;
-    QTest::newRow("dialog") << false << true << false << one << "dialogShow" << open;
-    QTest::newRow("dialog that stays") << false << false << false << one << "dialogShow" << stuck;
-    QTest::newRow("review") << false << true << true << one << "questionSetReview" << show;
-    QTest::newRow("review, whatever is dismissible")
-        << false << false << true << one << "questionSetReview" << show;
-    QTest::newRow("dialog without a device")
-        << true << true << false << nobody << "dialogShow" << open;
-    QTest::newRow("dialog that stays, without a device")
-        << true << false << false << nobody << "dialogShow" << stuck;
-    QTest::newRow("review without a device")
-        << true << false << true << nobody << "questionSetReview" << show;
+    const auto row = [nobody](const char *name, const QString &address, bool dismissible,
+                              bool review, const char *type, const QString &payload) {
+        QTest::newRow(name) << (address == nobody) << dismissible << review << address << type
+                            << payload;
+    };
+    row("dialog", one, true, false, "dialogShow", open);
+    row("dialog that stays", one, false, false, "dialogShow", stuck);
+    row("review", one, true, true, "questionSetReview", show);
+    row("review, whatever is dismissible", one, false, true, "questionSetReview", show);
+    row("dialog without a device", nobody, true, false, "dialogShow", open);
+    row("dialog that stays, without a device", nobody, false, false, "dialogShow", stuck);
+    row("review without a device", nobody, false, true, "questionSetReview", show);
 }
 
 void tst_PresenterAssessment::message()
@@ -255,48 +240,39 @@ void tst_PresenterAssessment::message()
     QFETCH(QString, address);
     QFETCH(QString, type);
     QFETCH(QString, payload);
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
+    PresenterAssessment assessment(nullptr, &host->channel);
     if (toNobody)
         assessment.sendMessage("Well done", dismissible, review);
     else
         assessment.sendMessage("d1", "Well done", dismissible, review);
-    QVERIFY(host.waitForPublished(1));
-    QCOMPARE(host.bus.published(), QStringList{objectMessage(address, type, payload)});
-    QCOMPARE(Published(host.bus.published().first()).payload, payload);
+    QCOMPARE(host->published(1), QStringList{objectMessage(address, type, payload)});
+    QCOMPARE(host->sent(0).payload, payload);
 }
 
 void tst_PresenterAssessment::learnersRequestReachesTheHost()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    const PresenterAssessment assessment(nullptr, &host.channel);
+    const PresenterAssessment assessment(nullptr, &host->channel);
     const QSignalSpy asked(&assessment, &PresenterAssessment::learnerGetQuestion);
-    host.bus.send(questionGet("d1", 3));
+    host->bus.send(questionGet("d1", 3));
     QTRY_COMPARE(asked.size(), 1);
     QCOMPARE(asked.first(), (QVariantList{"d1", 3}));
 }
 
 void tst_PresenterAssessment::twoAssessmentsBothHearTheRequest()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    const PresenterAssessment one(nullptr, &host.channel);
-    const PresenterAssessment two(nullptr, &host.channel);
+    const PresenterAssessment one(nullptr, &host->channel);
+    const PresenterAssessment two(nullptr, &host->channel);
     const QSignalSpy askedOne(&one, &PresenterAssessment::learnerGetQuestion);
     const QSignalSpy askedTwo(&two, &PresenterAssessment::learnerGetQuestion);
-    host.bus.send(questionGet("d1", 0));
+    host->bus.send(questionGet("d1", 0));
     QTRY_COMPARE(askedTwo.size(), 1);
     QCOMPARE(askedOne.size(), 1);
 }
 
 void tst_PresenterAssessment::wholeExchange()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    PresenterAssessment assessment(nullptr, &host.channel);
-    const QSignalSpy answered(&host.channel, &PresenterCollab::learnerPollResponse);
+    PresenterAssessment assessment(nullptr, &host->channel);
+    const QSignalSpy answered(&host->channel, &PresenterCollab::learnerPollResponse);
     connect(&assessment, &PresenterAssessment::learnerGetQuestion, this,
             [&assessment](const QString &device, int number) {
                 Tarvo::QuestionMultiChoice question(nullptr);
@@ -306,54 +282,45 @@ void tst_PresenterAssessment::wholeExchange()
             });
     Tarvo::AssessmentOptions options(nullptr);
     assessment.start("d1", &options);
-    host.bus.send(questionGet("d1", 2));
-    QVERIFY(host.waitForPublished(2));
-    const QJsonObject question = Published(host.bus.published().at(1)).object();
+    host->bus.send(questionGet("d1", 2));
+    const QJsonObject question = host->sent(1).object();
     QCOMPARE(question.value("id").toString(), u"q2"_s);
     QCOMPARE(question.value("questionNumber").toInt(), 2);
-    host.bus.send(incomingMessage(
+    host->bus.send(incomingMessage(
         R"("from":"d1","type":"questionResponse","data":{"questionId":"q2","questionSetMode":"Assessment","responseTime":900,"optionAnswers":[{"activityOptionId":"B"}]})"));
     QTRY_COMPARE(answered.size(), 1);
     QCOMPARE(answered.first(), (QVariantList{"d1", "q2", 900, "B"}));
     assessment.stop();
-    QVERIFY(host.waitForPublished(3));
-    QCOMPARE(Published(host.bus.published().at(2)).type, u"assessmentStop"_s);
+    QCOMPARE(host->sent(2).type, u"assessmentStop"_s);
 }
 
 // ---- Hosts ---------------------------------------------------------------------------------------
 
 void tst_PresenterAssessment::hostMayDeleteTheAssessmentFromItsSignal()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    QPointer<PresenterAssessment> assessment = new PresenterAssessment(this, &host.channel);
+    QPointer<PresenterAssessment> assessment = new PresenterAssessment(this, &host->channel);
     connect(assessment, &PresenterAssessment::learnerGetQuestion, this,
             [&assessment] { delete assessment; });
-    host.bus.send(questionGet("d1", 1));
+    host->bus.send(questionGet("d1", 1));
     QTRY_VERIFY(assessment.isNull());
-    QVERIFY(host.channel.isConnected());
+    QVERIFY(host->channel.isConnected());
 }
 
 void tst_PresenterAssessment::hostMayDeleteTheChannelFromItsSignal()
 {
-    EventBusServer bus;
-    QPointer<PresenterCollab> channel =
-        new PresenterCollab(this, bus.url(), "CODE", "session", "teacher");
-    channel->open({"websocket"});
-    QTRY_COMPARE(bus.messages().size(), 3);
-    PresenterAssessment assessment(nullptr, channel);
-    connect(&assessment, &PresenterAssessment::learnerGetQuestion, this, [&channel, &assessment] {
-        delete channel;
+    PresenterAssessment assessment(nullptr, &host->channel);
+    connect(&assessment, &PresenterAssessment::learnerGetQuestion, this, [this, &assessment] {
+        host->destroyChannel();
         assessment.stop();
     });
-    bus.send(questionGet("d1", 1));
-    QTRY_VERIFY(channel.isNull());
+    host->bus.send(questionGet("d1", 1));
+    QTRY_VERIFY(!host->owner);
 }
 
 void tst_PresenterAssessment::withoutConnectionNothingIsSent()
 {
-    OpenChannel host;
-    PresenterAssessment assessment(nullptr, &host.channel);
+    OpenChannel later;
+    PresenterAssessment assessment(nullptr, &later.channel);
     {
         const LogCapture log;
         Tarvo::AssessmentOptions options(nullptr);
@@ -368,10 +335,9 @@ void tst_PresenterAssessment::withoutConnectionNothingIsSent()
         const LogCapture log;
         assessment.pause();
         assessment.resume();
-        const QString line = u"[PresenterCollab] SockJS socket not connected!"_s;
-        QCOMPARE(log.messages(), (QStringList{line, line}));
+        QCOMPARE(log.messages(), (QStringList{notConnectedLine, notConnectedLine}));
     }
-    QVERIFY(host.hasPublishedNothing());
+    QVERIFY(later.hasPublishedNothing());
 }
 
 void tst_PresenterAssessment::withoutChannelNothingHappens_data()
@@ -384,8 +350,7 @@ void tst_PresenterAssessment::withoutChannelNothingHappens_data()
 void tst_PresenterAssessment::withoutChannelNothingHappens()
 {
     QFETCH(bool, destroyed);
-    auto channel =
-        std::make_unique<PresenterCollab>(nullptr, "http://h", "CODE", "session", "teacher");
+    auto channel = std::make_unique<UnopenedChannel>();
     const LogCapture log;
     PresenterAssessment assessment(nullptr, destroyed ? channel.get() : nullptr);
     channel.reset();
@@ -414,8 +379,7 @@ void tst_PresenterAssessment::channelIsForgottenOnceItIsGone_data()
 void tst_PresenterAssessment::channelIsForgottenOnceItIsGone()
 {
     QFETCH(bool, connectionsAreCut);
-    auto channel =
-        std::make_unique<PresenterCollab>(nullptr, "http://h", "CODE", "session", "teacher");
+    auto channel = std::make_unique<UnopenedChannel>();
     PresenterAssessment assessment(nullptr, channel.get());
     QCOMPARE(channelOf(assessment), channel.get());
     if (connectionsAreCut)
@@ -430,8 +394,7 @@ void tst_PresenterAssessment::channelIsForgottenOnceItIsGone()
 
 void tst_PresenterAssessment::channelMayOutliveTheAssessment()
 {
-    auto channel =
-        std::make_unique<PresenterCollab>(nullptr, "http://h", "CODE", "session", "teacher");
+    auto channel = std::make_unique<UnopenedChannel>();
     auto earlier = std::make_unique<PresenterAssessment>(nullptr, channel.get());
     const PresenterAssessment later(nullptr, channel.get());
     earlier.reset();
@@ -442,15 +405,15 @@ void tst_PresenterAssessment::channelMayOutliveTheAssessment()
 
 void tst_PresenterAssessment::messagesAreFreedOnceSent()
 {
-    OpenChannel host;
-    PresenterAssessment assessment(nullptr, &host.channel);
-    const int children = host.channel.findChildren<QObject *>().size();
+    UnopenedChannel channel;
+    PresenterAssessment assessment(nullptr, &channel);
+    const int children = channel.findChildren<QObject *>().size();
     const LogCapture quiet;
     for (int i = 0; i < 100; ++i) {
         assessment.sendMessage("d1", "text", true, false);
         assessment.stop();
     }
-    QCOMPARE(host.channel.findChildren<QObject *>().size(), children);
+    QCOMPARE(channel.findChildren<QObject *>().size(), children);
     QCOMPARE(assessment.findChildren<QObject *>().size(), 0);
 }
 

@@ -1,18 +1,14 @@
 // Image cards on the learners' devices, and what the remote is shown.
 #include "OpenChannel.h"
-#include "support/Text.h"
-
-#include "support/LogCapture.h"
 
 #include <QtTest/QtTest>
+
+#include <optional>
 
 namespace
 {
 
-const QString notConnectedLine = u"[PresenterCollab] SockJS socket not connected!"_s;
 const QString noImageLine = u"[PresenterCollab] No image reference has been set!"_s;
-
-const char unfilledBlock[] = "XQBAAAAEAAAABAAAAAARCUJkerBQn//7FgAA"; // "%0"
 
 QString cardPayload(const QString &image)
 {
@@ -28,6 +24,9 @@ class tst_PresenterCollabCards : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void init() { QVERIFY(host.emplace().open()); }
+    void cleanup() { host.reset(); }
+
     void imageAsText_data();
     void imageAsText();
     void withoutImageALineSaysSo();
@@ -47,7 +46,20 @@ private Q_SLOTS:
     void currentCard();
 
     void nothingIsSentWhileNotConnected();
+
+private:
+    // That one message has been published, of this type to the remote, and what it carries.
+    void compareSentToRemote(const char *type, const QString &payload);
+
+    std::optional<OpenChannel> host;
 };
+
+void tst_PresenterCollabCards::compareSentToRemote(const char *type, const QString &payload)
+{
+    QCOMPARE(host->published(1),
+             QStringList{typedMessage("session.controller", type, packed(payload))});
+    QCOMPARE(host->sent(0).payload, payload);
+}
 
 void tst_PresenterCollabCards::imageAsText_data()
 {
@@ -57,15 +69,13 @@ void tst_PresenterCollabCards::imageAsText_data()
     QTest::addColumn<QString>("text");
 
     const QString url = u"http://h/a%20b.png"_s;
-    QTest::newRow("reference") << QByteArray() << url << false << url;
-    QTest::newRow("reference as a CSS value")
-        << QByteArray() << url << true << "url('" + url + "')";
-    QTest::newRow("data") << QByteArray("PNG") << QString() << false
-                          << "data:image/png;base64,UE5H";
-    QTest::newRow("data is never wrapped")
-        << QByteArray("PNG") << QString() << true << "data:image/png;base64,UE5H";
-    QTest::newRow("data goes before a reference")
-        << QByteArray("PNG") << url << true << "data:image/png;base64,UE5H";
+    const QString inlined = u"data:image/png;base64,UE5H"_s;
+    const QByteArray none;
+    QTest::newRow("reference") << none << url << false << url;
+    QTest::newRow("reference as a CSS value") << none << url << true << "url('" + url + "')";
+    QTest::newRow("data") << QByteArray("PNG") << QString() << false << inlined;
+    QTest::newRow("data is never wrapped") << QByteArray("PNG") << QString() << true << inlined;
+    QTest::newRow("data goes before a reference") << QByteArray("PNG") << url << true << inlined;
     QTest::newRow("data of one zero byte")
         << QByteArray(1, '\0') << url << true << "data:image/png;base64,AA==";
     QTest::newRow("empty data leaves the reference") << QByteArray("") << url << false << url;
@@ -77,7 +87,7 @@ void tst_PresenterCollabCards::imageAsText()
     QFETCH(QString, reference);
     QFETCH(bool, wrap);
     QFETCH(QString, text);
-    PresenterCollab channel(nullptr, "http://h", "CODE", "session", "teacher");
+    UnopenedChannel channel;
     channel.setCardImageData(data);
     channel.setCardImageRef(reference);
     const LogCapture log;
@@ -88,7 +98,7 @@ void tst_PresenterCollabCards::imageAsText()
 
 void tst_PresenterCollabCards::withoutImageALineSaysSo()
 {
-    PresenterCollab channel(nullptr, "http://h", "CODE", "session", "teacher");
+    UnopenedChannel channel;
     const LogCapture log;
     QCOMPARE(channel.getCardImageRef(true), QString());
     QCOMPARE(channel.getCardImageRef(false), QString());
@@ -100,7 +110,7 @@ void tst_PresenterCollabCards::withoutImageALineSaysSo()
 
 void tst_PresenterCollabCards::clearingEmptiesBothForms()
 {
-    PresenterCollab channel(nullptr, "http://h", "CODE", "session", "teacher");
+    UnopenedChannel channel;
     channel.setCardImageData("PNG");
     channel.setCardImageRef("http://h/i.png");
     channel.clearCardImage();
@@ -120,11 +130,12 @@ void tst_PresenterCollabCards::imageCard_data()
     QTest::addColumn<QString>("image");
 
     const QString url = u"http://h/a%20b%2.png"_s;
-    QTest::newRow("reference") << QByteArray() << url << false << url;
-    QTest::newRow("reference as a CSS value")
-        << QByteArray() << url << true << "url('" + url + "')";
-    QTest::newRow("data") << QByteArray("PNG") << QString() << true << "data:image/png;base64,UE5H";
-    QTest::newRow("no image") << QByteArray() << QString() << true << "";
+    const QString inlined = u"data:image/png;base64,UE5H"_s;
+    const QByteArray none;
+    QTest::newRow("reference") << none << url << false << url;
+    QTest::newRow("reference as a CSS value") << none << url << true << "url('" + url + "')";
+    QTest::newRow("data") << QByteArray("PNG") << QString() << true << inlined;
+    QTest::newRow("no image") << none << QString() << true << "";
 }
 
 void tst_PresenterCollabCards::imageCard()
@@ -133,46 +144,36 @@ void tst_PresenterCollabCards::imageCard()
     QFETCH(QString, reference);
     QFETCH(bool, wrap);
     QFETCH(QString, image);
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.setCardImageData(data);
-    host.channel.setCardImageRef(reference);
-    host.channel.showImageCard(wrap);
-    QVERIFY(host.waitForPublished(2));
+    host->channel.setCardImageData(data);
+    host->channel.setCardImageRef(reference);
+    host->channel.showImageCard(wrap);
 
-    const QString message = host.bus.published().first();
     const QString block = packed(cardPayload(image));
-    QCOMPARE(message, typedMessage("session.learner", "showCard", block));
-    QCOMPARE(Published(message).payload, cardPayload(image));
-    QVERIFY(!Published(message).object().isEmpty());
+    QCOMPARE(host->published(2).value(0), typedMessage("session.learner", "showCard", block));
+    QCOMPARE(host->sent(0).payload, cardPayload(image));
+    QVERIFY(!host->sent(0).object().isEmpty());
 }
 
 void tst_PresenterCollabCards::imageCardIsFollowedByHeavyAndUsesTheImageUp()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.setCardImageData("PNG");
-    host.channel.setCardImageRef("http://h/i.png");
-    host.channel.showImageCard(false);
-    QCOMPARE(host.channel.getCardImageRef(false), QString());
-    QVERIFY(host.waitForPublished(2));
-    QCOMPARE(host.bus.published().size(), 2);
-    QCOMPARE(host.bus.published().at(1),
-             typedMessage("session.learner", "heavy", QLatin1String(unfilledBlock)));
+    host->channel.setCardImageData("PNG");
+    host->channel.setCardImageRef("http://h/i.png");
+    host->channel.showImageCard(false);
+    QCOMPARE(host->channel.getCardImageRef(false), QString());
+    QCOMPARE(host->published(2).mid(1),
+             QStringList{typedMessage("session.learner", "heavy", unfilledBlock)});
 }
 
 void tst_PresenterCollabCards::secondImageCardIsEmpty()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.setCardImageRef("http://h/i.png");
-    host.channel.showImageCard(false);
+    host->channel.setCardImageRef("http://h/i.png");
+    host->channel.showImageCard(false);
     const LogCapture log;
-    host.channel.showImageCard(false);
+    host->channel.showImageCard(false);
     QCOMPARE(log.messages(), QStringList{noImageLine});
-    QVERIFY(host.waitForPublished(4));
-    QCOMPARE(Published(host.bus.published().at(0)).payload, cardPayload("http://h/i.png"));
-    QCOMPARE(Published(host.bus.published().at(2)).payload, cardPayload(""));
+    QCOMPARE(host->published(4).size(), 4);
+    QCOMPARE(host->sent(0).payload, cardPayload("http://h/i.png"));
+    QCOMPARE(host->sent(2).payload, cardPayload(""));
 }
 
 void tst_PresenterCollabCards::imageOfAnySizeArrivesWhole_data()
@@ -187,22 +188,11 @@ void tst_PresenterCollabCards::imageOfAnySizeArrivesWhole()
 {
     QFETCH(int, size);
     const QByteArray image = noise(size);
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.setCardImageData(image);
-    host.channel.showImageCard(true);
-    QVERIFY(host.waitForPublished(2));
-
-    const QString url = Published(host.bus.published().first())
-                            .object()
-                            .value("components")
-                            .toArray()
-                            .at(0)
-                            .toObject()
-                            .value("blob")
-                            .toObject()
-                            .value("url")
-                            .toString();
+    host->channel.setCardImageData(image);
+    host->channel.showImageCard(true);
+    const QJsonObject component =
+        host->sent(0).object().value("components").toArray().at(0).toObject();
+    const QString url = component.value("blob").toObject().value("url").toString();
     const QString prefix = u"data:image/png;base64,"_s;
     if (size == 0) {
         QCOMPARE(url, QString());
@@ -220,16 +210,13 @@ void tst_PresenterCollabCards::lesson_data()
     QTest::addColumn<QString>("name");
     QTest::addColumn<QString>("payload");
 
-    QTest::newRow("lesson") << "l1"
-                            << "Fractions"
-                            << R"({"lessonId":"l1", "name":"Fractions"})";
-    QTest::newRow("nothing") << QString() << QString() << R"({"lessonId":"", "name":""})";
-    QTest::newRow("name in letters of all kinds")
-        << "l1" << u"Br\u00fcche \u4e16 100%1"_s
-        << u"{\"lessonId\":\"l1\", \"name\":\"Br\u00fcche \u4e16 100%1\"}"_s;
-    QTest::newRow("values are not escaped") << "l\"1"
-                                            << "a\\b"
-                                            << R"({"lessonId":"l"1", "name":"a\b"})";
+    const auto row = [](const char *name, const QString &id, const QString &lesson,
+                        const QString &payload) { QTest::newRow(name) << id << lesson << payload; };
+    row("lesson", "l1", "Fractions", R"({"lessonId":"l1", "name":"Fractions"})");
+    row("nothing", QString(), QString(), R"({"lessonId":"", "name":""})");
+    row("name in letters of all kinds", "l1", u"Brüche 世 100%1"_s,
+        uR"({"lessonId":"l1", "name":"Brüche 世 100%1"})"_s);
+    row("values are not escaped", "l\"1", "a\\b", R"({"lessonId":"l"1", "name":"a\b"})");
 }
 
 void tst_PresenterCollabCards::lesson()
@@ -237,25 +224,15 @@ void tst_PresenterCollabCards::lesson()
     QFETCH(QString, id);
     QFETCH(QString, name);
     QFETCH(QString, payload);
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.sendCurrentLessonToRemote(id, name);
-    QVERIFY(host.waitForPublished(1));
-    const QString block = packed(payload);
-    QCOMPARE(host.bus.published(),
-             QStringList{typedMessage("session.controller", "currentLesson", block)});
-    QCOMPARE(Published(host.bus.published().first()).payload, payload);
+    host->channel.sendCurrentLessonToRemote(id, name);
+    compareSentToRemote("currentLesson", payload);
 }
 
 void tst_PresenterCollabCards::presenterIsActive()
 {
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.sendPresenterIsActiveToRemote();
-    QVERIFY(host.waitForPublished(1));
-    QCOMPARE(host.bus.published(),
-             QStringList{typedMessage("session.controller", "presenterIsActive",
-                                      QLatin1String(unfilledBlock))});
+    host->channel.sendPresenterIsActiveToRemote();
+    QCOMPARE(host->published(1),
+             QStringList{typedMessage("session.controller", "presenterIsActive", unfilledBlock)});
 }
 
 void tst_PresenterCollabCards::currentCard_data()
@@ -264,16 +241,16 @@ void tst_PresenterCollabCards::currentCard_data()
     QTest::addColumn<int>("total");
     QTest::addColumn<QString>("payload");
 
-    QTest::newRow("second of three")
-        << 2 << 3
-        << R"({"currentCard":"2", "cards": [{"name":"1"},{"name":"2"},{"name":"3"}], "totalCards":"3"})";
-    QTest::newRow("only card")
-        << 1 << 1 << R"({"currentCard":"1", "cards": [{"name":"1"}], "totalCards":"1"})";
-    QTest::newRow("no cards") << 0 << 0 << R"({"currentCard":"0", "cards": [], "totalCards":"0"})";
-    QTest::newRow("fewer than none")
-        << -1 << -2 << R"({"currentCard":"-1", "cards": [], "totalCards":"-2"})";
-    QTest::newRow("beyond the last")
-        << 12 << 1 << R"({"currentCard":"12", "cards": [{"name":"1"}], "totalCards":"1"})";
+    const auto row = [](const char *name, int current, int total, const char *payload) {
+        QTest::newRow(name) << current << total << payload;
+    };
+    row("second of three", 2, 3,
+        R"({"currentCard":"2", "cards": [{"name":"1"},{"name":"2"},{"name":"3"}], "totalCards":"3"})");
+    row("only card", 1, 1, R"({"currentCard":"1", "cards": [{"name":"1"}], "totalCards":"1"})");
+    row("no cards", 0, 0, R"({"currentCard":"0", "cards": [], "totalCards":"0"})");
+    row("fewer than none", -1, -2, R"({"currentCard":"-1", "cards": [], "totalCards":"-2"})");
+    row("beyond the last", 12, 1,
+        R"({"currentCard":"12", "cards": [{"name":"1"}], "totalCards":"1"})");
 }
 
 void tst_PresenterCollabCards::currentCard()
@@ -281,31 +258,25 @@ void tst_PresenterCollabCards::currentCard()
     QFETCH(int, current);
     QFETCH(int, total);
     QFETCH(QString, payload);
-    OpenChannel host;
-    QVERIFY(host.open());
-    host.channel.sendCurrentCardToRemote(current, total);
-    QVERIFY(host.waitForPublished(1));
-    const QString block = packed(payload);
-    QCOMPARE(host.bus.published(),
-             QStringList{typedMessage("session.controller", "currentCard", block)});
-    QCOMPARE(Published(host.bus.published().first()).payload, payload);
+    host->channel.sendCurrentCardToRemote(current, total);
+    compareSentToRemote("currentCard", payload);
 }
 
 void tst_PresenterCollabCards::nothingIsSentWhileNotConnected()
 {
-    OpenChannel host;
+    OpenChannel later;
     {
         const LogCapture log;
-        host.channel.sendCurrentLessonToRemote("l", "n");
-        host.channel.sendPresenterIsActiveToRemote();
-        host.channel.sendCurrentCardToRemote(1, 1);
-        host.channel.setCardImageRef("http://h/i.png");
-        host.channel.showImageCard(false);
+        later.channel.sendCurrentLessonToRemote("l", "n");
+        later.channel.sendPresenterIsActiveToRemote();
+        later.channel.sendCurrentCardToRemote(1, 1);
+        later.channel.setCardImageRef("http://h/i.png");
+        later.channel.showImageCard(false);
         // Four operations; showImageCard() sends "heavy" too.
         QCOMPARE(log.messages(), QStringList(QVector<QString>(5, notConnectedLine).toList()));
     }
-    QCOMPARE(host.channel.getCardImageRef(false), QString());
-    QVERIFY(host.hasPublishedNothing());
+    QCOMPARE(later.channel.getCardImageRef(false), QString());
+    QVERIFY(later.hasPublishedNothing());
 }
 
 QTEST_GUILESS_MAIN(tst_PresenterCollabCards)

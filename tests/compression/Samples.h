@@ -9,9 +9,21 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVariant>
 
+#include <cstring>
+#include <memory>
+
 // What the tests of the codec feed it, the same in every run.
 namespace Samples
 {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool UNDER_SANITIZER = true;
+#else
+constexpr bool UNDER_SANITIZER = false;
+#endif
+
+// In a result before an operation that leaves it alone when it fails.
+inline const QString EARLIER = u"earlier"_s;
 
 // How JSON of a class session looks to the encoder: repetitive, with a few letters outside ASCII.
 inline QString lessonText(int characters)
@@ -106,10 +118,36 @@ inline QByteArray withDeclaredLength(QByteArray block, quint32 length)
     return block;
 }
 
-inline bool unpack(QByteArray block, QString *out)
+inline QByteArray withFlippedBit(QByteArray bytes, int bit)
 {
-    return Lzma::decompress(reinterpret_cast<unsigned char *>(block.data()),
-                            static_cast<unsigned int>(block.size()), out);
+    bytes[bit / 8] = static_cast<char>(bytes.at(bit / 8) ^ (1 << (bit % 8)));
+    return bytes;
+}
+
+inline QString base64Of(const QByteArray &block)
+{
+    return QString::fromLatin1(block.toBase64());
+}
+
+// A copy that ends where its heap block ends, so that the sanitizer sees any read past it.
+inline std::unique_ptr<unsigned char[]> exactCopy(const QByteArray &bytes)
+{
+    const auto size = static_cast<std::size_t>(bytes.size());
+    std::unique_ptr<unsigned char[]> copy(new unsigned char[size]);
+    std::memcpy(copy.get(), bytes.constData(), size);
+    return copy;
+}
+
+inline bool unpack(const QByteArray &block, QString *out)
+{
+    return Lzma::decompress(exactCopy(block).get(), static_cast<unsigned int>(block.size()), out);
+}
+
+// Whether the block can be read as it is, in base64, as a bracketed list and as a list of integers.
+inline QVector<bool> unpackInEveryForm(const QByteArray &block, QString *out)
+{
+    return {unpack(block, out), Lzma::decompress64(base64Of(block), out),
+            Lzma::decompress(listOf(block), out), Lzma::decompress(integersOf(block), out)};
 }
 
 } // namespace Samples

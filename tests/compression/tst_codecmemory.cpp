@@ -65,8 +65,9 @@ namespace
 
 using Operation = std::function<bool(QString *)>;
 
-const QString EARLIER = u"earlier"_s;
 constexpr std::size_t MEBI = 1 << 20;
+constexpr std::size_t ANY_SIZE = std::numeric_limits<std::size_t>::max();
+constexpr int ANY_NUMBER = std::numeric_limits<int>::max();
 
 struct Outcome {
     bool succeeded = false;
@@ -87,9 +88,19 @@ Outcome runWith(const Operation &operation, int granted, std::size_t largest)
     } catch (...) {
         outcome.threw = true;
     }
-    heap = {std::numeric_limits<int>::max(), std::numeric_limits<std::size_t>::max(), heap.refused};
+    heap = {ANY_NUMBER, ANY_SIZE, heap.refused};
     outcome.refused = heap.refused;
     return outcome;
+}
+
+// What comes of the operation with 0, 1, 2, ... pieces of memory; the last has all that it needs.
+std::vector<Outcome> runWithEverMoreMemory(const Operation &operation)
+{
+    std::vector<Outcome> outcomes;
+    do {
+        outcomes.push_back(runWith(operation, static_cast<int>(outcomes.size()), ANY_SIZE));
+    } while (outcomes.back().refused > 0);
+    return outcomes;
 }
 
 // A text that takes no memory, however long it is: every page of it is the system's one zero page.
@@ -150,7 +161,7 @@ void tst_CodecMemory::operationsFailWithoutMemory_data()
     QTest::addColumn<Operation>("operation");
     const QString text = lessonText(3000);
     const QByteArray block = packed(text.toUtf8());
-    const QString base64 = QString::fromLatin1(block.toBase64());
+    const QString base64 = base64Of(block);
     const QString list = listOf(block);
     const QVariantList integers = integersOf(block);
     QTest::newRow("compress") << Operation([=](QString *out) { return Lzma::compress(text, out); });
@@ -173,18 +184,13 @@ void tst_CodecMemory::operationsFailWithoutMemory_data()
 void tst_CodecMemory::operationsFailWithoutMemory()
 {
     QFETCH(Operation, operation);
-    const std::size_t anySize = std::numeric_limits<std::size_t>::max();
-    int granted = 0;
-    for (;; ++granted) {
-        const Outcome outcome = runWith(operation, granted, anySize);
-        QVERIFY2(!outcome.threw, QByteArray::number(granted));
-        if (outcome.refused == 0)
-            break;
-        QVERIFY2(!outcome.succeeded, QByteArray::number(granted));
-        QCOMPARE(outcome.text, EARLIER);
+    const std::vector<Outcome> outcomes = runWithEverMoreMemory(operation);
+    for (const Outcome &outcome : outcomes) {
+        QVERIFY(!outcome.threw);
+        QCOMPARE(outcome.succeeded, outcome.refused == 0);
+        QVERIFY(outcome.succeeded || outcome.text == EARLIER);
     }
-    QVERIFY(granted > 1);
-    QVERIFY(runWith(operation, granted, anySize).succeeded);
+    QVERIFY(outcomes.size() > 2);
 }
 
 void tst_CodecMemory::bodyIsNotInflatedWithoutMemory()
@@ -192,20 +198,17 @@ void tst_CodecMemory::bodyIsNotInflatedWithoutMemory()
     const QByteArray bytes = randomBytes(5000, 1);
     const QByteArray body = deflated(bytes);
     QByteArray result;
-    const Operation inflate = [&](QString *) {
+    const Operation givesNothing = [&](QString *) {
         result = QByteArray();
         result = gUncompress(body);
-        return true;
+        return result.isEmpty();
     };
-    int granted = 0;
-    for (;; ++granted) {
-        const Outcome outcome = runWith(inflate, granted, std::numeric_limits<std::size_t>::max());
-        QVERIFY2(!outcome.threw, QByteArray::number(granted));
-        if (outcome.refused == 0)
-            break;
-        QCOMPARE(result, QByteArray());
+    const std::vector<Outcome> outcomes = runWithEverMoreMemory(givesNothing);
+    for (const Outcome &outcome : outcomes) {
+        QVERIFY(!outcome.threw);
+        QCOMPARE(outcome.succeeded, outcome.refused > 0);
     }
-    QVERIFY(granted > 1);
+    QVERIFY(outcomes.size() > 2);
     QCOMPARE(result, bytes);
 
     // A body that grows too large while it is inflated.
@@ -215,7 +218,7 @@ void tst_CodecMemory::bodyIsNotInflatedWithoutMemory()
         result = gUncompress(large);
         return true;
     };
-    const Outcome outcome = runWith(inflateLarge, std::numeric_limits<int>::max(), 32 * MEBI);
+    const Outcome outcome = runWith(inflateLarge, ANY_NUMBER, 32 * MEBI);
     QVERIFY(!outcome.threw);
     QVERIFY(outcome.refused > 0);
     QCOMPARE(result, QByteArray());
@@ -227,18 +230,14 @@ void tst_CodecMemory::truncatedBodyIsRefusedWithoutMemory()
     static int warnings = 0;
     const auto count = [](QtMsgType, const QMessageLogContext &, const QString &) { ++warnings; };
     const Operation truncated = [](QString *) { return gUncompress(QByteArray()).isEmpty(); };
-    int granted = 0;
-    for (;; ++granted) {
-        const QtMessageHandler earlier = qInstallMessageHandler(count);
-        const Outcome outcome =
-            runWith(truncated, granted, std::numeric_limits<std::size_t>::max());
-        qInstallMessageHandler(earlier);
-        QVERIFY2(!outcome.threw, QByteArray::number(granted));
+    const QtMessageHandler earlier = qInstallMessageHandler(count);
+    const std::vector<Outcome> outcomes = runWithEverMoreMemory(truncated);
+    qInstallMessageHandler(earlier);
+    for (const Outcome &outcome : outcomes) {
+        QVERIFY(!outcome.threw);
         QVERIFY(outcome.succeeded);
-        if (outcome.refused == 0)
-            break;
     }
-    QVERIFY(granted > 0);
+    QVERIFY(outcomes.size() > 1);
     QVERIFY(warnings > 0);
 }
 
@@ -269,7 +268,7 @@ void tst_CodecMemory::textsLongerThanAnyContainerFail()
         [&text](QString *out) { return Lzma::decompress64(text.text, out); }};
     std::vector<Outcome> outcomes;
     for (const Operation &operation : operations)
-        outcomes.push_back(runWith(operation, std::numeric_limits<int>::max(), 256 * MEBI));
+        outcomes.push_back(runWith(operation, ANY_NUMBER, 256 * MEBI));
     QTextCodec::setCodecForLocale(utf8);
 
     for (const Outcome &outcome : outcomes) {
@@ -287,7 +286,7 @@ void tst_CodecMemory::blockOfMoreThanMemoryHoldsFails()
                                 static_cast<unsigned int>(block.size()), out);
     };
     // The bytes are granted, the text of twice their size is not.
-    const Outcome outcome = runWith(unpackIt, std::numeric_limits<int>::max(), 100 * MEBI);
+    const Outcome outcome = runWith(unpackIt, ANY_NUMBER, 100 * MEBI);
     QVERIFY(!outcome.threw);
     QVERIFY(!outcome.succeeded);
     QCOMPARE(outcome.refused, 1);
@@ -299,8 +298,8 @@ void tst_CodecMemory::textsAreNotCopiedOnTheirWayIn()
     // A copy of the text would take twice as many bytes as it has characters.
     const QString base64 = QString::fromLatin1(packed(randomBytes(700000, 2)).toBase64());
     const Operation unpackIt = [&base64](QString *out) { return Lzma::decompress64(base64, out); };
-    const Outcome outcome = runWith(unpackIt, std::numeric_limits<int>::max(),
-                                    static_cast<std::size_t>(base64.size()) * 2 - 1);
+    const Outcome outcome =
+        runWith(unpackIt, ANY_NUMBER, static_cast<std::size_t>(base64.size()) * 2 - 1);
     QCOMPARE(outcome.refused, 0);
     QVERIFY(outcome.succeeded);
 }

@@ -63,18 +63,13 @@ void tst_LzmaBlock::blockIsHeaderAndStreamWithEndMarker_data()
 {
     QTest::addColumn<QByteArray>("text");
     QTest::addColumn<QByteArray>("block");
-    QTest::newRow("empty") << QByteArray("")
-                           << QByteArray("5d00400000"
-                                         "0000000000000000"
-                                         "0083fffbffffc0000000");
-    QTest::newRow("4 bytes") << QByteArray("test")
-                             << QByteArray("5d00400000"
-                                           "0400000004000000"
-                                           "003a194ace2672839ffffb138000");
-    QTest::newRow("300 times a") << QByteArray(300, 'a')
-                                 << QByteArray("5d00400000"
-                                               "2c0100002c010000"
-                                               "0030effbb7c42dd6fffffdf09000");
+    const auto row = [](const char *name, const QByteArray &text, const char *block) {
+        QTest::newRow(name) << text << QByteArray(block);
+    };
+    row("empty", "", "5d0040000000000000000000000083fffbffffc0000000");
+    row("4 bytes", "test", "5d004000000400000004000000003a194ace2672839ffffb138000");
+    row("300 times a", QByteArray(300, 'a'),
+        "5d004000002c0100002c0100000030effbb7c42dd6fffffdf09000");
 }
 
 void tst_LzmaBlock::blockIsHeaderAndStreamWithEndMarker()
@@ -88,12 +83,15 @@ void tst_LzmaBlock::lengthStandsTwiceInLittleEndian_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<QByteArray>("sizeField");
-    QTest::newRow("0") << 0 << QByteArray("0000000000000000");
-    QTest::newRow("1") << 1 << QByteArray("0100000001000000");
-    QTest::newRow("255") << 255 << QByteArray("ff000000ff000000");
-    QTest::newRow("300") << 300 << QByteArray("2c0100002c010000");
-    QTest::newRow("65536") << 65536 << QByteArray("0000010000000100");
-    QTest::newRow("16909060") << 16909060 << QByteArray("0403020104030201");
+    const auto row = [](int length, const char *sizeField) {
+        QTest::addRow("%d", length) << length << QByteArray(sizeField);
+    };
+    row(0, "0000000000000000");
+    row(1, "0100000001000000");
+    row(255, "ff000000ff000000");
+    row(300, "2c0100002c010000");
+    row(65536, "0000010000000100");
+    row(16909060, "0403020104030201");
 }
 
 void tst_LzmaBlock::lengthStandsTwiceInLittleEndian()
@@ -182,9 +180,7 @@ void tst_LzmaBlock::blockShorterThanItsHeaderFailsWithoutABuffer_data()
 void tst_LzmaBlock::blockShorterThanItsHeaderFailsWithoutABuffer()
 {
     QFETCH(int, length);
-    // On the heap and of exactly this size, so that the sanitizer sees a read past its end.
-    const std::unique_ptr<unsigned char[]> block(new unsigned char[static_cast<size_t>(length)]);
-    memcpy(block.get(), packed("test").constData(), static_cast<size_t>(length));
+    const auto block = exactCopy(packed("test").left(length));
     unsigned char *out = block.get();
     QVERIFY(!Lzma::decompress(block.get(), static_cast<unsigned int>(length), &out));
     QVERIFY(!out);
@@ -202,8 +198,7 @@ void tst_LzmaBlock::blockWithTooShortAStreamFails()
     QFETCH(int, length);
     const QByteArray whole = packed("test");
     QCOMPARE(whole.size(), 27);
-    const std::unique_ptr<unsigned char[]> block(new unsigned char[static_cast<size_t>(length)]);
-    memcpy(block.get(), whole.constData(), static_cast<size_t>(length));
+    const auto block = exactCopy(whole.left(length));
     unsigned char *out = nullptr;
     QVERIFY(!Lzma::decompress(block.get(), static_cast<unsigned int>(length), &out));
     QVERIFY(out);

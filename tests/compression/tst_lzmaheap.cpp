@@ -79,11 +79,14 @@ void tst_LzmaHeap::packingReservesOneFixedBudget_data()
 {
     QTest::addColumn<int>("length");
     QTest::addColumn<quint64>("reserved");
-    QTest::newRow("0") << 0 << quint64(141);
-    QTest::newRow("2") << 2 << quint64(143);
-    QTest::newRow("3") << 3 << quint64(145);
-    QTest::newRow("300") << 300 << quint64(541);
-    QTest::newRow("100000") << 100000 << quint64(133474);
+    const auto row = [](int length, quint64 reserved) {
+        QTest::addRow("%d", length) << length << reserved;
+    };
+    row(0, 141);
+    row(2, 143);
+    row(3, 145);
+    row(300, 541);
+    row(100000, 133474);
 }
 
 void tst_LzmaHeap::packingReservesOneFixedBudget()
@@ -122,9 +125,9 @@ void tst_LzmaHeap::base64Of13BytesNeverReachesTheDecoder()
     const QByteArray block = packed("test");
     heap.reset();
     QString text;
-    QVERIFY(!Lzma::decompress64(QString::fromLatin1(block.left(13).toBase64()), &text));
+    QVERIFY(!Lzma::decompress64(base64Of(block.left(13)), &text));
     QVERIFY(heap.sizes.isEmpty());
-    QVERIFY(!Lzma::decompress64(QString::fromLatin1(block.left(14).toBase64()), &text));
+    QVERIFY(!Lzma::decompress64(base64Of(block.left(14)), &text));
     QCOMPARE(heap.sizes, QVector<std::size_t>{5});
 }
 
@@ -148,10 +151,7 @@ void tst_LzmaHeap::textOperationsLeaveNothingBehind()
     QFETCH(QByteArray, block);
     QFETCH(bool, readable);
     QString text;
-    QCOMPARE(unpack(block, &text), readable);
-    QCOMPARE(Lzma::decompress64(QString::fromLatin1(block.toBase64()), &text), readable);
-    QCOMPARE(Lzma::decompress(listOf(block), &text), readable);
-    QCOMPARE(Lzma::decompress(integersOf(block), &text), readable);
+    QCOMPARE(unpackInEveryForm(block, &text), QVector<bool>(4, readable));
     QVERIFY(Lzma::compress(lessonText(500), &text));
     QVERIFY(Lzma::compress64(lessonText(500), &text));
     QVERIFY(heap.live.empty());
@@ -166,10 +166,10 @@ void tst_LzmaHeap::packingWithoutMemoryFails()
 
     for (int refused = 0; refused < allocations; ++refused) {
         heap.reset(refused);
-        QString text = u"earlier"_s;
+        QString text = EARLIER;
         QVERIFY(!Lzma::compress64(u"test"_s, &text));
         QVERIFY(!Lzma::compress(u"test"_s, &text));
-        QCOMPARE(text, u"earlier"_s);
+        QCOMPARE(text, EARLIER);
         QVERIFY(heap.live.empty());
 
         heap.reset(refused);
@@ -187,7 +187,7 @@ void tst_LzmaHeap::packingWithoutMemoryFails()
 void tst_LzmaHeap::unpackingWithoutMemoryFails()
 {
     const QByteArray block = packed("test");
-    const QString base64 = QString::fromLatin1(block.toBase64());
+    const QString base64 = base64Of(block);
     heap.reset();
     QString result;
     QVERIFY(Lzma::decompress64(base64, &result));
@@ -195,9 +195,9 @@ void tst_LzmaHeap::unpackingWithoutMemoryFails()
 
     for (int refused = 0; refused < allocations; ++refused) {
         heap.reset(refused);
-        QString text = u"earlier"_s;
+        QString text = EARLIER;
         QVERIFY(!Lzma::decompress64(base64, &text));
-        QCOMPARE(text, u"earlier"_s);
+        QCOMPARE(text, EARLIER);
         QVERIFY(heap.live.empty());
     }
 }

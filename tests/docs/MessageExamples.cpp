@@ -1,17 +1,11 @@
 #include "Examples.h"
-#include "support/Text.h"
 
-#include "collab/CollaborationMessageHandler.h"
+#include "collab/OpenChannel.h"
 #include "collab/PresenterAssessment.h"
-#include "collab/PresenterCollab.h"
-#include "compression/Lzma.h"
 #include "model/AssessmentOptions.h"
 #include "model/QuestionMultiChoice.h"
-#include "support/EventBusServer.h"
 
 #include <QtTest/QtTest>
-
-#include <functional>
 
 using namespace Tarvo;
 
@@ -33,47 +27,29 @@ constexpr int CUT_BLOCK = 36;
 
 // ---- What the presenter says ---------------------------------------------------------------------
 
-struct Presenter {
-    EventBusServer bus;
-    PresenterCollab channel{nullptr, bus.url(), u"QX7K"_s, SESSION, TEACHER};
+struct Presenter : OpenChannel {
+    Presenter() : OpenChannel(u"QX7K"_s, SESSION, TEACHER) { }
+
     PresenterAssessment assessment{nullptr, &channel};
 };
 using Operation = void (*)(Presenter &);
 
-QString packed(const QString &payload)
-{
-    QString block;
-    Lzma::compress64(payload, &block);
-    return block;
-}
-
 // The first message that the operation sends, as it arrives at the collaboration server.
-QString sent(Operation operation)
+QString firstSent(Operation operation)
 {
     Presenter presenter;
-    presenter.channel.open({u"websocket"_s});
-    if (!QTest::qWaitFor([&] { return presenter.bus.messages().size() == 3; }, 20000))
+    if (!presenter.open())
         return u"The channel did not open."_s;
     presenter.channel.startPoll(PollType::TEXT, OrdinalType::GENERIC, 0, 0);
     operation(presenter);
-    if (!QTest::qWaitFor([&] { return presenter.bus.published().size() >= 2; }, 20000))
-        return u"Nothing was sent."_s;
-
-    QString message = presenter.bus.published().at(1);
-    const QString block = QJsonDocument::fromJson(message.toUtf8())
-                              .object()
-                              .value("body")
-                              .toObject()
-                              .value("data")
-                              .toArray()
-                              .at(0)
-                              .toString();
-    QString payload;
-    if (!Lzma::decompress64(block, &payload))
+    QString message = presenter.published(2).value(1);
+    const Published sent(message);
+    if (sent.payload.isNull())
         return message;
+    QString payload = sent.payload;
     payload.replace(presenter.channel.getCurrentPollId(), POLL_ID);
     payload.replace(presenter.assessment.getAssessmentToken(), ASSESSMENT_TOKEN);
-    return message.replace(block, packed(payload));
+    return message.replace(sent.block, packed(payload));
 }
 
 QString blockOf(const QString &message)
@@ -92,108 +68,71 @@ QString withBlockCut(const QString &message)
 
 QString envelope(Operation operation)
 {
-    return withBlockCut(sent(operation));
+    return withBlockCut(firstSent(operation));
 }
 
 QString payload(Operation operation)
 {
-    QString text;
-    Lzma::decompress64(blockOf(sent(operation)), &text);
-    return text;
+    return unpacked(blockOf(firstSent(operation)));
 }
 
-void close(Presenter &p)
-{
-    p.channel.close();
-}
-void removeLearner(Presenter &p)
-{
-    p.channel.removeLearner(DEVICE);
-}
-void sendQuestion(Presenter &p)
-{
+const Operation close = [](Presenter &p) { p.channel.close(); };
+const Operation removeLearner = [](Presenter &p) { p.channel.removeLearner(DEVICE); };
+const Operation sendQuestion = [](Presenter &p) {
     QuestionMultiChoice question(nullptr);
     question.setID("q7Rk2mXa");
     question.addActivityOption("A", "17", 0);
     p.channel.sendQuestion(&question);
-}
-void startPoll(Presenter &p)
-{
+};
+const Operation startPoll = [](Presenter &p) {
     p.channel.setCardImageRef(IMAGE);
     p.channel.startPoll(PollType::WORD_SEED, OrdinalType::NUMBER, 2, 0);
-}
-void stopPoll(Presenter &p)
-{
-    p.channel.stopPoll();
-}
-void pausePoll(Presenter &p)
-{
-    p.channel.pausePoll();
-}
-void resumePoll(Presenter &p)
-{
-    p.channel.resumePoll();
-}
-void showImageCard(Presenter &p)
-{
+};
+const Operation stopPoll = [](Presenter &p) { p.channel.stopPoll(); };
+const Operation pausePoll = [](Presenter &p) { p.channel.pausePoll(); };
+const Operation resumePoll = [](Presenter &p) { p.channel.resumePoll(); };
+const Operation showImageCard = [](Presenter &p) {
     p.channel.setCardImageRef(IMAGE);
     p.channel.showImageCard(false);
-}
-void sendHeavy(Presenter &p)
-{
-    p.channel.sendHeavy();
-}
-void sendLesson(Presenter &p)
-{
+};
+const Operation sendHeavy = [](Presenter &p) { p.channel.sendHeavy(); };
+const Operation sendLesson = [](Presenter &p) {
     p.channel.sendCurrentLessonToRemote("l7", "Prime numbers");
-}
-void sendPresenterIsActive(Presenter &p)
-{
+};
+const Operation sendPresenterIsActive = [](Presenter &p) {
     p.channel.sendPresenterIsActiveToRemote();
-}
-void sendCurrentCard(Presenter &p)
-{
-    p.channel.sendCurrentCardToRemote(2, 3);
-}
-void startAssessment(Presenter &p)
-{
+};
+const Operation sendCurrentCard = [](Presenter &p) { p.channel.sendCurrentCardToRemote(2, 3); };
+const Operation startAssessment = [](Presenter &p) {
     AssessmentOptions options(nullptr);
     options.setassessmentToken(p.assessment.getAssessmentToken());
     options.setquestionCount(5);
     p.assessment.start(DEVICE, &options);
-}
-void stopAssessment(Presenter &p)
-{
-    p.assessment.stop();
-}
-void review(Presenter &p)
-{
+};
+const Operation stopAssessment = [](Presenter &p) { p.assessment.stop(); };
+const Operation review = [](Presenter &p) {
     p.assessment.sendMessage(DEVICE, "Look at question 3 again.", false, true);
-}
-void dialog(Presenter &p)
-{
+};
+const Operation dialog = [](Presenter &p) {
     p.assessment.sendMessage(DEVICE, "Five minutes left.", true, false);
-}
+};
 
 // ---- The session's beginning ---------------------------------------------------------------------
 
 QString registrations()
 {
     Presenter presenter;
-    presenter.channel.open({u"websocket"_s});
-    if (!QTest::qWaitFor([&] { return presenter.bus.messages().size() == 3; }, 20000))
-        return u"The channel did not open."_s;
-    return presenter.bus.messages().join('\n');
+    return presenter.open() ? presenter.bus.messages().join('\n') : u"The channel did not open."_s;
 }
 
 QString pingFrame()
 {
     Presenter presenter;
-    presenter.channel.open({u"websocket"_s});
+    if (!presenter.open())
+        return u"The channel did not open."_s;
     presenter.channel.sendPing();
-    if (!QTest::qWaitFor([&] { return presenter.bus.messages().size() == 4; }, 20000))
-        return u"Nothing was sent."_s;
-    return presenter.bus.frames().last();
+    return presenter.published(1).isEmpty() ? u"Nothing was sent."_s
+                                            : presenter.bus.frames().last();
 }
 
 // ---- What the devices say ------------------------------------------------------------------------
@@ -219,38 +158,18 @@ const char QUESTION_RESPONSE[] =
 const char QUESTION_GET[] = R"({"questionNumber":3})";
 const char NEXT_CARD[] = R"({})";
 
-QString unregisterUser()
-{
+const auto unregisterUser = [] {
     return incoming(R"("action":"unregister","client":{"type":"user","token":"d17"})");
-}
-QString unregisterController()
-{
+};
+const auto unregisterController = [] {
     return incoming(R"("action":"unregister","client":{"type":"controller","token":"r3"})");
-}
-QString join()
-{
-    return fromDevice("join", JOIN);
-}
-QString pollResponse()
-{
-    return fromDevice("pollResponse", POLL_RESPONSE);
-}
-QString pollResponseParts()
-{
-    return fromDevice("pollResponse", POLL_RESPONSE_PARTS);
-}
-QString questionResponse()
-{
-    return fromDevice("questionResponse", QUESTION_RESPONSE);
-}
-QString questionGet()
-{
-    return fromDevice("questionGet", QUESTION_GET);
-}
-QString nextCard()
-{
-    return fromDevice("nextCard", NEXT_CARD);
-}
+};
+const auto join = [] { return fromDevice("join", JOIN); };
+const auto pollResponse = [] { return fromDevice("pollResponse", POLL_RESPONSE); };
+const auto pollResponseParts = [] { return fromDevice("pollResponse", POLL_RESPONSE_PARTS); };
+const auto questionResponse = [] { return fromDevice("questionResponse", QUESTION_RESPONSE); };
+const auto questionGet = [] { return fromDevice("questionGet", QUESTION_GET); };
+const auto nextCard = [] { return fromDevice("nextCard", NEXT_CARD); };
 
 // The signals that the message becomes.
 QString heard(const QString &message)
@@ -283,7 +202,7 @@ QString heard(const QString &message)
                      [&](const QString &device, int number) {
                          events << uR"(learnerGetQuestion("%1", %2))"_s.arg(device).arg(number);
                      });
-    QMetaObject::invokeMethod(&handler, "onHandleMessage", Q_ARG(QString, message));
+    deliver(&handler, message);
     return events.join('\n');
 }
 
@@ -331,9 +250,9 @@ QVector<Example> messageExamples()
         {"question-set-review", [] { return envelope(review); }},
         {"question-set-review-payload", [] { return payload(review); }},
 
-        {"unregister-user", &unregisterUser},
+        {"unregister-user", unregisterUser},
         {"unregister-user-heard", [] { return heard(unregisterUser()); }},
-        {"unregister-controller", &unregisterController},
+        {"unregister-controller", unregisterController},
         {"unregister-controller-heard", [] { return heard(unregisterController()); }},
         {"join", [] { return withBlockCut(join()); }},
         {"join-payload", [] { return QString(JOIN); }},

@@ -98,7 +98,7 @@ void tst_PriorAndOrdinals::answerWithoutOptionsIsTheWholeText()
     const std::unique_ptr<QuestionBase> question(reinterpret_cast<Maker>(maker)());
     QuestionFeedback *feedback = feedbackOf(*question);
     feedback->setoptionAnswers({1, 2});
-    for (const QString &answer : {u"A, B \u00e9"_s, QString("12")}) {
+    for (const QString &answer : {u"A, B é"_s, u"12"_s}) {
         question->setPriorAnswer(answer);
         QCOMPARE(feedback->answer().userType(), int(QMetaType::QString));
         QCOMPARE(feedback->answer(), QVariant(answer));
@@ -127,7 +127,7 @@ void tst_PriorAndOrdinals::answerIsOneOptionOrOnePerCharacter_data()
     row("multiple, twice the same", &make<QuestionMultiChoice>, "AA", {"A", "A"});
     row("sort", &make<QuestionSort>, "BCA", {"B", "C", "A"});
     row("sort, none", &make<QuestionSort>, "", {});
-    row("sort, accented", &make<QuestionSort>, u"\u00e9A"_s, {u"\u00e9"_s, "A"});
+    row("sort, accented", &make<QuestionSort>, u"éA"_s, {u"é"_s, "A"});
     row("with options", &make<QuestionBaseWithOptions>, "AC", {"AC"});
     row("with options, none", &make<QuestionBaseWithOptions>, "", {""});
     row("yes-no", &make<QuestionYesNo>, "YES", {"YES"});
@@ -194,10 +194,9 @@ void tst_PriorAndOrdinals::retriesAreNinetyNineWhateverTheyWere()
 void tst_PriorAndOrdinals::answersSurviveMissingFeedback_data()
 {
     QTest::addColumn<QString>("feedback");
-    for (const char *how : {"null", "null feedback", "a plain object", "destroyed",
-                            "replaced and "
-                            "destroyed"})
-        QTest::newRow(how) << QString(how);
+    for (const char *how :
+         {"null", "null feedback", "a plain object", "destroyed", "replaced and destroyed"})
+        QTest::newRow(how) << how;
 }
 
 void tst_PriorAndOrdinals::answersSurviveMissingFeedback()
@@ -243,7 +242,7 @@ void tst_PriorAndOrdinals::ordinalsNumberTheOptions()
     for (int i = 0; i < 4; ++i)
         question.addActivityOption(QString::number(i), QString(), i);
     question.setOrdinals(OrdinalType::ALPHA_UPPER);
-    QCOMPARE(metadataOf(question)->ordinalType(), QString("alpha-upper"));
+    QCOMPARE(metadataOf(question)->ordinalType(), u"alpha-upper"_s);
     QCOMPARE(metadataOf(question)->options(), (QVariantList{0, 1, 2, 3}));
     question.addActivityOption("4", QString(), 4); // after the fact: not numbered
     QCOMPARE(metadataOf(question)->options(), (QVariantList{0, 1, 2, 3}));
@@ -253,17 +252,13 @@ void tst_PriorAndOrdinals::ordinalsHaveTheirTypesName_data()
 {
     QTest::addColumn<int>("type");
     QTest::addColumn<QString>("name");
-    QTest::newRow("0") << 0 << "true-false";
-    QTest::newRow("1") << 1 << "yes-no";
-    QTest::newRow("2") << 2 << "yes-no-maybe";
-    QTest::newRow("3") << 3 << "yes-no-unsure";
-    QTest::newRow("4") << 4 << "yes-no-other";
-    QTest::newRow("5") << 5 << "alpha-upper";
-    QTest::newRow("6") << 6 << "alpha-lower";
-    QTest::newRow("7") << 7 << "number";
-    QTest::newRow("8") << 8 << "agreement";
-    QTest::newRow("9") << 9 << "confidence";
-    QTest::newRow("10") << 10 << "generic";
+    int type = 0;
+    for (const char *name :
+         {"true-false", "yes-no", "yes-no-maybe", "yes-no-unsure", "yes-no-other", "alpha-upper",
+          "alpha-lower", "number", "agreement", "confidence", "generic"}) {
+        QTest::addRow("%d", type) << type << name;
+        ++type;
+    }
 }
 
 void tst_PriorAndOrdinals::ordinalsHaveTheirTypesName()
@@ -290,7 +285,7 @@ void tst_PriorAndOrdinals::metadataOfATypeTakesTheCount()
     QuestionScale question(nullptr);
     question.addActivityOption("A", "a", 0);
     question.setMetadata(OrdinalType::AGREEMENT, 3);
-    QCOMPARE(metadataOf(question)->ordinalType(), QString("agreement"));
+    QCOMPARE(metadataOf(question)->ordinalType(), u"agreement"_s);
     QCOMPARE(metadataOf(question)->options(), (QVariantList{0, 1, 2}));
 }
 
@@ -298,30 +293,17 @@ void tst_PriorAndOrdinals::inferredLabelling_data()
 {
     QTest::addColumn<QString>("firstId");
     QTest::addColumn<QString>("ordinalType");
-    QTest::newRow("A") << "A"
-                       << "alpha-upper";
-    QTest::newRow("a") << "a"
-                       << "alpha-lower";
-    QTest::newRow("0") << "0"
-                       << "number";
-    QTest::newRow("1") << "1"
-                       << "number";
-    QTest::newRow("B") << "B"
-                       << "earlier";
-    QTest::newRow("b") << "b"
-                       << "earlier";
-    QTest::newRow("2") << "2"
-                       << "earlier";
-    QTest::newRow("10") << "10"
-                        << "earlier";
-    QTest::newRow("AA") << "AA"
-                        << "earlier";
-    QTest::newRow("A and a blank") << "A "
-                                   << "earlier";
-    QTest::newRow("empty") << ""
-                           << "earlier";
-    QTest::newRow("?") << "?"
-                       << "earlier";
+    const auto row = [](const char *name, const char *firstId, const char *ordinalType) {
+        QTest::newRow(name) << firstId << ordinalType;
+    };
+    row("A", "A", "alpha-upper");
+    row("a", "a", "alpha-lower");
+    row("0", "0", "number");
+    row("1", "1", "number");
+    for (const char *other : {"B", "b", "2", "10", "AA", "?"})
+        row(other, other, "earlier");
+    row("A and a blank", "A ", "earlier");
+    row("empty", "", "earlier");
 }
 
 void tst_PriorAndOrdinals::inferredLabelling()
@@ -353,7 +335,7 @@ void tst_PriorAndOrdinals::inferenceEmptiesTheNumbers()
     question.addActivityOption("B", "b", 1);
     question.setOrdinals(OrdinalType::GENERIC);
     question.inferOrdinalType();
-    QCOMPARE(metadataOf(question)->ordinalType(), QString("alpha-upper"));
+    QCOMPARE(metadataOf(question)->ordinalType(), u"alpha-upper"_s);
     QCOMPARE(metadataOf(question)->options(), QVariantList());
 }
 
@@ -362,7 +344,7 @@ void tst_PriorAndOrdinals::inferenceWithoutOptionsChangesNothing()
     QuestionMultiChoice question(nullptr);
     question.setMetadata(u"earlier"_s, 2);
     question.inferOrdinalType();
-    QCOMPARE(metadataOf(question)->ordinalType(), QString("earlier"));
+    QCOMPARE(metadataOf(question)->ordinalType(), u"earlier"_s);
     QCOMPARE(metadataOf(question)->options(), (QVariantList{0, 1}));
 }
 

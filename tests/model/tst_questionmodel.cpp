@@ -38,6 +38,19 @@ QString idOfSecond(time_t second)
     QT_WARNING_POP
 }
 
+// Repeats the action until it begins and ends in one second, and gives that second; 0 when it never
+// does.
+template<typename Action> time_t withinOneSecond(const Action &action)
+{
+    for (int attempt = 0; attempt < 20; ++attempt) {
+        const time_t before = std::time(nullptr);
+        action();
+        if (std::time(nullptr) == before)
+            return before;
+    }
+    return 0;
+}
+
 QVariantMap optionMap(const char *id, const char *text, int number)
 {
     return {{"id", id}, {"optionText", text}, {"displaySeqNumber", number}, {"math", false}};
@@ -83,29 +96,19 @@ private Q_SLOTS:
 
 void tst_QuestionModel::questionsOfOneSecondShareTheirId()
 {
-    for (int attempt = 0; attempt < 20; ++attempt) {
-        const time_t before = std::time(nullptr);
-        const QuestionText first(nullptr);
-        const QuestionSort second(nullptr);
-        if (std::time(nullptr) != before)
-            continue; // the second ended in between
-        QCOMPARE(second.id(), first.id());
-        return;
-    }
-    QFAIL("never two questions within one second");
+    QStringList ids;
+    QVERIFY(withinOneSecond([&ids] {
+        ids = QStringList{QuestionText(nullptr).id(), QuestionSort(nullptr).id()};
+    }));
+    QCOMPARE(ids.at(1), ids.at(0));
 }
 
 void tst_QuestionModel::idIsDrawnFromTheSecond()
 {
-    for (int attempt = 0; attempt < 20; ++attempt) {
-        const time_t before = std::time(nullptr);
-        const QString id = QuestionBase(nullptr).id();
-        if (std::time(nullptr) != before)
-            continue;
-        QCOMPARE(id, idOfSecond(before));
-        return;
-    }
-    QFAIL("never one question within one second");
+    QString id;
+    const time_t second = withinOneSecond([&id] { id = QuestionBase(nullptr).id(); });
+    QVERIFY(second != 0);
+    QCOMPARE(id, idOfSecond(second));
 }
 
 void tst_QuestionModel::idIsOfEightLettersAndDigits()
@@ -118,7 +121,7 @@ void tst_QuestionModel::idCanBeSet()
 {
     QuestionBase question(nullptr);
     question.setID("not of eight characters");
-    QCOMPARE(question.id(), QString("not of eight characters"));
+    QCOMPARE(question.id(), u"not of eight characters"_s);
 }
 
 void tst_QuestionModel::kindIsTheClassesOwn_data()
@@ -150,7 +153,7 @@ void tst_QuestionModel::kindIsTheClassesOwn()
     QCOMPARE(question->property("type").toString(), kind);
     QVERIFY(question->setProperty("type", "y"));
     QVERIFY(JsonSerializer::serializeToJson(question).contains(
-        QString("    \"type\": \"%1\"\n}\n").arg(kind)));
+        u"    \"type\": \"%1\"\n}\n"_s.arg(kind)));
 }
 
 void tst_QuestionModel::plainQuestionsSendTheStoredKind()
@@ -158,22 +161,22 @@ void tst_QuestionModel::plainQuestionsSendTheStoredKind()
     QuestionBase plain(nullptr);
     QCOMPARE(plain.getType(), QString());
     plain.setType("essay");
-    QCOMPARE(plain.property("type").toString(), QString("essay"));
+    QCOMPARE(plain.property("type").toString(), u"essay"_s);
     QuestionBaseWithOptions withOptions(nullptr);
     QCOMPARE(withOptions.getType(), QString());
     withOptions.setType("ranking");
-    QCOMPARE(withOptions.getType(), QString("ranking"));
+    QCOMPARE(withOptions.getType(), u"ranking"_s);
 }
 
 void tst_QuestionModel::yesNoSwitchesItsKind()
 {
     QuestionYesNo question(nullptr);
     QCOMPARE(question.trueFalse, false);
-    QCOMPARE(question.getType(), QString("yes-no-other"));
+    QCOMPARE(question.getType(), u"yes-no-other"_s);
     question.trueFalse = true;
-    QCOMPARE(question.getType(), QString("true-false"));
+    QCOMPARE(question.getType(), u"true-false"_s);
     question.trueFalse = false;
-    QCOMPARE(question.getType(), QString("yes-no-other"));
+    QCOMPARE(question.getType(), u"yes-no-other"_s);
 }
 
 void tst_QuestionModel::virtualOperationsWorkThroughTheBase()
@@ -183,8 +186,8 @@ void tst_QuestionModel::virtualOperationsWorkThroughTheBase()
     sort->addActivityOption("A", "", 0);
     question->inferOrdinalType();
     question->setPriorAnswer("BA");
-    QCOMPARE(question->getType(), QString("sort"));
-    QCOMPARE(sort->metadata()->property("ordinalType").toString(), QString("alpha-upper"));
+    QCOMPARE(question->getType(), u"sort"_s);
+    QCOMPARE(sort->metadata()->property("ordinalType").toString(), u"alpha-upper"_s);
     QCOMPARE(question->feedBack()->property("optionAnswers").toList().size(), 2);
 }
 
@@ -263,7 +266,7 @@ void tst_QuestionModel::metadataIsNumberedUpToTheCount()
     question.setMetadata(u"earlier"_s, 9);
     question.setMetadata(u"alpha-upper"_s, count);
     const auto *metadata = qobject_cast<QuestionMetadata *>(question.metadata());
-    QCOMPARE(metadata->ordinalType(), QString("alpha-upper"));
+    QCOMPARE(metadata->ordinalType(), u"alpha-upper"_s);
     QCOMPARE(metadata->options(), options);
     for (const QVariant &option : metadata->options())
         QCOMPARE(option.userType(), int(QMetaType::Int));
@@ -337,9 +340,8 @@ void tst_QuestionModel::destroyedObjectsLeaveNull()
     const LogCapture log;
     const QString json = JsonSerializer::serializeToJson(&question);
     for (const char *name : {"card", "feedBack", "metadata"}) {
-        QVERIFY(json.contains(QString("    \"%1\": null,\n").arg(name)));
-        QVERIFY(
-            log.contains(QString("[JsonSerializer] ERROR: Failed to map property: %1").arg(name)));
+        QVERIFY(json.contains(u"    \"%1\": null,\n"_s.arg(name)));
+        QVERIFY(log.contains(u"[JsonSerializer] ERROR: Failed to map property: %1"_s.arg(name)));
     }
     QCOMPARE(log.messages().size(), 3);
 }

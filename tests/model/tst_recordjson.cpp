@@ -55,7 +55,7 @@ QObject *filledQuestion()
     made->setquestionNumber(3);
     made->setactivityType({{"id", "8755bfc923cb492094df5c842a30da5f"}, {"name", "multiple"}});
     made->setinstructions("Choose two.");
-    made->sethint(u"Both are \u00e9tudes."_s);
+    made->sethint(u"Both are études."_s);
     made->sethasNext(true);
     made->setnumberOfCorrectOptions(2);
     made->addActivityOption("A", "Opus 10", 0);

@@ -5,6 +5,7 @@
 #include "model/Learner.h"
 #include "model/RemoteControlMessage.h"
 #include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtCore/QThread>
 #include <QtTest/QtTest>
@@ -102,18 +103,18 @@ void tst_ValueRecords::shortNamesTakeOneLineOfTheHost()
     emit sender.learnerJoin({"d1", "Ada", "phone"});
     QCOMPARE(receiver.learners.size(), 1);
     QTRY_COMPARE(receiver.learners.size(), 2);
-    QCOMPARE(receiver.learners.last().userName, QString("Ada"));
+    QCOMPARE(receiver.learners.last().userName, u"Ada"_s);
 }
 
 void tst_ValueRecords::fieldsAreInTheirOrder()
 {
     const Learner learner{"device", "name", "type"};
-    QCOMPARE(learner.deviceId, QString("device"));
-    QCOMPARE(learner.userName, QString("name"));
-    QCOMPARE(learner.deviceType, QString("type"));
+    QCOMPARE(learner.deviceId, u"device"_s);
+    QCOMPARE(learner.userName, u"name"_s);
+    QCOMPARE(learner.deviceType, u"type"_s);
     const RemoteControlMessage message{"nextCard", "remote-1", 7};
-    QCOMPARE(message.type, QString("nextCard"));
-    QCOMPARE(message.from, QString("remote-1"));
+    QCOMPARE(message.type, u"nextCard"_s);
+    QCOMPARE(message.from, u"remote-1"_s);
     QCOMPARE(message.data, QVariant(7));
     QVERIFY(!RemoteControlMessage().data.isValid());
     QVERIFY(Learner().deviceId.isEmpty());
@@ -124,9 +125,9 @@ void tst_ValueRecords::copiesAreIndependent()
     Learner learner{"device", "name", "type"};
     QList<Tarvo::Learner> list = {learner};
     learner.userName = "another";
-    QCOMPARE(list.first().userName, QString("name"));
+    QCOMPARE(list.first().userName, u"name"_s);
     list.first() = learner;
-    QCOMPARE(list.first().userName, QString("another"));
+    QCOMPARE(list.first().userName, u"another"_s);
 }
 
 void tst_ValueRecords::queuedConnectionsByNameCarryThem()
@@ -152,8 +153,8 @@ void tst_ValueRecords::queuedConnectionsByNameCarryThem()
     QVERIFY(receiver.learners.isEmpty());
     QTRY_COMPARE(receiver.learners.size(), 2);
     QTRY_COMPARE(receiver.messages.size(), 2);
-    QCOMPARE(receiver.learners.last().userName, QString("Grace"));
-    QCOMPARE(receiver.messages.last().type, QString("previousCard"));
+    QCOMPARE(receiver.learners.last().userName, u"Grace"_s);
+    QCOMPARE(receiver.messages.last().type, u"previousCard"_s);
     QCOMPARE(log.messages(), QStringList()); // no complaint about an unknown type
 }
 
@@ -167,7 +168,7 @@ void tst_ValueRecords::queuedConnectionsByPointerCarryThem()
     emit sender.remoteControl({"nextCard", "r1", 1});
     QTRY_COMPARE(receiver.learners.size(), 1);
     QTRY_COMPARE(receiver.messages.size(), 1);
-    QCOMPARE(receiver.learners.first().deviceId, QString("d1"));
+    QCOMPARE(receiver.learners.first().deviceId, u"d1"_s);
     QCOMPARE(receiver.messages.first().data, QVariant(1));
 }
 
@@ -185,13 +186,13 @@ void tst_ValueRecords::connectionsToAnotherThreadCarryThem()
     QMetaObject::invokeMethod(&receiver, [&thread] { thread.quit(); });
     QVERIFY(thread.wait(30000));
     QCOMPARE(receiver.learners.size(), 1);
-    QCOMPARE(receiver.learners.first().deviceType, QString("phone"));
+    QCOMPARE(receiver.learners.first().deviceType, u"phone"_s);
 }
 
 void tst_ValueRecords::variantsCarryThem()
 {
     const QVariant variant = QVariant::fromValue(Learner{"d1", "Ada", "phone"});
-    QCOMPARE(variant.value<Tarvo::Learner>().userName, QString("Ada"));
+    QCOMPARE(variant.value<Tarvo::Learner>().userName, u"Ada"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_ValueRecords)

@@ -2,6 +2,7 @@
 // the destructor of a global object instead, and says so.
 #include "collab/OrdinalType.h"
 #include "collab/PollType.h"
+#include "support/Text.h"
 
 #include <QtCore/QProcess>
 #include <QtTest/QtTest>
@@ -167,8 +168,7 @@ void tst_TypeTables::valuesPrintTheirEnumerators()
 {
     QString printed;
     QDebug(&printed) << PollType::MATH_FORMULA << OrdinalType::ALPHA_UPPER;
-    QCOMPARE(printed.trimmed(),
-             QString("Tarvo::PollType::MATH_FORMULA Tarvo::OrdinalType::ALPHA_UPPER"));
+    QCOMPARE(printed.trimmed(), u"Tarvo::PollType::MATH_FORMULA Tarvo::OrdinalType::ALPHA_UPPER"_s);
 }
 
 int main(int argc, char **argv)
