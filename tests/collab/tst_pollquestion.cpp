@@ -1,6 +1,7 @@
 // The question object of every poll: its class, its options and how they are labelled.
 #include "OpenChannel.h"
 #include "model/JsonSerializer.h"
+#include "model/PollQuestion.h"
 #include "model/QuestionBaseWithOptions.h"
 
 #include <QtTest/QtTest>
@@ -14,15 +15,6 @@ using Tarvo::QuestionBaseWithOptions;
 
 namespace
 {
-
-// What all these tests are about. A poll's second number is not used.
-std::unique_ptr<QuestionBase> questionOf(PollType::POLL_TYPE type,
-                                         OrdinalType::ORDINAL_TYPE ordinal, int count,
-                                         int unused = 0)
-{
-    UnopenedChannel channel;
-    return std::unique_ptr<QuestionBase>(channel.createPollQuestion(type, ordinal, count, unused));
-}
 
 QString ordinalName(int ordinal)
 {
@@ -58,7 +50,7 @@ private Q_SLOTS:
     void questionOfEveryPoll_data();
     void questionOfEveryPoll();
     void thirdAndFurtherYesNoOptionsAreAllDontKnow();
-    void secondNumberOfAPollIsNotUsed();
+    void channelMakesTheSameQuestions();
 };
 
 void tst_PollQuestion::questionOfEveryPoll_data()
@@ -83,8 +75,8 @@ void tst_PollQuestion::questionOfEveryPoll()
     QFETCH(int, ordinal);
     QFETCH(int, count);
     const PollKind &expected = pollKinds[kind];
-    const auto question =
-        questionOf(expected.type(), static_cast<OrdinalType::ORDINAL_TYPE>(ordinal), count);
+    const auto question = Tarvo::pollQuestion(
+        expected.type(), static_cast<OrdinalType::ORDINAL_TYPE>(ordinal), count);
     QCOMPARE(question == nullptr, expected.className == nullptr);
     if (!question)
         return;
@@ -113,7 +105,7 @@ void tst_PollQuestion::questionOfEveryPoll()
 
 void tst_PollQuestion::thirdAndFurtherYesNoOptionsAreAllDontKnow()
 {
-    const auto question = questionOf(PollType::TRUE_FALSE, OrdinalType::YES_NO_MAYBE, 5);
+    const auto question = Tarvo::pollQuestion(PollType::TRUE_FALSE, OrdinalType::YES_NO_MAYBE, 5);
     QStringList labels;
     const QVariantList options =
         qobject_cast<QuestionBaseWithOptions *>(question.get())->activityOptions();
@@ -123,16 +115,24 @@ void tst_PollQuestion::thirdAndFurtherYesNoOptionsAreAllDontKnow()
     QCOMPARE(labels, (QStringList{"AYES", "BNO", "?DONTKNOW", "?DONTKNOW", "?DONTKNOW"}));
 }
 
-void tst_PollQuestion::secondNumberOfAPollIsNotUsed()
+// Whatever its last number.
+void tst_PollQuestion::channelMakesTheSameQuestions()
 {
-    QStringList texts;
-    for (const int unused : {0, 7, -1}) {
-        const auto question = questionOf(PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 2, unused);
-        question->setID("q");
-        texts.append(Tarvo::JsonSerializer::serializeToJson(question.get()));
+    UnopenedChannel channel;
+    const auto textOf = [](QuestionBase *question) {
+        if (question)
+            question->setID("q");
+        return Tarvo::JsonSerializer::serializeToJson(question);
+    };
+    for (const PollKind &kind : pollKinds) {
+        const auto expected = Tarvo::pollQuestion(kind.type(), OrdinalType::ALPHA_LOWER, 2);
+        for (const int unused : {0, 7, -1}) {
+            const std::unique_ptr<QuestionBase> made(
+                channel.createPollQuestion(kind.type(), OrdinalType::ALPHA_LOWER, 2, unused));
+            QCOMPARE(made == nullptr, expected == nullptr);
+            QCOMPARE(textOf(made.get()), textOf(expected.get()));
+        }
     }
-    QCOMPARE(texts.at(1), texts.at(0));
-    QCOMPARE(texts.at(2), texts.at(0));
 }
 
 QTEST_GUILESS_MAIN(tst_PollQuestion)

@@ -1,9 +1,9 @@
 #include "Examples.h"
 
-#include "collab/PollType.h"
 #include "model/AssessmentOptions.h"
 #include "model/Card.h"
 #include "model/JsonSerializer.h"
+#include "model/PollType.h"
 #include "model/QuestionCreative.h"
 #include "model/QuestionMathFormula.h"
 #include "model/QuestionMultiChoice.h"

@@ -1,7 +1,7 @@
 // PollType and OrdinalType by name.
 
-#include "collab/OrdinalType.h"
-#include "collab/PollType.h"
+#include "model/OrdinalType.h"
+#include "model/PollType.h"
 
 #include "interface/Functions.h"
 #include "interface/MetaObject.h"

@@ -1,7 +1,7 @@
 // The tables of poll and ordinal types. Run with the argument "at-exit", the program reads them from
 // the destructor of a global object instead, and says so.
-#include "collab/OrdinalType.h"
-#include "collab/PollType.h"
+#include "model/OrdinalType.h"
+#include "model/PollType.h"
 #include "support/Text.h"
 
 #include <QtCore/QProcess>
