@@ -1,5 +1,5 @@
 # Finds the C sources of the LZMA SDK that Debian's lzma-dev installs and compiles the encoder and
-# the decoder, single-threaded, into the object library LzmaSdk::LzmaSdk.
+# the decoder, single-threaded, into the static library LzmaSdk::LzmaSdk.
 #
 #   LZMASDK_SOURCE_DIR   where LzmaEnc.c, LzmaDec.c and LzFind.c lie
 #   LzmaSdk_FOUND        they were found
@@ -20,10 +20,10 @@ if(LzmaSdk_FOUND AND NOT TARGET LzmaSdk::LzmaSdk)
     "${LZMASDK_SOURCE_DIR}/LzmaEnc.c"
     "${LZMASDK_SOURCE_DIR}/LzmaDec.c"
     "${LZMASDK_SOURCE_DIR}/LzFind.c")
-  # _7ZIP_ST leaves out the SDK's threads; -w because its warnings are not ours to mend.
+  # _7ZIP_ST leaves out the SDK's threads. -w, since its warnings cannot be mended here.
   target_compile_definitions(tarvo_lzmasdk PUBLIC _7ZIP_ST)
   target_include_directories(tarvo_lzmasdk SYSTEM PUBLIC "${LZMASDK_SOURCE_DIR}")
-  # -O3, because -O2 leaves a loop over 8,000 counters unvectorized that runs once a block.
+  # -O3 vectorizes a loop over 8,000 counters that runs once a block; -O2 does not.
   target_compile_options(tarvo_lzmasdk PRIVATE -w -O3)
   set_target_properties(tarvo_lzmasdk PROPERTIES
     POSITION_INDEPENDENT_CODE ON

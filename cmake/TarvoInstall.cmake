@@ -28,11 +28,10 @@ install(FILES
   "${PROJECT_BINARY_DIR}/TarvoClientConfigVersion.cmake"
   DESTINATION "${TARVO_CMAKE_DIR}")
 
-# tarvoclient.pc finds the prefix from the folder that it lies in itself, which is right under any
-# prefix that is named at installation, and after the tree was moved. From a library folder that was
-# given as an absolute path, no path leads to the prefix; that of the configuration holds, as in the
-# CMake package. Hosts get -fPIC from the file, since Qt's headers insist on it and Qt's own files
-# leave it out.
+# tarvoclient.pc names the prefix relative to the folder that it lies in, so it is right under any prefix
+# that is named at installation, and after the tree was moved. An absolute library folder does not lead
+# to the prefix; the file then names that of the configuration, as the CMake package does. The file gives
+# hosts -fPIC, which Qt's headers demand and Qt's own files leave out.
 function(tarvo_configure_pkg_config file)
   if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
     set(prefix "${CMAKE_INSTALL_PREFIX}")

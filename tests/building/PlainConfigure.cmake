@@ -101,6 +101,7 @@ function(expect_left_out hidden)
   expected_line(expected consumer/installedTreeServesHosts "${hidden}" examples pkg_config)
   expected_line(expected consumer/onlyMarkedSymbolsAreExported "${hidden}" nm)
   expected_line(expected client/no_ignored_tls_errors "${hidden}" nm)
+  expected_line(expected house/repeatedLinesAreFound "${hidden}" node)
 
   string(REGEX MATCHALL "-- Left out: [^\n]*" actual "${output}")
   list(SORT expected)

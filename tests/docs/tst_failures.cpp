@@ -6,13 +6,12 @@
 #include <QtCore/QDirIterator>
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
-#include <QtCore/QSet>
 #include <QtTest/QtTest>
 
 namespace
 {
 
-constexpr int SHORTEST_FRAGMENT = 3;
+const QString VALUE = u"…"_s; // stands for a value, on the page as well
 
 QString readFile(const QString &path)
 {
@@ -22,71 +21,107 @@ QString readFile(const QString &path)
     return QString::fromUtf8(file.readAll());
 }
 
-// The words of a line between its values.
-QStringList fragments(const QString &line, const QRegularExpression &value)
+// The library's sources, without the file that defines TARVO_LOG.
+QString sources()
 {
-    QStringList found;
-    for (const QString &piece : line.split(value)) {
-        const QString trimmed = piece.trimmed();
-        if (trimmed.size() >= SHORTEST_FRAGMENT)
-            found.append(trimmed);
-    }
-    return found;
-}
-
-// The literals of one statement; neighbours are one literal, as the compiler reads them.
-QStringList literals(QString statement)
-{
-    static const QRegularExpression between(u"(?<!\\\\)\"\\s+\""_s);
-    static const QRegularExpression literal(u"\"((?:[^\"\\\\]|\\\\.)*)\""_s);
-    statement.remove(between);
-    QStringList found;
-    auto match = literal.globalMatch(statement);
-    while (match.hasNext())
-        found.append(match.next().captured(1).replace(QLatin1String("\\n"), QLatin1String("\n")));
-    return found;
-}
-
-// What the library's sources write, without the values.
-QStringList writtenFragments()
-{
-    static const QRegularExpression statement(
-        u"(?:qDebug\\(\\)|qWarning\\(|\\bdebugLine\\(Q|\\bdebug\\(\\) <<)[^;]*;"_s);
-    static const QRegularExpression value(u"%\\d|\n"_s);
-    QStringList found;
+    QString text;
     for (const char *folder : {"client", "collab", "model", "sockjs", "compression", "support"}) {
         QDirIterator files(QStringLiteral(TARVO_SOURCE_DIR "/") + QLatin1String(folder),
                            {u"*.cpp"_s, u"*.h"_s}, QDir::Files);
         while (files.hasNext()) {
-            auto match = statement.globalMatch(readFile(files.next()));
-            while (match.hasNext()) {
-                for (const QString &text : literals(match.next().captured(0)))
-                    found.append(fragments(text, value));
-            }
+            const QString file = files.next();
+            if (files.fileInfo().completeBaseName() != u"Log"_s)
+                text += readFile(file);
         }
     }
-    return found;
+    return text;
+}
+
+QStringList sortedOnce(QStringList texts)
+{
+    texts.sort();
+    texts.removeDuplicates();
+    return texts;
+}
+
+// The first group of every match, each once.
+QStringList captured(const QString &text, const QRegularExpression &pattern)
+{
+    QStringList found;
+    auto match = pattern.globalMatch(text);
+    while (match.hasNext())
+        found.append(match.next().captured(1));
+    return sortedOnce(found);
+}
+
+// What a call writes whose arguments are at the beginning of the text: an argument that begins with a
+// literal is text, every other one a value.
+QString written(const QString &arguments)
+{
+    static const QRegularExpression token(
+        uR"re(\s+|"((?:[^"\\]|\\.)*)"|'(?:[^'\\]|\\.)*'|[\w:.]+|.)re"_s);
+    QString line;
+    bool isValue = false;
+    int depth = 0;
+    auto match = token.globalMatch(arguments);
+    while (depth >= 0 && match.hasNext()) {
+        const auto next = match.next();
+        const QString word = next.captured();
+        if (word == u"("_s || word == u"{"_s)
+            ++depth;
+        else if (word == u")"_s || word == u"}"_s)
+            --depth;
+
+        if (depth < 0 || word.trimmed().isEmpty())
+            continue;
+        if (depth == 0 && word == u","_s) {
+            isValue = false;
+        } else if (!isValue && next.capturedStart(1) >= 0) {
+            line += next.captured(1);
+        } else if (!isValue) {
+            isValue = true;
+            line += VALUE;
+        }
+    }
+    return line.replace(u"\\n"_s, u"\n"_s);
+}
+
+// Every line that the sources write.
+QStringList writtenLines(const QString &text)
+{
+    static const QRegularExpression call(uR"(\b(?:TARVO_LOG\(\w+,|qWarning\())"_s);
+    QStringList lines;
+    auto match = call.globalMatch(text);
+    while (match.hasNext()) {
+        for (const QString &line : written(text.mid(match.next().capturedEnd())).split(u'\n'))
+            lines.append(line.trimmed());
+    }
+    return sortedOnce(lines);
 }
 
 QString logLinesSection(const QString &page)
 {
-    const int from = page.indexOf(QLatin1String("\n## Log lines\n"));
-    const int to = page.indexOf(QLatin1String("\n## "), from + 1);
+    const int from = page.indexOf(u"\n## Log lines\n"_s);
+    const int to = page.indexOf(u"\n## "_s, from + 1);
     return page.mid(from, to - from);
 }
 
 // What the page says that is written: the code spans in the first column of the section's tables.
 QStringList describedLines(const QString &section)
 {
-    static const QRegularExpression row(u"^\\| (`.*?`) \\| "_s,
+    static const QRegularExpression row(u"^\\| `(.*?)` \\| "_s,
                                         QRegularExpression::MultilineOption);
-    QStringList found;
-    auto match = row.globalMatch(section);
-    while (match.hasNext()) {
-        for (const QString &span : match.next().captured(1).split(QLatin1String("<br>")))
-            found.append(span.mid(1, span.size() - 2));
+    return sortedOnce(captured(section, row).join(u"`<br>`"_s).split(u"`<br>`"_s));
+}
+
+QString missing(const QStringList &from, const QStringList &in)
+{
+    QStringList lines;
+    for (const QString &line : from) {
+        if (!in.contains(line))
+            lines.append(line);
     }
-    return found;
+    return lines.join(u'\n');
 }
 
 } // namespace
@@ -96,51 +131,71 @@ class tst_Failures : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void linesAreReadFromSources();
     void everyWrittenLineIsDescribed();
     void everyDescribedLineIsWritten();
+    void everyCategoryIsDescribed();
+    void nothingIsWrittenInAnotherWay();
     void errorKeyIsDescribed();
 
 private:
     const QString m_page = readFile(QStringLiteral(TARVO_SOURCE_DIR "/docs/failures.md"));
     const QString m_logLines = logLinesSection(m_page);
+    const QString m_sources = sources();
 };
+
+void tst_Failures::linesAreReadFromSources()
+{
+    const QString source = uR"(
+        TARVO_LOG(channel, "[Class] Nothing to do!");
+        if (isLate)
+            TARVO_LOG(rest, "[Class] Too late: ", number(late, ", "), "(of ", all.size(), ')',
+                      " seconds; going "
+                      "on");
+        TARVO_LOG(sockjs, isBig ? "big" : "small", " one\nRESPONSE: ", '"');
+        qWarning("Class: cut off");
+    )"_s;
+    QCOMPARE(writtenLines(source),
+             QStringList({u"Class: cut off"_s, u"RESPONSE: …"_s, u"[Class] Nothing to do!"_s,
+                          u"[Class] Too late: …(of …… seconds; going on"_s, u"… one"_s}));
+}
 
 void tst_Failures::everyWrittenLineIsDescribed()
 {
-    const QStringList written = writtenFragments();
-    QVERIFY(written.size() > 50);
-    QVERIFY(written.contains(u"[REST Response]"_s));
-    for (const QString &fragment : written)
-        QVERIFY2(m_logLines.contains(fragment), qPrintable(fragment));
+    const QStringList lines = writtenLines(m_sources);
+    QVERIFY(lines.size() > 50);
+    QCOMPARE(missing(lines, describedLines(m_logLines)), QString());
 }
 
 void tst_Failures::everyDescribedLineIsWritten()
 {
-    static const QRegularExpression value(u"…"_s);
-    static const QRegularExpression tag(u"^\\[[A-Za-z]+\\] "_s);
     const QStringList lines = describedLines(m_logLines);
     QVERIFY(lines.size() > 50);
-    const QString written = writtenFragments().join(QLatin1Char('\n'));
-    for (QString line : lines) {
-        // Some classes write their tag apart.
-        const auto tagged = tag.match(line);
-        if (tagged.hasMatch()) {
-            QVERIFY2(written.contains(tagged.captured(0).trimmed()), qPrintable(line));
-            line.remove(tag);
-        }
-        for (const QString &fragment : fragments(line, value))
-            QVERIFY2(written.contains(fragment), qPrintable(fragment));
-    }
+    QCOMPARE(missing(lines, writtenLines(m_sources)), QString());
+}
+
+void tst_Failures::everyCategoryIsDescribed()
+{
+    static const QRegularExpression used(u"\\bTARVO_LOG\\((\\w+),"_s);
+    static const QRegularExpression described(u"`tarvo\\.(\\w+)`"_s);
+    QCOMPARE(captured(m_logLines, described), captured(m_sources, used));
+}
+
+void tst_Failures::nothingIsWrittenInAnotherWay()
+{
+    static const QRegularExpression other(
+        u"\\b(q(?:Debug|Info|Critical)\\(|qC(?:Debug|Info|Warning|Critical)\\(|qWarning\\(\\)"
+        "|qt_message_output\\()"_s);
+    QCOMPARE(captured(m_sources, other), QStringList());
 }
 
 void tst_Failures::errorKeyIsDescribed()
 {
     const QString key = u"SSLRootCertificateMissing"_s;
-    QVERIFY(m_page.contains(QLatin1String("| `") + key + QLatin1String("` |")));
+    QVERIFY(m_page.contains(u"| `"_s + key + u"` |"_s));
     QVERIFY(readFile(QStringLiteral(TARVO_SOURCE_DIR "/client/PresenterClientTls.cpp"))
-                .contains(QLatin1Char('"') + key + QLatin1Char('"')));
+                .contains(u'"' + key + u'"'));
 }
 
 QTEST_GUILESS_MAIN(tst_Failures)
-#include "support/Text.h"
 #include "tst_failures.moc"

@@ -1,0 +1,49 @@
+# cmake -D WORK_DIR=... -P TestCheckIncludes.cmake
+#
+# What CheckIncludes.cmake makes of small trees: an order that is kept, and each way of breaking it.
+cmake_minimum_required(VERSION 3.16)
+
+# expect(<findings> <file> <what it includes> ...) checks a tree of these files.
+function(expect findings)
+  file(REMOVE_RECURSE "${WORK_DIR}")
+  while(ARGN)
+    list(POP_FRONT ARGN file included)
+    file(APPEND "${WORK_DIR}/${file}" "#pragma once\n${included}\n")
+  endwhile()
+  execute_process(
+    COMMAND ${CMAKE_COMMAND} -D "SOURCE_DIR=${WORK_DIR}" -P "${CMAKE_CURRENT_LIST_DIR}/CheckIncludes.cmake"
+    RESULT_VARIABLE result ERROR_VARIABLE output)
+  string(REGEX MATCHALL "[^ \n]+/[^\n]*(include each other|may not)" actual "${output}")
+  if(findings)
+    set(expected 1)
+  else()
+    set(expected 0)
+  endif()
+  if(NOT result EQUAL expected OR NOT actual STREQUAL findings)
+    message(FATAL_ERROR "The check ended with ${result} and found\n${actual}\ninstead of\n${findings}\n${output}")
+  endif()
+endfunction()
+
+expect(""
+  client/Client.cpp "#include \"client/Client.h\"\n#include <QtCore/QString>"
+  client/Client.h "#include \"collab/Channel.h\""
+  collab/Channel.h "#include \"sockjs/Socket.h\"\n#include \"model/Card.h\"\n#include \"compression/Block.h\""
+  collab/Card.h "#include \"model/Card.h\""
+  model/Card.h "#include \"support/Export.h\""
+  sockjs/Socket.h "#include \"support/Export.h\""
+  compression/Block.h "#include \"support/Export.h\""
+  support/Export.h "")
+expect("model/Card.h includes collab/Channel.h, which model/ may not"
+  model/Card.h "#include \"collab/Channel.h\"")
+expect("support/Wait.cpp includes model/Card.h, which support/ may not"
+  support/Wait.cpp " # include \"model/Card.h\" // a card")
+expect("client/Client.h includes sockjs/Socket.h, which client/ may not"
+  client/Client.h "#include \"sockjs/Socket.h\"")
+expect("model/Card.h includes Learner.h, which model/ may not"
+  model/Card.h "#include \"Learner.h\"")
+expect("model/Card.h and model/Learner.h include each other"
+  model/Card.h "#include \"model/Learner.h\""
+  model/Learner.h "#include \"model/Card.h\"")
+expect("collab/Channel.h includes client/Client.h, which collab/ may not;client/Client.h and collab/Channel.h include each other"
+  client/Client.h "#include \"collab/Channel.h\""
+  collab/Channel.h "#include \"client/Client.h\"")
