@@ -47,8 +47,9 @@ bool sessionWasStopped(Classroom &classroom)
 
 void tst_LivePresenter::exampleLessonTouchesEveryActivity()
 {
-    Classroom classroom(words(
-        u"--learners 5 --think 50 --remote --remote-every 100 --remote-commands requestLessonInfo,presenterActive,nextCard,lockAll"_s));
+    Classroom classroom(
+        words(u"--learners 5 --think 50 --remote --remote-every 100 --remote-commands "
+              "requestLessonInfo,presenterActive,nextCard,lockAll"_s));
     PresenterProcess presenter;
     presenter.run(classroom, {u"--script"_s, QStringLiteral(EXAMPLE_FOLDER "/lesson.txt")});
     QVERIFY2(presenter.ended() == 0, qPrintable(presenter.output() + presenter.errors()));
