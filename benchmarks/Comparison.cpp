@@ -1,47 +1,23 @@
 #include "benchmarks/Comparison.h"
 
-#include <benchmark/benchmark.h>
+#include "benchmarks/Figures.h"
 
-#include <algorithm>
 #include <cstdio>
-#include <ctime>
-#include <list>
-#include <utility>
-#include <vector>
+#include <cstdlib>
 
 namespace
 {
 
-using Work = std::function<void()>;
-
 // A side's turn takes at least this long, so that reading the clock does not count.
 constexpr double MIN_TURN_SECONDS = 1e-3;
 
-double seconds(clockid_t clock)
-{
-    timespec time = {};
-    clock_gettime(clock, &time);
-    return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
-}
-
-double median(std::vector<double> values)
-{
-    if (values.empty())
-        return 0;
-    std::sort(values.begin(), values.end());
-    const std::size_t middle = values.size() / 2;
-    return values.size() % 2 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
-
-// ---- Measuring -------------------------------------------------------------------------------------
-
 struct Time {
-    double wall = 0;
-    double processor = 0;
+    double wall;
+    double processor;
 };
 
 // Seconds that one call takes, out of `calls`.
-Time measure(const Work &work, int calls)
+Time measure(const Comparison::Work &work, int calls)
 {
     const double wallStart = seconds(CLOCK_MONOTONIC);
     const double processorStart = seconds(CLOCK_THREAD_CPUTIME_ID);
@@ -53,88 +29,42 @@ Time measure(const Work &work, int calls)
 
 // What one clock says of both sides, turn by turn.
 struct Measurement {
-    std::vector<double> libraryTimes;
-    std::vector<double> bareTimes;
+    std::vector<double> library;
+    std::vector<double> bare;
     std::vector<double> ratio;
 
     void add(double librarySeconds, double bareSeconds)
     {
-        libraryTimes.push_back(librarySeconds);
-        bareTimes.push_back(bareSeconds);
+        library.push_back(librarySeconds);
+        bare.push_back(bareSeconds);
         ratio.push_back(librarySeconds / bareSeconds);
     }
 };
 
-struct Entry {
-    std::string name;
-    Comparison::Goal goal;
-    Work library;
-    Work bare;
-    Work settle; // of work that waits only
+struct Measurements {
     Measurement wall;
     Measurement processor;
-
-    bool waits() const { return static_cast<bool>(settle); }
-
-    int callsATurn() const
-    {
-        if (waits())
-            return 1;
-        int calls = 1;
-        while (measure(bare, calls).processor * calls < MIN_TURN_SECONDS)
-            calls *= 2;
-        return calls;
-    }
-
-    Time takeTurn(const Work &side, int calls) const
-    {
-        const Time time = measure(side, calls);
-        if (waits())
-            settle();
-        return time;
-    }
-
-    void run(benchmark::State &state)
-    {
-        const int calls = callsATurn();
-        bool libraryFirst = false;
-        for ([[maybe_unused]] auto _ : state) {
-            libraryFirst = !libraryFirst;
-            const Time first = takeTurn(libraryFirst ? library : bare, calls);
-            const Time second = takeTurn(libraryFirst ? bare : library, calls);
-            const Time ours = libraryFirst ? first : second;
-            const Time theirs = libraryFirst ? second : first;
-            wall.add(ours.wall, theirs.wall);
-            processor.add(ours.processor, theirs.processor);
-            state.SetIterationTime((first.wall + second.wall) * calls);
-        }
-    }
 };
 
-// Entries stay where they are: the registered benchmarks point to them.
-std::list<Entry> &entries()
+Measurements takeTurns(const Comparison::Work &library, const Comparison::Work &bare, int calls,
+                       const Comparison::Work &settle, double time)
 {
-    static std::list<Entry> list;
-    return list;
+    Measurements measurements;
+    const double end = seconds(CLOCK_MONOTONIC) + time;
+    bool libraryFirst = false;
+    do {
+        libraryFirst = !libraryFirst;
+        const Time first = measure(libraryFirst ? library : bare, calls);
+        settle();
+        const Time second = measure(libraryFirst ? bare : library, calls);
+        settle();
+        const Time ours = libraryFirst ? first : second;
+        const Time theirs = libraryFirst ? second : first;
+        measurements.wall.add(ours.wall, theirs.wall);
+        measurements.processor.add(ours.processor, theirs.processor);
+    } while (seconds(CLOCK_MONOTONIC) < end);
+    return measurements;
 }
-
-void registerEntry(Entry entry)
-{
-    entries().push_back(std::move(entry));
-    Entry *registered = &entries().back();
-    benchmark::RegisterBenchmark(registered->name.c_str(), [registered](benchmark::State &state) {
-        registered->run(state);
-    })->UseManualTime();
-}
-
-// ---- The table -------------------------------------------------------------------------------------
-
-class Silent : public benchmark::BenchmarkReporter
-{
-public:
-    bool ReportContext(const Context &) override { return true; }
-    void ReportRuns(const std::vector<Run> &) override { }
-};
 
 std::string duration(double seconds)
 {
@@ -148,62 +78,51 @@ std::string duration(double seconds)
     return text;
 }
 
-void printRow(const std::string &name, const Comparison::Goal &goal, const Measurement &measurement)
+void printRow(const std::string &name, double goal, const Measurement &measurement)
 {
     const double ratio = median(measurement.ratio);
-    char verdict[48] = "-";
-    if (goal.isSet)
-        std::snprintf(verdict, sizeof verdict, "at most %.2f: %s", goal.ratio,
-                      ratio <= goal.ratio ? "met" : "MISSED");
-    std::printf("| %s | %s | %s | %.3f | %s |\n", name.c_str(),
-                duration(median(measurement.libraryTimes)).c_str(),
-                duration(median(measurement.bareTimes)).c_str(), ratio, verdict);
-}
-
-void printTable(const std::string &title)
-{
-    std::printf("\n| %s | library | bare parts | ratio | goal |\n|---|---:|---:|---:|---|\n",
-                title.c_str());
-    for (const Entry &entry : entries()) {
-        if (entry.processor.ratio.empty())
-            continue; // filtered out
-        if (entry.waits()) {
-            printRow(entry.name + ", on the clock", entry.goal, entry.wall);
-            printRow(entry.name + ", processor", Comparison::noGoal(), entry.processor);
-        } else {
-            printRow(entry.name, entry.goal, entry.processor);
-        }
-    }
+    std::printf("| %s | %s | %s | %.3f | ", name.c_str(),
+                duration(median(measurement.library)).c_str(),
+                duration(median(measurement.bare)).c_str(), ratio);
+    if (goal == Comparison::NO_GOAL)
+        std::printf("- |\n");
+    else
+        std::printf("at most %.2f: %s |\n", goal, verdict(ratio <= goal));
     std::fflush(stdout);
 }
 
 } // namespace
 
-void Comparison::add(const std::string &name, Goal goal, Work library, Work bare)
+Comparison::Comparison(int argc, char **argv, const char *title)
 {
-    registerEntry({name, goal, std::move(library), std::move(bare), nullptr, {}, {}});
+    if (argc > 1)
+        m_word = argv[1];
+    if (argc > 2)
+        m_secondsARow = std::atof(argv[2]);
+    std::printf("\n| %s | library | bare parts | ratio | goal |\n|---|---:|---:|---:|---|\n",
+                title);
 }
 
-void Comparison::addWaiting(const std::string &name, Goal goal, Work library, Work bare,
-                            Work settle)
+void Comparison::add(const std::string &name, double goal, const Work &library,
+                     const Work &bare) const
 {
-    registerEntry({name, goal, std::move(library), std::move(bare), std::move(settle), {}, {}});
+    if (!isWanted(name))
+        return;
+    int calls = 1;
+    while (measure(bare, calls).processor * calls < MIN_TURN_SECONDS)
+        calls *= 2;
+    printRow(name, goal,
+             takeTurns(
+                 library, bare, calls, [] {}, m_secondsARow)
+                 .processor);
 }
 
-int Comparison::run(int argc, char **argv, const std::string &title)
+void Comparison::addWaiting(const std::string &name, double goal, const Work &library,
+                            const Work &bare, const Work &settle) const
 {
-    char program[] = "benchmark";
-    char minTime[] = "--benchmark_min_time=3";
-    std::vector<char *> arguments = {argc > 0 ? argv[0] : program, minTime};
-    arguments.insert(arguments.end(), argv + std::min(argc, 1), argv + argc);
-    int count = static_cast<int>(arguments.size());
-    arguments.push_back(nullptr);
-    benchmark::Initialize(&count, arguments.data());
-    if (benchmark::ReportUnrecognizedArguments(count, arguments.data()))
-        return 1;
-
-    Silent reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    printTable(title);
-    return 0;
+    if (!isWanted(name))
+        return;
+    const Measurements measurements = takeTurns(library, bare, 1, settle, m_secondsARow);
+    printRow(name + ", on the clock", goal, measurements.wall);
+    printRow(name + ", processor", NO_GOAL, measurements.processor);
 }

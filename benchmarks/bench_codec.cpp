@@ -7,38 +7,32 @@
 
 #include <QtCore/QCoreApplication>
 
-#include <benchmark/benchmark.h>
-
 namespace
 {
 
-void addSize(const char *label, int bytes)
+constexpr double GOAL = 1.05;
+
+void addSize(const Comparison &comparison, const char *label, int bytes)
 {
     const QString textIn = QString::fromUtf8(Lesson::text(bytes));
     const QString blockText = QString::fromLatin1(BareCodec::pack(textIn.toUtf8()));
 
-    Comparison::add(
-        std::string("pack ") + label, Comparison::atMost(1.05),
-        [textIn] {
+    comparison.add(
+        std::string("pack ") + label, GOAL,
+        [&] {
             QString block;
             Lzma::compress64(textIn, &block);
-            benchmark::DoNotOptimize(block.constData());
+            doNotOptimize(block);
         },
-        [textIn] {
-            const QString block = QString::fromLatin1(BareCodec::pack(textIn.toUtf8()));
-            benchmark::DoNotOptimize(block.constData());
-        });
-    Comparison::add(
-        std::string("unpack ") + label, Comparison::atMost(1.05),
-        [blockText] {
+        [&] { doNotOptimize(QString::fromLatin1(BareCodec::pack(textIn.toUtf8()))); });
+    comparison.add(
+        std::string("unpack ") + label, GOAL,
+        [&] {
             QString text;
             Lzma::decompress64(blockText, &text);
-            benchmark::DoNotOptimize(text.constData());
+            doNotOptimize(text);
         },
-        [blockText] {
-            const QString text = QString::fromUtf8(BareCodec::unpack(blockText.toLatin1()));
-            benchmark::DoNotOptimize(text.constData());
-        });
+        [&] { doNotOptimize(QString::fromUtf8(BareCodec::unpack(blockText.toLatin1()))); });
 }
 
 } // namespace
@@ -46,9 +40,10 @@ void addSize(const char *label, int bytes)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    addSize("4 B", 4);
-    addSize("300 B", 300);
-    addSize("3 KB", 3000);
-    addSize("196 KB", 196000);
-    return Comparison::run(argc, argv, "Text codec, beside the LZMA SDK and base64");
+    const Comparison comparison(argc, argv, "Text codec, beside the LZMA SDK and base64");
+    addSize(comparison, "4 B", 4);
+    addSize(comparison, "300 B", 300);
+    addSize(comparison, "3 KB", 3000);
+    addSize(comparison, "196 KB", 196000);
+    return 0;
 }

@@ -1,6 +1,7 @@
 // What an open session costs while nothing happens in it, over each transport, against the local
 // classroom service; beside an event loop with nothing to do.
 
+#include "benchmarks/Figures.h"
 #include "benchmarks/ServerProcess.h"
 #include "benchmarks/Waiting.h"
 #include "client/PresenterClient.h"
@@ -11,7 +12,6 @@
 #include <QtCore/QTimer>
 
 #include <cstdio>
-#include <ctime>
 
 namespace
 {
@@ -26,20 +26,13 @@ void idle(int milliseconds)
     loop.exec();
 }
 
-double processorMilliseconds()
-{
-    timespec time = {};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) * 1e3 + static_cast<double>(time.tv_nsec) / 1e6;
-}
-
 // Milliseconds of processor time a second, of all threads.
 double costOfIdling()
 {
     idle(SETTLE_MS);
-    const double start = processorMilliseconds();
+    const double start = seconds(CLOCK_PROCESS_CPUTIME_ID);
     idle(MEASURED_MS);
-    return (processorMilliseconds() - start) / (MEASURED_MS / 1e3);
+    return (seconds(CLOCK_PROCESS_CPUTIME_ID) - start) * 1e6 / MEASURED_MS;
 }
 
 double costOfSession(const QString &url, const QString &transport)
@@ -61,7 +54,7 @@ double costOfSession(const QString &url, const QString &transport)
 void printRow(const char *what, double cost, double bare, double goal)
 {
     std::printf("| %s | %.3f ms | %.3f ms | at most %.1f ms more: %s |\n", what, cost, bare, goal,
-                cost - bare <= goal ? "met" : "MISSED");
+                verdict(cost - bare <= goal));
     std::fflush(stdout);
 }
 

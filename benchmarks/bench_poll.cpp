@@ -16,8 +16,6 @@
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 
-#include <benchmark/benchmark.h>
-
 #include <memory>
 
 namespace
@@ -48,8 +46,7 @@ void publishBare(const Tarvo::QuestionBase *question, Tarvo::TarvoCollabMessage 
     QByteArray json = QJsonDocument(QJsonArray{text}).toJson(QJsonDocument::Indented);
     json.replace("[ ", "[");
     json.replace(" ]", "]");
-    const QString frame = QString::fromUtf8(json);
-    benchmark::DoNotOptimize(frame.constData());
+    doNotOptimize(QString::fromUtf8(json));
 }
 
 } // namespace
@@ -73,22 +70,17 @@ int main(int argc, char **argv)
         question.get(), Tarvo::JsonSerializer::getIgnorePropertiesList(),
         Tarvo::JsonSerializer::MAX_RECURSE_DEPTH);
 
-    Comparison::add(
-        "start a poll of four options", Comparison::atMost(1.1),
+    const Comparison comparison(argc, argv, "Poll, beside its JSON and compression alone");
+    comparison.add(
+        "start a poll of four options", 1.1,
         [&] {
             channel.startPoll(KIND, LABELS, OPTIONS, 0);
             QCoreApplication::processEvents(); // the socket writes
         },
         [&] { publishBare(question.get(), &message); });
-    Comparison::add(
-        "serialise its question", Comparison::noGoal(),
-        [&] {
-            const QString json = Tarvo::JsonSerializer::serializeToJson(question.get());
-            benchmark::DoNotOptimize(json.constData());
-        },
-        [&] {
-            const QByteArray json = QJsonDocument::fromVariant(map).toJson();
-            benchmark::DoNotOptimize(json.constData());
-        });
-    return Comparison::run(argc, argv, "Poll, beside its JSON and compression alone");
+    comparison.add(
+        "serialise its question", Comparison::NO_GOAL,
+        [&] { doNotOptimize(Tarvo::JsonSerializer::serializeToJson(question.get())); },
+        [&] { doNotOptimize(QJsonDocument::fromVariant(map).toJson()); });
+    return 0;
 }

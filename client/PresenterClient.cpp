@@ -33,13 +33,13 @@ constexpr int MAX_REPLY_BYTES = 64 * 1024 * 1024;
 constexpr char CONTENT_ENCODING_HEADER[] = "content-encoding";
 constexpr char GZIP_ENCODING[] = "gzip";
 
-constexpr QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
+const QLatin1String FORM_CONTENT_TYPE("multipart/form-data; charset=UTF-8; boundary=");
 
-constexpr QLatin1String SECURE_SCHEME("https");
+const QLatin1String SECURE_SCHEME("https");
 constexpr int DEFAULT_HTTP_PORT = 80;
 
-constexpr QLatin1String ERROR_KEYS("errorMsgKeys");
-constexpr QLatin1String ERROR_MARK("error");
+const QLatin1String ERROR_KEYS("errorMsgKeys");
+const QLatin1String ERROR_MARK("error");
 
 // A redirect target without its path.
 QString baseAddress(const QUrl &target)

@@ -16,26 +16,26 @@
 namespace
 {
 
-constexpr QLatin1String CREATE_PATH("/vantora/session/create");
-constexpr QLatin1String COLLAB_URL_PATH("/vantora/session/getcollabserverurl");
-constexpr QLatin1String TENANT_FEATURES_PATH("/vantora/config/findTenantFeatureDetails");
-constexpr QLatin1String START_PATH("/vantora/session/start");
-constexpr QLatin1String JOIN_PATH("/vantora/classroom/session/join");
-constexpr QLatin1String LEARNERS_PATH("/vantora/session/getusers");
-constexpr QLatin1String STOP_PATH("/vantora/session/stop");
+const QLatin1String CREATE_PATH("/vantora/session/create");
+const QLatin1String COLLAB_URL_PATH("/vantora/session/getcollabserverurl");
+const QLatin1String TENANT_FEATURES_PATH("/vantora/config/findTenantFeatureDetails");
+const QLatin1String START_PATH("/vantora/session/start");
+const QLatin1String JOIN_PATH("/vantora/classroom/session/join");
+const QLatin1String LEARNERS_PATH("/vantora/session/getusers");
+const QLatin1String STOP_PATH("/vantora/session/stop");
 
 // Filled with one arg(a, b, ...) call each, so that a percent sign in a value arrives as it is.
-constexpr QLatin1String START_BODY(
+const QLatin1String START_BODY(
     R"({"sessionCode": "%0","serverUrl":"%1","sourceSystem":"Corvel","version":"%2"})");
-constexpr QLatin1String JOIN_BODY(
+const QLatin1String JOIN_BODY(
     R"({"userName":"SessionStarter","sessionCode":"%0","mode":"presenter","deviceName":"%1_SessionStarter","deviceType":"presenter"})");
-constexpr QLatin1String TOKEN_BODY(R"({"sessionToken":"%0"})");
-constexpr QLatin1String NO_ARGUMENTS("{}");
+const QLatin1String TOKEN_BODY(R"({"sessionToken":"%0"})");
+const QLatin1String NO_ARGUMENTS("{}");
 
 constexpr int LAST_WORD_WAIT_MS = 2000;
 
 // The service lists everyone in the session; the presenter is not a learner.
-constexpr QLatin1String LEARNER_MODE("learner");
+const QLatin1String LEARNER_MODE("learner");
 
 } // namespace
 

@@ -7,32 +7,32 @@
 namespace
 {
 
-constexpr QLatin1String CHECK_PATH("/vantora");
-constexpr QLatin1String LOGIN_PATH("/vantora/login/submit");
-constexpr QLatin1String OAUTH_PATH("/vantora/login/oauth/%1/callback");
-constexpr QLatin1String REGISTER_PATH("/vantora/register/oauth/submit");
-constexpr QLatin1String KEEP_ALIVE_PATH("/vantora/login/keepSessionAlive");
-constexpr QLatin1String USER_PATH("/vantora/login/user");
-constexpr QLatin1String LOGOUT_PATH("/vantora/login/logout");
+const QLatin1String CHECK_PATH("/vantora");
+const QLatin1String LOGIN_PATH("/vantora/login/submit");
+const QLatin1String OAUTH_PATH("/vantora/login/oauth/%1/callback");
+const QLatin1String REGISTER_PATH("/vantora/register/oauth/submit");
+const QLatin1String KEEP_ALIVE_PATH("/vantora/login/keepSessionAlive");
+const QLatin1String USER_PATH("/vantora/login/user");
+const QLatin1String LOGOUT_PATH("/vantora/login/logout");
 
 // Filled with one arg(a, b, ...) call each, so that a percent sign in a value arrives as it is.
-constexpr QLatin1String PASSWORD_BODY(R"({"userId":"%0","password":"%1","sourceSystem":"Corvel"})");
-constexpr QLatin1String DEVICE_BODY(
+const QLatin1String PASSWORD_BODY(R"({"userId":"%0","password":"%1","sourceSystem":"Corvel"})");
+const QLatin1String DEVICE_BODY(
     R"({"userId":"%0","deviceId":"%1","deviceAccessToken":"%2","sourceSystem":"Corvel"})");
-constexpr QLatin1String PASSWORD_TOKEN_BODY(
+const QLatin1String PASSWORD_TOKEN_BODY(
     R"({"userId":"%0","password":"%1","deviceId":"%2","deviceName":"%3","sourceSystem":"Corvel"})");
-constexpr QLatin1String OAUTH_BODY(R"({"code":"%0","callbackUrl":"%1","sourceSystem":"Corvel"})");
-constexpr QLatin1String OAUTH_TOKEN_BODY(
+const QLatin1String OAUTH_BODY(R"({"code":"%0","callbackUrl":"%1","sourceSystem":"Corvel"})");
+const QLatin1String OAUTH_TOKEN_BODY(
     R"({"code":"%0","callbackUrl":"%1","deviceId":"%2","deviceName":"%3","sourceSystem":"Corvel"})");
-constexpr QLatin1String REGISTRATION_FRAGMENT(R"(,"sourceSystem":"Corvel")");
-constexpr QLatin1String NO_ARGUMENTS("{}");
+const QLatin1String REGISTRATION_FRAGMENT(R"(,"sourceSystem":"Corvel")");
+const QLatin1String NO_ARGUMENTS("{}");
 
 // Registered with this provider, the service's address ends in a slash.
-constexpr QLatin1String PROVIDER_WITH_SLASH("facebook");
+const QLatin1String PROVIDER_WITH_SLASH("facebook");
 
-constexpr QLatin1String SUCCESS_MARK("success");
-constexpr QLatin1String REGISTRATION_MARK("registration");
-constexpr QLatin1String DATA_MARK("\"data\":");
+const QLatin1String SUCCESS_MARK("success");
+const QLatin1String REGISTRATION_MARK("registration");
+const QLatin1String DATA_MARK("\"data\":");
 
 constexpr int KEEP_ALIVE_MS = 60000;
 

@@ -10,7 +10,7 @@ namespace
 {
 
 // The host explains this one to the teacher: the school lacks the service's root certificate.
-constexpr QLatin1String ROOT_CERTIFICATE_MISSING("SSLRootCertificateMissing");
+const QLatin1String ROOT_CERTIFICATE_MISSING("SSLRootCertificateMissing");
 
 QString issuerName(const QSslCertificate &certificate, const QString &separator)
 {

@@ -10,25 +10,25 @@
 namespace
 {
 
-constexpr QLatin1String UPLOAD_PATH("/vantora/resource/uploadResourceFile");
-constexpr QLatin1String DOWNLOAD_PATH("/vantora/resource/downloadResourceFile?resourceId=");
+const QLatin1String UPLOAD_PATH("/vantora/resource/uploadResourceFile");
+const QLatin1String DOWNLOAD_PATH("/vantora/resource/downloadResourceFile?resourceId=");
 
 // The form as the service accepts it: field names stand without quotes, every boundary line but the
 // first is followed by an empty line, and the file has no content type. %1 of the first two is the
 // boundary; a field takes its name, its value, the boundary and the mark that ends the form.
-constexpr QLatin1String FILE_START("--%1\r\n"
+const QLatin1String FILE_START("--%1\r\n"
                                    "Content-Disposition: form-data; name=files; filename=\"%2\"\r\n"
                                    "\r\n");
-constexpr QLatin1String FILE_END("\r\n"
+const QLatin1String FILE_END("\r\n"
                                  "--%1\r\n"
                                  "\r\n");
-constexpr QLatin1String FIELD("Content-Disposition: form-data; name=%1\r\n"
+const QLatin1String FIELD("Content-Disposition: form-data; name=%1\r\n"
                               "Content-Type: text/plain; charset=utf-8\r\n"
                               "\r\n"
                               "%2\r\n"
                               "--%3%4\r\n"
                               "\r\n");
-constexpr QLatin1String FORM_END("--");
+const QLatin1String FORM_END("--");
 
 constexpr int FORM_OVERHEAD_BYTES = 512;
 

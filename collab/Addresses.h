@@ -10,12 +10,12 @@ namespace Tarvo::Address
 constexpr QLatin1Char RELATIVE_MARK('.');
 
 /// The presenters; with "." and a user token behind it, one of them.
-inline constexpr QLatin1String PRESENTER(".presenter");
+const QLatin1String PRESENTER(".presenter");
 /// The learners' devices.
-inline constexpr QLatin1String LEARNER(".learner");
+const QLatin1String LEARNER(".learner");
 /// With a device id behind it, one learner's device.
-inline constexpr QLatin1String USER(".user.");
+const QLatin1String USER(".user.");
 /// The remote controllers.
-inline constexpr QLatin1String CONTROLLER(".controller");
+const QLatin1String CONTROLLER(".controller");
 
 } // namespace Tarvo::Address

@@ -12,32 +12,32 @@ namespace
 {
 
 // The keys of a message, of its body and of the payloads, as the service and the devices write them.
-constexpr QLatin1String BODY("body");
-constexpr QLatin1String ACTION("action");
-constexpr QLatin1String TYPE("type");
-constexpr QLatin1String FROM("from");
-constexpr QLatin1String DATA("data");
+const QLatin1String BODY("body");
+const QLatin1String ACTION("action");
+const QLatin1String TYPE("type");
+const QLatin1String FROM("from");
+const QLatin1String DATA("data");
 
-constexpr QLatin1String CLIENT("client");
-constexpr QLatin1String CLIENT_TOKEN("token");
-constexpr QLatin1String CLIENT_TYPE("type");
-constexpr QLatin1String CLIENT_TYPE_USER("user");
-constexpr QLatin1String CLIENT_TYPE_CONTROLLER("controller");
+const QLatin1String CLIENT("client");
+const QLatin1String CLIENT_TOKEN("token");
+const QLatin1String CLIENT_TYPE("type");
+const QLatin1String CLIENT_TYPE_USER("user");
+const QLatin1String CLIENT_TYPE_CONTROLLER("controller");
 
-constexpr QLatin1String USER_NAME("userName");
-constexpr QLatin1String DEVICE_TYPE("deviceType");
+const QLatin1String USER_NAME("userName");
+const QLatin1String DEVICE_TYPE("deviceType");
 
-constexpr QLatin1String POLL_ID("pollId");
-constexpr QLatin1String RESPONSE_TIME("responseTime");
-constexpr QLatin1String PICK("pick");
-constexpr QLatin1String PICK_BLOB("blob");
-constexpr QLatin1String PICK_INPUT("input");
+const QLatin1String POLL_ID("pollId");
+const QLatin1String RESPONSE_TIME("responseTime");
+const QLatin1String PICK("pick");
+const QLatin1String PICK_BLOB("blob");
+const QLatin1String PICK_INPUT("input");
 
-constexpr QLatin1String QUESTION_NUMBER("questionNumber");
-constexpr QLatin1String QUESTION_ID("questionId");
-constexpr QLatin1String ANSWER("answer");
-constexpr QLatin1String OPTION_ANSWERS("optionAnswers");
-constexpr QLatin1String ACTIVITY_OPTION_ID("activityOptionId");
+const QLatin1String QUESTION_NUMBER("questionNumber");
+const QLatin1String QUESTION_ID("questionId");
+const QLatin1String ANSWER("answer");
+const QLatin1String OPTION_ANSWERS("optionAnswers");
+const QLatin1String ACTIVITY_OPTION_ID("activityOptionId");
 
 // Stands between the parts of an answer that has several.
 constexpr QLatin1Char ANSWER_SEPARATOR(',');

@@ -14,18 +14,18 @@ using namespace Tarvo;
 namespace
 {
 
-constexpr QLatin1String TYPE_START("assessmentStart");
-constexpr QLatin1String TYPE_STOP("assessmentStop");
-constexpr QLatin1String TYPE_REVIEW("questionSetReview");
-constexpr QLatin1String TYPE_DIALOG("dialogShow");
+const QLatin1String TYPE_START("assessmentStart");
+const QLatin1String TYPE_STOP("assessmentStop");
+const QLatin1String TYPE_REVIEW("questionSetReview");
+const QLatin1String TYPE_DIALOG("dialogShow");
 
-constexpr QLatin1String ASSESSMENT_MODE("Assessment");
+const QLatin1String ASSESSMENT_MODE("Assessment");
 
 // Keys of the payloads.
-constexpr QLatin1String ASSESSMENT_TOKEN("assessmentToken");
-constexpr QLatin1String TEXT("text");
-constexpr QLatin1String SHOW_NAVIGATION("showNavigation");
-constexpr QLatin1String IS_DISMISSIBLE("isDismissible");
+const QLatin1String ASSESSMENT_TOKEN("assessmentToken");
+const QLatin1String TEXT("text");
+const QLatin1String SHOW_NAVIGATION("showNavigation");
+const QLatin1String IS_DISMISSIBLE("isDismissible");
 
 void publish(PresenterCollab *collab, const QString &address, const QString &type,
              const QVariantMap &data)

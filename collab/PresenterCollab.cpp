@@ -21,13 +21,13 @@ namespace
 
 constexpr int PING_INTERVAL_MS = 60'000;
 
-constexpr QLatin1String TYPE_DISCONNECT("disconnect");
-constexpr QLatin1String TYPE_PAUSE("pause");
-constexpr QLatin1String TYPE_RESUME("resume");
-constexpr QLatin1String TYPE_HEAVY("heavy");
+const QLatin1String TYPE_DISCONNECT("disconnect");
+const QLatin1String TYPE_PAUSE("pause");
+const QLatin1String TYPE_RESUME("resume");
+const QLatin1String TYPE_HEAVY("heavy");
 
 // The payload of "disconnect": a JSON empty string.
-constexpr QLatin1String EMPTY_DATA("\"\"");
+const QLatin1String EMPTY_DATA("\"\"");
 
 } // namespace
 

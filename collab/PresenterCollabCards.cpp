@@ -10,15 +10,15 @@ using namespace Tarvo;
 namespace
 {
 
-constexpr QLatin1String TYPE_SHOW_CARD("showCard");
-constexpr QLatin1String TYPE_CURRENT_LESSON("currentLesson");
-constexpr QLatin1String TYPE_PRESENTER_IS_ACTIVE("presenterIsActive");
-constexpr QLatin1String TYPE_CURRENT_CARD("currentCard");
+const QLatin1String TYPE_SHOW_CARD("showCard");
+const QLatin1String TYPE_CURRENT_LESSON("currentLesson");
+const QLatin1String TYPE_PRESENTER_IS_ACTIVE("presenterIsActive");
+const QLatin1String TYPE_CURRENT_CARD("currentCard");
 
 // The segment of a card that belongs to no lesson.
-constexpr QLatin1String ANY_SEGMENT("any");
+const QLatin1String ANY_SEGMENT("any");
 
-constexpr QLatin1String PNG_DATA_URI("data:image/png;base64,");
+const QLatin1String PNG_DATA_URI("data:image/png;base64,");
 
 } // namespace
 

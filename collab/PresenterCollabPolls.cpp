@@ -16,16 +16,16 @@ using namespace Tarvo;
 namespace
 {
 
-constexpr QLatin1String TYPE_POLL("poll");
-constexpr QLatin1String TYPE_POLL_STOP("pollStop");
-constexpr QLatin1String TYPE_QUESTION_START("questionStart");
+const QLatin1String TYPE_POLL("poll");
+const QLatin1String TYPE_POLL_STOP("pollStop");
+const QLatin1String TYPE_QUESTION_START("questionStart");
 
 // What a question's "activityType" names: its kind for the service, and for the devices.
-constexpr QLatin1String ACTIVITY_TYPE_ID("id");
-constexpr QLatin1String ACTIVITY_TYPE_NAME("name");
+const QLatin1String ACTIVITY_TYPE_ID("id");
+const QLatin1String ACTIVITY_TYPE_NAME("name");
 
 // The start time of every poll in the fixed form: a constant, not the clock.
-constexpr QLatin1String POLL_START_TIME("1395358151638");
+const QLatin1String POLL_START_TIME("1395358151638");
 
 QString numbersBelow(int count)
 {

@@ -22,14 +22,14 @@ namespace
 {
 
 // The address of the event bus below the server's path. The server id is fixed.
-constexpr QLatin1String EVENT_BUS_PATH("/eventbus/119/");
-constexpr QLatin1String WEBSOCKET_SUFFIX("/websocket");
+const QLatin1String EVENT_BUS_PATH("/eventbus/119/");
+const QLatin1String WEBSOCKET_SUFFIX("/websocket");
 constexpr int DEFAULT_PORT = 80;
 constexpr int DEFAULT_TLS_PORT = 443;
 constexpr int NO_PORT = -1;
 
 // Frames of the server. All others (heartbeats "h", close frames "c[...]") carry nothing for us.
-constexpr QLatin1String OPEN_FRAME("o");
+const QLatin1String OPEN_FRAME("o");
 constexpr QLatin1Char ARRAY_FRAME('a');
 
 // A message, or a piece of one, that is larger ends the connection.

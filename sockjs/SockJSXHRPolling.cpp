@@ -23,12 +23,12 @@ namespace
 {
 
 // Behind the session path.
-constexpr QLatin1String POLLING_SUFFIX("/xhr");
-constexpr QLatin1String STREAMING_SUFFIX("/xhr_streaming");
-constexpr QLatin1String SENDING_SUFFIX("/xhr_send");
+const QLatin1String POLLING_SUFFIX("/xhr");
+const QLatin1String STREAMING_SUFFIX("/xhr_streaming");
+const QLatin1String SENDING_SUFFIX("/xhr_send");
 // The path of a request whose response is followed by the next one. "/xhr_streaming" is left out on
 // purpose: a stream that has ended starts no new one.
-constexpr QLatin1String REPEATED_PATH_END("xhr");
+const QLatin1String REPEATED_PATH_END("xhr");
 
 // How long the polling connection is kept for posts that make no progress.
 constexpr int RECEIVING_PATIENCE_MS = 2000;

@@ -12,7 +12,7 @@ class QUrl;
 namespace Tarvo
 {
 
-constexpr QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
+const QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
 
 // A request over HTTP/1.1 for a body as it is: the toolkit leaves a compressed one alone when the request
 // names its encodings itself, and follows no redirect.

@@ -21,7 +21,7 @@ import { Sessions } from './state/sessions.js';
 // cut it off as soon as the machine is busy.
 const KEEP_ALIVE_MS = 65_000;
 
-// What the closing handshakes get before the sockets are cut.
+// Time for the closing handshakes before the sockets are cut.
 const CLOSING_MS = 200;
 
 export class Classroom {

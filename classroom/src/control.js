@@ -7,7 +7,7 @@ import { RequestError } from './rest/reply.js';
 const ROOT = '/classroom';
 const MAX_WAIT_MS = 60_000;
 
-// What a reader of the journal says beside the fields that entries have to match.
+// Query fields that say how to read the journal; all others have to match the entries.
 const READING = ['since', 'count', 'wait'];
 
 export class Control {
@@ -77,8 +77,7 @@ export class Control {
     response.end(`${JSON.stringify(result ?? {})}\n`);
   }
 
-  // since=N: entries after number N; wait=MS: wait up to so long for count=N (1) entries; everything
-  // else names a field and its value.
+  // since=N: entries after number N; wait=MS: wait up to so long until there are count=N (1) of them.
   async #readJournal(query, fixed = {}) {
     const { journal } = this.#services;
     const filter = { ...Object.fromEntries(query), ...fixed };

@@ -8,14 +8,14 @@
 import { createWriteStream } from 'node:fs';
 import { once } from 'node:events';
 
-// What stays readable; the older half of the entries is forgotten beyond it. The record file keeps all.
+// When there is more, the older half of the entries is forgotten. The record file keeps all.
 const KEPT_ENTRIES = 40_000;
 const KEPT_CHARS = 256 * 1024 * 1024;
 
-// "text" says in the log what "data" says.
+// What the log leaves out: lines stand in order anyway, and "data" is "text" once more, parsed.
 const UNLOGGED = ['n', 'data'];
 
-// A line of the log shows this much of a payload.
+// A value in the log is cut here.
 const LOGGED_CHARS = 2_000;
 
 export class Journal {

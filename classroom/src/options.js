@@ -3,43 +3,45 @@
 import { readFileSync } from 'node:fs';
 
 import { BUS_PREFIX, TRANSPORTS } from './bus/sockjs.js';
-import { PAYLOAD_FORMS } from './codec/codec.js';
+import { MIXED_FORMS, PAYLOAD_FORMS } from './codec/codec.js';
 import { REMOTE_COMMANDS } from './devices/remote.js';
 
-export const DEFAULT_ACCOUNT = { user: 'teacher', password: 'secret' };
-const DEFAULT_PORT = 8089;
 const MAX_PORT = 65535;
+
+// Where --help begins to say what an option does.
+const MEANING_COLUMN = 34;
 
 // Node's timers count 31 bits of milliseconds and fire at once beyond; learners think up to twice this.
 const MAX_DELAY_MS = 2 ** 30;
 
-// XHR streaming is left out: presenters see what a streaming response holds when it has ended.
+// XHR streaming is left out: presenters see nothing of a streaming response before it has ended.
 const TENANT_PROTOCOLS = ['websocket', 'xhr-polling'];
 
 /** A command line that cannot be understood; the message says why. */
 export class UsageError extends Error {}
 
-// One row per option: name, what follows it, the field it sets, how its values are read, and what it
-// does. A reader gets the values and, behind them, what the field holds so far.
+// One row per option: name, what follows it, the field it sets, how its values are read, what it does,
+// and its default: the words that would have to be typed for it, or a list of all there is. A reader
+// gets the values and, behind them, what the field holds so far.
 const TABLE = [
-  ['host', 'ADDRESS', 'host', text, 'address to listen on (127.0.0.1)'],
-  ['port', 'PORT', 'port', portNumber, `port to listen on; 0 picks a free one (${DEFAULT_PORT})`],
+  ['host', 'ADDRESS', 'host', text, 'address to listen on', '127.0.0.1'],
+  ['port', 'PORT', 'port', portNumber, 'port to listen on; 0 picks a free one', '8089'],
   ['tls', 'CERT KEY', 'tls', pemFiles, 'serve https and wss with this PEM certificate (chain) and key'],
-  ['user', 'NAME', 'accounts', newAccount, `account that can sign in, repeatable (${DEFAULT_ACCOUNT.user})`],
-  ['password', 'TEXT', 'accounts', accountPassword, `password of the --user before it (${DEFAULT_ACCOUNT.password})`],
-  ['learners', 'N', 'learners', whole, 'simulated learners in every session (0)'],
-  ['join-every', 'MS', 'joinEveryMs', delayMs, 'time between two learners joining (100)'],
-  ['think', 'MS', 'thinkMs', delayMs, 'time the fastest learner takes to answer (300)'],
-  ['learner-stay', 'SECONDS', 'stayMs', secondsAsMs, 'learners leave after this time; 0 lets them stay (0)'],
-  ['seed', 'N', 'seed', whole, 'shifts what the learners answer (0)'],
-  ['payload-form', 'FORM', 'payloadForm', payloadForm, `how learners send data: ${PAYLOAD_FORMS.join(', ')} or mixed (mixed)`],
+  ['user', 'NAME', 'accounts', newAccount, 'account that can sign in, repeatable', 'teacher'],
+  ['password', 'TEXT', 'accounts', accountPassword, 'password of the --user before it', 'secret'],
+  ['learners', 'N', 'learners', whole, 'simulated learners in every session', '0'],
+  ['join-every', 'MS', 'joinEveryMs', delayMs, 'time between two learners joining', '100'],
+  ['think', 'MS', 'thinkMs', delayMs, 'time the fastest learner takes to answer', '300'],
+  ['learner-stay', 'SECONDS', 'stayMs', secondsAsMs, 'learners leave after this time; 0 lets them stay', '0'],
+  ['seed', 'N', 'seed', whole, 'shifts what the learners answer', '0'],
+  ['payload-form', 'FORM', 'payloadForm', payloadForm, `how learners send data: ${PAYLOAD_FORMS.join(', ')} or ${MIXED_FORMS}`, MIXED_FORMS],
   ['remote', '', 'remote', yes, 'simulate a remote controller in every session'],
-  ['remote-commands', 'LIST', 'remoteCommands', commands, 'what the remote sends, comma-separated; none for nothing (all)'],
-  ['remote-every', 'MS', 'remoteEveryMs', delayMs, 'time between two commands of the remote (500)'],
-  ['transports', 'LIST', 'transports', transports, 'SockJS transports that the bus offers, comma-separated (all)'],
+  ['remote-commands', 'LIST', 'remoteCommands', commands, 'what the remote sends, comma-separated; none for nothing', REMOTE_COMMANDS],
+  ['remote-every', 'MS', 'remoteEveryMs', delayMs, 'time between two commands of the remote', '500'],
+  ['transports', 'LIST', 'transports', transports, 'SockJS transports that the bus offers, comma-separated', TRANSPORTS],
   ['tenant-protocols', 'LIST', 'tenantProtocols', names, `transports named to presenters; none leaves them out\n(${TENANT_PROTOCOLS}, as far as offered)`],
   ['collab-url', 'URL', 'collabUrl', url, 'collaboration server named to presenters (this one)'],
-  ['expire-sign-in-after', 'SECONDS', 'signInLifetimeMs', secondsAsMs, 'a sign-in ends when unused for so long (1800)'],
+  ['expire-sign-in-after', 'SECONDS', 'signInLifetimeMs', secondsAsMs, 'a sign-in ends when unused for so long', '1800'],
   ['oauth-single-use', '', 'oauthSingleUse', yes, 'accept each OAuth code only once'],
   ['http-auth', 'NAME:TEXT', 'httpAuth', credentials, 'ask for these HTTP credentials in front of the REST interface'],
   ['gzip', '', 'gzip', yes, 'compress REST replies'],
@@ -64,7 +66,7 @@ Remote commands: ${REMOTE_COMMANDS.join(', ')}.
 
 /** Reads the arguments after the program's name; throws a UsageError. */
 export function parseOptions(args) {
-  const options = defaults();
+  const given = {};
   const rest = [...args];
   while (rest.length > 0) {
     const argument = rest.shift();
@@ -79,44 +81,24 @@ export function parseOptions(args) {
     if (values.length !== count) {
       throw new UsageError(count === 0 ? `${name} takes no value` : `${name} needs ${valueNames.replace(' ', ' and ')}`);
     }
-    options[key] = readValues(name, read, [...values, options[key]]);
+    given[key] = readValues(name, read, [...values, given[key]]);
   }
-  return completed(options);
+  return completed({ ...defaults(), ...given });
 }
 
 function defaults() {
-  return {
-    host: '127.0.0.1',
-    port: DEFAULT_PORT,
-    tls: null,
-    accounts: [],
-    learners: 0,
-    joinEveryMs: 100,
-    thinkMs: 300,
-    stayMs: 0,
-    seed: 0,
-    payloadForm: 'mixed',
-    remote: false,
-    remoteCommands: REMOTE_COMMANDS,
-    remoteEveryMs: 500,
-    transports: TRANSPORTS,
-    tenantProtocols: null,
-    collabUrl: null,
-    signInLifetimeMs: 1_800_000,
-    oauthSingleUse: false,
-    httpAuth: null,
-    gzip: false,
-    log: false,
-    record: null,
-    endWithStdin: false,
-    help: false,
-  };
+  const options = {};
+  for (const [, valueNames, key, read, , initial] of TABLE) {
+    if (initial === undefined) {
+      options[key] = valueNames === '' ? false : null;
+    } else {
+      options[key] = Array.isArray(initial) ? initial : read(initial, options[key]);
+    }
+  }
+  return options;
 }
 
 function completed(options) {
-  if (options.accounts.length === 0) {
-    options.accounts.push({ ...DEFAULT_ACCOUNT });
-  }
   options.tenantProtocols ??= TENANT_PROTOCOLS.filter((name) => options.transports.includes(name));
   const incomplete = options.accounts.find(({ password }) => password === null);
   if (incomplete) {
@@ -180,12 +162,12 @@ function pemFiles(cert, key) {
   return { cert: readFileSync(cert), key: readFileSync(key) };
 }
 
-function newAccount(user, accounts) {
+function newAccount(user, accounts = []) {
   return [...accounts, { user, password: null }];
 }
 
 function accountPassword(password, accounts) {
-  const account = accounts.at(-1);
+  const account = accounts?.at(-1);
   if (!account || account.password !== null) {
     throw new Error('there is no --user before it');
   }
@@ -219,7 +201,7 @@ function transports(value) {
 }
 
 function payloadForm(value) {
-  return oneOf(value, [...PAYLOAD_FORMS, 'mixed']);
+  return oneOf(value, [...PAYLOAD_FORMS, MIXED_FORMS]);
 }
 
 function oneOf(value, known) {
@@ -229,8 +211,9 @@ function oneOf(value, known) {
   return value;
 }
 
-function helpLine([name, valueNames, , , meaning]) {
+function helpLine([name, valueNames, , , meaning, initial]) {
   const usage = `  --${name} ${valueNames}`.trimEnd();
-  const lines = meaning.split('\n').join(`\n${' '.repeat(34)}`);
-  return usage.length < 33 ? `${usage.padEnd(34)}${lines}` : `${usage}\n${' '.repeat(34)}${lines}`;
+  const shown = initial === undefined ? '' : ` (${Array.isArray(initial) ? 'all' : initial})`;
+  const lines = (meaning + shown).split('\n').join(`\n${' '.repeat(MEANING_COLUMN)}`);
+  return usage.padEnd(MEANING_COLUMN) + lines;
 }

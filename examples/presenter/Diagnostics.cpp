@@ -52,7 +52,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
     noteTransport(message);
     if (shared().sink)
         shared().sink(qFormatLogMessage(type, context, message));
-    if (type == QtFatalMsg) // the process ends on return; not without a word
+    if (type == QtFatalMsg) // the process ends on return, and its reason has to be read
         std::fputs(qPrintable(message + QLatin1Char('\n')), stderr);
 }
 

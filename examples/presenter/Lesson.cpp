@@ -141,14 +141,14 @@ Lesson::Outcome Lesson::run(const Commands::StartPoll &poll)
 {
     if (isRunning())
         return QStringLiteral("Something is running; stop it first.");
-    // Polls that are started within one second have the same question id: answers to this one may
-    // carry the last one's.
+    // Polls that are started within one second have the same question id, so the last poll's ids may
+    // come again and are past no longer.
     const qint64 second = QDateTime::currentSecsSinceEpoch();
     if (second == m_pollSecond)
         m_past.subtract(m_results.questionIds());
 
-    // The channel makes the same question again when it starts the poll; one that has none is answered
-    // by the id of the poll.
+    // The same question as the one that the channel makes when it starts the poll. Polls that have no
+    // question are answered under their own id.
     const std::unique_ptr<Tarvo::QuestionBase> question(
         m_channel->createPollQuestion(poll.kind, poll.ordinal, poll.count, 0));
     m_channel->startPoll(poll.kind, poll.ordinal, poll.count, 0);
@@ -204,7 +204,7 @@ Lesson::Outcome Lesson::run(const Commands::ShowResults &)
 Lesson::Outcome Lesson::run(const Commands::SetImage &image)
 {
     if (image.isAddress) {
-        m_channel->clearCardImage(); // data set before would go first
+        m_channel->clearCardImage(); // which would win over an address
         m_channel->setCardImageRef(image.source);
         return std::nullopt;
     }
@@ -397,7 +397,7 @@ void Lesson::remoteCame(const Tarvo::RemoteControlMessage &message)
 
 // ---- Helpers -------------------------------------------------------------------------------------
 
-// Questions made within one second would share an id.
+// An id of our own: the questions that are made within one second come with the same.
 QString Lesson::questionId(int index) const
 {
     return QStringLiteral("%1-%2").arg(m_assessment->getAssessmentToken(),

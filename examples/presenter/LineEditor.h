@@ -14,8 +14,8 @@ QT_END_NAMESPACE
 namespace Host
 {
 
-// The line being typed at the prompt: takes the bytes of a terminal that neither echoes nor gathers
-// lines itself, because results arriving meanwhile are drawn above the line and it has to be put back.
+// The line being typed at the prompt, from the bytes of a terminal that neither echoes them nor
+// gathers lines: results are drawn above the line meanwhile, and then it has to be drawn again.
 //
 // Knows the usual keys: arrows, Home, End, Delete, Backspace, and Ctrl with A, E, B, F, P, N, U, K, W
 // and D; the last ends the input on an empty line.

@@ -9,9 +9,8 @@ namespace Host
 // The lower edge of a terminal, where results change in place: lines that scroll away above, below
 // them a live block (the bars of a running poll) and the prompt with what is being typed.
 //
-// Only composes the characters to write, so that what a terminal gets can be looked at in a test. No
-// line that it keeps on screen is wider than the terminal, so that a line is a row and can be found
-// again.
+// Only composes the characters to write, so that a test can look at what a terminal gets. No line is
+// wider than the terminal: each takes one row, and so the way back to the block's first is known.
 class LiveScreen
 {
 public:

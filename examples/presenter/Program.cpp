@@ -112,7 +112,7 @@ void Program::endWhenFree()
     // in progress has come back.
     const bool isFree = !m_isInLibrary && !(m_runner && m_runner->isBusy());
     if (m_isEnding && isFree)
-        QTimer::singleShot(0, this, &Program::endNow); // callers may be inside the input's reading
+        QTimer::singleShot(0, this, &Program::endNow); // the input may be calling us
 }
 
 void Program::endNow()
@@ -169,8 +169,7 @@ void Program::inputEnded()
 {
     if (m_isEnding)
         return;
-    // An input that holds nothing at all, such as /dev/null, is no wish to leave when it has been said
-    // how long the session lasts.
+    // With a duration, no input at all (such as /dev/null) does not end the session before its time.
     if (m_options.durationMs == 0 || !Input::isNone())
         m_runner->endOfCommands();
 }
@@ -186,7 +185,7 @@ void Program::commandFailed(const ScriptLine &line, const QString &why)
         m_terminal.print(why);
         return;
     }
-    // Nobody is there to try again; what follows was written for a lesson that went well.
+    // Nobody sits at a script or a pipe to try again, and the commands behind count on this one.
     const QString source =
         m_options.scriptFile.isEmpty() ? QStringLiteral("standard input") : m_options.scriptFile;
     m_terminal.complain(QStringLiteral("tarvo-presenter: %1:%2: %3: %4")

@@ -68,7 +68,7 @@ private:
     QTimer m_duration;
     int m_lineNumber = 0; // of standard input
     int m_exitCode = Success;
-    bool m_isInLibrary = false; // which waits for the service outside of any command
+    bool m_isInLibrary = false; // waits for the service in a call of its own, not in a command
     bool m_isOpen = false;
     bool m_isEnding = false;
     bool m_isEnded = false;

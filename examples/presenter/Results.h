@@ -25,9 +25,9 @@ public:
     Results() = default;
     Results(QString title, QVector<CountedQuestion> questions);
 
-    // Counts an answer. False when its question is not one of these. A poll's question gets its id
-    // inside the channel, so a question whose id is not known takes the id of the first answer that
-    // belongs to no other; ids that are known not to be its own are in `past`.
+    // Counts an answer; false when it belongs to none of these questions. A poll's question gets its
+    // id inside the channel: the first answer tells it. Answers under an id in `past` belong to what
+    // is over.
     bool count(const QString &deviceId, const QString &questionId, const QString &answer,
                const QSet<QString> &past);
 

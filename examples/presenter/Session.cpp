@@ -40,7 +40,7 @@ std::optional<Failure> Session::start()
         return failure(Step::OpenChannel);
 
     m_channel = channel;
-    if (transport().isEmpty()) // none of them could be started, and nothing more is tried
+    if (transport().isEmpty()) // no transport could be started, and the channel tries no other
         return failure(Step::Connect);
     m_isChannelClosed = false;
     connect(channel, &PresenterCollab::connectionClosed, this, &Session::channelClosed);

@@ -28,7 +28,7 @@ public:
     Session(const Options &options, const Diagnostics &diagnostics, QObject *parent = nullptr);
 
     // Signs in and starts the session; waits for the service, at most 10 s a request, while the event
-    // loop turns. Then isOpen(), or what failed. opened() or failed() follows in the first case.
+    // loop turns. Returns what failed; when nothing did, opened() or failed() follows.
     std::optional<Failure> start();
     // Ends the session and signs out; waits in the same way. closed() follows when the last messages
     // have left.

@@ -27,8 +27,8 @@ class Tally
 public:
     // How an answer names choices.
     enum Reading {
-        Whole,  // it is one, commas included: a single choice, an order of choices, free text
-        Several // it names some of them, parted by commas or not at all; each is counted
+        Whole,  // its text is one choice, commas included: also an order of options, or free text
+        Several // it names choices, with commas between or none; each of them is counted
     };
 
     Tally() = default;

@@ -115,7 +115,7 @@ void Terminal::print(const QStringList &lines)
 void Terminal::complain(const QString &line)
 {
     const QMutexLocker lock(&m_mutex);
-    // What was said before stands before it, also when both streams go to the same place.
+    // Both streams may go to the same place: what was written before has to stand before it.
     if (m_hasPrompt)
         writeOut(m_screen.leave());
     writeAll(STDERR_FILENO, (line + QLatin1Char('\n')).toUtf8());
@@ -149,7 +149,7 @@ bool Terminal::readKeys()
         return errno == EINTR || errno == EAGAIN;
     if (count == 0)
         return false;
-    // Not under the lock: a line that is complete is carried out from here, and prints.
+    // Not under the lock, which printing takes: a complete line is carried out from here.
     m_editor.type(QByteArray(keys, int(count)));
     const QMutexLocker lock(&m_mutex);
     updateInput();

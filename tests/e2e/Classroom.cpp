@@ -56,8 +56,9 @@ Classroom::~Classroom()
     }
 }
 
-QJsonArray Classroom::journal(const Filter &filter, int count, int since)
+QJsonArray Classroom::journal(const QString &kind, Filter filter, int count, int since)
 {
+    filter.insert(u"kind"_s, kind);
     QUrlQuery query;
     for (auto field = filter.constBegin(); field != filter.constEnd(); ++field)
         query.addQueryItem(field.key(), QString::fromUtf8(QUrl::toPercentEncoding(field.value())));
@@ -70,14 +71,24 @@ QJsonArray Classroom::journal(const Filter &filter, int count, int since)
 
 QJsonArray Classroom::received(const QString &type, int count, Filter filter)
 {
-    filter.insert(u"kind"_s, u"received"_s);
     filter.insert(u"type"_s, type);
-    return journal(filter, count);
+    return journal(u"received"_s, filter, count);
 }
 
 QJsonValue Classroom::receivedOne(const QString &type, const Filter &filter)
 {
     return received(type, 1, filter).at(0);
+}
+
+bool Classroom::presenterIsRegistered()
+{
+    return journal(u"register"_s, {}, 3).size() == 3;
+}
+
+QString Classroom::shownImage()
+{
+    const QJsonValue card = receivedOne(u"showCard"_s)[u"data"_s];
+    return card[u"components"_s][0][u"blob"_s][u"url"_s].toString();
 }
 
 int Classroom::lastNumber()
@@ -86,14 +97,34 @@ int Classroom::lastNumber()
     return get(u"journal?kind=none"_s)[u"last"_s].toInt();
 }
 
-int Classroom::countNow(const Filter &filter)
+int Classroom::countNow(const QString &kind, const Filter &filter)
 {
-    return journal(filter, 0).size();
+    return journal(kind, filter, 0).size();
+}
+
+int Classroom::requestsTo(const QString &path)
+{
+    return countNow(u"request"_s, {{u"path"_s, path}});
+}
+
+QVector<int> Classroom::lastWords(const QString &transport)
+{
+    QVector<int> counts;
+    for (const QString &type : {u"showCard"_s, u"heavy"_s, u"disconnect"_s}) {
+        const Filter filter{{u"type"_s, type}, {u"transport"_s, transport}};
+        counts.append(countNow(u"publish"_s, filter) + countNow(u"refused"_s, filter));
+    }
+    return counts;
 }
 
 QJsonArray Classroom::learners()
 {
     return get(u"learners"_s).toArray();
+}
+
+QString Classroom::deviceId(int learner)
+{
+    return learners().at(learner)[u"deviceId"_s].toString();
 }
 
 QJsonValue Classroom::get(const QString &path)
@@ -109,6 +140,11 @@ QJsonValue Classroom::post(const QString &path, const QJsonObject &json)
 QJsonValue Classroom::remove(const QString &path)
 {
     return control("DELETE", path);
+}
+
+void Classroom::fail(const QString &path, int status, const QString &body)
+{
+    post(u"faults"_s, {{u"path"_s, path}, {u"status"_s, status}, {u"body"_s, body}});
 }
 
 QByteArray Classroom::download(const QString &path)

@@ -11,6 +11,7 @@
 #include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
+#include <QtCore/QVector>
 #include <QtNetwork/QNetworkAccessManager>
 
 // Bytes that cannot be compressed, the same at every run.
@@ -21,6 +22,12 @@ inline QByteArray noise(int size)
     for (char &byte : bytes)
         byte = char(generator.generate());
     return bytes;
+}
+
+// The words of a command line, which hold no blanks themselves.
+inline QStringList words(const QString &line)
+{
+    return line.split(QLatin1Char(' '));
 }
 
 // A classroom service of its own, as a child process on a free port, and what it saw. It ends with the
@@ -42,24 +49,37 @@ public:
     QString url() const { return m_url; }
     QString errors() { return QString::fromUtf8(m_process.readAllStandardError()); }
 
-    // The journal's entries after number `since` whose fields are as in the filter; waits until there
-    // are `count`, at most 30 s.
-    QJsonArray journal(const Filter &filter, int count = 1, int since = 0);
+    // The journal's entries of a kind after number `since` whose fields are as in the filter; waits
+    // until there are `count`, at most 30 s.
+    QJsonArray journal(const QString &kind, Filter filter = {}, int count = 1, int since = 0);
     // Entries of kind "received": what one of the simulated devices got, payloads decompressed.
     QJsonArray received(const QString &type, int count = 1, Filter filter = {});
     // The same for one message; undefined when none came.
     QJsonValue receivedOne(const QString &type, const Filter &filter = {});
     // The number of the latest entry.
     int lastNumber();
+    // Waits until the presenter's three registrations have arrived: before, it gets no message.
+    bool presenterIsRegistered();
+    // The image of the card that a learner's device got: its address or all of its data.
+    QString shownImage();
     // Entries now, without waiting.
-    int countNow(const Filter &filter);
+    int countNow(const QString &kind, const Filter &filter = {});
+    // Requests of the REST interface so far, by their path.
+    int requestsTo(const QString &path);
+    // How often the presenter's card, its "heavy" and its "disconnect" have come, whether its session
+    // was still running then or not: the request that stops the session takes another connection,
+    // waits no more than 2 s for what is on its way, and may be faster.
+    QVector<int> lastWords(const QString &transport);
 
     // The simulated learners that are connected, as {deviceId, number, userName, deviceType, ...}.
     QJsonArray learners();
+    QString deviceId(int learner);
 
     QJsonValue get(const QString &path);
     QJsonValue post(const QString &path, const QJsonObject &json);
     QJsonValue remove(const QString &path);
+    // Answers the next request to the path so.
+    void fail(const QString &path, int status, const QString &body);
 
     // A file of the service, as a learner's device would load it; null when there is none.
     QByteArray download(const QString &path);

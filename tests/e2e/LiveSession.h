@@ -1,6 +1,7 @@
 #pragma once
 
 #include "e2e/Classroom.h"
+#include "e2e/Transports.h"
 #include "support/Text.h"
 
 #include "client/PresenterClient.h"
@@ -17,18 +18,16 @@
 constexpr int LONG_MS = 60000;
 
 // The rows of tests that are to hold on every way to the collaboration server.
-inline void addTransportRows()
-{
-    QTest::addColumn<QString>("transport");
-    QTest::addColumn<bool>("tls");
-    QTest::newRow("websocket") << u"websocket"_s << false;
-    QTest::newRow("xhr-polling") << u"xhr-polling"_s << false;
-}
 inline void addTransportAndTlsRows()
 {
     addTransportRows();
     QTest::newRow("websocket, TLS") << u"websocket"_s << true;
     QTest::newRow("xhr-polling, TLS") << u"xhr-polling"_s << true;
+}
+inline bool rowTls()
+{
+    QFETCH(bool, tls);
+    return tls;
 }
 
 // A classroom as the row says, trusted by this process if it speaks TLS.

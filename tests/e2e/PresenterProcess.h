@@ -3,12 +3,23 @@
 #include "e2e/Classroom.h"
 #include "support/Text.h"
 
+#include <QtCore/QFile>
 #include <QtCore/QProcess>
 #include <QtCore/QProcessEnvironment>
+#include <QtCore/QTemporaryDir>
 #include <QtTest/QtTest>
 
 #include <csignal>
 #include <sys/prctl.h>
+
+// Writes a file into the folder and returns its path.
+inline QString writeFile(const QTemporaryDir &folder, const QString &name, const QByteArray &bytes)
+{
+    QFile file(folder.filePath(name));
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size())
+        qWarning("cannot write %s", qPrintable(file.fileName()));
+    return file.fileName();
+}
 
 // tarvo-presenter as a child process, with what it wrote. It is killed when the object goes.
 //

@@ -21,12 +21,10 @@ private Q_SLOTS:
 
 void tst_LiveAssessment::assessmentRunsFromStartToStop()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "2", "--think", "20"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 2 --think 20"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(openWithLearners(session, 2));
-    const QString device = far->learners().at(0)["deviceId"].toString();
+    const QString device = far->deviceId(0);
     QSignalSpy answers(session.channel, &PresenterCollab::learnerPollResponse);
 
     PresenterAssessment assessment(nullptr, session.channel);
@@ -35,19 +33,19 @@ void tst_LiveAssessment::assessmentRunsFromStartToStop()
     QStringList asked;
     connect(&assessment, &PresenterAssessment::learnerGetQuestion, this,
             [&](const QString &id, int number) {
-                asked.append(id + " " + QString::number(number));
+                asked.append(id + u" "_s + QString::number(number));
                 if (number == 1) {
                     Tarvo::QuestionMultiChoice question(nullptr);
-                    question.setID("first");
+                    question.setID(u"first"_s);
                     question.setnumberOfCorrectOptions(2);
-                    question.addActivityOption("A", "Rhine", 0);
-                    question.addActivityOption("B", "Danube", 1);
-                    question.addActivityOption("C", "Po", 2);
+                    question.addActivityOption(u"A"_s, u"Rhine"_s, 0);
+                    question.addActivityOption(u"B"_s, u"Danube"_s, 1);
+                    question.addActivityOption(u"C"_s, u"Po"_s, 2);
                     question.setOrdinals(Tarvo::OrdinalType::ALPHA_UPPER);
                     assessment.sendQuestion(id, &question);
                 } else {
                     Tarvo::QuestionText question(nullptr);
-                    question.setID("second");
+                    question.setID(u"second"_s);
                     question.setmaxChars(13);
                     assessment.sendQuestion(id, &question);
                 }
@@ -57,30 +55,30 @@ void tst_LiveAssessment::assessmentRunsFromStartToStop()
     options.setassessmentToken(token);
     options.setquestionCount(2);
     options.setstartingQuestionNumber(1);
-    options.settitle("Rivers");
+    options.settitle(u"Rivers"_s);
     assessment.start(device, &options);
 
-    const QJsonValue start = far->receivedOne("assessmentStart");
-    QCOMPARE(start["deviceId"].toString(), device);
-    QCOMPARE(start["address"].toString(), session.token() + ".user." + device);
-    QCOMPARE(start["from"].toString(), session.client->getUserToken());
-    QCOMPARE(text(start["data"].toObject()),
+    const QJsonValue start = far->receivedOne(u"assessmentStart"_s);
+    QCOMPARE(start[u"deviceId"_s].toString(), device);
+    QCOMPARE(start[u"address"_s].toString(), session.token() + u".user."_s + device);
+    QCOMPARE(start[u"from"_s].toString(), session.client->getUserToken());
+    QCOMPARE(text(start[u"data"_s].toObject()),
              text(merged(json(R"({"allowSkipQuestion": false, "allowNavigateQuestionSet": false,
                 "allowResubmitResponse": true, "showSummaryOnAssessmentCompletion": false,
                 "showAnswerOnIncorrectResponse": false, "showFeedback": false, "questionCount": 2,
                 "startingQuestionNumber": 1, "allowedTime": 0, "currentAssessmentSectionId": "",
                 "title": "Rivers", "description": "", "scored": false,
                 "assessmentSectionConfigurations": {"leveled": false}})"),
-                         {{"assessmentToken", token}})));
+                         {{u"assessmentToken"_s, token}})));
 
     QTRY_COMPARE_WITH_TIMEOUT(answers.count(), 2, LONG_MS);
-    QCOMPARE(asked, QStringList({device + " 1", device + " 2"}));
+    QCOMPARE(asked, QStringList({device + u" 1"_s, device + u" 2"_s}));
     // Learner 0 picks two options from the first on, then writes, as far as there is room.
-    QCOMPARE(answers.at(0), QVariantList({device, "first", 20, "AB"}));
-    QCOMPARE(answers.at(1), QVariantList({device, "second", 20, "The answer is"}));
+    QCOMPARE(answers.at(0), QVariantList({device, u"first"_s, 20, u"AB"_s}));
+    QCOMPARE(answers.at(1), QVariantList({device, u"second"_s, 20, u"The answer is"_s}));
 
-    const QJsonArray questions = far->received("questionStart", 2);
-    const QJsonObject common{{"card", QJsonObject()}, {"questionSetMode", "Assessment"}};
+    const QJsonArray questions = far->received(u"questionStart"_s, 2);
+    const QJsonObject common{{u"card"_s, QJsonObject()}, {u"questionSetMode"_s, u"Assessment"_s}};
     const QJsonObject first = merged(merged(json(QUESTION), json(R"({
             "id": "first", "type": "multiple", "numberOfCorrectOptions": 2,
             "activityType": {"id": "8755bfc923cb492094df5c842a30da5f", "name": "multiple"},
@@ -95,43 +93,44 @@ void tst_LiveAssessment::assessmentRunsFromStartToStop()
             "activityType": {"id": "6efc81c52cfe4502976de55df9af2f89", "name": "text"}})")),
                                       common);
     QCOMPARE(questions.size(), 2);
-    QCOMPARE(text(questions.at(0)["data"].toObject()), text(first));
-    QCOMPARE(text(questions.at(1)["data"].toObject()), text(second));
+    QCOMPARE(text(questions.at(0)[u"data"_s].toObject()), text(first));
+    QCOMPARE(text(questions.at(1)[u"data"_s].toObject()), text(second));
     for (const QJsonValue question : questions)
-        QCOMPARE(question["address"].toString(), session.token() + ".user." + device);
+        QCOMPARE(question[u"address"_s].toString(), session.token() + u".user."_s + device);
 
     assessment.stop();
-    const QJsonArray stops = far->received("assessmentStop", 2); // everybody's
+    const QJsonArray stops = far->received(u"assessmentStop"_s, 2); // everybody's
     QCOMPARE(stops.size(), 2);
-    QCOMPARE(stops.at(0)["address"].toString(), session.token());
-    QCOMPARE(text(stops.at(0)["data"].toObject()), text(QJsonObject{{"assessmentToken", token}}));
+    QCOMPARE(stops.at(0)[u"address"_s].toString(), session.token());
+    QCOMPARE(text(stops.at(0)[u"data"_s].toObject()),
+             text(QJsonObject{{u"assessmentToken"_s, token}}));
 }
 
 void tst_LiveAssessment::messagesReachOneLearner()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "2"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(openWithLearners(session, 2));
-    const QString device = far->learners().at(1)["deviceId"].toString();
+    const QString device = far->deviceId(1);
     PresenterAssessment assessment(nullptr, session.channel);
     const QString words = u"Gut, \"Ben\" – 100 %1\n\\o/"_s;
     assessment.sendMessage(device, words, false, false);
     assessment.sendMessage(device, words, false, true);
-    assessment.sendMessage("nobody gets this", true, false);
+    assessment.sendMessage(u"nobody gets this"_s, true, false);
 
-    const QJsonValue dialog = far->receivedOne("dialogShow");
-    QCOMPARE(dialog["deviceId"].toString(), device);
-    QCOMPARE(dialog["address"].toString(), session.token() + ".user." + device);
-    QCOMPARE(text(dialog["data"].toObject()), text({{"text", words}, {"isDismissible", false}}));
-    const QJsonValue review = far->receivedOne("questionSetReview");
-    QCOMPARE(review["deviceId"].toString(), device);
-    QCOMPARE(text(review["data"].toObject()), text({{"text", words}, {"showNavigation", true}}));
+    const QJsonValue dialog = far->receivedOne(u"dialogShow"_s);
+    QCOMPARE(dialog[u"deviceId"_s].toString(), device);
+    QCOMPARE(dialog[u"address"_s].toString(), session.token() + u".user."_s + device);
+    QCOMPARE(text(dialog[u"data"_s].toObject()),
+             text({{u"text"_s, words}, {u"isDismissible"_s, false}}));
+    const QJsonValue review = far->receivedOne(u"questionSetReview"_s);
+    QCOMPARE(review[u"deviceId"_s].toString(), device);
+    QCOMPARE(text(review[u"data"_s].toObject()),
+             text({{u"text"_s, words}, {u"showNavigation"_s, true}}));
     const QJsonValue lost =
-        far->journal({{"kind", "publish"}, {"address", session.token() + ".user."}}).at(0);
-    QCOMPARE(lost["receivers"].toInt(-1), 0);
-    QCOMPARE(far->countNow({{"kind", "received"}, {"type", "dialogShow"}}), 1);
+        far->journal(u"publish"_s, {{u"address"_s, session.token() + u".user."_s}}).at(0);
+    QCOMPARE(lost[u"receivers"_s].toInt(-1), 0);
+    QCOMPARE(far->countNow(u"received"_s, {{u"type"_s, u"dialogShow"_s}}), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_LiveAssessment)

@@ -1,4 +1,5 @@
 #include "e2e/LiveSession.h"
+#include "support/Text.h"
 
 // Sessions end cleanly, whoever ends them, and nothing that was said before is lost.
 class tst_LiveGoodbye : public QObject
@@ -21,26 +22,10 @@ private Q_SLOTS:
     void serverThatHangsUpIsReportedOnce();
 };
 
-namespace
-{
-
-// What the presenter published of a type, whether its session was still running when it arrived or
-// not: the request that stops the session takes another connection, waits no more than 2 s for what is
-// on its way, and may be faster.
-int publishedByPresenter(Classroom &classroom, const QString &type, const QString &transport)
-{
-    return classroom.countNow({{"kind", "publish"}, {"type", type}, {"transport", transport}})
-        + classroom.countNow({{"kind", "refused"}, {"type", type}, {"transport", transport}});
-}
-
-} // namespace
-
 void tst_LiveGoodbye::stopDisconnectsEveryLearner()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "2"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
     const QString token = session.token();
     const QString userToken = session.client->getUserToken();
@@ -50,10 +35,10 @@ void tst_LiveGoodbye::stopDisconnectsEveryLearner()
 
     // The channel first, so that the session is still there when its last message arrives.
     session.channel->close();
-    for (const QJsonValue message : far->received("disconnect", 2)) {
-        QCOMPARE(message["address"].toString(), token);
-        QCOMPARE(message["from"].toString(), userToken);
-        QCOMPARE(message["text"].toString(), QString("\"\""));
+    for (const QJsonValue message : far->received(u"disconnect"_s, 2)) {
+        QCOMPARE(message[u"address"_s].toString(), token);
+        QCOMPARE(message[u"from"_s].toString(), userToken);
+        QCOMPARE(message[u"text"_s].toString(), u"\"\""_s);
     }
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
     QCOMPARE(closed.first().first().toBool(), false);
@@ -61,7 +46,7 @@ void tst_LiveGoodbye::stopDisconnectsEveryLearner()
     QVERIFY(session.client->doStopSession());
     QVERIFY(session.client->getSessionToken().isNull());
     QVERIFY(session.client->getSessionCode().isNull());
-    QCOMPARE(far->get("sessions").toArray(), QJsonArray());
+    QCOMPARE(far->get(u"sessions"_s).toArray(), QJsonArray());
     QTest::qWait(0);
     QCOMPARE(closed.count(), 1);
 }
@@ -72,75 +57,66 @@ void tst_LiveGoodbye::learnersOfAnIdleClassAreTold_data()
     QTest::addColumn<bool>("tls");
     QTest::addColumn<QString>("end");
     for (const char *end : {"close", "stop", "log out", "delete"}) {
-        QTest::addRow("xhr-polling: %s", end) << "xhr-polling" << false << end;
-        QTest::addRow("xhr-polling, TLS: %s", end) << "xhr-polling" << true << end;
+        QTest::addRow("xhr-polling: %s", end) << u"xhr-polling"_s << false << end;
+        QTest::addRow("xhr-polling, TLS: %s", end) << u"xhr-polling"_s << true << end;
     }
-    QTest::newRow("websocket: stop") << "websocket" << false << "stop";
+    QTest::newRow("websocket: stop") << u"websocket"_s << false << u"stop"_s;
 }
 
 // Over polling a request for the next message is always out then, and the connection of earlier posts
 // is gone: servers keep it for five seconds.
 void tst_LiveGoodbye::learnersOfAnIdleClassAreTold()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
     QFETCH(QString, end);
-    const Far far(tls, {"--learners", "2"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(openWithLearners(session, 2));
     QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
     QTest::qWait(7000);
 
-    if (end == "close")
+    if (end == u"close"_s)
         session.channel->close();
-    else if (end == "stop")
+    else if (end == u"stop"_s)
         QVERIFY(session.client->doStopSession());
-    else if (end == "log out")
+    else if (end == u"log out"_s)
         QVERIFY(session.client->doLogout());
     else
         session.client.reset();
-    for (const QJsonValue message : far->received("disconnect", 2))
-        QCOMPARE(message["text"].toString(), QString("\"\""));
+    for (const QJsonValue message : far->received(u"disconnect"_s, 2))
+        QCOMPARE(message[u"text"_s].toString(), u"\"\""_s);
 }
 
 void tst_LiveGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    LiveSession session(*far, transport);
+    const Far far(rowTls());
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
     QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
     QVERIFY(session.client->doStopSession());
     // It arrived while the session was still running.
-    QCOMPARE(far->countNow({{"kind", "publish"}, {"type", "disconnect"}, {"transport", transport}}),
-             1);
+    const Classroom::Filter goodbye{{u"type"_s, u"disconnect"_s}, {u"transport"_s, rowTransport()}};
+    QCOMPARE(far->countNow(u"publish"_s, goodbye), 1);
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
     QCOMPARE(closed.first().first().toBool(), false);
 }
 
 void tst_LiveGoodbye::lastWordArrivesBehindFiveMegabytes()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    LiveSession session(*far, transport);
+    const Far far(rowTls());
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
 
     session.channel->setCardImageData(noise(5 * 1024 * 1024)); // which no block makes smaller
     session.channel->showImageCard(false);
     QVERIFY(session.client->doStopSession());
 
-    for (const QString type : {"showCard", "heavy", "disconnect"})
-        QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
+    QTRY_COMPARE_WITH_TIMEOUT(far->lastWords(rowTransport()), QVector<int>({1, 1, 1}), LONG_MS);
 }
 
 void tst_LiveGoodbye::hostIsToldWhenItMayEnd()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    LiveSession session(*far, transport);
+    const Far far(rowTls());
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
     QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
     session.channel->setCardImageData(noise(2 * 1024 * 1024));
@@ -152,29 +128,26 @@ void tst_LiveGoodbye::hostIsToldWhenItMayEnd()
 
     // From here on nothing is lost, whatever goes first.
     delete session.channel;
-    for (const QString type : {"showCard", "heavy", "disconnect"})
-        QTRY_COMPARE_WITH_TIMEOUT(publishedByPresenter(*far, type, transport), 1, LONG_MS);
+    QTRY_COMPARE_WITH_TIMEOUT(far->lastWords(rowTransport()), QVector<int>({1, 1, 1}), LONG_MS);
 }
 
 void tst_LiveGoodbye::destroyedClientStopsItsSession()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    auto session = std::make_unique<LiveSession>(*far, transport);
+    const Far far(rowTls());
+    auto session = std::make_unique<LiveSession>(*far, rowTransport());
     QVERIFY(session->open());
     session.reset();
-    QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/session/stop"}}), 1);
-    QCOMPARE(far->get("sessions").toArray(), QJsonArray());
+    QCOMPARE(far->requestsTo(u"/vantora/session/stop"_s), 1);
+    QCOMPARE(far->get(u"sessions"_s).toArray(), QJsonArray());
 }
 
 void tst_LiveGoodbye::serverThatHangsUpIsReportedOnce()
 {
     const Far far(false);
-    LiveSession session(*far, "websocket");
+    LiveSession session(*far, u"websocket"_s);
     QVERIFY(session.open());
     QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
-    far->remove("connections");
+    far->remove(u"connections"_s);
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
     QCOMPARE(closed.first().first().toBool(), false);
     QVERIFY(!session.channel->isConnected());

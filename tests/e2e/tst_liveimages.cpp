@@ -1,4 +1,5 @@
 #include "e2e/LiveSession.h"
+#include "support/Text.h"
 
 // Card images of every size arrive whole on a learner's device.
 class tst_LiveImages : public QObject
@@ -19,15 +20,18 @@ namespace
 
 constexpr int FIVE_MB = 5 * 1024 * 1024;
 
-void addImageRow(const QString &transport, int size)
-{
-    QTest::addRow("%s, %d bytes", qPrintable(transport), size) << transport << size;
-}
-
-void addImageColumns()
+void addImageRows(const QString &transport, const QVector<int> &sizes)
 {
     QTest::addColumn<QString>("transport");
     QTest::addColumn<int>("size");
+    for (const int size : sizes)
+        QTest::addRow("%s, %d bytes", qPrintable(transport), size) << transport << size;
+}
+
+QByteArray rowImage()
+{
+    QFETCH(int, size);
+    return noise(size);
 }
 
 // What a device gets for an image: nothing for none, else a data URI.
@@ -35,93 +39,74 @@ QString imageText(const QByteArray &image)
 {
     if (image.isEmpty())
         return QString();
-    return "data:image/png;base64," + QString::fromLatin1(image.toBase64());
+    return u"data:image/png;base64,"_s + QString::fromLatin1(image.toBase64());
 }
 
 } // namespace
 
 void tst_LiveImages::imageCardArrivesWhole_data()
 {
-    addImageColumns();
-    for (const char *transport : {"websocket", "xhr-polling"}) {
-        for (const int size : {0, 1, FIVE_MB})
-            addImageRow(transport, size);
-    }
+    addImageRows(u"websocket"_s, {0, 1, FIVE_MB});
+    addImageRows(u"xhr-polling"_s, {0, 1, FIVE_MB});
 }
 
 void tst_LiveImages::imageCardArrivesWhole()
 {
-    QFETCH(QString, transport);
-    QFETCH(int, size);
-    const QByteArray image = noise(size);
-    const Far far(false, {"--learners", "1"});
-    LiveSession session(*far, transport);
-    QVERIFY(session.open());
-    QTRY_COMPARE_WITH_TIMEOUT(far->learners().size(), 1, LONG_MS);
-
-    session.channel->setCardImageData(image);
+    const Far far(false, words(u"--learners 1"_s));
+    LiveSession session(*far, rowTransport());
+    QVERIFY(openWithLearners(session, 1));
+    session.channel->setCardImageData(rowImage());
     session.channel->showImageCard(false);
     // The service may take its time to unpack five megabytes.
-    QTRY_COMPARE_WITH_TIMEOUT(far->countNow({{"kind", "received"}, {"type", "showCard"}}), 1,
+    QTRY_COMPARE_WITH_TIMEOUT(far->countNow(u"received"_s, {{u"type"_s, u"showCard"_s}}), 1,
                               LONG_MS);
-    const QJsonValue message = far->receivedOne("showCard");
-    QCOMPARE(message["address"].toString(), session.token() + ".learner");
-    const QString url = message["data"]["components"][0]["blob"]["url"].toString();
-    QVERIFY(url == imageText(image)); // not QCOMPARE: it would print megabytes
-    QCOMPARE(far->receivedOne("heavy")["text"].toString(), QString("\"%0\""));
+    const QJsonValue message = far->receivedOne(u"showCard"_s);
+    QCOMPARE(message[u"address"_s].toString(), session.token() + u".learner"_s);
+    QVERIFY(far->shownImage() == imageText(rowImage())); // not QCOMPARE: it would print megabytes
+    QCOMPARE(far->receivedOne(u"heavy"_s)[u"text"_s].toString(), u"\"%0\""_s);
     // The image is used up.
     QCOMPARE(session.channel->getCardImageRef(false), QString());
 }
 
 void tst_LiveImages::imageBehindAPollArrivesWhole_data()
 {
-    addImageColumns();
-    addImageRow("websocket", 0);
-    addImageRow("websocket", 1);
-    addImageRow("xhr-polling", FIVE_MB);
+    addImageRows(u"websocket"_s, {0, 1});
+    addImageRows(u"xhr-polling"_s, {FIVE_MB});
 }
 
 void tst_LiveImages::imageBehindAPollArrivesWhole()
 {
-    QFETCH(QString, transport);
-    QFETCH(int, size);
-    const QByteArray image = noise(size);
-    const Far far(false, {"--learners", "1"});
-    LiveSession session(*far, transport);
-    QVERIFY(session.open());
-    QTRY_COMPARE_WITH_TIMEOUT(far->learners().size(), 1, LONG_MS);
-
-    session.channel->setCardImageData(image);
+    const Far far(false, words(u"--learners 1"_s));
+    LiveSession session(*far, rowTransport());
+    QVERIFY(openWithLearners(session, 1));
+    session.channel->setCardImageData(rowImage());
     session.channel->startPoll(Tarvo::PollType::TEXT, Tarvo::OrdinalType::GENERIC, 0, 0);
-    QTRY_COMPARE_WITH_TIMEOUT(far->countNow({{"kind", "received"}, {"type", "questionStart"}}), 1,
+    QTRY_COMPARE_WITH_TIMEOUT(far->countNow(u"received"_s, {{u"type"_s, u"questionStart"_s}}), 1,
                               LONG_MS);
     const QJsonValue styles =
-        far->receivedOne("questionStart")["data"]["card"]["styles"].toObject();
-    QVERIFY(styles["backgroundImage"].toString() == imageText(image));
-    QCOMPARE(styles["backgroundColor"].toString(), QString());
-    QCOMPARE(styles["backgroundSize"].toString(), QString("100%"));
+        far->receivedOne(u"questionStart"_s)[u"data"_s][u"card"_s][u"styles"_s].toObject();
+    QVERIFY(styles[u"backgroundImage"_s].toString() == imageText(rowImage()));
+    QCOMPARE(styles[u"backgroundColor"_s].toString(), QString());
+    QCOMPARE(styles[u"backgroundSize"_s].toString(), u"100%"_s);
     QCOMPARE(session.channel->getCardImageRef(true), QString());
 }
 
 void tst_LiveImages::imageAddressArrivesAsItIs()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "1"});
-    LiveSession session(*far, transport);
-    QVERIFY(session.open());
-    QTRY_COMPARE_WITH_TIMEOUT(far->learners().size(), 1, LONG_MS);
-    const QString address = "https://x.example/a.png?size=1&name=b";
+    const Far far(rowTls(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowTransport());
+    QVERIFY(openWithLearners(session, 1));
+    const QString address = u"https://x.example/a.png?size=1&name=b"_s;
 
     session.channel->setCardImageRef(address);
     session.channel->showImageCard(false);
-    const QJsonValue card = far->receivedOne("showCard")["data"].toObject();
-    QCOMPARE(card["components"][0]["blob"]["url"].toString(), address);
+    QCOMPARE(far->shownImage(), address);
 
     session.channel->setCardImageRef(address);
     session.channel->startPoll(Tarvo::PollType::TEXT, Tarvo::OrdinalType::GENERIC, 0, 0);
-    const QJsonValue question = far->receivedOne("questionStart")["data"].toObject();
-    QCOMPARE(question["card"]["styles"]["backgroundImage"].toString(), "url('" + address + "')");
+    const QJsonValue question = far->receivedOne(u"questionStart"_s)[u"data"_s].toObject();
+    QCOMPARE(question[u"card"_s][u"styles"_s][u"backgroundImage"_s].toString(),
+             u"url('"_s + address + u"')"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_LiveImages)

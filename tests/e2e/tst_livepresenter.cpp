@@ -1,4 +1,6 @@
 #include "e2e/PresenterProcess.h"
+#include "e2e/Transports.h"
+#include "support/Text.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtCore/QSocketNotifier>
@@ -16,7 +18,7 @@ class tst_LivePresenter : public QObject
 
 private Q_SLOTS:
     void exampleLessonTouchesEveryActivity();
-    void commandsComeFromAPipe_data();
+    void commandsComeFromAPipe_data() { addTransportRows(); }
     void commandsComeFromAPipe();
     void sessionLastsAsLongAsAskedFor();
     void endOfInputEndsTheSession();
@@ -25,7 +27,7 @@ private Q_SLOTS:
     void remoteEndsTheSession();
     void learnersAreShownAsTheyComeAndGo();
     void cardIsShownFromTheServicesStore();
-    void lastWordArrivesBehindALargeImage_data();
+    void lastWordArrivesBehindALargeImage_data() { addTransportRows(); }
     void lastWordArrivesBehindALargeImage();
     void diagnosticsAreShownOnRequestOnly();
     void promptShowsResultsInPlace();
@@ -36,82 +38,65 @@ namespace
 
 bool sessionWasStopped(Classroom &classroom)
 {
-    return classroom.countNow({{"kind", "request"}, {"path", "/vantora/session/stop"}}) == 1
-        && classroom.countNow({{"kind", "request"}, {"path", "/vantora/login/logout"}}) == 1
-        && classroom.get("sessions").toArray().isEmpty();
-}
-
-QString writeScript(const QTemporaryDir &folder, const QByteArray &text)
-{
-    QFile file(folder.filePath("lesson.txt"));
-    if (file.open(QIODevice::WriteOnly))
-        file.write(text);
-    return file.fileName();
+    return classroom.requestsTo(u"/vantora/session/stop"_s) == 1
+        && classroom.requestsTo(u"/vantora/login/logout"_s) == 1
+        && classroom.get(u"sessions"_s).toArray().isEmpty();
 }
 
 } // namespace
 
 void tst_LivePresenter::exampleLessonTouchesEveryActivity()
 {
-    Classroom classroom({"--learners", "5", "--think", "50", "--remote", "--remote-every", "100",
-                         "--remote-commands",
-                         "requestLessonInfo,presenterActive,nextCard,lockAll"});
+    Classroom classroom(
+        words(u"--learners 5 --think 50 --remote --remote-every 100 --remote-commands "
+              "requestLessonInfo,presenterActive,nextCard,lockAll"_s));
     PresenterProcess presenter;
-    presenter.run(classroom, {"--script", EXAMPLE_FOLDER "/lesson.txt"});
+    presenter.run(classroom, {u"--script"_s, QStringLiteral(EXAMPLE_FOLDER "/lesson.txt")});
     QVERIFY2(presenter.ended() == 0, qPrintable(presenter.output() + presenter.errors()));
     QCOMPARE(presenter.errors(), QString());
     QVERIFY(sessionWasStopped(classroom));
 
     const QStringList lines = presenter.lines();
-    QVERIFY(lines.contains("+ Ada (tablet), 1 learner now"));
-    QVERIFY(lines.contains("+ Eva (phone), 5 learners now"));
-    QVERIFY(lines.contains("- Eva (phone), 4 learners now"));
-    QVERIFY(!lines.filter(QRegularExpression("^Session [0-9]{6} is open over websocket\\.$"))
+    QVERIFY(lines.contains(u"+ Ada (tablet), 1 learner now"_s));
+    QVERIFY(lines.contains(u"+ Eva (phone), 5 learners now"_s));
+    QVERIFY(lines.contains(u"- Eva (phone), 4 learners now"_s));
+    QVERIFY(!lines.filter(QRegularExpression(u"^Session [0-9]{6} is open over websocket\\.$"_s))
                  .isEmpty());
-    QCOMPARE(lines.at(lines.size() - 2), QString("Session stopped."));
+    QCOMPARE(lines.at(lines.size() - 2), u"Session stopped."_s);
     // Learner n picks option n + the polls before: three of five choose the first of two options.
-    const int first = lines.indexOf("Poll true-false: 5 of 5 answered");
+    const int first = lines.indexOf(u"Poll true-false: 5 of 5 answered"_s);
     QVERIFY(first > 0);
-    QCOMPARE(
-        lines.at(first + 1),
-        QString(
-            "A TRUE   #####################################                           3   60%"));
-    QCOMPARE(
-        lines.at(first + 2),
-        QString(
-            "B FALSE  #########################                                       2   40%"));
-    for (const QString kind : {"yes-no-other", "multiple", "scale", "sort", "text", "word-seed",
-                               "number", "creative", "math formula"})
-        QVERIFY2(lines.contains("Poll " + kind + ": 5 of 5 answered"), qPrintable(kind));
-    QVERIFY(lines.contains("Assessment Rivers of Europe: 15 of 15 answered"));
+    QCOMPARE(lines.at(first + 1),
+             u"A TRUE   #####################################                           3   60%"_s);
+    QCOMPARE(lines.at(first + 2),
+             u"B FALSE  #########################                                       2   40%"_s);
+    for (const QString &kind : {u"yes-no-other"_s, u"multiple"_s, u"scale"_s, u"sort"_s, u"text"_s,
+                                u"word-seed"_s, u"number"_s, u"creative"_s, u"math formula"_s})
+        QVERIFY2(lines.contains(u"Poll "_s + kind + u": 5 of 5 answered"_s), qPrintable(kind));
+    QVERIFY(lines.contains(u"Assessment Rivers of Europe: 15 of 15 answered"_s));
 
     // Everything a device can get was got.
-    for (const QString type :
-         {"poll", "questionStart", "pollStop", "pause", "resume", "showCard", "heavy",
-          "assessmentStart", "assessmentStop", "dialogShow", "questionSetReview", "disconnect"})
-        QVERIFY2(classroom.countNow({{"kind", "received"}, {"type", type}, {"role", "learner"}})
+    for (const QString &type :
+         {u"poll"_s, u"questionStart"_s, u"pollStop"_s, u"pause"_s, u"resume"_s, u"showCard"_s,
+          u"heavy"_s, u"assessmentStart"_s, u"assessmentStop"_s, u"dialogShow"_s,
+          u"questionSetReview"_s, u"disconnect"_s})
+        QVERIFY2(classroom.countNow(u"received"_s, {{u"type"_s, type}, {u"role"_s, u"learner"_s}})
                      > 0,
                  qPrintable(type));
-    for (const QString type : {"currentLesson", "currentCard", "presenterIsActive"})
-        QVERIFY2(classroom.countNow({{"kind", "received"}, {"type", type}, {"role", "controller"}})
-                     > 0,
-                 qPrintable(type));
+    for (const QString &type : {u"currentLesson"_s, u"currentCard"_s, u"presenterIsActive"_s})
+        QVERIFY2(
+            classroom.countNow(u"received"_s, {{u"type"_s, type}, {u"role"_s, u"controller"_s}})
+                > 0,
+            qPrintable(type));
     // Eva alone was sent away before the end.
-    const QJsonValue removed = classroom.received("disconnect").at(0);
-    QCOMPARE(removed["userName"].toString(), QString("Eva"));
-}
-
-void tst_LivePresenter::commandsComeFromAPipe_data()
-{
-    QTest::addColumn<QString>("transport");
-    QTest::newRow("websocket") << "websocket";
-    QTest::newRow("xhr-polling") << "xhr-polling";
+    const QJsonValue removed = classroom.received(u"disconnect"_s).at(0);
+    QCOMPARE(removed[u"userName"_s].toString(), u"Eva"_s);
 }
 
 void tst_LivePresenter::commandsComeFromAPipe()
 {
-    QFETCH(QString, transport);
-    Classroom classroom({"--learners", "2", "--think", "20"});
+    const QString transport = rowTransport();
+    Classroom classroom(words(u"--learners 2 --think 20"_s));
     PresenterProcess presenter;
     presenter.runPiped(classroom,
                        "await learners 2\n"
@@ -119,20 +104,20 @@ void tst_LivePresenter::commandsComeFromAPipe()
                        "poll yes-no-other yes-no 2\n"
                        "await responses all\n"
                        "stop",
-                       {"--transport", transport});
+                       {u"--transport"_s, transport});
     QVERIFY2(presenter.ended() == 0, qPrintable(presenter.output() + presenter.errors()));
     QCOMPARE(presenter.errors(), QString());
-    QVERIFY(presenter.output().contains(" is open over " + transport + ".\n"));
+    QVERIFY(presenter.output().contains(u" is open over "_s + transport + u".\n"_s));
     QVERIFY2(
         presenter.output().contains(
-            "\n> stop\n"
+            u"\n> stop\n"
             "Poll yes-no-other: 2 of 2 answered\n"
             "A YES  ################################                                  1   50%\n"
             "B NO   ################################                                  1   50%\n"
-            "Session stopped.\n"),
+            "Session stopped.\n"_s),
         qPrintable(presenter.output()));
-    QVERIFY(presenter.output().contains("\n  Ada: A\n"));
-    QVERIFY(presenter.output().contains("\n  Ben: B\n"));
+    QVERIFY(presenter.output().contains(u"\n  Ada: A\n"_s));
+    QVERIFY(presenter.output().contains(u"\n  Ben: B\n"_s));
     QVERIFY(sessionWasStopped(classroom));
 }
 
@@ -141,8 +126,8 @@ void tst_LivePresenter::sessionLastsAsLongAsAskedFor()
     Classroom classroom;
     PresenterProcess presenter;
     presenter.setStandardInputFile(QProcess::nullDevice());
-    presenter.run(classroom, {"--duration", "1.5"});
-    QVERIFY(presenter.says("is open"));
+    presenter.run(classroom, words(u"--duration 1.5"_s));
+    QVERIFY(presenter.says(u"is open"_s));
     QElapsedTimer clock;
     clock.start();
     QCOMPARE(presenter.ended(), 0);
@@ -156,7 +141,7 @@ void tst_LivePresenter::endOfInputEndsTheSession()
     PresenterProcess presenter;
     presenter.runPiped(classroom, QByteArray());
     QCOMPARE(presenter.ended(), 0);
-    QVERIFY(presenter.output().contains("is open"));
+    QVERIFY(presenter.output().contains(u"is open"_s));
     QVERIFY(sessionWasStopped(classroom));
 }
 
@@ -174,10 +159,10 @@ void tst_LivePresenter::signalEndsTheSession()
     Classroom classroom;
     PresenterProcess presenter;
     presenter.run(classroom, {}); // and standard input stays open
-    QVERIFY(presenter.says("is open"));
+    QVERIFY(presenter.says(u"is open"_s));
     ::kill(pid_t(presenter.processId()), number);
     QCOMPARE(presenter.ended(), 0);
-    QVERIFY(presenter.output().endsWith("Session stopped.\n"));
+    QVERIFY(presenter.output().endsWith(u"Session stopped.\n"_s));
     QVERIFY(sessionWasStopped(classroom));
 }
 
@@ -186,84 +171,61 @@ void tst_LivePresenter::remoteEndsTheSession()
     Classroom classroom;
     PresenterProcess presenter;
     presenter.run(classroom, {});
-    QVERIFY(presenter.says("is open"));
-    QCOMPARE(classroom.journal({{"kind", "register"}}, 3).size(), 3);
-    classroom.post("remote", {{"command", "stopSession"}});
+    QVERIFY(presenter.says(u"is open"_s));
+    QVERIFY(classroom.presenterIsRegistered());
+    classroom.post(u"remote"_s, {{u"command"_s, u"stopSession"_s}});
     QCOMPARE(presenter.ended(), 0);
-    QVERIFY(presenter.output().contains("* remote: stopSession\n"));
+    QVERIFY(presenter.output().contains(u"* remote: stopSession\n"_s));
     QVERIFY(sessionWasStopped(classroom));
 }
 
 void tst_LivePresenter::learnersAreShownAsTheyComeAndGo()
 {
-    Classroom classroom({"--learners", "2"});
+    Classroom classroom(words(u"--learners 2"_s));
     PresenterProcess presenter;
     presenter.run(classroom, {});
-    QVERIFY(presenter.says("+ Ben (phone), 2 learners now\n"));
-    const QString device = classroom.learners().at(0)["deviceId"].toString();
-    classroom.remove("learners/" + device);
-    QVERIFY(presenter.says("- Ada (tablet), 1 learner now\n"));
+    QVERIFY(presenter.says(u"+ Ben (phone), 2 learners now\n"_s));
+    const QString device = classroom.deviceId(0);
+    classroom.remove(u"learners/"_s + device);
+    QVERIFY(presenter.says(u"- Ada (tablet), 1 learner now\n"_s));
     presenter.write("learners\n");
-    const QString other = classroom.learners().at(0)["deviceId"].toString();
-    QVERIFY(presenter.says("> learners\n1 learner:\n1. Ben (phone), device " + other + "\n"));
+    const QString other = classroom.deviceId(0);
+    QVERIFY(presenter.says(u"> learners\n1 learner:\n1. Ben (phone), device "_s + other + u"\n"_s));
     presenter.write("quit\n");
     QCOMPARE(presenter.ended(), 0);
 }
 
 void tst_LivePresenter::cardIsShownFromTheServicesStore()
 {
-    Classroom classroom({"--learners", "1"});
+    Classroom classroom(words(u"--learners 1"_s));
     const QTemporaryDir folder;
-    QFile image(folder.filePath("a \"b\".png"));
-    QVERIFY(image.open(QIODevice::WriteOnly));
     const QByteArray bytes("\x89PNG\r\n\x1a\n\0\xff\r\n------boundary--\r\n", 30);
-    image.write(bytes);
-    image.close();
+    writeFile(folder, u"a \"b\".png"_s, bytes);
+    const QString script = writeFile(
+        folder, u"lesson.txt"_s, "await learners 1\nimage --upload 'a \"b\".png'\ncard\nquit\n");
     PresenterProcess presenter;
-    presenter.run(
-        classroom,
-        {"--script",
-         writeScript(folder, "await learners 1\nimage --upload 'a \"b\".png'\ncard\nquit\n")});
+    presenter.run(classroom, {u"--script"_s, script});
     QCOMPARE(presenter.ended(), 0);
-    const QString url =
-        classroom.receivedOne("showCard")["data"]["components"][0]["blob"]["url"].toString();
-    QVERIFY2(url.startsWith(classroom.url() + "/vantora/resource/"), qPrintable(url));
+    const QString url = classroom.shownImage();
+    QVERIFY2(url.startsWith(classroom.url() + u"/vantora/resource/"_s), qPrintable(url));
     QCOMPARE(classroom.download(url.mid(classroom.url().size())), bytes);
-    QVERIFY2(presenter.output().contains("Uploaded a 'b'.png (30 bytes) as "),
+    QVERIFY2(presenter.output().contains(u"Uploaded a 'b'.png (30 bytes) as "_s),
              qPrintable(presenter.output()));
-}
-
-void tst_LivePresenter::lastWordArrivesBehindALargeImage_data()
-{
-    QTest::addColumn<QString>("transport");
-    QTest::newRow("websocket") << "websocket";
-    QTest::newRow("xhr-polling") << "xhr-polling";
 }
 
 void tst_LivePresenter::lastWordArrivesBehindALargeImage()
 {
-    QFETCH(QString, transport);
     Classroom classroom;
     const QTemporaryDir folder;
-    QFile image(folder.filePath("large.png"));
-    QVERIFY(image.open(QIODevice::WriteOnly));
-    image.write(noise(3 * 1024 * 1024));
-    image.close();
+    writeFile(folder, u"large.png"_s, noise(3 * 1024 * 1024));
+    const QString script = writeFile(folder, u"lesson.txt"_s, "image large.png\ncard\nquit\n");
     PresenterProcess presenter;
-    presenter.run(classroom,
-                  {"--transport", transport, "--script",
-                   writeScript(folder, "image large.png\ncard\nquit\n")});
+    presenter.run(classroom, {u"--transport"_s, rowTransport(), u"--script"_s, script});
     QCOMPARE(presenter.ended(), 0);
     QVERIFY(presenter.output().contains(
-        "large.png is not a PNG image, but devices will be told so.\n"));
-    // The session may be stopped before they arrive; then they are refused, but they were received.
-    for (const QString type : {"showCard", "heavy", "disconnect"}) {
-        QTRY_COMPARE_WITH_TIMEOUT(
-            classroom.countNow({{"kind", "publish"}, {"transport", transport}, {"type", type}})
-                + classroom.countNow(
-                    {{"kind", "refused"}, {"transport", transport}, {"type", type}}),
-            1, PresenterProcess::LIMIT_MS);
-    }
+        u"large.png is not a PNG image, but devices will be told so.\n"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(classroom.lastWords(rowTransport()), QVector<int>({1, 1, 1}),
+                              PresenterProcess::LIMIT_MS);
 }
 
 void tst_LivePresenter::diagnosticsAreShownOnRequestOnly()
@@ -273,14 +235,14 @@ void tst_LivePresenter::diagnosticsAreShownOnRequestOnly()
     quiet.runPiped(classroom, "quit\n");
     QCOMPARE(quiet.ended(), 0);
     QCOMPARE(quiet.errors(), QString());
-    QVERIFY(!quiet.output().contains("[SockJSConnector]"));
+    QVERIFY(!quiet.output().contains(u"[SockJSConnector]"_s));
 
     PresenterProcess verbose;
-    verbose.runPiped(classroom, "quit\n", {"--verbose"});
+    verbose.runPiped(classroom, "quit\n", {u"--verbose"_s});
     QCOMPARE(verbose.ended(), 0);
-    QVERIFY(verbose.errors().contains("[SockJSConnector] CONNECTED via Websocket"));
-    QVERIFY(!verbose.output().contains("[SockJSConnector]"));
-    QVERIFY(!verbose.errors().contains("secret"));
+    QVERIFY(verbose.errors().contains(u"[SockJSConnector] CONNECTED via Websocket"_s));
+    QVERIFY(!verbose.output().contains(u"[SockJSConnector]"_s));
+    QVERIFY(!verbose.errors().contains(u"secret"_s));
 }
 
 // ---- On a terminal -------------------------------------------------------------------------------
@@ -357,29 +319,30 @@ private:
 
 void tst_LivePresenter::promptShowsResultsInPlace()
 {
-    Classroom classroom({"--learners", "2", "--think", "20"});
+    Classroom classroom(words(u"--learners 2 --think 20"_s));
     TerminalProcess presenter;
     presenter.run(classroom, {});
-    QVERIFY2(presenter.shows("+ Ben (phone), 2 learners now"), qPrintable(presenter.screen()));
-    QVERIFY(presenter.shows("lesson> "));
+    QVERIFY2(presenter.shows(u"+ Ben (phone), 2 learners now"_s), qPrintable(presenter.screen()));
+    QVERIFY(presenter.shows(u"lesson> "_s));
     presenter.type("poll true-falxe\x7f\x7fse\r");
     // Both have answered, so the block has its two bars, below the title and above the prompt.
-    QVERIFY2(presenter.shows("Poll true-false: 2 of 2 answered"), qPrintable(presenter.screen()));
-    QVERIFY(presenter.shows("> poll true-false"));
+    QVERIFY2(presenter.shows(u"Poll true-false: 2 of 2 answered"_s),
+             qPrintable(presenter.screen()));
+    QVERIFY(presenter.shows(u"> poll true-false"_s));
     const QString bar(17, QChar(0x2588));
-    QVERIFY2(presenter.screen().contains("A TRUE   " + bar), qPrintable(presenter.screen()));
+    QVERIFY2(presenter.screen().contains(u"A TRUE   "_s + bar), qPrintable(presenter.screen()));
     // Before a new drawing, the three rows above the prompt are taken off.
     presenter.forget();
     presenter.type("x");
-    QVERIFY2(presenter.shows("\r\x1b[3A\x1b[JPoll true-false: 2 of 2 answered"),
+    QVERIFY2(presenter.shows(u"\r\x1b[3A\x1b[JPoll true-false: 2 of 2 answered"_s),
              qPrintable(presenter.screen()));
-    QVERIFY(presenter.shows("lesson> x\r\x1b[9C"));
+    QVERIFY(presenter.shows(u"lesson> x\r\x1b[9C"_s));
     presenter.type("\x15nonsense\r");
-    QVERIFY(presenter.shows("There is no command 'nonsense'; help lists them."));
-    QVERIFY(!presenter.screen().contains("Session stopped."));
+    QVERIFY(presenter.shows(u"There is no command 'nonsense'; help lists them."_s));
+    QVERIFY(!presenter.screen().contains(u"Session stopped."_s));
     presenter.type("stop\r");
     presenter.type("\x04");
-    QVERIFY(presenter.shows("Session stopped."));
+    QVERIFY(presenter.shows(u"Session stopped."_s));
     QCOMPARE(presenter.ended(), 0);
     QVERIFY(sessionWasStopped(classroom));
 }

@@ -20,31 +20,15 @@ private Q_SLOTS:
     void nothingIsSentWithoutAConnection();
 };
 
-namespace
-{
-
 using Tarvo::OrdinalType;
 using Tarvo::PollType;
 
-// The types of what devices of a role got, in order.
-QStringList typesReceived(Classroom &classroom, const QString &role)
-{
-    QStringList types;
-    for (const QJsonValue entry : classroom.journal({{"kind", "received"}, {"role", role}}, 0))
-        types.append(entry["type"].toString());
-    return types;
-}
-
-} // namespace
-
 void tst_LiveRemote::remoteIsToldLessonAndCard()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "1", "--remote", "--remote-commands", "none"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 1 --remote --remote-commands none"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(openWithLearners(session, 1));
-    session.channel->sendCurrentLessonToRemote("L-7", u"Flüsse"_s);
+    session.channel->sendCurrentLessonToRemote(u"L-7"_s, u"Flüsse"_s);
     session.channel->sendCurrentCardToRemote(2, 3);
     session.channel->sendPresenterIsActiveToRemote();
 
@@ -53,61 +37,59 @@ void tst_LiveRemote::remoteIsToldLessonAndCard()
         QString text;
     };
     const Told told[] = {
-        {"currentLesson", uR"({"lessonId":"L-7", "name":"Flüsse"})"_s},
-        {"currentCard",
-         R"({"currentCard":"2", "cards": [{"name":"1"},{"name":"2"},{"name":"3"}], "totalCards":"3"})"},
-        {"presenterIsActive", "\"%0\""},
+        {u"currentLesson"_s, uR"({"lessonId":"L-7", "name":"Flüsse"})"_s},
+        {u"currentCard"_s,
+         uR"({"currentCard":"2", "cards": [{"name":"1"},{"name":"2"},{"name":"3"}], "totalCards":"3"})"_s},
+        {u"presenterIsActive"_s, u"\"%0\""_s},
     };
     for (const Told &one : told) {
         const QJsonValue message = far->receivedOne(one.type);
-        QCOMPARE(message["role"].toString(), QString("controller"));
-        QCOMPARE(message["address"].toString(), session.token() + ".controller");
-        QCOMPARE(message["from"].toString(), session.client->getUserToken());
-        QCOMPARE(message["text"].toString(), one.text);
+        QCOMPARE(message[u"role"_s].toString(), u"controller"_s);
+        QCOMPARE(message[u"address"_s].toString(), session.token() + u".controller"_s);
+        QCOMPARE(message[u"from"_s].toString(), session.client->getUserToken());
+        QCOMPARE(message[u"text"_s].toString(), one.text);
     }
     // Learners get none of it.
-    QCOMPARE(typesReceived(*far, "learner"), QStringList());
+    QCOMPARE(far->journal(u"received"_s, {{u"role"_s, u"learner"_s}}, 0), QJsonArray());
 }
 
 void tst_LiveRemote::remoteCommandsReachTheHost()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    LiveSession session(*far, transport);
+    const Far far(rowTls());
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
-    // Until the registrations have arrived, nothing reaches the presenter.
-    QCOMPARE(far->journal({{"kind", "register"}}, 3).size(), 3);
+    QVERIFY(far->presenterIsRegistered());
     QSignalSpy commands(session.channel, &PresenterCollab::remoteControl);
     QSignalSpy registered(session.channel, &PresenterCollab::controllerRegister);
 
     struct Sent {
-        const char *command;
+        QString command;
         QJsonObject data;
     };
     const Sent sent[] = {
-        {"requestLessonInfo", {}},
-        {"requestLesson", {{"lessonId", "L-7"}}},
-        {"presenterActive", {}},
-        {"pause", {}},
-        {"resume", {}},
-        {"lockAll", {{"reason", "100%1 \"attention\""}}},
-        {"unlockAll", {}},
-        {"nextCard", {}},
-        {"previousCard", {}},
-        {"pushCurrentCard", {}},
-        {"addImageCard", {{"url", "/a?b=c"}, {"size", QJsonArray{1, 2}}}},
-        {"stopSession", {}},
+        {u"requestLessonInfo"_s, {}},
+        {u"requestLesson"_s, {{u"lessonId"_s, u"L-7"_s}}},
+        {u"presenterActive"_s, {}},
+        {u"pause"_s, {}},
+        {u"resume"_s, {}},
+        {u"lockAll"_s, {{u"reason"_s, u"100%1 \"attention\""_s}}},
+        {u"unlockAll"_s, {}},
+        {u"nextCard"_s, {}},
+        {u"previousCard"_s, {}},
+        {u"pushCurrentCard"_s, {}},
+        {u"addImageCard"_s, {{u"url"_s, u"/a?b=c"_s}, {u"size"_s, QJsonArray{1, 2}}}},
+        {u"stopSession"_s, {}},
     };
     QString device;
     for (const Sent &one : sent)
-        device = far->post("remote", {{"command", one.command}, {"data", one.data}})["deviceId"]
+        device = far->post(u"remote"_s,
+                           {{u"command"_s, one.command}, {u"data"_s, one.data}})[u"deviceId"_s]
                      .toString();
     QVERIFY(!device.isEmpty());
     QTRY_COMPARE_WITH_TIMEOUT(commands.count(), int(std::size(sent)), LONG_MS);
     for (int i = 0; i < commands.count(); ++i) {
         const auto message = commands.at(i).first().value<Tarvo::RemoteControlMessage>();
-        QCOMPARE(message.type, QString(sent[i].command));
+        QCOMPARE(message.type, sent[i].command);
         QCOMPARE(message.from, device);
         QCOMPARE(QJsonObject::fromVariantMap(message.data.toMap()), sent[i].data);
     }
@@ -115,39 +97,36 @@ void tst_LiveRemote::remoteCommandsReachTheHost()
     QVERIFY(session.channel->isConnected());
 
     QCOMPARE(registered.count(), 0);
-    far->remove("remote");
+    far->remove(u"remote"_s);
     QTRY_COMPARE_WITH_TIMEOUT(registered.count(), 1, LONG_MS);
     QCOMPARE(registered.first().first().toBool(), false);
 }
 
 void tst_LiveRemote::unknownMessagesAreHandedOver()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    LiveSession session(*far, transport);
+    const Far far(rowTls());
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
-    // Until the registrations have arrived, nothing reaches the presenter.
-    QCOMPARE(far->journal({{"kind", "register"}}, 3).size(), 3);
+    QVERIFY(far->presenterIsRegistered());
     QSignalSpy unhandled(session.channel, &PresenterCollab::unhandledMessage);
-    far->post("publish",
-              {{"address", ".presenter"},
-               {"body", QJsonObject{{"type", "chat"}, {"from", "x"}}},
-               {"text", R"({"say":"hi"})"}});
+    far->post(u"publish"_s,
+              {{u"address"_s, u".presenter"_s},
+               {u"body"_s, QJsonObject{{u"type"_s, u"chat"_s}, {u"from"_s, u"x"_s}}},
+               {u"text"_s, uR"({"say":"hi"})"_s}});
     QTRY_COMPARE_WITH_TIMEOUT(unhandled.count(), 1, LONG_MS);
     const QVariantMap body = unhandled.first().at(0).toMap();
-    QCOMPARE(body.value("type").toString(), QString("chat"));
-    QCOMPARE(body.value("from").toString(), QString("x"));
+    QCOMPARE(body.value(u"type"_s).toString(), u"chat"_s);
+    QCOMPARE(body.value(u"from"_s).toString(), u"x"_s);
     // A QVariant argument comes as it is.
-    QCOMPARE(unhandled.first().at(1).toMap(), QVariantMap({{"say", "hi"}}));
+    QCOMPARE(unhandled.first().at(1).toMap(), QVariantMap({{u"say"_s, u"hi"_s}}));
 }
 
 void tst_LiveRemote::nothingIsSentWithoutAConnection()
 {
-    const Far far(false, {"--learners", "1"});
-    LiveSession session(*far, "websocket");
+    const Far far(false, words(u"--learners 1"_s));
+    LiveSession session(*far, u"websocket"_s);
     QVERIFY(openWithLearners(session, 1));
-    far->remove("connections");
+    far->remove(u"connections"_s);
     QTRY_VERIFY_WITH_TIMEOUT(!session.channel->isConnected(), LONG_MS);
     session.channel->startPoll(PollType::TEXT, OrdinalType::GENERIC, 0, 0);
     session.channel->startPoll(PollType::CREATIVE, OrdinalType::GENERIC, 2, 0);
@@ -159,7 +138,7 @@ void tst_LiveRemote::nothingIsSentWithoutAConnection()
     assessment.stop();
     // A request that does arrive comes after all of these would have.
     QVERIFY(session.client->doGetLearners());
-    QCOMPARE(far->countNow({{"kind", "publish"}, {"transport", "websocket"}}), 0);
+    QCOMPARE(far->countNow(u"publish"_s, {{u"transport"_s, u"websocket"_s}}), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_LiveRemote)

@@ -1,4 +1,5 @@
 #include "e2e/LiveSession.h"
+#include "support/Text.h"
 
 // A live class: how it is opened, and how its learners are followed.
 class tst_LiveSession : public QObject
@@ -23,10 +24,8 @@ private Q_SLOTS:
 
 void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "3"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 3"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
     QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
     QSignalSpy left(session.channel, &PresenterCollab::learnerUnregister);
@@ -36,17 +35,17 @@ void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
     QStringList devices;
     for (const QList<QVariant> &arguments : joined) {
         const auto learner = arguments.first().value<Tarvo::Learner>();
-        people.append(learner.userName + ", " + learner.deviceType);
+        people.append(learner.userName + u", "_s + learner.deviceType);
         devices.append(learner.deviceId);
     }
-    QCOMPARE(people, QStringList({"Ada, tablet", "Ben, phone", "Cleo, laptop"}));
+    QCOMPARE(people, QStringList({u"Ada, tablet"_s, u"Ben, phone"_s, u"Cleo, laptop"_s}));
 
     QVERIFY(session.client->doGetLearners());
     QCOMPARE(session.client->getLearners().size(), 3);
     for (int i = 0; i < 3; ++i)
         QCOMPARE(session.client->getLearners().at(i).deviceId, devices.at(i));
 
-    far->remove("learners/" + devices.at(1));
+    far->remove(u"learners/"_s + devices.at(1));
     QTRY_COMPARE_WITH_TIMEOUT(left.count(), 1, LONG_MS);
     QCOMPARE(left.first().first().toString(), devices.at(1));
     QVERIFY(session.client->doGetLearners());
@@ -59,7 +58,7 @@ void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
 void tst_LiveSession::serviceIsAskedInOrder()
 {
     const Far far(false);
-    LiveSession session(*far, "websocket");
+    LiveSession session(*far, u"websocket"_s);
     QVERIFY(session.open());
     const QString code = session.client->getSessionCode();
     const QString token = session.token();
@@ -67,69 +66,65 @@ void tst_LiveSession::serviceIsAskedInOrder()
     QVERIFY(session.client->doLogout());
 
     QStringList requests;
-    for (const QJsonValue entry : far->journal({{"kind", "request"}}, 10))
-        requests.append(entry["path"].toString() + " " + entry["body"].toString());
+    for (const QJsonValue entry : far->journal(u"request"_s, {}, 10))
+        requests.append(entry[u"path"_s].toString() + u" "_s + entry[u"body"_s].toString());
     QCOMPARE(
         requests,
         QStringList(
-            {"/vantora ",
-             R"(/vantora/login/submit {"userId":"teacher","password":"secret","sourceSystem":"Corvel"})",
-             "/vantora/login/user {}", "/vantora/session/create {}",
-             "/vantora/session/getcollabserverurl {}",
-             "/vantora/config/findTenantFeatureDetails {}",
-             R"(/vantora/session/start {"sessionCode": ")" + code + R"(","serverUrl":")"
-                 + far->url() + R"(","sourceSystem":"Corvel","version":"3.0.0"})",
-             R"(/vantora/classroom/session/join {"userName":"SessionStarter","sessionCode":")"
+            {u"/vantora "_s,
+             uR"(/vantora/login/submit {"userId":"teacher","password":"secret","sourceSystem":"Corvel"})"_s,
+             u"/vantora/login/user {}"_s, u"/vantora/session/create {}"_s,
+             u"/vantora/session/getcollabserverurl {}"_s,
+             u"/vantora/config/findTenantFeatureDetails {}"_s,
+             uR"(/vantora/session/start {"sessionCode": ")"_s + code + uR"(","serverUrl":")"_s
+                 + far->url() + uR"(","sourceSystem":"Corvel","version":"3.0.0"})"_s,
+             uR"(/vantora/classroom/session/join {"userName":"SessionStarter","sessionCode":")"_s
                  + code
-                 + R"(","mode":"presenter","deviceName":"teacher_SessionStarter","deviceType":"presenter"})",
-             R"(/vantora/session/stop {"sessionToken":")" + token + R"("})",
-             "/vantora/login/logout {}"}));
+                 + uR"(","mode":"presenter","deviceName":"teacher_SessionStarter","deviceType":"presenter"})"_s,
+             uR"(/vantora/session/stop {"sessionToken":")"_s + token + uR"("})"_s,
+             u"/vantora/login/logout {}"_s}));
     // The sign-in's cookie rides along with every request behind it.
-    const QJsonArray entries = far->journal({{"kind", "request"}}, 10);
-    const QString cookie = entries.at(2)["cookie"].toString();
+    const QJsonArray entries = far->journal(u"request"_s, {}, 10);
+    const QString cookie = entries.at(2)[u"cookie"_s].toString();
     QVERIFY(!cookie.isEmpty());
     for (int i = 2; i < entries.size(); ++i)
-        QCOMPARE(entries.at(i)["cookie"].toString(), cookie);
+        QCOMPARE(entries.at(i)[u"cookie"_s].toString(), cookie);
 }
 
 void tst_LiveSession::channelRegistersOnItsThreeAddresses()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls);
-    LiveSession session(*far, transport);
+    const Far far(rowTls());
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
 
     QStringList addresses;
     for (const QJsonValue entry :
-         far->journal({{"kind", "register"}, {"transport", transport}}, 3)) {
-        QCOMPARE(entry["accepted"].toBool(), true);
-        addresses.append(entry["address"].toString());
+         far->journal(u"register"_s, {{u"transport"_s, rowTransport()}}, 3)) {
+        QCOMPARE(entry[u"accepted"_s].toBool(), true);
+        addresses.append(entry[u"address"_s].toString());
     }
     QCOMPARE(addresses,
-             QStringList({session.token(), session.token() + ".presenter",
-                          session.token() + ".presenter." + session.client->getUserToken()}));
+             QStringList({session.token(), session.token() + u".presenter"_s,
+                          session.token() + u".presenter."_s + session.client->getUserToken()}));
 }
 
 void tst_LiveSession::learnersWhoCameBeforeAreListed()
 {
-    const Far far(false, {"--learners", "2"});
-    LiveSession session(*far, "websocket");
+    const Far far(false, words(u"--learners 2"_s));
+    LiveSession session(*far, u"websocket"_s);
     QVERIFY(session.open());
     QTRY_COMPARE_WITH_TIMEOUT(far->learners().size(), 2, LONG_MS);
     QVERIFY(session.client->doGetLearners());
     QStringList names;
     for (const Tarvo::Learner &learner : session.client->getLearners())
         names.append(learner.userName);
-    QCOMPARE(names, QStringList({"Ada", "Ben"}));
+    QCOMPARE(names, QStringList({u"Ada"_s, u"Ben"_s}));
 }
 
 void tst_LiveSession::removedLearnerIsDisconnected()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "2"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
     QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
     QSignalSpy left(session.channel, &PresenterCollab::learnerUnregister);
@@ -138,11 +133,11 @@ void tst_LiveSession::removedLearnerIsDisconnected()
 
     session.channel->removeLearner(device);
     QCOMPARE(left.count(), 1); // at once
-    const QJsonValue message = far->receivedOne("disconnect");
-    QCOMPARE(message["deviceId"].toString(), device);
-    QCOMPARE(message["address"].toString(), session.token() + ".user." + device);
-    QCOMPARE(message["from"].toString(), session.client->getUserToken());
-    QCOMPARE(message["text"].toString(), QString("\"\""));
+    const QJsonValue message = far->receivedOne(u"disconnect"_s);
+    QCOMPARE(message[u"deviceId"_s].toString(), device);
+    QCOMPARE(message[u"address"_s].toString(), session.token() + u".user."_s + device);
+    QCOMPARE(message[u"from"_s].toString(), session.client->getUserToken());
+    QCOMPARE(message[u"text"_s].toString(), u"\"\""_s);
     // The server's own word follows.
     QTRY_COMPARE_WITH_TIMEOUT(left.count(), 2, LONG_MS);
     QCOMPARE(left.at(1).first().toString(), device);
@@ -151,10 +146,8 @@ void tst_LiveSession::removedLearnerIsDisconnected()
 
 void tst_LiveSession::sessionsFollowEachOther()
 {
-    QFETCH(QString, transport);
-    QFETCH(bool, tls);
-    const Far far(tls, {"--learners", "1"});
-    LiveSession session(*far, transport);
+    const Far far(rowTls(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
     const QString firstCode = session.client->getSessionCode();
     QSignalSpy joinedFirst(session.channel, &PresenterCollab::learnerJoin);
@@ -171,43 +164,43 @@ void tst_LiveSession::sessionsFollowEachOther()
 
 void tst_LiveSession::tenantsOrderOfTransportsIsFollowed()
 {
-    const Far far(false, {"--tenant-protocols", "xhr-polling,websocket"});
+    const Far far(false, words(u"--tenant-protocols xhr-polling,websocket"_s));
     LiveSession session(*far, QString());
     QVERIFY(session.open());
-    QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "xhr-polling"}}), 1);
-    QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "websocket"}}), 0);
+    QCOMPARE(far->countNow(u"open"_s, {{u"transport"_s, u"xhr-polling"_s}}), 1);
+    QCOMPARE(far->countNow(u"open"_s, {{u"transport"_s, u"websocket"_s}}), 0);
 }
 
 void tst_LiveSession::serverWithoutWebSocketsIsPolled()
 {
-    const Far far(false,
-                  {"--transports", "xhr-polling", "--tenant-protocols", "websocket,xhr-polling",
-                   "--learners", "1"});
+    const Far far(
+        false,
+        words(u"--transports xhr-polling --tenant-protocols websocket,xhr-polling --learners 1"_s));
     LiveSession session(*far, QString());
     QVERIFY(openWithLearners(session, 1));
-    QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "xhr-polling"}}), 1);
+    QCOMPARE(far->countNow(u"open"_s, {{u"transport"_s, u"xhr-polling"_s}}), 1);
     // The web socket was tried first.
-    const QString first = far->journal({{"kind", "busRequest"}}).at(0)["path"].toString();
-    QVERIFY2(first.endsWith("/websocket"), qPrintable(first));
+    const QString first = far->journal(u"busRequest"_s).at(0)[u"path"_s].toString();
+    QVERIFY2(first.endsWith(u"/websocket"_s), qPrintable(first));
 }
 
 void tst_LiveSession::stickyCookieComesBackOnPollsAndPosts()
 {
     const Far far(false);
-    LiveSession session(*far, "xhr-polling");
+    LiveSession session(*far, u"xhr-polling"_s);
     QVERIFY(session.open());
     session.channel->sendHeavy();
-    QTRY_VERIFY_WITH_TIMEOUT(far->countNow({{"kind", "publish"}, {"type", "heavy"}}) == 1, LONG_MS);
+    QTRY_VERIFY_WITH_TIMEOUT(far->countNow(u"publish"_s, {{u"type"_s, u"heavy"_s}}) == 1, LONG_MS);
     QTRY_VERIFY_WITH_TIMEOUT(
         [&far] {
             int polls = 0;
             int posts = 0;
-            for (const QJsonValue entry : far->journal({{"kind", "busRequest"}}, 3)) {
-                const bool hasCookie = QRegularExpression("JSESSIONID=[0-9a-f]{12}%1\\.node119")
-                                           .match(entry["cookie"].toString())
+            for (const QJsonValue entry : far->journal(u"busRequest"_s, {}, 3)) {
+                const bool hasCookie = QRegularExpression(u"JSESSIONID=[0-9a-f]{12}%1\\.node119"_s)
+                                           .match(entry[u"cookie"_s].toString())
                                            .hasMatch();
-                polls += hasCookie && entry["path"].toString().endsWith("/xhr");
-                posts += hasCookie && entry["path"].toString().endsWith("/xhr_send");
+                polls += hasCookie && entry[u"path"_s].toString().endsWith(u"/xhr"_s);
+                posts += hasCookie && entry[u"path"_s].toString().endsWith(u"/xhr_send"_s);
             }
             return polls > 0 && posts > 0;
         }(),

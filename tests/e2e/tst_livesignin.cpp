@@ -21,7 +21,7 @@ private Q_SLOTS:
     void unknownRootIsReportedByItsKey();
     void wrongNameOrExpiryFailWithoutThatKey_data();
     void wrongNameOrExpiryFailWithoutThatKey();
-    void untrustedCollaborationServerOpensNoChannel_data();
+    void untrustedCollaborationServerOpensNoChannel_data() { addTransportRows(); }
     void untrustedCollaborationServerOpensNoChannel();
     void nothingListensThere();
 };
@@ -31,15 +31,9 @@ void tst_LiveSignIn::wrongCredentialsAreRefused_data()
     QTest::addColumn<QString>("user");
     QTest::addColumn<QString>("password");
     QTest::addColumn<QString>("key");
-    QTest::newRow("password") << "teacher"
-                              << "wrong"
-                              << "login.error.wrongCredentials";
-    QTest::newRow("user") << "nobody"
-                          << "secret"
-                          << "login.error.wrongCredentials";
-    QTest::newRow("broken JSON") << "teacher"
-                                 << "se\"cret"
-                                 << "request.error.invalidJson";
+    QTest::newRow("password") << u"teacher"_s << u"wrong"_s << u"login.error.wrongCredentials"_s;
+    QTest::newRow("user") << u"nobody"_s << u"secret"_s << u"login.error.wrongCredentials"_s;
+    QTest::newRow("broken JSON") << u"teacher"_s << u"se\"cret"_s << u"request.error.invalidJson"_s;
 }
 
 void tst_LiveSignIn::wrongCredentialsAreRefused()
@@ -53,77 +47,75 @@ void tst_LiveSignIn::wrongCredentialsAreRefused()
     QTEST(client.getLastErrorKey(), "key");
     QVERIFY(!client.doStartSession(QString()));
     // The right ones help, and the key is gone.
-    QVERIFY(client.doLogin("teacher", "secret"));
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
     QCOMPARE(client.getLastErrorKey(), QString());
 }
 
 void tst_LiveSignIn::passwordsArriveAsTheyAre_data()
 {
     QTest::addColumn<QString>("password");
-    QTest::newRow("percent signs") << "100%1 %2 %0 %";
-    QTest::newRow("blanks") << "  a b ";
+    QTest::newRow("percent signs") << u"100%1 %2 %0 %"_s;
+    QTest::newRow("blanks") << u"  a b "_s;
     QTest::newRow("other letters") << u"пароль Ünï 密码 😀"_s;
-    QTest::newRow("punctuation") << "a&b=c;d+e/f?g#h'i<j>";
+    QTest::newRow("punctuation") << u"a&b=c;d+e/f?g#h'i<j>"_s;
 }
 
 void tst_LiveSignIn::passwordsArriveAsTheyAre()
 {
     QFETCH(QString, password);
-    const Far far(false, {"--user", "ann", "--password", password});
+    const Far far(false, {u"--user"_s, u"ann"_s, u"--password"_s, password});
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("ann", password));
-    QVERIFY(!client.doLogin("ann", password + "%1"));
+    QVERIFY(client.doLogin(u"ann"_s, password));
+    QVERIFY(!client.doLogin(u"ann"_s, password + u"%1"_s));
 }
 
 void tst_LiveSignIn::deviceTokenReplacesThePassword()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
-    const QString token = client.doGetAccessToken("teacher", "secret", "device-7", "Desk");
+    const QString token =
+        client.doGetAccessToken(u"teacher"_s, u"secret"_s, u"device-7"_s, u"Desk"_s);
     QVERIFY(!token.isEmpty());
     PresenterClient again(nullptr, far->url());
-    QVERIFY(again.doLogin("teacher", "device-7", token));
-    QVERIFY(!again.doLogin("teacher", "device-8", token));
-    QCOMPARE(again.getLastErrorKey(), QString("login.error.wrongDeviceToken"));
+    QVERIFY(again.doLogin(u"teacher"_s, u"device-7"_s, token));
+    QVERIFY(!again.doLogin(u"teacher"_s, u"device-8"_s, token));
+    QCOMPARE(again.getLastErrorKey(), u"login.error.wrongDeviceToken"_s);
 }
 
 void tst_LiveSignIn::expiredSignInIsRenewedWhenASessionStarts()
 {
     const Far far(false);
-    LiveSession session(*far, "websocket");
-    QVERIFY(session.client->doLogin("teacher", "secret"));
-    far->remove("sign-ins");
+    LiveSession session(*far, u"websocket"_s);
+    QVERIFY(session.client->doLogin(u"teacher"_s, u"secret"_s));
+    far->remove(u"sign-ins"_s);
     QVERIFY(session.client->doStartSession(QString()));
     QVERIFY(session.openChannel());
-    QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/login/submit"}}), 2);
+    QCOMPARE(far->requestsTo(u"/vantora/login/submit"_s), 2);
     // The presenter joins under the user's name, not under an empty one.
     const QJsonValue join =
-        far->journal({{"kind", "request"}, {"path", "/vantora/classroom/session/join"}}).at(0);
-    QVERIFY2(join["body"].toString().contains(R"("deviceName":"teacher_SessionStarter")"),
-             qPrintable(join["body"].toString()));
+        far->journal(u"request"_s, {{u"path"_s, u"/vantora/classroom/session/join"_s}}).at(0);
+    QVERIFY2(join[u"body"_s].toString().contains(uR"("deviceName":"teacher_SessionStarter")"_s),
+             qPrintable(join[u"body"_s].toString()));
 }
 
 void tst_LiveSignIn::expiredSignInWithAChangedPasswordIsRefused()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("teacher", "secret"));
-    far->remove("sign-ins");
-    far->post("faults",
-              {{"path", "/vantora/login/submit"},
-               {"status", 403},
-               {"body", R"({"errorMsgKeys":["login.error.changed"]})"}});
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
+    far->remove(u"sign-ins"_s);
+    far->fail(u"/vantora/login/submit"_s, 403, uR"({"errorMsgKeys":["login.error.changed"]})"_s);
     QVERIFY(!client.doStartSession(QString()));
-    QCOMPARE(client.getLastErrorKey(), QString("login.error.changed"));
-    QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/session/create"}}), 0);
+    QCOMPARE(client.getLastErrorKey(), u"login.error.changed"_s);
+    QCOMPARE(far->requestsTo(u"/vantora/session/create"_s), 0);
 }
 
 void tst_LiveSignIn::failuresOfTheSessionCarryTheirKey_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<bool>("isCreated");
-    QTest::newRow("create") << "/vantora/session/create" << false;
-    QTest::newRow("start") << "/vantora/session/start" << true;
+    QTest::newRow("create") << u"/vantora/session/create"_s << false;
+    QTest::newRow("start") << u"/vantora/session/start"_s << true;
 }
 
 void tst_LiveSignIn::failuresOfTheSessionCarryTheirKey()
@@ -132,36 +124,30 @@ void tst_LiveSignIn::failuresOfTheSessionCarryTheirKey()
     QFETCH(bool, isCreated);
     const Far far(false);
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("teacher", "secret"));
-    far->post("faults",
-              {{"path", path},
-               {"status", 500},
-               {"body", R"({"errorMsgKeys":["session.error.full","x"]})"}});
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
+    far->fail(path, 500, uR"({"errorMsgKeys":["session.error.full","x"]})"_s);
     QCOMPARE(client.doStartSession(QString()), isCreated);
     if (isCreated) {
         PresenterCollab *channel = nullptr;
         QVERIFY(!client.startWebsocket(&channel));
         QVERIFY(!channel);
     }
-    QCOMPARE(client.getLastErrorKey(), QString("session.error.full"));
+    QCOMPARE(client.getLastErrorKey(), u"session.error.full"_s);
     QVERIFY(client.getSessionToken().isNull());
-    QCOMPARE(far->countNow({{"kind", "open"}, {"transport", "websocket"}}), 0);
+    QCOMPARE(far->countNow(u"open"_s, {{u"transport"_s, u"websocket"_s}}), 0);
 }
 
 void tst_LiveSignIn::missingCollaborationServerIsAFailure()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("teacher", "secret"));
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
     QVERIFY(client.doStartSession(QString()));
-    far->post("faults",
-              {{"path", "/vantora/session/getcollabserverurl"},
-               {"status", 200},
-               {"body", R"({"data":{}})"}});
+    far->fail(u"/vantora/session/getcollabserverurl"_s, 200, uR"({"data":{}})"_s);
     PresenterCollab *channel = nullptr;
     QVERIFY(!client.startWebsocket(&channel));
     QVERIFY(!channel);
-    QCOMPARE(far->countNow({{"kind", "request"}, {"path", "/vantora/session/start"}}), 0);
+    QCOMPARE(far->requestsTo(u"/vantora/session/start"_s), 0);
 }
 
 void tst_LiveSignIn::unknownRootIsReportedByItsKey_data()
@@ -174,25 +160,25 @@ void tst_LiveSignIn::unknownRootIsReportedByItsKey_data()
 void tst_LiveSignIn::unknownRootIsReportedByItsKey()
 {
     QFETCH(bool, hasOtherRoots);
-    TestCertificates service("Service Root");
-    const auto identity = service.issue("localhost");
+    TestCertificates service(u"Service Root"_s);
+    const auto identity = service.issue(u"localhost"_s);
     Classroom classroom({}, &identity);
-    TestCertificates other("Other Root");
+    TestCertificates other(u"Other Root"_s);
     if (hasOtherRoots)
         other.trust();
     else
         other.trustNobody();
     PresenterClient client(nullptr, classroom.url());
     QVERIFY(!client.checkServer(QString(), QString()));
-    QCOMPARE(client.getLastErrorKey(), QString("SSLRootCertificateMissing"));
-    QVERIFY(!client.doLogin("teacher", "secret"));
-    QCOMPARE(client.getLastErrorKey(), QString("SSLRootCertificateMissing"));
+    QCOMPARE(client.getLastErrorKey(), u"SSLRootCertificateMissing"_s);
+    QVERIFY(!client.doLogin(u"teacher"_s, u"secret"_s));
+    QCOMPARE(client.getLastErrorKey(), u"SSLRootCertificateMissing"_s);
 
     service.trust();
     PresenterClient trusting(nullptr, classroom.url());
-    QVERIFY(trusting.doLogin("teacher", "secret"));
+    QVERIFY(trusting.doLogin(u"teacher"_s, u"secret"_s));
     // Nothing of the refused sign-in reached the service.
-    QCOMPARE(classroom.countNow({{"kind", "request"}, {"path", "/vantora/login/submit"}}), 1);
+    QCOMPARE(classroom.requestsTo(u"/vantora/login/submit"_s), 1);
 }
 
 void tst_LiveSignIn::wrongNameOrExpiryFailWithoutThatKey_data()
@@ -207,36 +193,28 @@ void tst_LiveSignIn::wrongNameOrExpiryFailWithoutThatKey()
     QFETCH(bool, isExpired);
     TestCertificates certificates;
     certificates.trust();
-    const auto identity = isExpired ? certificates.issueExpired("localhost")
-                                    : certificates.issue("elsewhere", "DNS:elsewhere");
+    const auto identity = isExpired ? certificates.issueExpired(u"localhost"_s)
+                                    : certificates.issue(u"elsewhere"_s, u"DNS:elsewhere"_s);
     Classroom classroom({}, &identity);
     PresenterClient client(nullptr, classroom.url());
-    QVERIFY(!client.doLogin("teacher", "secret"));
+    QVERIFY(!client.doLogin(u"teacher"_s, u"secret"_s));
     QCOMPARE(client.getLastErrorKey(), QString());
     QVERIFY(!client.isLoggedIn());
 }
 
-void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel_data()
-{
-    QTest::addColumn<QString>("transport");
-    QTest::newRow("websocket") << "websocket";
-    QTest::newRow("xhr-polling") << "xhr-polling";
-}
-
 void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel()
 {
-    QFETCH(QString, transport);
     // The service itself speaks plain HTTP; only the collaboration server's certificate is not
     // trusted.
-    TestCertificates collaboration("Unknown Root");
-    const auto identity = collaboration.issue("localhost");
+    TestCertificates collaboration(u"Unknown Root"_s);
+    const auto identity = collaboration.issue(u"localhost"_s);
     Classroom collaborationServer({}, &identity);
-    Classroom service({"--collab-url", collaborationServer.url()});
-    TestCertificates other("Other Root");
+    Classroom service({u"--collab-url"_s, collaborationServer.url()});
+    TestCertificates other(u"Other Root"_s);
     other.trust();
 
-    LiveSession session(service, transport);
-    QVERIFY(session.client->doLogin("teacher", "secret"));
+    LiveSession session(service, rowTransport());
+    QVERIFY(session.client->doLogin(u"teacher"_s, u"secret"_s));
     QVERIFY(session.client->doStartSession(QString()));
     PresenterCollab *channel = nullptr;
     QVERIFY(session.client->startWebsocket(&channel));
@@ -245,7 +223,7 @@ void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel()
     QVERIFY(session.client->doStopSession());
 
     collaboration.trust();
-    QCOMPARE(collaborationServer.countNow({{"kind", "busRequest"}}), 0);
+    QCOMPARE(collaborationServer.countNow(u"busRequest"_s), 0);
 }
 
 void tst_LiveSignIn::nothingListensThere()
@@ -257,7 +235,7 @@ void tst_LiveSignIn::nothingListensThere()
     }
     PresenterClient client(nullptr, url);
     QVERIFY(!client.checkServer(QString(), QString()));
-    QVERIFY(!client.doLogin("teacher", "secret"));
+    QVERIFY(!client.doLogin(u"teacher"_s, u"secret"_s));
     QCOMPARE(client.getLastErrorKey(), QString());
 }
 

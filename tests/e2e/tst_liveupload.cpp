@@ -1,4 +1,5 @@
 #include "e2e/LiveSession.h"
+#include "support/Text.h"
 
 // Files go to the service's store and come back identical.
 class tst_LiveUpload : public QObject
@@ -17,7 +18,7 @@ private Q_SLOTS:
 namespace
 {
 
-const char DOWNLOAD_PATH[] = "/vantora/resource/downloadResourceFile?resourceId=";
+const QString DOWNLOAD_PATH = u"/vantora/resource/downloadResourceFile?resourceId="_s;
 
 // What the form adds around the file: its lines, the two fields and the name "slide 1.png".
 constexpr int FORM_BYTES = 350;
@@ -57,10 +58,10 @@ void tst_LiveUpload::fileComesBackIdentical()
     QFETCH(QByteArray, file);
     const Far far(tls);
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("teacher", "secret"));
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
     QString id;
     QString path;
-    QVERIFY(client.doUploadResource("slide 1.png", file, &id, &path));
+    QVERIFY(client.doUploadResource(u"slide 1.png"_s, file, &id, &path));
     QVERIFY(!id.isEmpty());
     QCOMPARE(path, DOWNLOAD_PATH + id);
     const QByteArray back = far->download(path);
@@ -68,22 +69,21 @@ void tst_LiveUpload::fileComesBackIdentical()
     QCOMPARE(back.size(), file.size());
     QVERIFY(back == file);
     const QJsonValue request =
-        far->journal({{"kind", "request"}, {"path", "/vantora/resource/uploadResourceFile"}}).at(0);
-    QCOMPARE(request["body"].toString(),
-             QString("(form of %1 bytes)").arg(FORM_BYTES + file.size()));
+        far->journal(u"request"_s, {{u"path"_s, u"/vantora/resource/uploadResourceFile"_s}}).at(0);
+    QCOMPARE(request[u"body"_s].toString(), u"(form of %1 bytes)"_s.arg(FORM_BYTES + file.size()));
 }
 
 void tst_LiveUpload::everyUploadHasAnIdOfItsOwn()
 {
     const Far far(false);
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("teacher", "secret"));
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
     QString firstId;
     QString secondId;
     QString path;
-    QVERIFY(client.doUploadResource("a", "one", &firstId, &path));
+    QVERIFY(client.doUploadResource(u"a"_s, "one", &firstId, &path));
     QCOMPARE(far->download(path), QByteArray("one"));
-    QVERIFY(client.doUploadResource("a", "two", &secondId, &path));
+    QVERIFY(client.doUploadResource(u"a"_s, "two", &secondId, &path));
     QCOMPARE(far->download(path), QByteArray("two"));
     QVERIFY(firstId != secondId);
 }
@@ -91,12 +91,15 @@ void tst_LiveUpload::everyUploadHasAnIdOfItsOwn()
 void tst_LiveUpload::failedUploadLeavesTheOutputsAlone_data()
 {
     QTest::addColumn<QJsonObject>("fault");
-    QTest::newRow("error status") << QJsonObject{
-        {"status", 500}, {"body", R"({"errorMsgKeys":["resource.error.disk"]})"}};
-    QTest::newRow("no JSON") << QJsonObject{{"status", 200}, {"body", "<html>"}};
-    QTest::newRow("no id") << QJsonObject{{"status", 200}, {"body", R"({"data":{"path":"p"}})"}};
-    QTest::newRow("connection cut") << QJsonObject{{"hangUp", true}, {"times", 10}};
-    QTest::newRow("not signed in") << QJsonObject();
+    const auto row = [](const char *name, const QJsonObject &fault) {
+        QTest::newRow(name) << fault;
+    };
+    row("error status",
+        {{u"status"_s, 500}, {u"body"_s, uR"({"errorMsgKeys":["resource.error.disk"]})"_s}});
+    row("no JSON", {{u"status"_s, 200}, {u"body"_s, u"<html>"_s}});
+    row("no id", {{u"status"_s, 200}, {u"body"_s, uR"({"data":{"path":"p"}})"_s}});
+    row("connection cut", {{u"hangUp"_s, true}, {u"times"_s, 10}});
+    row("not signed in", {});
 }
 
 void tst_LiveUpload::failedUploadLeavesTheOutputsAlone()
@@ -104,38 +107,36 @@ void tst_LiveUpload::failedUploadLeavesTheOutputsAlone()
     QFETCH(QJsonObject, fault);
     const Far far(false);
     PresenterClient client(nullptr, far->url());
-    QVERIFY(client.doLogin("teacher", "secret"));
+    QVERIFY(client.doLogin(u"teacher"_s, u"secret"_s));
     QString id;
     QString path;
-    QVERIFY(client.doUploadResource("a", "one", &id, &path));
-    QString untouchedId = "id";
-    QString untouchedPath = "path";
+    QVERIFY(client.doUploadResource(u"a"_s, "one", &id, &path));
+    QString untouchedId = u"id"_s;
+    QString untouchedPath = u"path"_s;
     if (fault.isEmpty()) {
-        far->remove("sign-ins");
+        far->remove(u"sign-ins"_s);
     } else {
-        fault.insert("path", "/vantora/resource/uploadResourceFile");
-        far->post("faults", fault);
+        fault.insert(u"path"_s, u"/vantora/resource/uploadResourceFile"_s);
+        far->post(u"faults"_s, fault);
     }
-    QVERIFY(!client.doUploadResource("a", "two", &untouchedId, &untouchedPath));
-    QCOMPARE(untouchedId, QString("id"));
-    QCOMPARE(untouchedPath, QString("path"));
+    QVERIFY(!client.doUploadResource(u"a"_s, "two", &untouchedId, &untouchedPath));
+    QCOMPARE(untouchedId, u"id"_s);
+    QCOMPARE(untouchedPath, u"path"_s);
 }
 
 void tst_LiveUpload::uploadedImageReachesTheLearners()
 {
-    const Far far(false, {"--learners", "1"});
-    LiveSession session(*far, "websocket");
-    QVERIFY(session.open());
-    QTRY_COMPARE_WITH_TIMEOUT(far->learners().size(), 1, LONG_MS);
+    const Far far(false, words(u"--learners 1"_s));
+    LiveSession session(*far, u"websocket"_s);
+    QVERIFY(openWithLearners(session, 1));
     const QByteArray image = "\x89PNG\r\n\x1a\n" + noise(1000);
     QString id;
     QString path;
-    QVERIFY(session.client->doUploadResource("slide.png", image, &id, &path));
+    QVERIFY(session.client->doUploadResource(u"slide.png"_s, image, &id, &path));
     session.channel->setCardImageRef(session.client->getServerUrl() + path);
     session.channel->showImageCard(false);
 
-    const QString url =
-        far->receivedOne("showCard")["data"]["components"][0]["blob"]["url"].toString();
+    const QString url = far->shownImage();
     QVERIFY2(url.startsWith(far->url() + DOWNLOAD_PATH), qPrintable(url));
     QCOMPARE(far->download(url.mid(far->url().size())), image);
 }

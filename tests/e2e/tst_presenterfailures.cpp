@@ -1,4 +1,5 @@
 #include "e2e/PresenterProcess.h"
+#include "support/Text.h"
 
 #include <QtCore/QTemporaryDir>
 #include <QtNetwork/QTcpServer>
@@ -18,8 +19,8 @@ private Q_SLOTS:
     void unknownRootIsExplainedAndCured();
     void refusedSessionIsExplained_data();
     void refusedSessionIsExplained();
+    void channelThatDoesNotOpenIsExplained_data();
     void channelThatDoesNotOpenIsExplained();
-    void streamingThatNeverDeliversIsExplained();
     void lostConnectionIsExplained();
     void failedCommandEndsAScript_data();
     void failedCommandEndsAScript();
@@ -31,15 +32,7 @@ namespace
 
 QStringList wordsFor(const QString &server)
 {
-    return {"--server", server, "--user", "teacher"};
-}
-
-QString writeFile(const QTemporaryDir &folder, const QString &name, const QByteArray &text)
-{
-    QFile file(folder.filePath(name));
-    if (file.open(QIODevice::WriteOnly))
-        file.write(text);
-    return file.fileName();
+    return {u"--server"_s, server, u"--user"_s, u"teacher"_s};
 }
 
 } // namespace
@@ -47,99 +40,98 @@ QString writeFile(const QTemporaryDir &folder, const QString &name, const QByteA
 void tst_PresenterFailures::helpIsNoFailure()
 {
     PresenterProcess presenter;
-    presenter.runWith({"--help"});
+    presenter.runWith({u"--help"_s});
     QCOMPARE(presenter.ended(), 0);
-    QVERIFY(presenter.output().contains("--server <URL>"));
+    QVERIFY(presenter.output().contains(u"--server <URL>"_s));
     QCOMPARE(presenter.errors(), QString());
 }
 
 void tst_PresenterFailures::wrongCommandLineIsRefused()
 {
     PresenterProcess presenter;
-    presenter.runWith({"--user", "teacher"});
+    presenter.runWith(words(u"--user teacher"_s));
     QCOMPARE(presenter.ended(), 2);
     QCOMPARE(presenter.output(), QString());
     QCOMPARE(presenter.errors(),
-             QString("tarvo-presenter: --server is missing: the address of the classroom service.\n"
-                     "Try --help.\n"));
+             u"tarvo-presenter: --server is missing: the address of the classroom service.\n"
+             "Try --help.\n"_s);
 }
 
 void tst_PresenterFailures::wrongScriptIsRefusedBeforeAnythingIsSent()
 {
     const QTemporaryDir folder;
-    const QString script = writeFile(folder, "bad.txt", "learners\npoll guess\nfly\n");
+    const QString script = writeFile(folder, u"bad.txt"_s, "learners\npoll guess\nfly\n");
     Classroom classroom;
     PresenterProcess presenter;
-    presenter.run(classroom, {"--script", script});
+    presenter.run(classroom, {u"--script"_s, script});
     QCOMPARE(presenter.ended(), 2);
-    const QStringList errors = presenter.errors().split('\n');
-    QVERIFY(
-        errors.at(0).startsWith("tarvo-presenter: " + script
-                                + ":2: There is no kind of poll 'guess'; there are true-false, "));
+    const QStringList errors = presenter.errors().split(QLatin1Char('\n'));
+    QVERIFY(errors.at(0).startsWith(
+        u"tarvo-presenter: "_s + script
+        + u":2: There is no kind of poll 'guess'; there are true-false, "_s));
     QCOMPARE(errors.at(1),
-             "tarvo-presenter: " + script + ":3: There is no command 'fly'; help lists them.");
-    QCOMPARE(classroom.countNow({{"kind", "request"}}), 0);
+             u"tarvo-presenter: "_s + script
+                 + u":3: There is no command 'fly'; help lists them."_s);
+    QCOMPARE(classroom.countNow(u"request"_s), 0);
 }
 
 void tst_PresenterFailures::fileWithoutCertificatesIsRefused()
 {
     const QTemporaryDir folder;
-    const QString file = writeFile(folder, "root.pem", "no certificate");
+    const QString file = writeFile(folder, u"root.pem"_s, "no certificate");
     PresenterProcess presenter;
-    presenter.runWith(wordsFor("https://localhost:1") + QStringList{"--ca", file});
+    presenter.runWith(wordsFor(u"https://localhost:1"_s) + QStringList{u"--ca"_s, file});
     QCOMPARE(presenter.ended(), 2);
     QCOMPARE(presenter.errors(),
-             "tarvo-presenter: " + file + " holds no certificate.\nTry --help.\n");
+             u"tarvo-presenter: "_s + file + u" holds no certificate.\nTry --help.\n"_s);
 }
 
 void tst_PresenterFailures::wrongPasswordIsExplained()
 {
     Classroom classroom;
     PresenterProcess presenter;
-    presenter.run(classroom, {"--password", "wrong"});
+    presenter.run(classroom, words(u"--password wrong"_s));
     QCOMPARE(presenter.ended(), 1);
-    QCOMPARE(presenter.output(), "Signing in to " + classroom.url() + " as teacher ...\n");
+    QCOMPARE(presenter.output(), u"Signing in to "_s + classroom.url() + u" as teacher ...\n"_s);
     QCOMPARE(presenter.errors(),
-             QString("tarvo-presenter: Sign-in failed (error key login.error.wrongCredentials).\n"
-                     "tarvo-presenter: Check --user and --password.\n"));
+             u"tarvo-presenter: Sign-in failed (error key login.error.wrongCredentials).\n"
+             "tarvo-presenter: Check --user and --password.\n"_s);
 }
 
 void tst_PresenterFailures::silenceIsExplained()
 {
     PresenterProcess presenter;
-    presenter.runWith(wordsFor("http://127.0.0.1:1"));
+    presenter.runWith(wordsFor(u"http://127.0.0.1:1"_s));
     QCOMPARE(presenter.ended(), 1);
-    QCOMPARE(
-        presenter.errors(),
-        QString("tarvo-presenter: The classroom service does not answer as expected (no error "
-                "key).\n"
-                "tarvo-presenter: Check --server and the network. A certificate that has expired "
-                "or is for another name ends here, too; --verbose tells.\n"));
+    QCOMPARE(presenter.errors(),
+             u"tarvo-presenter: The classroom service does not answer as expected (no error "
+             "key).\n"
+             "tarvo-presenter: Check --server and the network. A certificate that has expired "
+             "or is for another name ends here, too; --verbose tells.\n"_s);
 }
 
 void tst_PresenterFailures::unknownRootIsExplainedAndCured()
 {
-    TestCertificates certificates("School Root");
-    const auto identity = certificates.issue("localhost");
+    TestCertificates certificates(u"School Root"_s);
+    const auto identity = certificates.issue(u"localhost"_s);
     certificates.trust(); // for what the test itself asks the classroom
-    Classroom classroom({"--learners", "1"}, &identity);
+    Classroom classroom(words(u"--learners 1"_s), &identity);
     PresenterProcess presenter;
     presenter.run(classroom, {});
     QCOMPARE(presenter.ended(), 1);
-    QCOMPARE(
-        presenter.errors(),
-        QString("tarvo-presenter: The classroom service does not answer as expected (error key "
-                "SSLRootCertificateMissing).\n"
-                "tarvo-presenter: The root of the service's certificate is not trusted here. "
-                "Have it installed on this machine, or name its file with --ca.\n"));
-    QCOMPARE(classroom.countNow({{"kind", "request"}}), 0);
+    QCOMPARE(presenter.errors(),
+             u"tarvo-presenter: The classroom service does not answer as expected (error key "
+             "SSLRootCertificateMissing).\n"
+             "tarvo-presenter: The root of the service's certificate is not trusted here. "
+             "Have it installed on this machine, or name its file with --ca.\n"_s);
+    QCOMPARE(classroom.countNow(u"request"_s), 0);
 
-    for (const QString transport : {"websocket", "xhr-polling"}) {
+    for (const QString &transport : {u"websocket"_s, u"xhr-polling"_s}) {
         PresenterProcess trusting;
         trusting.runPiped(classroom, "await learners 1\nquit\n",
-                          {"--ca", certificates.rootFile(), "--transport", transport});
+                          {u"--ca"_s, certificates.rootFile(), u"--transport"_s, transport});
         QVERIFY2(trusting.ended() == 0, qPrintable(trusting.output() + trusting.errors()));
-        QVERIFY(trusting.output().contains(" is open over " + transport));
+        QVERIFY(trusting.output().contains(u" is open over "_s + transport));
     }
 }
 
@@ -147,12 +139,12 @@ void tst_PresenterFailures::refusedSessionIsExplained_data()
 {
     QTest::addColumn<QString>("path");
     QTest::addColumn<QString>("what");
-    QTest::newRow("create") << "/vantora/session/create"
-                            << "The service created no session (error key session.error.full).";
+    QTest::newRow("create") << u"/vantora/session/create"_s
+                            << u"The service created no session (error key session.error.full)."_s;
     QTest::newRow("start")
-        << "/vantora/session/start"
-        << "The session could not be started on a collaboration server (error key "
-           "session.error.full).";
+        << u"/vantora/session/start"_s
+        << u"The session could not be started on a collaboration server (error key "
+           "session.error.full)."_s;
 }
 
 void tst_PresenterFailures::refusedSessionIsExplained()
@@ -160,87 +152,83 @@ void tst_PresenterFailures::refusedSessionIsExplained()
     QFETCH(QString, path);
     QFETCH(QString, what);
     Classroom classroom;
-    classroom.post(
-        "faults",
-        {{"path", path}, {"status", 503}, {"body", R"({"errorMsgKeys":["session.error.full"]})"}});
+    classroom.fail(path, 503, uR"({"errorMsgKeys":["session.error.full"]})"_s);
     PresenterProcess presenter;
     presenter.run(classroom, {});
     QCOMPARE(presenter.ended(), 1);
     QCOMPARE(presenter.errors(),
-             "tarvo-presenter: " + what
-                 + "\ntarvo-presenter: Try again in a moment; --verbose shows what the service "
-                   "answered.\n");
-    QVERIFY(!presenter.output().contains("Session stopped."));
+             u"tarvo-presenter: "_s + what
+                 + u"\ntarvo-presenter: Try again in a moment; --verbose shows what the service "
+                   "answered.\n"_s);
+    QVERIFY(!presenter.output().contains(u"Session stopped."_s));
     // It does not stay signed in.
-    QCOMPARE(classroom.countNow({{"kind", "request"}, {"path", "/vantora/login/logout"}}), 1);
+    QCOMPARE(classroom.requestsTo(u"/vantora/login/logout"_s), 1);
+}
+
+void tst_PresenterFailures::channelThatDoesNotOpenIsExplained_data()
+{
+    QTest::addColumn<QStringList>("classroomOptions");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("advice");
+    QTest::newRow("nothing listens there")
+        << words(u"--collab-url http://127.0.0.1:1"_s) << QStringList()
+        << u"Web sockets may be blocked on the way; try --transport xhr-polling."_s;
+    QTest::newRow("streaming never delivers")
+        << QStringList() << words(u"--transport xhr-streaming"_s)
+        << u"Over xhr-streaming frames arrive when the server ends a response; try --transport "
+           "xhr-polling."_s;
 }
 
 void tst_PresenterFailures::channelThatDoesNotOpenIsExplained()
 {
-    // Nothing listens at the collaboration server's address.
-    Classroom classroom({"--collab-url", "http://127.0.0.1:1"});
+    QFETCH(QStringList, classroomOptions);
+    QFETCH(QStringList, options);
+    QFETCH(QString, advice);
+    Classroom classroom(classroomOptions);
     PresenterProcess presenter;
-    presenter.run(classroom, {});
+    presenter.run(classroom, options);
     QCOMPARE(presenter.ended(), 1);
     QCOMPARE(presenter.errors(),
-             QString("tarvo-presenter: The collaboration server did not open the channel (no error "
-                     "key).\n"
-                     "tarvo-presenter: Web sockets may be blocked on the way; try --transport "
-                     "xhr-polling.\n"));
-    QVERIFY(classroom.get("sessions").toArray().isEmpty());
-}
-
-void tst_PresenterFailures::streamingThatNeverDeliversIsExplained()
-{
-    Classroom classroom;
-    PresenterProcess presenter;
-    presenter.run(classroom, {"--transport", "xhr-streaming"});
-    QCOMPARE(presenter.ended(), 1);
-    QCOMPARE(presenter.errors(),
-             QString("tarvo-presenter: The collaboration server did not open the channel (no error "
-                     "key).\n"
-                     "tarvo-presenter: Over xhr-streaming frames arrive when the server ends a "
-                     "response; try --transport xhr-polling.\n"));
-    QVERIFY(classroom.get("sessions").toArray().isEmpty());
+             u"tarvo-presenter: The collaboration server did not open the channel (no error "
+             "key).\n"
+             "tarvo-presenter: %1\n"_s.arg(advice));
+    QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 
 void tst_PresenterFailures::lostConnectionIsExplained()
 {
     Classroom classroom;
     PresenterProcess presenter;
-    presenter.run(classroom, {"--transport", "websocket"});
-    QVERIFY(presenter.says("is open"));
-    classroom.remove("connections");
+    presenter.run(classroom, words(u"--transport websocket"_s));
+    QVERIFY(presenter.says(u"is open"_s));
+    classroom.remove(u"connections"_s);
     QCOMPARE(presenter.ended(), 1);
-    QCOMPARE(
-        presenter.errors(),
-        QString("tarvo-presenter: The connection to the collaboration server was lost (no error "
-                "key).\n"
-                "tarvo-presenter: Check the network and start a new session.\n"));
-    QVERIFY(classroom.get("sessions").toArray().isEmpty());
+    QCOMPARE(presenter.errors(),
+             u"tarvo-presenter: The connection to the collaboration server was lost (no error "
+             "key).\n"
+             "tarvo-presenter: Check the network and start a new session.\n"_s);
+    QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 
 void tst_PresenterFailures::failedCommandEndsAScript_data()
 {
     QTest::addColumn<QByteArray>("command");
     QTest::addColumn<QString>("why");
-    QTest::newRow("nothing to stop") << QByteArray("stop") << "There is nothing to stop.";
-    QTest::newRow("nothing to pause") << QByteArray("pause") << "There is nothing to pause.";
-    QTest::newRow("nothing to resume") << QByteArray("resume") << "There is nothing to resume.";
-    QTest::newRow("no results") << QByteArray("results") << "There are no results yet.";
-    QTest::newRow("no such learner")
-        << QByteArray("remove Zoe") << "There is no single learner 'Zoe'.";
-    QTest::newRow("no such receiver")
-        << QByteArray("message Zoe hi") << "There is no single learner 'Zoe'.";
-    QTest::newRow("no such image")
-        << QByteArray("image /nonexistent.png") << "/nonexistent.png: No such file or directory";
-    QTest::newRow("no such upload")
-        << QByteArray("upload /nonexistent") << "/nonexistent: No such file or directory";
-    QTest::newRow("no such assessment") << QByteArray("assessment /nonexistent.json")
-                                        << "/nonexistent.json: No such file or directory";
-    QTest::newRow("awaited in vain")
-        << QByteArray("await learners 1 1")
-        << "It has not come to that in time (learners: 0, responses: 0).";
+    const auto row = [](const char *name, const QByteArray &command, const char *why) {
+        QTest::newRow(name) << command << QString::fromUtf8(why);
+    };
+    row("nothing to stop", "stop", "There is nothing to stop.");
+    row("nothing to pause", "pause", "There is nothing to pause.");
+    row("nothing to resume", "resume", "There is nothing to resume.");
+    row("no results", "results", "There are no results yet.");
+    row("no such learner", "remove Zoe", "There is no single learner 'Zoe'.");
+    row("no such receiver", "message Zoe hi", "There is no single learner 'Zoe'.");
+    row("no such image", "image /nonexistent.png", "/nonexistent.png: No such file or directory");
+    row("no such upload", "upload /nonexistent", "/nonexistent: No such file or directory");
+    row("no such assessment", "assessment /nonexistent.json",
+        "/nonexistent.json: No such file or directory");
+    row("awaited in vain", "await learners 1 1",
+        "It has not come to that in time (learners: 0, responses: 0).");
 }
 
 void tst_PresenterFailures::failedCommandEndsAScript()
@@ -252,11 +240,11 @@ void tst_PresenterFailures::failedCommandEndsAScript()
     presenter.runPiped(classroom, "# one\n" + command + "\npoll text\n");
     QCOMPARE(presenter.ended(), 1);
     QCOMPARE(presenter.errors(),
-             "tarvo-presenter: standard input:2: " + QString::fromUtf8(command) + ": " + why
-                 + "\n");
-    QVERIFY(
-        presenter.output().endsWith("> " + QString::fromUtf8(command) + "\nSession stopped.\n"));
-    QVERIFY(classroom.get("sessions").toArray().isEmpty());
+             u"tarvo-presenter: standard input:2: "_s + QString::fromUtf8(command) + u": "_s + why
+                 + u"\n"_s);
+    QVERIFY(presenter.output().endsWith(u"> "_s + QString::fromUtf8(command)
+                                        + u"\nSession stopped.\n"_s));
+    QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 
 void tst_PresenterFailures::interruptWhileAWebSocketHangsEndsTheWait()
@@ -264,13 +252,13 @@ void tst_PresenterFailures::interruptWhileAWebSocketHangsEndsTheWait()
     // Takes the connection and never answers the handshake.
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
-    Classroom classroom({"--collab-url", QString("http://127.0.0.1:%1").arg(silent.serverPort())});
+    Classroom classroom({u"--collab-url"_s, u"http://127.0.0.1:%1"_s.arg(silent.serverPort())});
     PresenterProcess presenter;
-    presenter.run(classroom, {"--transport", "websocket"});
+    presenter.run(classroom, words(u"--transport websocket"_s));
     QTRY_VERIFY_WITH_TIMEOUT(silent.hasPendingConnections(), PresenterProcess::LIMIT_MS);
     ::kill(pid_t(presenter.processId()), SIGINT);
     QCOMPARE(presenter.ended(), 130);
-    QVERIFY(classroom.get("sessions").toArray().isEmpty());
+    QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_PresenterFailures)

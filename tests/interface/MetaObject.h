@@ -6,10 +6,23 @@
 #include <QtCore/QMetaMethod>
 #include <QtCore/QMetaProperty>
 #include <QtCore/QStringList>
+#include <QtTest/QtTest>
+
+#include <initializer_list>
 
 // What a class adds to its base's meta-object, as tables: one line a signal, slot, property or
 // enumerator, in the order of declaration. Connections by text, generic code and the JSON know the
 // class so.
+
+using Lines = std::initializer_list<const char *>;
+
+inline QStringList texts(const Lines &lines)
+{
+    QStringList texts;
+    for (const char *line : lines)
+        texts << QString::fromUtf8(line);
+    return texts;
+}
 
 // "protected slot void onClosed(bool bClosedForInactivity)"
 inline QString describe(const QMetaMethod &method)
@@ -80,4 +93,15 @@ inline QString lineageOf(const QMetaObject &meta)
 {
     return u"%1: %2"_s.arg(QLatin1String(meta.className()),
                            QLatin1String(meta.superClass()->className()));
+}
+
+// Compares all of that, each list in its order.
+inline void compareMetaObject(const QMetaObject &meta, const char *lineage,
+                              const Lines &methods = {}, const Lines &properties = {},
+                              const Lines &enumerators = {})
+{
+    QCOMPARE(lineageOf(meta), QString::fromUtf8(lineage));
+    QCOMPARE(methodsOf(meta), texts(methods));
+    QCOMPARE(propertiesOf(meta), texts(properties));
+    QCOMPARE(enumeratorsOf(meta), texts(enumerators));
 }

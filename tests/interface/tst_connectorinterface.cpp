@@ -106,17 +106,15 @@ void tst_ConnectorInterface::protocolTypes()
     QCOMPARE(int(Connector::XHR_STREAMING), 2);
     QCOMPARE(int(Connector::XHR_POLLING), 4);
     QCOMPARE(Connector::PROTOCOL_TYPE_STR(), (QMap<Connector::PROTOCOL_TYPE, QString>{
-        {Connector::WEBSOCKET, "websocket"},
-        {Connector::XHR_STREAMING, "xhr-streaming"},
-        {Connector::XHR_POLLING, "xhr-polling"},
+        {Connector::WEBSOCKET, u"websocket"_s},
+        {Connector::XHR_STREAMING, u"xhr-streaming"_s},
+        {Connector::XHR_POLLING, u"xhr-polling"_s},
     }));
 }
 
 void tst_ConnectorInterface::metaObject()
 {
-    const QMetaObject &meta = Connector::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("SockJSConnector: QObject"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(Connector::staticMetaObject, "SockJSConnector: QObject", {
         "public signal void connected()",
         "public signal void sockJSMessage(QString message)",
         "public signal void error(int errorCode)",
@@ -127,13 +125,11 @@ void tst_ConnectorInterface::metaObject()
         "public slot void onTimeout()",
         "public slot void openstate1()",
         "public slot void openstate2()",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList());
-    QCOMPARE(enumeratorsOf(meta), QStringList({
+    }, {}, {
         "PROTOCOL_TYPE WEBSOCKET 1",
         "PROTOCOL_TYPE XHR_STREAMING 2",
         "PROTOCOL_TYPE XHR_POLLING 4",
-    }));
+    });
 }
 // clang-format on
 

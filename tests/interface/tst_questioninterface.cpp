@@ -162,9 +162,7 @@ void tst_QuestionInterface::questionMembersFollowEachOther()
 
 void tst_QuestionInterface::questionMetaObject()
 {
-    const QMetaObject &meta = QuestionBase::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionBase: QObject"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionBase::staticMetaObject, "Tarvo::QuestionBase: QObject", {
         "public slot void setID(QString value)",
         "public slot void setquestionSetMode(QString questionSetMode)",
         "public slot void setquestionNumber(int questionNumber)",
@@ -179,8 +177,7 @@ void tst_QuestionInterface::questionMetaObject()
         "public slot void setmath(bool isMath)",
         "public slot void sethasNext(bool hasNext)",
         "public slot void setnavigable(bool navigable)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "QString id READ WRITE",
         "QString questionSetMode READ WRITE",
         "int questionNumber READ WRITE",
@@ -194,8 +191,7 @@ void tst_QuestionInterface::questionMetaObject()
         "bool math READ WRITE",
         "bool hasNext READ WRITE",
         "bool navigable READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_QuestionInterface::virtualsFollowThoseOfQObject()
@@ -227,17 +223,13 @@ void tst_QuestionInterface::withOptionsFunctions()
 
 void tst_QuestionInterface::withOptionsMetaObject()
 {
-    const QMetaObject &meta = QuestionBaseWithOptions::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionBaseWithOptions: Tarvo::QuestionBase"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionBaseWithOptions::staticMetaObject, "Tarvo::QuestionBaseWithOptions: Tarvo::QuestionBase", {
         "public slot void setmetadata(QObject* metadata)",
         "public slot void setmetadata(QuestionMetadata* metadata)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "QObject* metadata READ WRITE",
         "QVariantList activityOptions READ",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_QuestionInterface::kindsHaveTheirType()
@@ -254,15 +246,15 @@ void tst_QuestionInterface::kindsHaveTheirType()
 
     QCOMPARE(QuestionBase(nullptr).getType(), QString());
     QCOMPARE(QuestionBaseWithOptions(nullptr).getType(), QString());
-    QCOMPARE(QuestionNumeric(nullptr).getType(), QString("number"));
-    QCOMPARE(QuestionText(nullptr).getType(), QString("text"));
-    QCOMPARE(QuestionMathFormula(nullptr).getType(), QString("math formula"));
-    QCOMPARE(QuestionWordSeed(nullptr).getType(), QString("word-seed"));
-    QCOMPARE(QuestionMultiChoice(nullptr).getType(), QString("multiple"));
-    QCOMPARE(QuestionYesNo(nullptr).getType(), QString("yes-no-other"));
-    QCOMPARE(QuestionSort(nullptr).getType(), QString("sort"));
-    QCOMPARE(QuestionScale(nullptr).getType(), QString("scale"));
-    QCOMPARE(QuestionCreative(nullptr).getType(), QString("creative"));
+    QCOMPARE(QuestionNumeric(nullptr).getType(), u"number"_s);
+    QCOMPARE(QuestionText(nullptr).getType(), u"text"_s);
+    QCOMPARE(QuestionMathFormula(nullptr).getType(), u"math formula"_s);
+    QCOMPARE(QuestionWordSeed(nullptr).getType(), u"word-seed"_s);
+    QCOMPARE(QuestionMultiChoice(nullptr).getType(), u"multiple"_s);
+    QCOMPARE(QuestionYesNo(nullptr).getType(), u"yes-no-other"_s);
+    QCOMPARE(QuestionSort(nullptr).getType(), u"sort"_s);
+    QCOMPARE(QuestionScale(nullptr).getType(), u"scale"_s);
+    QCOMPARE(QuestionCreative(nullptr).getType(), u"creative"_s);
 }
 
 void tst_QuestionInterface::kindsHaveTheirBase()
@@ -304,50 +296,34 @@ void tst_QuestionInterface::kindsHaveTheirProperties()
 
 void tst_QuestionInterface::numericMetaObject()
 {
-    const QMetaObject &meta = QuestionNumeric::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionNumeric: Tarvo::QuestionBase"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionNumeric::staticMetaObject, "Tarvo::QuestionNumeric: Tarvo::QuestionBase", {
         "public slot void setnoOfDecimals(int noOfDecimals)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "int noOfDecimals READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_QuestionInterface::textMetaObject()
 {
-    const QMetaObject &meta = QuestionText::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionText: Tarvo::QuestionBase"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionText::staticMetaObject, "Tarvo::QuestionText: Tarvo::QuestionBase", {
         "public slot void setmaxChars(int maxChars)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "int maxChars READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_QuestionInterface::multiChoiceMetaObject()
 {
-    const QMetaObject &meta = QuestionMultiChoice::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionMultiChoice: Tarvo::QuestionBaseWithOptions"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionMultiChoice::staticMetaObject, "Tarvo::QuestionMultiChoice: Tarvo::QuestionBaseWithOptions", {
         "public slot void setnumberOfCorrectOptions(int numberOfCorrectOptions)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "int numberOfCorrectOptions READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_QuestionInterface::yesNoMetaObject()
 {
-    const QMetaObject &meta = QuestionYesNo::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionYesNo: Tarvo::QuestionBaseWithOptions"));
-    QCOMPARE(methodsOf(meta), QStringList());
-    QCOMPARE(propertiesOf(meta), QStringList());
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    compareMetaObject(QuestionYesNo::staticMetaObject, "Tarvo::QuestionYesNo: Tarvo::QuestionBaseWithOptions");
 }
 
 void tst_QuestionInterface::yesNoTakesItsFlagDirectly()
@@ -355,7 +331,7 @@ void tst_QuestionInterface::yesNoTakesItsFlagDirectly()
     QuestionYesNo question(nullptr);
     QCOMPARE(question.trueFalse, false);
     question.trueFalse = true;
-    QCOMPARE(question.getType(), QString("true-false"));
+    QCOMPARE(question.getType(), u"true-false"_s);
 }
 
 void tst_QuestionInterface::fiveKindsUseTheMetaObjectOfTheirBase()
@@ -392,21 +368,17 @@ void tst_QuestionInterface::optionMembersFollowEachOther()
 
 void tst_QuestionInterface::optionMetaObject()
 {
-    const QMetaObject &meta = ActivityOption::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::ActivityOption: QObject"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(ActivityOption::staticMetaObject, "Tarvo::ActivityOption: QObject", {
         "public slot void setID(QString value)",
         "public slot void setoptionText(QString optionText)",
         "public slot void setdisplaySeqNumber(int displaySeqNumber)",
         "public slot void setmath(bool isMath)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "QString id READ WRITE",
         "QString optionText READ WRITE",
         "int displaySeqNumber READ WRITE",
         "bool math READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_QuestionInterface::metadataFunctions()
@@ -430,17 +402,13 @@ void tst_QuestionInterface::metadataMembersFollowEachOther()
 
 void tst_QuestionInterface::metadataMetaObject()
 {
-    const QMetaObject &meta = QuestionMetadata::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionMetadata: QObject"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionMetadata::staticMetaObject, "Tarvo::QuestionMetadata: QObject", {
         "public slot void setordinalType(QString value)",
         "public slot void setoptions(QVariantList options)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "QString ordinalType READ WRITE",
         "QVariantList options READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 // clang-format on
 

@@ -132,9 +132,7 @@ void tst_RecordInterface::optionsMembersFollowEachOther()
 
 void tst_RecordInterface::optionsMetaObject()
 {
-    const QMetaObject &meta = AssessmentOptions::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::AssessmentOptions: QObject"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(AssessmentOptions::staticMetaObject, "Tarvo::AssessmentOptions: QObject", {
         "public slot void setassessmentToken(QString value)",
         "public slot void setallowSkipQuestion(bool allowSkipQuestion)",
         "public slot void setallowNavigateQuestionSet(bool allowNavigateQuestionSet)",
@@ -150,8 +148,7 @@ void tst_RecordInterface::optionsMetaObject()
         "public slot void setdescription(QString description)",
         "public slot void setscored(bool scored)",
         "public slot void setassessmentSectionConfigurations(QVariantMap assessmentSectionConfigurations)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "QString assessmentToken READ WRITE",
         "bool allowSkipQuestion READ WRITE",
         "bool allowNavigateQuestionSet READ WRITE",
@@ -167,8 +164,7 @@ void tst_RecordInterface::optionsMetaObject()
         "QString description READ WRITE",
         "bool scored READ WRITE",
         "QVariantMap assessmentSectionConfigurations READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 
 void tst_RecordInterface::feedbackFunctions()
@@ -220,9 +216,7 @@ void tst_RecordInterface::feedbackMembersFollowEachOther()
 
 void tst_RecordInterface::feedbackMetaObject()
 {
-    const QMetaObject &meta = QuestionFeedback::staticMetaObject;
-    QCOMPARE(lineageOf(meta), QString("Tarvo::QuestionFeedback: QObject"));
-    QCOMPARE(methodsOf(meta), QStringList({
+    compareMetaObject(QuestionFeedback::staticMetaObject, "Tarvo::QuestionFeedback: QObject", {
         "public slot void setshowFeedback(bool bShowFeedback)",
         "public slot void setshowCorrectAnswer(bool bShowCorrectAnswer)",
         "public slot void setcorrectAnswer(QVariant bCorrectAnswer)",
@@ -239,8 +233,7 @@ void tst_RecordInterface::feedbackMetaObject()
         "public slot void setnumberOfRetries(int numberOfRetries)",
         "public slot void setnumberOfRetriesRemaining(int numberOfRetriesRemaining)",
         "public slot void setremainingTime(QVariant remainingTime)",
-    }));
-    QCOMPARE(propertiesOf(meta), QStringList({
+    }, {
         "bool showFeedback READ WRITE",
         "bool showCorrectAnswer READ WRITE",
         "QVariant correctAnswer READ WRITE",
@@ -257,17 +250,16 @@ void tst_RecordInterface::feedbackMetaObject()
         "int numberOfRetries READ WRITE",
         "int numberOfRetriesRemaining READ WRITE",
         "QVariant remainingTime READ WRITE",
-    }));
-    QCOMPARE(enumeratorsOf(meta), QStringList());
+    });
 }
 // clang-format on
 
 void tst_RecordInterface::learnerIsAPlainValue()
 {
-    const Learner learner{"device", "name", "type"};
+    const Learner learner{u"device"_s, u"name"_s, u"type"_s};
     QCOMPARE(outOfPlace(extents(learner), 0), QString());
     QCOMPARE(sizeof(Learner), 3 * sizeof(QString));
-    QCOMPARE(learner.deviceId + learner.userName + learner.deviceType, QString("devicenametype"));
+    QCOMPARE(learner.deviceId + learner.userName + learner.deviceType, u"devicenametype"_s);
 
     QVERIFY(std::is_aggregate_v<Learner>);
     QVERIFY(!std::is_polymorphic_v<Learner>);
@@ -277,10 +269,10 @@ void tst_RecordInterface::learnerIsAPlainValue()
 
 void tst_RecordInterface::remoteControlMessageIsAPlainValue()
 {
-    const RemoteControlMessage message{"type", "from", 3};
+    const RemoteControlMessage message{u"type"_s, u"from"_s, 3};
     QCOMPARE(outOfPlace(extents(message), 0), QString());
     QCOMPARE(sizeof(RemoteControlMessage), 2 * sizeof(QString) + sizeof(QVariant));
-    QCOMPARE(message.type + message.from + message.data.toString(), QString("typefrom3"));
+    QCOMPARE(message.type + message.from + message.data.toString(), u"typefrom3"_s);
 
     QVERIFY(std::is_aggregate_v<RemoteControlMessage>);
     QVERIFY(!std::is_polymorphic_v<RemoteControlMessage>);

@@ -3,6 +3,7 @@
 #include "model/JsonSerializer.h"
 
 #include "interface/Functions.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -38,7 +39,7 @@ void tst_SerializerInterface::recursionDepth()
 
 void tst_SerializerInterface::ignoredProperties()
 {
-    QCOMPARE(JsonSerializer::getIgnorePropertiesList(), QStringList({"objectName"}));
+    QCOMPARE(JsonSerializer::getIgnorePropertiesList(), QStringList({u"objectName"_s}));
 }
 
 void tst_SerializerInterface::listsOfMapsAreKnownByName()

@@ -72,7 +72,7 @@ void tst_SessionInterface::handlersAreForDerivedClasses()
 
 void tst_SessionInterface::membersFollowEachOther()
 {
-    const Client client(nullptr, "http://localhost");
+    const Client client(nullptr, u"http://localhost"_s);
     QCOMPARE(outOfPlace(extents(client)), QString());
 }
 

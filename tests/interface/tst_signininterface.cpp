@@ -77,7 +77,7 @@ void tst_SignInInterface::handlersAreForDerivedClasses()
 
 void tst_SignInInterface::membersFollowEachOther()
 {
-    const Client client(nullptr, "http://localhost");
+    const Client client(nullptr, u"http://localhost"_s);
     QCOMPARE(outOfPlace(extents(client)), QString());
 }
 

@@ -33,8 +33,7 @@ void tst_TlsPolicyInterface::slotTakesTheReplyAndItsErrors()
     QVERIFY(has<void (Client::*)(QNetworkReply *, QList<QSslError>)>(&Derived::slotSslErrors));
     QCOMPARE(
         describe(meta.method(meta.indexOfSlot("slotSslErrors(QNetworkReply*,QList<QSslError>)"))),
-        QString("protected slot void slotSslErrors(QNetworkReply* reply, "
-                "QList<QSslError> errors)"));
+        u"protected slot void slotSslErrors(QNetworkReply* reply, QList<QSslError> errors)"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_TlsPolicyInterface)

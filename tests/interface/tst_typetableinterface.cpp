@@ -37,7 +37,7 @@ void tst_TypeTableInterface::functions()
 
 void tst_TypeTableInterface::pollTypes()
 {
-    QCOMPARE(enumeratorsOf(PollType::staticMetaObject), QStringList({
+    QCOMPARE(enumeratorsOf(PollType::staticMetaObject), texts({
         "POLL_TYPE TRUE_FALSE 0",
         "POLL_TYPE YES_NO_OTHER 1",
         "POLL_TYPE MULTIPLE 2",
@@ -54,38 +54,38 @@ void tst_TypeTableInterface::pollTypes()
 void tst_TypeTableInterface::pollTypeNames()
 {
     QCOMPARE(PollType::POLL_TYPE_STR(), (QMap<PollType::POLL_TYPE, QString>{
-        {PollType::TRUE_FALSE, "true-false"},
-        {PollType::YES_NO_OTHER, "yes-no-other"},
-        {PollType::MULTIPLE, "multiple"},
-        {PollType::SCALE, "scale"},
-        {PollType::SORT, "sort"},
-        {PollType::TEXT, "text"},
-        {PollType::WORD_SEED, "word-seed"},
-        {PollType::NUMBER, "number"},
-        {PollType::CREATIVE, "creative"},
-        {PollType::MATH_FORMULA, "math formula"},
+        {PollType::TRUE_FALSE, u"true-false"_s},
+        {PollType::YES_NO_OTHER, u"yes-no-other"_s},
+        {PollType::MULTIPLE, u"multiple"_s},
+        {PollType::SCALE, u"scale"_s},
+        {PollType::SORT, u"sort"_s},
+        {PollType::TEXT, u"text"_s},
+        {PollType::WORD_SEED, u"word-seed"_s},
+        {PollType::NUMBER, u"number"_s},
+        {PollType::CREATIVE, u"creative"_s},
+        {PollType::MATH_FORMULA, u"math formula"_s},
     }));
 }
 
 void tst_TypeTableInterface::pollTypeIds()
 {
     QCOMPARE(PollType::POLL_TYPE_ID(), (QMap<QString, QString>{
-        {"true-false", "3c476afbcfce45eda0b44df4737c3d27"},
-        {"yes-no-other", "3c476afbcfce45eda0b44df4737c3d27"},
-        {"multiple", "8755bfc923cb492094df5c842a30da5f"},
-        {"scale", "c80eb89f2c7240fb83d53069bf4c1f2c"},
-        {"sort", "be8a3a7f5d624a798ec54900385a9eb8"},
-        {"text", "6efc81c52cfe4502976de55df9af2f89"},
-        {"word-seed", "cfd9a136d9c44699ae1d7f489f6c513b"},
-        {"number", "24e7bda40c4140f896648511a5782466"},
-        {"creative", "5446bd7896d54c7d84e2aeb75904ddab"},
-        {"math formula", "9f31dd1a55374c49a3127b8f94a1f1a6"},
+        {u"true-false"_s, u"3c476afbcfce45eda0b44df4737c3d27"_s},
+        {u"yes-no-other"_s, u"3c476afbcfce45eda0b44df4737c3d27"_s},
+        {u"multiple"_s, u"8755bfc923cb492094df5c842a30da5f"_s},
+        {u"scale"_s, u"c80eb89f2c7240fb83d53069bf4c1f2c"_s},
+        {u"sort"_s, u"be8a3a7f5d624a798ec54900385a9eb8"_s},
+        {u"text"_s, u"6efc81c52cfe4502976de55df9af2f89"_s},
+        {u"word-seed"_s, u"cfd9a136d9c44699ae1d7f489f6c513b"_s},
+        {u"number"_s, u"24e7bda40c4140f896648511a5782466"_s},
+        {u"creative"_s, u"5446bd7896d54c7d84e2aeb75904ddab"_s},
+        {u"math formula"_s, u"9f31dd1a55374c49a3127b8f94a1f1a6"_s},
     }));
 }
 
 void tst_TypeTableInterface::ordinalTypes()
 {
-    QCOMPARE(enumeratorsOf(OrdinalType::staticMetaObject), QStringList({
+    QCOMPARE(enumeratorsOf(OrdinalType::staticMetaObject), texts({
         "ORDINAL_TYPE TRUE_FALSE 0",
         "ORDINAL_TYPE YES_NO 1",
         "ORDINAL_TYPE YES_NO_MAYBE 2",
@@ -103,17 +103,17 @@ void tst_TypeTableInterface::ordinalTypes()
 void tst_TypeTableInterface::ordinalTypeNames()
 {
     QCOMPARE(OrdinalType::ORDINAL_TYPE_STR(), (QMap<OrdinalType::ORDINAL_TYPE, QString>{
-        {OrdinalType::TRUE_FALSE, "true-false"},
-        {OrdinalType::YES_NO, "yes-no"},
-        {OrdinalType::YES_NO_MAYBE, "yes-no-maybe"},
-        {OrdinalType::YES_NO_UNSURE, "yes-no-unsure"},
-        {OrdinalType::YES_NO_OTHER, "yes-no-other"},
-        {OrdinalType::ALPHA_UPPER, "alpha-upper"},
-        {OrdinalType::ALPHA_LOWER, "alpha-lower"},
-        {OrdinalType::NUMBER, "number"},
-        {OrdinalType::AGREEMENT, "agreement"},
-        {OrdinalType::CONFIDENCE, "confidence"},
-        {OrdinalType::GENERIC, "generic"},
+        {OrdinalType::TRUE_FALSE, u"true-false"_s},
+        {OrdinalType::YES_NO, u"yes-no"_s},
+        {OrdinalType::YES_NO_MAYBE, u"yes-no-maybe"_s},
+        {OrdinalType::YES_NO_UNSURE, u"yes-no-unsure"_s},
+        {OrdinalType::YES_NO_OTHER, u"yes-no-other"_s},
+        {OrdinalType::ALPHA_UPPER, u"alpha-upper"_s},
+        {OrdinalType::ALPHA_LOWER, u"alpha-lower"_s},
+        {OrdinalType::NUMBER, u"number"_s},
+        {OrdinalType::AGREEMENT, u"agreement"_s},
+        {OrdinalType::CONFIDENCE, u"confidence"_s},
+        {OrdinalType::GENERIC, u"generic"_s},
     }));
 }
 // clang-format on

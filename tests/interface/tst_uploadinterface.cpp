@@ -49,7 +49,7 @@ void tst_UploadInterface::functions()
 
 void tst_UploadInterface::membersFollowEachOther()
 {
-    const Client client(nullptr, "http://localhost");
+    const Client client(nullptr, u"http://localhost"_s);
     QCOMPARE(outOfPlace(extents(client)), QString());
 }
 

@@ -46,32 +46,37 @@ void tst_Bars::barsAreDrawnToScale_data()
 
     // 3 of 5 and 2 of 5, under two labels.
     QTest::newRow("40 columns") << 40
-                                << QStringList{"A TRUE   #############           3   60%",
-                                               "B FALSE  #########               2   40%"};
+                                << QStringList{u"A TRUE   #############           3   60%"_s,
+                                               u"B FALSE  #########               2   40%"_s};
     // A long label gives up half of what the numbers leave.
     QTest::newRow("24 columns") << 24
-                                << QStringList{"A TRUE  ####     3   60%",
+                                << QStringList{u"A TRUE  ####     3   60%"_s,
                                                u"B FAL…  ###      2   40%"_s};
-    QTest::newRow("no room for a bar") << 18 << QStringList{"A TRUE   3   60%", "B FALSE  2   40%"};
-    QTest::newRow("numbers below") << 10 << QStringList{"A TRUE", "3 60%", "B FALSE", "2 40%"};
+    QTest::newRow("no room for a bar")
+        << 18 << QStringList{u"A TRUE   3   60%"_s, u"B FALSE  2   40%"_s};
+    QTest::newRow("numbers below")
+        << 10 << QStringList{u"A TRUE"_s, u"3 60%"_s, u"B FALSE"_s, u"2 40%"_s};
 }
 
 void tst_Bars::barsAreDrawnToScale()
 {
     QFETCH(int, columns);
     const QStringList lines =
-        renderBars({{"A TRUE", 3}, {"B FALSE", 2}}, 5, columns, BarStyle::Ascii);
+        renderBars({{u"A TRUE"_s, 3}, {u"B FALSE"_s, 2}}, 5, columns, BarStyle::Ascii);
     QTEST(lines, "lines");
 }
 
 void tst_Bars::eighthsOfAColumnAreDrawn()
 {
     // 23 columns leave 11 to the bar: 1/8 of them is 11 eighths, 1/2 is 44 eighths.
-    const QStringList lines = renderBars({{"A", 1}, {"B", 4}, {"C", 8}}, 8, 23, BarStyle::Blocks);
-    QCOMPARE(lines,
-             QStringList({"A  " + block(1) + QChar(0x258D) + QString(9, ' ') + "  1   13%",
-                          "B  " + block(5) + QChar(0x258C) + QString(5, ' ') + "  4   50%",
-                          "C  " + block(11) + "  8  100%"}));
+    const QStringList lines =
+        renderBars({{u"A"_s, 1}, {u"B"_s, 4}, {u"C"_s, 8}}, 8, 23, BarStyle::Blocks);
+    QCOMPARE(
+        lines,
+        QStringList(
+            {u"A  "_s + block(1) + QChar(0x258D) + QString(9, QLatin1Char(' ')) + u"  1   13%"_s,
+             u"B  "_s + block(5) + QChar(0x258C) + QString(5, QLatin1Char(' ')) + u"  4   50%"_s,
+             u"C  "_s + block(11) + u"  8  100%"_s}));
 }
 
 void tst_Bars::percentagesAreRoundedToTheNearest_data()
@@ -99,13 +104,13 @@ void tst_Bars::percentagesAreRoundedToTheNearest()
 
 void tst_Bars::whatWasChosenAtAllShowsAndOnlyAllFillsTheLine()
 {
-    const QStringList lines =
-        renderBars({{"A", 1}, {"B", 9999}, {"C", 10000}, {"D", 0}}, 10000, 40, BarStyle::Ascii);
+    const QStringList lines = renderBars(
+        {{u"A"_s, 1}, {u"B"_s, 9999}, {u"C"_s, 10000}, {u"D"_s, 0}}, 10000, 40, BarStyle::Ascii);
     QCOMPARE(lines,
-             QStringList({"A  #                             1    0%",
-                          "B  #######################    9999  100%",
-                          "C  ########################  10000  100%",
-                          "D                                0    0%"}));
+             QStringList({u"A  #                             1    0%"_s,
+                          u"B  #######################    9999  100%"_s,
+                          u"C  ########################  10000  100%"_s,
+                          u"D                                0    0%"_s}));
 }
 
 void tst_Bars::noLineIsEverTooWide_data()
@@ -118,11 +123,11 @@ void tst_Bars::noLineIsEverTooWide_data()
 void tst_Bars::noLineIsEverTooWide()
 {
     QFETCH(int, style);
-    const QVector<TallyRow> rows{{"A", 1},
-                                 {QString(300, 'x'), 23},
+    const QVector<TallyRow> rows{{u"A"_s, 1},
+                                 {QString(300, QLatin1Char('x')), 23},
                                  {u"山田太郎と花子"_s, 1234567},
                                  {u"e\u0301te\u0301"_s, 0},
-                                 {"", 5}};
+                                 {u""_s, 5}};
     for (int columns = 0; columns <= 400; ++columns) {
         const QStringList lines = renderBars(rows, 1234567, columns, BarStyle(style));
         QVERIFY(lines.size() >= rows.size());
@@ -135,29 +140,32 @@ void tst_Bars::numbersSurviveEveryWidth()
 {
     for (int columns = 1; columns <= 60; ++columns) {
         const QStringList lines =
-            renderBars({{"A long label", 1234}}, 4936, columns, BarStyle::Ascii);
-        const QString text = lines.join(QString()).remove(' ').remove('#');
-        QVERIFY2(text.endsWith("123425%"), qPrintable(text));
+            renderBars({{u"A long label"_s, 1234}}, 4936, columns, BarStyle::Ascii);
+        const QString text =
+            lines.join(QString()).remove(QLatin1Char(' ')).remove(QLatin1Char('#'));
+        QVERIFY2(text.endsWith(u"123425%"_s), qPrintable(text));
     }
-    QCOMPARE(renderBars({{"Yes", 12}}, 24, 4, BarStyle::Ascii), QStringList({"Yes", "12 5", "0%"}));
+    QCOMPARE(renderBars({{u"Yes"_s, 12}}, 24, 4, BarStyle::Ascii),
+             QStringList({u"Yes"_s, u"12 5"_s, u"0%"_s}));
 }
 
 void tst_Bars::wideCharactersKeepTheColumnsAligned()
 {
-    const QStringList lines = renderBars(
-        {{u"日本"_s, 1}, {"abcd", 1}, {u"a\u0308bcd"_s, 1}, {u"😀ok"_s, 1}}, 4, 30, BarStyle::Ascii);
+    const QStringList lines =
+        renderBars({{u"日本"_s, 1}, {u"abcd"_s, 1}, {u"a\u0308bcd"_s, 1}, {u"😀ok"_s, 1}}, 4, 30,
+                   BarStyle::Ascii);
     for (const QString &line : lines) {
         QCOMPARE(textWidth(line), 30);
-        QCOMPARE(textWidth(line.left(line.indexOf('#'))), 6);
+        QCOMPARE(textWidth(line.left(line.indexOf(QLatin1Char('#')))), 6);
     }
 }
 
 void tst_Bars::controlCharactersNeverReachTheScreen()
 {
     const QStringList lines =
-        renderBars({{"a\x1b[2Jb\nc\u202Ed\u0007", 1}}, 1, 60, BarStyle::Ascii);
+        renderBars({{u"a\x1b[2Jb\nc\u202Ed\u0007"_s, 1}}, 1, 60, BarStyle::Ascii);
     QCOMPARE(lines.size(), 1);
-    QVERIFY2(lines.first().startsWith("a [2Jb c d   ##"), qPrintable(lines.first()));
+    QVERIFY2(lines.first().startsWith(u"a [2Jb c d   ##"_s), qPrintable(lines.first()));
 }
 
 void tst_Bars::nothingToShowIsNoLine()
@@ -169,8 +177,8 @@ void tst_Bars::widthsAreThoseOfTheTerminal_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<int>("width");
-    QTest::newRow("empty") << "" << 0;
-    QTest::newRow("plain") << "abc" << 3;
+    QTest::newRow("empty") << u""_s << 0;
+    QTest::newRow("plain") << u"abc"_s << 3;
     QTest::newRow("accent") << u"é"_s << 1;
     QTest::newRow("combining accent") << u"e\u0301"_s << 1;
     QTest::newRow("wide") << u"日本語"_s << 6;
@@ -193,10 +201,10 @@ void tst_Bars::longTextsEndInAnEllipsis_data()
     QTest::addColumn<int>("columns");
     QTest::addColumn<QString>("elided");
     const QString dots(QChar(0x2026));
-    QTest::newRow("fits") << "abc" << 3 << "abc";
-    QTest::newRow("one too long") << "abcd" << 3 << "ab" + dots;
-    QTest::newRow("one column") << "abcd" << 1 << dots;
-    QTest::newRow("no column") << "abcd" << 0 << "";
+    QTest::newRow("fits") << u"abc"_s << 3 << u"abc"_s;
+    QTest::newRow("one too long") << u"abcd"_s << 3 << u"ab"_s + dots;
+    QTest::newRow("one column") << u"abcd"_s << 1 << dots;
+    QTest::newRow("no column") << u"abcd"_s << 0 << u""_s;
     QTest::newRow("wide fits") << u"日本"_s << 4 << u"日本"_s;
     QTest::newRow("wide cut") << u"日本"_s << 3 << u"日"_s + dots;
     QTest::newRow("wide leaves a gap") << u"日本"_s << 2 << dots;

@@ -1,4 +1,6 @@
 #include "Diagnostics.h"
+#include "support/LogCapture.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -17,32 +19,18 @@ private Q_SLOTS:
     void theEarlierHandlerComesBack();
 };
 
-namespace
-{
-
-QStringList outside;
-
-void noteOutside(QtMsgType, const QMessageLogContext &, const QString &message)
-{
-    outside.append(message);
-}
-
-} // namespace
-
 void tst_Diagnostics::transportIsReadFromTheConnectorsLines_data()
 {
     QTest::addColumn<QString>("line");
     QTest::addColumn<QString>("transport");
-    QTest::newRow("web socket") << "[SockJSConnector] CONNECTED via Websocket"
-                                << "websocket";
-    QTest::newRow("streaming") << "[SockJSConnector] CONNECTED via xhr_streaming"
-                               << "xhr-streaming";
-    QTest::newRow("polling") << "[SockJSConnector] CONNECTED via xhr_polling"
-                             << "xhr-polling";
-    QTest::newRow("said by somebody else") << "[Chat] [SockJSConnector] CONNECTED via Websocket"
-                                           << "";
-    QTest::newRow("only tried") << "[SockJSConnector] Websocket url = ws://h"
-                                << "";
+    const auto row = [](const char *name, const char *line, const char *transport) {
+        QTest::newRow(name) << QString::fromUtf8(line) << QString::fromUtf8(transport);
+    };
+    row("web socket", "[SockJSConnector] CONNECTED via Websocket", "websocket");
+    row("streaming", "[SockJSConnector] CONNECTED via xhr_streaming", "xhr-streaming");
+    row("polling", "[SockJSConnector] CONNECTED via xhr_polling", "xhr-polling");
+    row("said by somebody else", "[Chat] [SockJSConnector] CONNECTED via Websocket", "");
+    row("only tried", "[SockJSConnector] Websocket url = ws://h", "");
 }
 
 void tst_Diagnostics::transportIsReadFromTheConnectorsLines()
@@ -59,46 +47,40 @@ void tst_Diagnostics::theLastTransportHolds()
     const Diagnostics diagnostics(nullptr);
     qDebug().noquote() << "[SockJSConnector] CONNECTED via Websocket";
     qDebug().noquote() << "[SockJSConnector] CONNECTED via xhr_polling";
-    QCOMPARE(diagnostics.transport(), QString("xhr-polling"));
+    QCOMPARE(diagnostics.transport(), u"xhr-polling"_s);
 }
 
 void tst_Diagnostics::linesReachTheSinkOnly()
 {
-    outside.clear();
-    const QtMessageHandler before = qInstallMessageHandler(&noteOutside);
+    const LogCapture outside;
     QStringList lines;
     {
         const Diagnostics diagnostics([&lines](const QString &line) { lines.append(line); });
         qDebug().noquote() << "one";
         qWarning().noquote() << "two";
     }
-    qInstallMessageHandler(before);
-    QCOMPARE(lines, QStringList({"one", "two"}));
-    QCOMPARE(outside, QStringList());
+    QCOMPARE(lines, QStringList({u"one"_s, u"two"_s}));
+    QCOMPARE(outside.messages(), QStringList());
 }
 
 void tst_Diagnostics::withoutSinkLinesAreDropped()
 {
-    outside.clear();
-    const QtMessageHandler before = qInstallMessageHandler(&noteOutside);
+    const LogCapture outside;
     {
         const Diagnostics diagnostics(nullptr);
         qDebug().noquote() << "one";
     }
-    qInstallMessageHandler(before);
-    QCOMPARE(outside, QStringList());
+    QCOMPARE(outside.messages(), QStringList());
 }
 
 void tst_Diagnostics::theEarlierHandlerComesBack()
 {
-    outside.clear();
-    const QtMessageHandler before = qInstallMessageHandler(&noteOutside);
+    const LogCapture outside;
     {
         const Diagnostics diagnostics(nullptr);
     }
     qDebug().noquote() << "after";
-    qInstallMessageHandler(before);
-    QCOMPARE(outside, QStringList({"after"}));
+    QCOMPARE(outside.messages(), QStringList({u"after"_s}));
 }
 
 QTEST_GUILESS_MAIN(tst_Diagnostics)

@@ -22,73 +22,73 @@ void tst_LiveScreen::linesAreWrittenAbovePromptAndBlock()
 {
     LiveScreen screen;
     screen.setSize(40, 10);
-    screen.setInput("> ", "st", 2);
-    QCOMPARE(screen.redraw(), QString("> st\r\x1b[4C"));
+    screen.setInput(u"> "_s, u"st"_s, 2);
+    QCOMPARE(screen.redraw(), u"> st\r\x1b[4C"_s);
 
-    screen.setBlock({"A ###", "B #"});
-    QCOMPARE(screen.redraw(), QString("\r\x1b[JA ###\nB #\n> st\r\x1b[4C"));
+    screen.setBlock({u"A ###"_s, u"B #"_s});
+    QCOMPARE(screen.redraw(), u"\r\x1b[JA ###\nB #\n> st\r\x1b[4C"_s);
 
     // Two rows of the block stand above the prompt's row and are taken off with it.
-    QCOMPARE(screen.print({"Ada joined", "Bo joined"}),
-             QString("\r\x1b[2A\x1b[JAda joined\nBo joined\nA ###\nB #\n> st\r\x1b[4C"));
+    QCOMPARE(screen.print({u"Ada joined"_s, u"Bo joined"_s}),
+             u"\r\x1b[2A\x1b[JAda joined\nBo joined\nA ###\nB #\n> st\r\x1b[4C"_s);
 
     screen.setBlock({});
-    QCOMPARE(screen.redraw(), QString("\r\x1b[2A\x1b[J> st\r\x1b[4C"));
-    QCOMPARE(screen.redraw(), QString("\r\x1b[J> st\r\x1b[4C"));
+    QCOMPARE(screen.redraw(), u"\r\x1b[2A\x1b[J> st\r\x1b[4C"_s);
+    QCOMPARE(screen.redraw(), u"\r\x1b[J> st\r\x1b[4C"_s);
 }
 
 void tst_LiveScreen::cursorStandsWhereItIsInTheLine()
 {
     LiveScreen screen;
     screen.setSize(40, 10);
-    screen.setInput("> ", u"山b"_s, 1);
+    screen.setInput(u"> "_s, u"山b"_s, 1);
     QCOMPARE(screen.redraw(), u"> 山b\r\x1b[4C"_s);
-    screen.setInput("", "ab", 0);
-    QCOMPARE(screen.redraw(), QString("\r\x1b[Jab\r"));
+    screen.setInput(u""_s, u"ab"_s, 0);
+    QCOMPARE(screen.redraw(), u"\r\x1b[Jab\r"_s);
 }
 
 void tst_LiveScreen::longInputShowsThePartAroundTheCursor()
 {
     LiveScreen screen;
     screen.setSize(10, 10);
-    screen.setInput("> ", "abcdefghijkl", 12);
-    QCOMPARE(screen.redraw(), QString("defghijkl\r\x1b[9C"));
-    screen.setInput("> ", "abcdefghijkl", 2);
-    QCOMPARE(screen.redraw(), QString("\r\x1b[J> abcdefg\r\x1b[4C"));
-    screen.setInput("> ", u"aaaaaa山山"_s, 8);
+    screen.setInput(u"> "_s, u"abcdefghijkl"_s, 12);
+    QCOMPARE(screen.redraw(), u"defghijkl\r\x1b[9C"_s);
+    screen.setInput(u"> "_s, u"abcdefghijkl"_s, 2);
+    QCOMPARE(screen.redraw(), u"\r\x1b[J> abcdefg\r\x1b[4C"_s);
+    screen.setInput(u"> "_s, u"aaaaaa山山"_s, 8);
     QCOMPARE(screen.redraw(), u"\r\x1b[Jaaaaa山山\r\x1b[9C"_s);
     screen.setSize(1, 1);
-    QCOMPARE(screen.redraw(), QString("\r\x1b[J\r"));
+    QCOMPARE(screen.redraw(), u"\r\x1b[J\r"_s);
 }
 
 void tst_LiveScreen::blockIsCutToTheScreen()
 {
     LiveScreen screen;
     screen.setSize(8, 4);
-    screen.setInput("> ", "", 0);
-    screen.setBlock({"0123456789", "b", "c"});
+    screen.setInput(u"> "_s, u""_s, 0);
+    screen.setBlock({u"0123456789"_s, u"b"_s, u"c"_s});
     QCOMPARE(screen.redraw(), u"0123456…\nb\nc\n> \r\x1b[2C"_s);
-    screen.setBlock({"a", "b", "c", "d", "e"});
+    screen.setBlock({u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s});
     QCOMPARE(screen.redraw(), u"\r\x1b[3A\x1b[Ja\nb\n… 3 more\n> \r\x1b[2C"_s);
     screen.setSize(8, 1);
-    QCOMPARE(screen.redraw(), QString("\r\x1b[3A\x1b[J> \r\x1b[2C"));
+    QCOMPARE(screen.redraw(), u"\r\x1b[3A\x1b[J> \r\x1b[2C"_s);
 }
 
 void tst_LiveScreen::leavingTakesBlockAndPromptOff()
 {
     LiveScreen screen;
     QCOMPARE(screen.leave(), QString());
-    screen.setBlock({"a"});
+    screen.setBlock({u"a"_s});
     screen.redraw();
-    QCOMPARE(screen.leave(), QString("\r\x1b[1A\x1b[J"));
+    QCOMPARE(screen.leave(), u"\r\x1b[1A\x1b[J"_s);
     QCOMPARE(screen.leave(), QString());
 }
 
 void tst_LiveScreen::typedControlCharactersAreNotWritten()
 {
     LiveScreen screen;
-    screen.setInput("> ", QString("a\u009b") + "b", 3);
-    QCOMPARE(screen.redraw(), QString("> a b\r\x1b[5C"));
+    screen.setInput(u"> "_s, u"a\u009b"_s + u"b"_s, 3);
+    QCOMPARE(screen.redraw(), u"> a b\r\x1b[5C"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_LiveScreen)

@@ -23,8 +23,9 @@ namespace
 
 Results poll(const QString &id = QString())
 {
-    return Results("Poll true-false",
-                   {{id, QString(), Tally({{"A", "TRUE"}, {"B", "FALSE"}}, Tally::Whole)}});
+    return Results(
+        u"Poll true-false"_s,
+        {{id, QString(), Tally({{u"A"_s, u"TRUE"_s}, {u"B"_s, u"FALSE"_s}}, Tally::Whole)}});
 }
 
 } // namespace
@@ -33,53 +34,54 @@ void tst_Results::aPollTakesTheIdOfItsFirstAnswer()
 {
     Results results = poll();
     QCOMPARE(results.questionIds(), QSet<QString>());
-    QVERIFY(results.count("d1", "q", "A", {}));
-    QVERIFY(results.count("d2", "q", "B", {}));
-    QVERIFY(!results.count("d3", "other", "B", {}));
+    QVERIFY(results.count(u"d1"_s, u"q"_s, u"A"_s, {}));
+    QVERIFY(results.count(u"d2"_s, u"q"_s, u"B"_s, {}));
+    QVERIFY(!results.count(u"d3"_s, u"other"_s, u"B"_s, {}));
     QCOMPARE(results.responses(), 2);
-    QCOMPARE(results.questionIds(), QSet<QString>({"q"}));
+    QCOMPARE(results.questionIds(), QSet<QString>({u"q"_s}));
 }
 
 void tst_Results::answersToWhatIsOverAreNotCounted()
 {
     Results results = poll();
-    QVERIFY(!results.count("d1", "old", "A", {"old", "older"}));
+    QVERIFY(!results.count(u"d1"_s, u"old"_s, u"A"_s, {u"old"_s, u"older"_s}));
     QCOMPARE(results.responses(), 0);
-    QVERIFY(results.count("d1", "new", "A", {"old", "older"}));
+    QVERIFY(results.count(u"d1"_s, u"new"_s, u"A"_s, {u"old"_s, u"older"_s}));
 }
 
 void tst_Results::aPollWithAKnownIdTakesNoOther()
 {
-    Results results = poll("poll-id");
-    QVERIFY(!results.count("d1", "q", "A", {}));
-    QVERIFY(results.count("d1", "poll-id", "A", {}));
+    Results results = poll(u"poll-id"_s);
+    QVERIFY(!results.count(u"d1"_s, u"q"_s, u"A"_s, {}));
+    QVERIFY(results.count(u"d1"_s, u"poll-id"_s, u"A"_s, {}));
 }
 
 void tst_Results::anAssessmentCountsByQuestion()
 {
-    Results results("Assessment", {{"a-0", "1. One", Tally()}, {"a-1", "2. Two", Tally()}});
-    QVERIFY(results.count("d1", "a-1", "x", {}));
-    QVERIFY(results.count("d1", "a-0", "y", {}));
-    QVERIFY(results.count("d1", "a-0", "z", {}));
-    QVERIFY(!results.count("d1", "a-2", "z", {}));
+    Results results(u"Assessment"_s,
+                    {{u"a-0"_s, u"1. One"_s, Tally()}, {u"a-1"_s, u"2. Two"_s, Tally()}});
+    QVERIFY(results.count(u"d1"_s, u"a-1"_s, u"x"_s, {}));
+    QVERIFY(results.count(u"d1"_s, u"a-0"_s, u"y"_s, {}));
+    QVERIFY(results.count(u"d1"_s, u"a-0"_s, u"z"_s, {}));
+    QVERIFY(!results.count(u"d1"_s, u"a-2"_s, u"z"_s, {}));
     QCOMPARE(results.responses(), 2);
     QCOMPARE(results.questions(), 2);
     QCOMPARE(results.lines(2, 30, BarStyle::Ascii),
-             QStringList({"Assessment: 2 of 4 answered", "1. One", "z  ##################  1  100%",
-                          "2. Two", "x  ##################  1  100%"}));
+             QStringList({u"Assessment: 2 of 4 answered"_s, u"1. One"_s,
+                          u"z  ##################  1  100%"_s, u"2. Two"_s,
+                          u"x  ##################  1  100%"_s}));
 }
 
 void tst_Results::linesShowHowManyHaveAnswered()
 {
     Results results = poll();
-    results.count("d1", "q", "A", {});
-    QCOMPARE(
-        results.lines(5, 40, BarStyle::Ascii),
-        QStringList({"Poll true-false: 1 of 5 answered", "A TRUE   ######################  1  100%",
-                     "B FALSE                          0    0%"}));
+    results.count(u"d1"_s, u"q"_s, u"A"_s, {});
+    QCOMPARE(results.lines(5, 40, BarStyle::Ascii),
+             QStringList({u"Poll true-false: 1 of 5 answered"_s,
+                          u"A TRUE   ######################  1  100%"_s,
+                          u"B FALSE                          0    0%"_s}));
     // Learners who answered and left still count.
-    QCOMPARE(results.lines(0, 40, BarStyle::Ascii).first(),
-             QString("Poll true-false: 1 of 1 answered"));
+    QCOMPARE(results.lines(0, 40, BarStyle::Ascii).first(), u"Poll true-false: 1 of 1 answered"_s);
 }
 
 void tst_Results::linesFitTheWidth()

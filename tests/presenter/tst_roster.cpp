@@ -1,4 +1,5 @@
 #include "Roster.h"
+#include "support/Text.h"
 
 #include <QtTest/QtTest>
 
@@ -23,9 +24,9 @@ namespace
 Roster threeLearners()
 {
     Roster roster;
-    roster.add({"d-a", "Ada", "tablet"});
-    roster.add({"d-b", "Bo", "phone"});
-    roster.add({"d-c", "Bo", "laptop"});
+    roster.add({u"d-a"_s, u"Ada"_s, u"tablet"_s});
+    roster.add({u"d-b"_s, u"Bo"_s, u"phone"_s});
+    roster.add({u"d-c"_s, u"Bo"_s, u"laptop"_s});
     return roster;
 }
 
@@ -35,65 +36,56 @@ void tst_Roster::learnersStandInTheOrderOfJoining()
 {
     const Roster roster = threeLearners();
     QCOMPARE(roster.count(), 3);
-    QCOMPARE(roster.learners().at(0).deviceId, QString("d-a"));
-    QCOMPARE(roster.learners().at(2).deviceType, QString("laptop"));
+    QCOMPARE(roster.learners().at(0).deviceId, u"d-a"_s);
+    QCOMPARE(roster.learners().at(2).deviceType, u"laptop"_s);
 }
 
 void tst_Roster::aDeviceJoinsOnceAndMayChangeItsName()
 {
     Roster roster = threeLearners();
-    QVERIFY(!roster.add({"d-a", "Ada L.", "desktop"}));
+    QVERIFY(!roster.add({u"d-a"_s, u"Ada L."_s, u"desktop"_s}));
     QCOMPARE(roster.count(), 3);
-    QCOMPARE(roster.learners().at(0).userName, QString("Ada L."));
-    QCOMPARE(roster.learners().at(0).deviceType, QString("desktop"));
+    QCOMPARE(roster.learners().at(0).userName, u"Ada L."_s);
+    QCOMPARE(roster.learners().at(0).deviceType, u"desktop"_s);
 }
 
 void tst_Roster::whoLeavesIsNamed()
 {
     Roster roster = threeLearners();
-    QCOMPARE(roster.remove("d-b")->deviceType, QString("phone"));
+    QCOMPARE(roster.remove(u"d-b"_s)->deviceType, u"phone"_s);
     QCOMPARE(roster.count(), 2);
-    QVERIFY(!roster.remove("d-b"));
+    QVERIFY(!roster.remove(u"d-b"_s));
 }
 
 void tst_Roster::aLearnerIsFoundByDeviceNameOrNumber_data()
 {
     QTest::addColumn<QString>("word");
     QTest::addColumn<QString>("device");
-    QTest::newRow("device") << "d-b"
-                            << "d-b";
-    QTest::newRow("name") << "Ada"
-                          << "d-a";
-    QTest::newRow("name of two") << "Bo"
-                                 << "";
-    QTest::newRow("first") << "1"
-                           << "d-a";
-    QTest::newRow("last") << "3"
-                          << "d-c";
-    QTest::newRow("behind the last") << "4"
-                                     << "";
-    QTest::newRow("zero") << "0"
-                          << "";
-    QTest::newRow("unknown") << "Eve"
-                             << "";
-    QTest::newRow("empty") << ""
-                           << "";
+    QTest::newRow("device") << u"d-b"_s << u"d-b"_s;
+    QTest::newRow("name") << u"Ada"_s << u"d-a"_s;
+    QTest::newRow("name of two") << u"Bo"_s << u""_s;
+    QTest::newRow("first") << u"1"_s << u"d-a"_s;
+    QTest::newRow("last") << u"3"_s << u"d-c"_s;
+    QTest::newRow("behind the last") << u"4"_s << u""_s;
+    QTest::newRow("zero") << u"0"_s << u""_s;
+    QTest::newRow("unknown") << u"Eve"_s << u""_s;
+    QTest::newRow("empty") << u""_s << u""_s;
 }
 
 void tst_Roster::aLearnerIsFoundByDeviceNameOrNumber()
 {
     QFETCH(QString, word);
     const auto found = threeLearners().find(word);
-    QTEST(found ? found->deviceId : QString(""), "device");
+    QTEST(found ? found->deviceId : u""_s, "device");
 }
 
 void tst_Roster::aDeviceWithoutNameIsCalledByItsId()
 {
     Roster roster = threeLearners();
-    roster.add({"d-x", "", "phone"});
-    QCOMPARE(roster.nameOf("d-x"), QString("d-x"));
-    QCOMPARE(roster.nameOf("d-a"), QString("Ada"));
-    QCOMPARE(roster.nameOf("gone"), QString("gone"));
+    roster.add({u"d-x"_s, u""_s, u"phone"_s});
+    QCOMPARE(roster.nameOf(u"d-x"_s), u"d-x"_s);
+    QCOMPARE(roster.nameOf(u"d-a"_s), u"Ada"_s);
+    QCOMPARE(roster.nameOf(u"gone"_s), u"gone"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_Roster)

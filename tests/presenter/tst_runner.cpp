@@ -2,6 +2,7 @@
 #include "Lesson.h"
 #include "Runner.h"
 #include "Terminal.h"
+#include "support/Text.h"
 
 #include "client/PresenterClient.h"
 #include "collab/PresenterCollab.h"
@@ -47,20 +48,20 @@ private:
 
 void tst_Runner::init()
 {
-    m_client = std::make_unique<PresenterClient>(nullptr, "http://127.0.0.1:1");
-    m_channel = std::make_unique<PresenterCollab>(nullptr, "http://127.0.0.1:1", "123456", "token",
-                                                  "presenter");
+    m_client = std::make_unique<PresenterClient>(nullptr, u"http://127.0.0.1:1"_s);
+    m_channel = std::make_unique<PresenterCollab>(nullptr, u"http://127.0.0.1:1"_s, u"123456"_s,
+                                                  u"token"_s, u"presenter"_s);
     m_terminal = std::make_unique<Terminal>();
     m_lesson = std::make_unique<Lesson>(*m_client, *m_channel, *m_terminal);
     m_runner = std::make_unique<Runner>(*m_lesson);
     m_events.clear();
     connect(m_runner.get(), &Runner::started, this,
-            [this](const ScriptLine &line) { m_events.append("started " + line.text); });
+            [this](const ScriptLine &line) { m_events.append(u"started "_s + line.text); });
     connect(m_runner.get(), &Runner::failed, this,
             [this](const ScriptLine &line, const QString &why) {
-                m_events.append("failed " + line.text + ": " + why);
+                m_events.append(u"failed "_s + line.text + u": "_s + why);
             });
-    connect(m_runner.get(), &Runner::finished, this, [this] { m_events.append("finished"); });
+    connect(m_runner.get(), &Runner::finished, this, [this] { m_events.append(u"finished"_s); });
 }
 
 void tst_Runner::cleanup()
@@ -81,19 +82,19 @@ void tst_Runner::add(const QString &line)
 
 void tst_Runner::join(const QString &device)
 {
-    emit m_channel->learnerJoin({device, "Ada", "tablet"});
+    emit m_channel->learnerJoin({device, u"Ada"_s, u"tablet"_s});
 }
 
 void tst_Runner::respond(const QString &device, const QString &answer)
 {
-    emit m_channel->learnerPollResponse(device, "question", 10, answer);
+    emit m_channel->learnerPollResponse(device, u"question"_s, 10, answer);
 }
 
 void tst_Runner::commandsRunInTheirOrder()
 {
-    add("learners");
-    add("lesson L Rivers");
-    QCOMPARE(m_events, QStringList({"started learners", "started lesson L Rivers"}));
+    add(u"learners"_s);
+    add(u"lesson L Rivers"_s);
+    QCOMPARE(m_events, QStringList({u"started learners"_s, u"started lesson L Rivers"_s}));
     QCOMPARE(m_runner->pending(), 0);
 }
 
@@ -101,123 +102,123 @@ void tst_Runner::waitHoldsBackWhatIsBehindIt()
 {
     QElapsedTimer clock;
     clock.start();
-    add("wait 200");
-    add("learners");
-    QCOMPARE(m_events, QStringList({"started wait 200"}));
+    add(u"wait 200"_s);
+    add(u"learners"_s);
+    QCOMPARE(m_events, QStringList({u"started wait 200"_s}));
     QCOMPARE(m_runner->pending(), 2);
-    QTRY_COMPARE(m_events, QStringList({"started wait 200", "started learners"}));
+    QTRY_COMPARE(m_events, QStringList({u"started wait 200"_s, u"started learners"_s}));
     QVERIFY(clock.elapsed() >= 190); // timers of the toolkit may be 5 % early
 }
 
 void tst_Runner::awaitEndsWhenTheLearnersAreThere()
 {
-    add("await learners 2");
-    add("learners");
-    join("d1");
-    join("d1");
+    add(u"await learners 2"_s);
+    add(u"learners"_s);
+    join(u"d1"_s);
+    join(u"d1"_s);
     QTest::qWait(0);
-    QCOMPARE(m_events, QStringList({"started await learners 2"}));
-    join("d2");
-    QTRY_COMPARE(m_events, QStringList({"started await learners 2", "started learners"}));
+    QCOMPARE(m_events, QStringList({u"started await learners 2"_s}));
+    join(u"d2"_s);
+    QTRY_COMPARE(m_events, QStringList({u"started await learners 2"_s, u"started learners"_s}));
 }
 
 void tst_Runner::awaitEndsWhenTheResponsesAreThere()
 {
-    add("poll text");
-    add("await responses 2");
-    add("stop");
-    respond("d1", "one");
-    respond("d1", "one again");
+    add(u"poll text"_s);
+    add(u"await responses 2"_s);
+    add(u"stop"_s);
+    respond(u"d1"_s, u"one"_s);
+    respond(u"d1"_s, u"one again"_s);
     QTest::qWait(0);
-    QCOMPARE(m_events.last(), QString("started await responses 2"));
-    respond("d2", "two");
-    QTRY_COMPARE(m_events.last(), QString("started stop"));
+    QCOMPARE(m_events.last(), u"started await responses 2"_s);
+    respond(u"d2"_s, u"two"_s);
+    QTRY_COMPARE(m_events.last(), u"started stop"_s);
 }
 
 void tst_Runner::awaitAllFollowsTheLearners()
 {
-    join("d1");
-    join("d2");
-    add("poll text");
-    add("await responses all");
-    add("stop");
-    respond("d1", "one");
+    join(u"d1"_s);
+    join(u"d2"_s);
+    add(u"poll text"_s);
+    add(u"await responses all"_s);
+    add(u"stop"_s);
+    respond(u"d1"_s, u"one"_s);
     QTest::qWait(0);
-    QCOMPARE(m_events.last(), QString("started await responses all"));
-    emit m_channel->learnerUnregister("d2"); // nobody waits for who has left
-    QTRY_COMPARE(m_events.last(), QString("started stop"));
+    QCOMPARE(m_events.last(), u"started await responses all"_s);
+    emit m_channel->learnerUnregister(u"d2"_s); // nobody waits for who has left
+    QTRY_COMPARE(m_events.last(), u"started stop"_s);
 }
 
 void tst_Runner::awaitThatIsFulfilledDoesNotWait()
 {
-    join("d1");
-    add("await learners 1");
-    add("learners");
-    QCOMPARE(m_events, QStringList({"started await learners 1", "started learners"}));
+    join(u"d1"_s);
+    add(u"await learners 1"_s);
+    add(u"learners"_s);
+    QCOMPARE(m_events, QStringList({u"started await learners 1"_s, u"started learners"_s}));
 }
 
 void tst_Runner::awaitInVainFailsAndGoesOn()
 {
-    join("d1");
-    add("await learners 2 1");
-    add("learners");
+    join(u"d1"_s);
+    add(u"await learners 2 1"_s);
+    add(u"learners"_s);
     QTRY_COMPARE(m_events,
-                 QStringList({"started await learners 2 1",
-                              "failed await learners 2 1: It has not come to that in time "
-                              "(learners: 1, responses: 0).",
-                              "started learners"}));
+                 QStringList({u"started await learners 2 1"_s,
+                              u"failed await learners 2 1: It has not come to that in time "
+                              "(learners: 1, responses: 0)."_s,
+                              u"started learners"_s}));
 }
 
 void tst_Runner::failedCommandIsReportedAndTheNextRuns()
 {
-    add("stop");
-    add("learners");
+    add(u"stop"_s);
+    add(u"learners"_s);
     QCOMPARE(m_events,
-             QStringList(
-                 {"started stop", "failed stop: There is nothing to stop.", "started learners"}));
+             QStringList({u"started stop"_s, u"failed stop: There is nothing to stop."_s,
+                          u"started learners"_s}));
 }
 
 void tst_Runner::quitGivesUpTheRest()
 {
-    add("wait 10");
-    add("quit");
-    add("learners");
-    QTRY_COMPARE(m_events, QStringList({"started wait 10", "started quit", "finished"}));
+    add(u"wait 10"_s);
+    add(u"quit"_s);
+    add(u"learners"_s);
+    QTRY_COMPARE(m_events, QStringList({u"started wait 10"_s, u"started quit"_s, u"finished"_s}));
     QCOMPARE(m_runner->pending(), 0);
 }
 
 void tst_Runner::endOfCommandsIsReportedAfterTheLast()
 {
-    add("wait 10");
+    add(u"wait 10"_s);
     m_runner->endOfCommands();
-    QCOMPARE(m_events, QStringList({"started wait 10"}));
-    QTRY_COMPARE(m_events, QStringList({"started wait 10", "finished"}));
+    QCOMPARE(m_events, QStringList({u"started wait 10"_s}));
+    QTRY_COMPARE(m_events, QStringList({u"started wait 10"_s, u"finished"_s}));
 }
 
 void tst_Runner::clearedCommandsDoNotRun()
 {
-    add("wait 10");
-    add("learners");
+    add(u"wait 10"_s);
+    add(u"learners"_s);
     m_runner->clear();
     QTest::qWait(50);
-    QCOMPARE(m_events, QStringList({"started wait 10"}));
-    add("learners");
-    QCOMPARE(m_events.last(), QString("started learners"));
+    QCOMPARE(m_events, QStringList({u"started wait 10"_s}));
+    add(u"learners"_s);
+    QCOMPARE(m_events.last(), u"started learners"_s);
 }
 
 void tst_Runner::lateAnswersAreNotCounted()
 {
-    add("poll text");
-    respond("d1", "in time");
+    add(u"poll text"_s);
+    respond(u"d1"_s, u"in time"_s);
     QCOMPARE(m_lesson->responseCount(), 1);
-    add("stop");
-    respond("d2", "too late");
+    add(u"stop"_s);
+    respond(u"d2"_s, u"too late"_s);
     QCOMPARE(m_lesson->responseCount(), 1);
     // The id of a poll that was started within the same second is the same; wait for the next.
     const qint64 second = QDateTime::currentSecsSinceEpoch();
     QTRY_VERIFY(QDateTime::currentSecsSinceEpoch() > second);
-    add("poll text");
-    respond("d2", "far too late");
+    add(u"poll text"_s);
+    respond(u"d2"_s, u"far too late"_s);
     QCOMPARE(m_lesson->responseCount(), 0);
 }
 

@@ -203,7 +203,7 @@ export class Bus extends EventEmitter {
     this.connections.forEach((connection) => connection.close());
   }
 
-  // Devices are told why nothing will come; a message without a body concerns no presenter.
+  // Tells the device that it was refused. Simulated devices know a refusal by its missing body.
   #refuse(connection, address) {
     connection.deliver({ address, body: null, text: JSON.stringify({ type: 'error', address, message: 'unknown session' }) });
   }

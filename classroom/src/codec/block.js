@@ -8,7 +8,7 @@ export const HEADER_BYTES = 13;
 const LENGTH_OFFSET = 5;
 const LENGTH_HIGH_OFFSET = 9;
 
-// Level 1 of the encoder: payloads are small, and the presenter's side reads any level.
+// The encoder's fastest level: payloads are small, and presenters read any level.
 const LEVEL = 1;
 
 // Nobody sends more than an image of a few MB; a damaged length must not cost minutes of decoding.
@@ -42,8 +42,8 @@ export function decompressBlock(block) {
   return text;
 }
 
-// Presenters fill the upper half of the length with the lower half once more instead of zeros. The
-// decoder takes the field for what it says, so the upper half is cleared for it.
+// Presenters write the length into both halves of its field. The decoder reads the field as one number,
+// so the upper half is cleared for it.
 function withPlainLength(block) {
   const copy = Buffer.from(block);
   copy.writeUInt32LE(0, LENGTH_HIGH_OFFSET);

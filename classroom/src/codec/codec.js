@@ -8,7 +8,10 @@ import { compressText, declaredLength, decompressBlock } from './block.js';
 /** How "data" can look when it comes from a device. */
 export const PAYLOAD_FORMS = ['base64', 'integers', 'string'];
 
-// Up to here decoding takes about a millisecond and is done at once.
+/** Said instead of a form: each device takes another one. */
+export const MIXED_FORMS = 'mixed';
+
+// A block of this size decodes in about a millisecond; only larger ones go to the worker.
 const INLINE_BYTES = 64 * 1024;
 
 // The other text form of a block: its bytes as decimal numbers, "[93,0,64,...]".

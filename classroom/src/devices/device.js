@@ -3,9 +3,7 @@
 // however long the payload of one takes to decode.
 
 import { addressOf } from '../bus/address.js';
-
-const PROTOCOL_VERSION = '3.0.0';
-const SOURCE_SYSTEM = 'Corvel';
+import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../protocol.js';
 
 export class Device {
   #services;
@@ -89,4 +87,5 @@ export class Device {
     if (this.isConnected) {
       this.received(body, payload);
     }
-  }}
+  }
+}

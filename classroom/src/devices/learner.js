@@ -1,7 +1,7 @@
 // A simulated learner's device: announces itself, answers every kind of poll and question, and follows
 // the presenter's pause, resume, stop and disconnect.
 
-import { PAYLOAD_FORMS } from '../codec/codec.js';
+import { MIXED_FORMS, PAYLOAD_FORMS } from '../codec/codec.js';
 import { answerPoll, answerQuestion } from './answers.js';
 import { Device } from './device.js';
 
@@ -11,7 +11,7 @@ const DEVICE_TYPES = ['tablet', 'phone', 'laptop'];
 // Learners do not all think equally long: the slowest takes almost twice as long as the fastest.
 const THINK_STEPS = 10;
 
-// What is being answered. Stopping a poll does not touch an assessment, and the other way round.
+// What is being answered; stopping the one leaves the other alone.
 const POLL = 'poll';
 const ASSESSMENT = 'assessment';
 
@@ -45,7 +45,7 @@ export class Learner extends Device {
     this.number = number;
     this.#thinkMs = Math.round(behaviour.thinkMs * (1 + (number % THINK_STEPS) / THINK_STEPS));
     this.#seed = behaviour.seed;
-    this.#form = behaviour.payloadForm === 'mixed'
+    this.#form = behaviour.payloadForm === MIXED_FORMS
       ? PAYLOAD_FORMS[number % PAYLOAD_FORMS.length]
       : behaviour.payloadForm;
     if (behaviour.stayMs > 0) {

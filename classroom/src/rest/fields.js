@@ -1,5 +1,6 @@
 // Reading the fields of a request body.
 
+import { SOURCE_SYSTEM } from '../protocol.js';
 import { failures } from './reply.js';
 
 /** A field that has to be there and be a non-empty text. */
@@ -18,4 +19,8 @@ export function oneOf(json, name, values) {
     throw failures.wrongValue();
   }
   return value;
+}
+
+export function checkSourceSystem(json) {
+  oneOf(json, 'sourceSystem', [SOURCE_SYSTEM]);
 }

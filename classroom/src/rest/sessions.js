@@ -1,9 +1,9 @@
 // Session operations: create, start, join, list users, stop, and where the collaboration server is.
 
-import { field, oneOf } from './fields.js';
+import { PROTOCOL_VERSION } from '../protocol.js';
+import { checkSourceSystem, field, oneOf } from './fields.js';
 import { failures, successBody } from './reply.js';
 
-const PROTOCOL_VERSION = '3.0.0';
 const MODES = ['presenter', 'learner', 'controller'];
 
 export class SessionCalls {
@@ -22,7 +22,7 @@ export class SessionCalls {
   #collabUrl;
   #tenantProtocols;
 
-  /** options: {collabUrl, tenantProtocols}; without a URL, presenters stay where they came to. */
+  /** options: {collabUrl, tenantProtocols}; without a URL, presenters are sent to this service. */
   constructor({ sessions }, { collabUrl, tenantProtocols }) {
     this.#sessions = sessions;
     this.#collabUrl = collabUrl;
@@ -43,7 +43,7 @@ export class SessionCalls {
   }
 
   #start({ json, user, baseUrl }) {
-    oneOf(json, 'sourceSystem', ['Corvel']);
+    checkSourceSystem(json);
     oneOf(json, 'serverUrl', [this.#collabUrl ?? baseUrl]);
     if (field(json, 'version') !== PROTOCOL_VERSION) {
       throw failures.unsupportedVersion();

@@ -1,7 +1,7 @@
 // Sign-in and account operations.
 
+import { checkSourceSystem, field } from './fields.js';
 import { failures, successBody } from './reply.js';
-import { field, oneOf } from './fields.js';
 
 // This provider hands its codes only to callback URLs that end in a slash.
 const SLASHED_CALLBACK_PROVIDER = 'facebook';
@@ -26,7 +26,7 @@ export class SignInCalls {
   // One path, told apart by the fields: a device token, or a password with or without a new device.
   #submit({ json }) {
     const userId = field(json, 'userId');
-    oneOf(json, 'sourceSystem', ['Corvel']);
+    checkSourceSystem(json);
     if ('deviceAccessToken' in json) {
       if (!this.#accounts.hasDeviceToken(userId, field(json, 'deviceId'), field(json, 'deviceAccessToken'))) {
         throw failures.wrongDeviceToken();
@@ -40,7 +40,7 @@ export class SignInCalls {
   }
 
   #oauthCallback({ json, params: [provider] }) {
-    oneOf(json, 'sourceSystem', ['Corvel']);
+    checkSourceSystem(json);
     checkCallbackUrl(provider, field(json, 'callbackUrl'));
     const who = this.#accounts.redeemCode(provider, field(json, 'code'));
     if (!who) {
@@ -57,10 +57,10 @@ export class SignInCalls {
     return { body: successBody(data, { infoMsgKeys: ['login.oauth.registration.success'] }) };
   }
 
-  // This reply announces its success in "infoMsgs": presenters that find both success and registration
-  // in "infoMsgKeys" would ask the user to register once more.
+  // The success has to stand in "infoMsgs", which presenters read first: by these "infoMsgKeys" alone
+  // they would ask the user to register once more.
   #register({ json }) {
-    oneOf(json, 'sourceSystem', ['Corvel']);
+    checkSourceSystem(json);
     const userId = this.#accounts.finishRegistration(field(json, 'registrationToken'));
     if (userId === null) {
       throw failures.unknownRegistration();

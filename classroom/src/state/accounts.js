@@ -73,7 +73,7 @@ export class Accounts {
 
   /** Starts a sign-in; the returned text is the value of the session cookie. */
   signIn(userId) {
-    // Cookie values are the service's own business; the percent sign has to come back as it is.
+    // The percent sign belongs to the value and has to come back as it is.
     const cookie = `${randomBytes(16).toString('hex')}%1`;
     this.#signIns.set(cookie, { userId, lastUse: this.#now() });
     return cookie;
