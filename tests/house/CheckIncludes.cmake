@@ -12,16 +12,17 @@ set(sockjs_may_include support)
 set(compression_may_include support)
 set(support_may_include "")
 set(folders client collab model sockjs compression support)
+list(JOIN folders "|" ours)
 
 set(findings "")
 set(known "") # every include, as "A.h>B.h"
 foreach(folder IN LISTS folders)
   file(GLOB files RELATIVE "${SOURCE_DIR}" "${SOURCE_DIR}/${folder}/*.h" "${SOURCE_DIR}/${folder}/*.cpp")
   foreach(file IN LISTS files)
-    # The toolkit's and the system's headers stand in angle brackets.
-    file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*\"")
+    # The toolkit's and the system's headers stand in angle brackets, and are of none of our folders.
+    file(STRINGS "${SOURCE_DIR}/${file}" lines REGEX "^[ \t]*#[ \t]*include[ \t]*(\"|<(${ours})/)")
     foreach(line IN LISTS lines)
-      string(REGEX REPLACE "^[^\"]*\"([^\"]*)\".*" "\\1" included "${line}")
+      string(REGEX REPLACE "^[^\"<]*[\"<]([^\">]*)[\">].*" "\\1" included "${line}")
       string(REGEX REPLACE "/[^/]*$" "" from "${included}")
       if(NOT from IN_LIST folder AND NOT from IN_LIST ${folder}_may_include)
         string(APPEND findings "  ${file} includes ${included}, which ${folder}/ may not\n")

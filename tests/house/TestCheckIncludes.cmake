@@ -37,6 +37,8 @@ expect("model/Card.h includes collab/Channel.h, which model/ may not"
   model/Card.h "#include \"collab/Channel.h\"")
 expect("support/Wait.cpp includes model/Card.h, which support/ may not"
   support/Wait.cpp " # include \"model/Card.h\" // a card")
+expect("model/Card.h includes collab/Card.h, which model/ may not"
+  model/Card.h "#include <collab/Card.h>")
 expect("client/Client.h includes sockjs/Socket.h, which client/ may not"
   client/Client.h "#include \"sockjs/Socket.h\"")
 expect("model/Card.h includes Learner.h, which model/ may not"
