@@ -167,14 +167,12 @@ void tst_SockJSResponses::headersAreReportedWithTheirRequest()
     ServedWorker run{{send("HTTP/1.1 200 OK\r\nSet-Cookie: a=1\r\nContent-Length: 2\r\n\r\no\n"
                            "HTTP/1.1 200 OK\r\nTransfer-Encoding:chunked\r\n\r\n2\r\nh\n\r\n"
                            "0\r\n\r\n")}};
-    const XHRRequest *first = run.expectResponse();
-    const XHRRequest *second = run.expectResponse();
+    XHRRequest *first = run.expectResponse();
+    XHRRequest *second = run.expectResponse();
     QVERIFY(run.begin());
     QTRY_COMPARE(run.messages, (QStringList{"o", "h"}));
     run.stop();
-    QCOMPARE(run.answered.size(), 2);
-    QCOMPARE(run.answered.at(0), first);
-    QCOMPARE(run.answered.at(1), second);
+    QCOMPARE(run.answered, (QList<XHRRequest *>{first, second}));
     QCOMPARE(run.headers,
              (QList<QStringMap>{{{"Set-Cookie", " a=1"}, {"Content-Length", " 2"}},
                                 {{"Transfer-Encoding", "chunked"}}}));
