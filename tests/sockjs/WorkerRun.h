@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Http.h"
+#include "ScriptedFarEnd.h"
 #include "SockJSProbe.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
 #include "support/Text.h"
@@ -16,10 +18,15 @@
 class WorkerRun
 {
 public:
-    WorkerRun(const QString &host, quint16 port, bool ssl = false, bool keepAlive = true)
-        : socket(ssl ? new QSslSocket : new QTcpSocket),
-          worker(
-              std::make_unique<SockJSXHRPollingWorker>(nullptr, socket, host, port, ssl, keepAlive))
+    explicit WorkerRun(quint16 port, bool ssl = false, bool keepAlive = true)
+        : WorkerRun(ssl ? new QSslSocket : new QTcpSocket, port, ssl, keepAlive)
+    {
+    }
+    // With a socket of the test's own, which goes with the worker.
+    explicit WorkerRun(QTcpSocket *socket, quint16 port = 1, bool ssl = false,
+                       bool keepAlive = true)
+        : socket(socket), worker(std::make_unique<SockJSXHRPollingWorker>(
+                              nullptr, socket, localhost(), port, ssl, keepAlive))
     {
         using Worker = SockJSXHRPollingWorker;
         socket->setProxy(QNetworkProxy::NoProxy);
@@ -39,6 +46,16 @@ public:
     WorkerRun &operator=(const WorkerRun &) = delete;
 
     bool connectToServer() { return worker->connectToServer(); }
+    // Connects, and reads responses to so many requests.
+    bool begin(int responses = 0)
+    {
+        if (!connectToServer())
+            return false;
+        for (int i = 0; i < responses; ++i)
+            expectResponse();
+        start();
+        return true;
+    }
     // Takes a request as already written, so that the first response is one to it.
     XHRRequest *expectResponse()
     {
@@ -96,4 +113,16 @@ private:
     std::vector<std::unique_ptr<XHRRequest>> m_requests;
     QObject m_context;
     bool m_started = false;
+};
+
+// A worker and the server that it connects to.
+class ServedWorker : public ScriptedFarEnd, public WorkerRun
+{
+public:
+    ServedWorker(std::initializer_list<Scripted::Script> scripts,
+                 const TestCertificates::Identity *identity = nullptr, bool plainFirst = false)
+        : ScriptedFarEnd(scripts, identity, plainFirst), WorkerRun(server.port(), identity)
+    {
+    }
+    ~ServedWorker() { verifyScripts(); }
 };

@@ -1,6 +1,6 @@
+#include "Http.h"
+#include "ScriptedFarEnd.h"
 #include "sockjs/PostQueue.h"
-#include "support/ScriptedServer.h"
-#include "support/Text.h"
 
 #include <QtNetwork/QNetworkAccessManager>
 #include <QtNetwork/QNetworkProxy>
@@ -30,15 +30,17 @@ private Q_SLOTS:
 namespace
 {
 
-const QByteArray NO_CONTENT = reply("", "204 No Content");
+using Errors = QList<QNetworkReply::NetworkError>;
+const Errors ANSWERED = {QNetworkReply::NoError};
+const Errors GIVEN_UP = {QNetworkReply::OperationCanceledError};
 
-// A queue for one server, with what it reports.
-class Posts
+// A queue for a server that plays one script on each connection, with what it reports.
+class Posts : public ScriptedFarEnd
 {
 public:
-    explicit Posts(const PostQueue::Limits &limits = {})
-        : m_queue(&m_manager, limits, nullptr), progressed(&m_queue, &PostQueue::progressed),
-          drained(&m_queue, &PostQueue::drained)
+    explicit Posts(std::initializer_list<Script> scripts, const PostQueue::Limits &limits = {})
+        : ScriptedFarEnd(scripts), m_queue(&m_manager, limits, nullptr),
+          progressed(&m_queue, &PostQueue::progressed), drained(&m_queue, &PostQueue::drained)
     {
         m_manager.setProxy(QNetworkProxy::NoProxy);
         QObject::connect(
@@ -53,7 +55,9 @@ public:
                          [this](const QString &reason) { lost.append(reason); });
     }
 
-    void send(const ScriptedServer &server, const QByteArray &message)
+    ~Posts() { verifyScripts(); }
+
+    void send(const QByteArray &message)
     {
         QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/s"_s.arg(server.port())));
         request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/plain"_s);
@@ -68,7 +72,7 @@ private:
 public:
     QSignalSpy progressed;
     QSignalSpy drained;
-    QList<QNetworkReply::NetworkError> errors;
+    Errors errors;
     QStringList lost;
 };
 
@@ -105,76 +109,57 @@ void tst_PostQueue::limitsOfATransport()
 
 void tst_PostQueue::postsLeaveOneAfterAnother()
 {
-    ScriptedServer server;
-    server.onConnection(
-        {expectRequest(), pause(200), send(NO_CONTENT), expectRequest(), send(NO_CONTENT)});
-    QVERIFY(server.listen());
-    Posts posts;
+    Posts posts{{expectRequest(), pause(200), send(NO_CONTENT), expectRequest(), send(NO_CONTENT)}};
     QVERIFY(!posts->isSending());
-    posts.send(server, "first");
-    posts.send(server, "second");
+    posts.send("first");
+    posts.send("second");
     QVERIFY(posts->isSending());
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
     QVERIFY(!posts->isSending());
-    QVERIFY(server.requests(0).at(0).endsWith("first"));
-    QVERIFY(server.requests(0).at(1).endsWith("second"));
-    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QVERIFY(posts.server.requests(0).at(0).endsWith("first"));
+    QVERIFY(posts.server.requests(0).at(1).endsWith("second"));
     QVERIFY(!posts.progressed.isEmpty());
     QCOMPARE(posts.lost, QStringList());
 }
 
 void tst_PostQueue::postWithoutProgressIsGivenUp()
 {
-    ScriptedServer server;
-    server.onConnection({expectRequest(), expectEnd()});
-    server.onConnection({expectRequest(), send(NO_CONTENT)});
-    QVERIFY(server.listen());
-    Posts posts(limits(500, 60000, 60000));
-    posts.send(server, "given up");
-    posts.send(server, "next");
+    Posts posts({{expectRequest(), expectEnd()}, {expectRequest(), send(NO_CONTENT)}},
+                limits(500, 60000, 60000));
+    posts.send("given up");
+    posts.send("next");
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
-    QCOMPARE(posts.errors,
-             (QList<QNetworkReply::NetworkError>{QNetworkReply::OperationCanceledError,
-                                                 QNetworkReply::NoError}));
-    QVERIFY(server.requests(1).at(0).endsWith("next"));
+    QCOMPARE(posts.errors, GIVEN_UP + ANSWERED);
+    QVERIFY(posts.server.requests(1).at(0).endsWith("next"));
 }
 
 void tst_PostQueue::progressKeepsAPostGoing()
 {
-    ScriptedServer server;
-    server.onConnection(trickle(8, 400));
-    QVERIFY(server.listen());
-    Posts posts(limits(1500, 60000, 60000));
-    posts.send(server, "x");
+    Posts posts({trickle(8, 400)}, limits(1500, 60000, 60000));
+    posts.send("x");
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
-    QCOMPARE(posts.errors, QList<QNetworkReply::NetworkError>{QNetworkReply::NoError});
+    QCOMPARE(posts.errors, ANSWERED);
     QVERIFY(posts.progressed.size() >= 8);
 }
 
 void tst_PostQueue::postIsGivenUpWhenItTakesTooLongInAll()
 {
-    ScriptedServer server;
-    server.onConnection(trickle(50, 200));
-    QVERIFY(server.listen());
-    Posts posts(limits(60000, 1000, 60000));
+    Posts posts({trickle(50, 200)}, limits(60000, 1000, 60000));
     QElapsedTimer clock;
     clock.start();
-    posts.send(server, "x");
+    posts.send("x");
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
     QVERIFY2(clock.elapsed() >= 950 && clock.elapsed() < 8000,
              qPrintable(QString::number(clock.elapsed())));
-    QCOMPARE(posts.errors,
-             QList<QNetworkReply::NetworkError>{QNetworkReply::OperationCanceledError});
+    QCOMPARE(posts.errors, GIVEN_UP);
 }
 
 void tst_PostQueue::whatIsLeftHasALimitInAll()
 {
-    ScriptedServer server;
-    server.onEveryOther({expectRequest(), expectEnd()});
-    QVERIFY(server.listen());
-    Posts posts(limits(400, 60000, 1000));
+    Posts posts({}, limits(400, 60000, 1000));
+    posts.server.onEveryOther({expectRequest(), expectEnd()});
     for (int i = 0; i < 10; ++i)
-        posts.send(server, "x");
+        posts.send("x");
     QElapsedTimer clock;
     clock.start();
     posts->finish();
@@ -190,65 +175,57 @@ void tst_PostQueue::whatIsLeftHasALimitInAll()
 
 void tst_PostQueue::limitForWhatIsLeftHoldsForLatecomers()
 {
-    ScriptedServer server;
-    server.onEveryOther({expectRequest(), expectEnd()});
-    QVERIFY(server.listen());
-    Posts posts(limits(60000, 60000, 500));
+    Posts posts({}, limits(60000, 60000, 500));
+    posts.server.onEveryOther({expectRequest(), expectEnd()});
     posts->finish();
-    posts.send(server, "x");
+    posts.send("x");
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
-    QCOMPARE(posts.errors,
-             QList<QNetworkReply::NetworkError>{QNetworkReply::OperationCanceledError});
+    QCOMPARE(posts.errors, GIVEN_UP);
 }
 
 void tst_PostQueue::limitForWhatIsLeftIsTakenBack()
 {
-    ScriptedServer server;
-    server.onConnection({expectRequest(), pause(1200), send(NO_CONTENT)});
-    QVERIFY(server.listen());
-    Posts posts(limits(60000, 60000, 400));
-    posts.send(server, "x");
+    Posts posts({{expectRequest(), pause(1200), send(NO_CONTENT)}}, limits(60000, 60000, 400));
+    posts.send("x");
     posts->finish();
     posts->goOn();
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
-    QCOMPARE(posts.errors, QList<QNetworkReply::NetworkError>{QNetworkReply::NoError});
+    QCOMPARE(posts.errors, ANSWERED);
 }
 
 void tst_PostQueue::whatWaitsIsBounded()
 {
-    ScriptedServer server;
-    server.onConnection({expectRequest(), pause(300), send(NO_CONTENT), expectRequest(),
-                         send(NO_CONTENT), expectRequest(), send(NO_CONTENT)});
-    QVERIFY(server.listen());
     PostQueue::Limits limits;
     limits.waitingBytes = 10;
-    Posts posts(limits);
-    posts.send(server, "under way");
-    posts.send(server, "12345");
-    posts.send(server, "67890");
-    posts.send(server, "x");
+    Posts posts({{expectRequest(), pause(300), send(NO_CONTENT), expectRequest(), send(NO_CONTENT),
+                  expectRequest(), send(NO_CONTENT)}},
+                limits);
+    posts.send("under way");
+    posts.send("12345");
+    posts.send("67890");
+    posts.send("x");
     QCOMPARE(posts.lost, QStringList{"Too much waits to be sent, 1 bytes are dropped"});
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
-    QCOMPARE(server.requests(0).size(), 3);
-    posts.send(server, "12345678901"); // more than may wait, ever
+    QCOMPARE(posts.server.requests(0).size(), 3);
+    posts.send("12345678901"); // more than may wait, ever
     QCOMPARE(posts.lost.size(), 2);
     QVERIFY(!posts->isSending());
 }
 
 void tst_PostQueue::foreignRepliesAreNotItsOwn()
 {
-    ScriptedServer server;
-    server.onConnection({expectRequest(), pause(300), send(NO_CONTENT)});
-    QVERIFY(server.listen());
-    Posts posts;
+    Posts posts{{expectRequest(), pause(300), send(NO_CONTENT)}};
     posts->replyFinished(nullptr);
-    posts.send(server, "x");
+    posts.drained.clear(); // nothing was there to be drained
+    posts.send("x");
+    posts->replyFinished(nullptr);
     QNetworkAccessManager manager;
     std::unique_ptr<QNetworkReply> foreign(
         manager.get(QNetworkRequest(QUrl(u"http://127.0.0.1:1/"_s))));
     posts->replyFinished(foreign.get());
     QVERIFY(posts->isSending());
     QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
+    QCOMPARE(posts.errors, ANSWERED);
 }
 
 QTEST_GUILESS_MAIN(tst_PostQueue)

@@ -1,7 +1,6 @@
+#include "Http.h"
 #include "SockJSProbe.h"
 #include "support/LogCapture.h"
-#include "support/ScriptedServer.h"
-#include "support/Text.h"
 
 #include <QtNetwork/QTcpServer>
 #include <QtTest/QtTest>
@@ -38,8 +37,6 @@ private:
 namespace
 {
 
-const QByteArray NO_CONTENT = Scripted::reply("", "204 No Content");
-
 bool isOpen(const QTcpSocket *connection)
 {
     return connection->state() == QAbstractSocket::ConnectedState;
@@ -73,7 +70,7 @@ void tst_SockJSGoodbye::cleanup()
 // A transport whose poll is out.
 void tst_SockJSGoodbye::startIdle()
 {
-    QVERIFY(m_transport->start(u"127.0.0.1"_s, m_server->serverPort(), false, u"/s"_s, false));
+    QVERIFY(m_transport->start(localhost(), m_server->serverPort(), false, u"/s"_s, false));
     QTRY_VERIFY_WITH_TIMEOUT(receiving() && m_received[receiving()].startsWith("POST /s/xhr HTTP"),
                              20000);
 }
@@ -151,7 +148,7 @@ void tst_SockJSGoodbye::startingAgainEndsAReceivingConnectionThatIsKept()
     closeBehindAMessage();
     if (QTest::currentTestFailed())
         return;
-    QVERIFY(m_transport->start(u"127.0.0.1"_s, m_server->serverPort(), false, u"/t"_s, false));
+    QVERIFY(m_transport->start(localhost(), m_server->serverPort(), false, u"/t"_s, false));
     QTRY_VERIFY(!isOpen(receiving()));
     QTRY_VERIFY_WITH_TIMEOUT(
         m_received.value(m_connections.value(2)).startsWith("POST /t/xhr HTTP"), 20000);

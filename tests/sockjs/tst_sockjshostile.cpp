@@ -1,14 +1,10 @@
+#include "ConnectorRun.h"
+#include "CpuTime.h"
 #include "FedSocket.h"
-#include "RawWebSocketServer.h"
+#include "RawServers.h"
 #include "WorkerRun.h"
-#include "support/LogCapture.h"
-#include "support/ScriptedServer.h"
-#include "support/Text.h"
 
 #include <QtCore/QRandomGenerator>
-#include <QtTest/QtTest>
-
-#include <ctime>
 
 using namespace Scripted;
 
@@ -44,21 +40,8 @@ private Q_SLOTS:
 namespace
 {
 
-const QByteArray CHUNKED_HEADER = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
-const QByteArray GOOD = "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n";
 constexpr int MANY = 10 * 1024 * 1024;
-
-QString localhost()
-{
-    return u"127.0.0.1"_s;
-}
-
-double threadCpuMs()
-{
-    timespec time = {};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return double(time.tv_sec) * 1e3 + double(time.tv_nsec) / 1e6;
-}
+constexpr int LARGEST = 16 * 1024 * 1024; // of bodies and messages
 
 QByteArray repeated(const QByteArray &piece, int bytes)
 {
@@ -70,44 +53,36 @@ QByteArray repeated(const QByteArray &piece, int bytes)
 void tst_SockJSHostile::endlessDataLosesTheConnection_data()
 {
     QTest::addColumn<QByteArray>("data");
-    QTest::newRow("header block that never ends")
-        << QByteArray("HTTP/1.1 200 OK\r\n" + repeated("X-A: bbbbbbbbbbbbbbbb\r\n", MANY));
-    QTest::newRow("header line that never ends")
-        << QByteArray("HTTP/1.1 200 OK\r\nX: " + QByteArray(MANY, 'x'));
-    QTest::newRow("status line that never ends") << QByteArray("HTTP/" + QByteArray(MANY, 'x'));
-    QTest::newRow("size line that never ends")
-        << QByteArray(CHUNKED_HEADER + "\r\n" + QByteArray(MANY, '0'));
-    QTest::newRow("chunk beyond all measure")
-        << QByteArray(CHUNKED_HEADER + "7FFFFFFF\r\n" + QByteArray(20 * 1024 * 1024, 'x'));
-    QTest::newRow("body beyond all measure")
-        << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 2147483647\r\n\r\n"
-                      + QByteArray(20 * 1024 * 1024, 'x'));
-    QTest::newRow("chunks without an end") << QByteArray(
-        CHUNKED_HEADER + repeated("10000\r\n" + QByteArray(65536, 'x') + "\r\n", 20 * 1024 * 1024));
-    QTest::newRow("no response at all, for ever") << QByteArray(20 * 1024 * 1024, 'x');
+    const auto row = [](const char *name, const QByteArray &start, const QByteArray &rest) {
+        QTest::newRow(name) << start + rest;
+    };
+    const QByteArray ok = "HTTP/1.1 200 OK\r\n";
+    const QByteArray x20(20 * 1024 * 1024, 'x');
+    row("header block that never ends", ok, repeated("X-A: bbbbbbbbbbbbbbbb\r\n", MANY));
+    row("header line that never ends", ok + "X: ", QByteArray(MANY, 'x'));
+    row("status line that never ends", "HTTP/", QByteArray(MANY, 'x'));
+    row("size line that never ends", CHUNKED + "\r\n", QByteArray(MANY, '0'));
+    row("chunk beyond all measure", CHUNKED + "7FFFFFFF\r\n", x20);
+    row("body beyond all measure", plain(INT_MAX), x20);
+    row("chunks without an end", CHUNKED, repeated(chunk(QByteArray(65536, 'x')), x20.size()));
+    row("no response at all, for ever", QByteArray(), x20);
 }
 
 void tst_SockJSHostile::endlessDataLosesTheConnection()
 {
     QFETCH(QByteArray, data);
-    ScriptedServer server;
-    server.onConnection({send(data)});
-    server.onConnection({expect("next"), send(GOOD)});
-    QVERIFY(server.listen());
-    const LogCapture log;
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.start();
+    ServedWorker run{{send(data)}, {expect("next"), send(FRAME_O)}};
+    QVERIFY(run.begin(1));
     QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 60000);
     QVERIFY(run.queue(u"next"_s));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 60000);
     run.stop();
     QCOMPARE(run.reconnections, 1);
-    QCOMPARE(log.count(u"[SockJSXHRPollingWorker] Response too large, dropping the connection"_s),
-             1);
-    QCOMPARE(log.count(u"[SockJSXHRPollingWorker] Connection lost, attempting to "
-                       "re-establish..."_s),
+    QCOMPARE(
+        run.log.count(u"[SockJSXHRPollingWorker] Response too large, dropping the connection"_s),
+        1);
+    QCOMPARE(run.log.count(u"[SockJSXHRPollingWorker] Connection lost, attempting to "
+                           "re-establish..."_s),
              1);
 }
 
@@ -115,32 +90,26 @@ void tst_SockJSHostile::dataThatIsNoResponseIsDroppedAfterTwoSeconds_data()
 {
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<int>("cleared");
-    QTest::newRow("line without an end") << QByteArray(MANY, 'x') << MANY;
-    QTest::newRow("chunk that never comes")
-        << QByteArray(CHUNKED_HEADER + "7FFFFFFF\r\n" + QByteArray(MANY, 'x')) << 10 + MANY;
-    QTest::newRow("header that is never ended")
-        << QByteArray("HTTP/1.1 200 OK\r\nX: " + QByteArray(60000, 'x')) << 60020;
+    const QByteArray endless(MANY, 'x');
+    const QByteArray header = "HTTP/1.1 200 OK\r\nX: " + QByteArray(60000, 'x');
+    QTest::newRow("line without an end") << endless << MANY;
+    QTest::newRow("chunk that never comes") << CHUNKED + "7FFFFFFF\r\n" + endless << 10 + MANY;
+    QTest::newRow("header that is never ended") << header << 60020;
 }
 
 void tst_SockJSHostile::dataThatIsNoResponseIsDroppedAfterTwoSeconds()
 {
     QFETCH(QByteArray, data);
     QFETCH(int, cleared);
-    ScriptedServer server;
-    server.onConnection({send(data), pause(4500), send(GOOD)});
-    QVERIFY(server.listen());
-    const LogCapture log;
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.expectResponse();
-    run.start();
+    ServedWorker run{{send(data), pause(4500), send(FRAME_O)}};
+    QVERIFY(run.begin(2));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"o"}, 60000);
     run.stop();
     QCOMPARE(run.reconnections, 0);
-    QCOMPARE(log.count(u"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer"_s), 1);
+    QCOMPARE(run.log.count(u"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer"_s),
+             1);
     const QString prefix = u"[SockJSXHRPollingWorker.BufferData] = "_s;
-    QCOMPARE(log.startingWith(prefix).value(0).size(), prefix.size() + cleared);
+    QCOMPARE(run.log.startingWith(prefix).value(0).size(), prefix.size() + cleared);
 }
 
 void tst_SockJSHostile::manySmallPiecesAreReadInOneGo_data()
@@ -148,11 +117,10 @@ void tst_SockJSHostile::manySmallPiecesAreReadInOneGo_data()
     QTest::addColumn<QByteArray>("data");
     QTest::addColumn<int>("requests");
     QTest::addColumn<int>("length");
+    const QByteArray header = "HTTP/1.1 200 OK\r\nA: b\r\n\r\n";
     QTest::newRow("chunks of two bytes")
-        << QByteArray(CHUNKED_HEADER + repeated("2\r\nab\r\n", 3500000) + "0\r\n\r\n") << 1
-        << 1000000;
-    QTest::newRow("headers that nobody asked for")
-        << QByteArray(repeated("HTTP/1.1 200 OK\r\nA: b\r\n\r\n", 2500000) + "x") << 0 << -1;
+        << CHUNKED + repeated(chunk("ab"), 3500000) + END_CHUNK << 1 << 1000000;
+    QTest::newRow("headers that nobody asked for") << repeated(header, 2500000) + "x" << 0 << -1;
 }
 
 // Time must not grow with the square of the number of pieces.
@@ -161,75 +129,67 @@ void tst_SockJSHostile::manySmallPiecesAreReadInOneGo()
     QFETCH(QByteArray, data);
     QFETCH(int, requests);
     QFETCH(int, length);
-    ScriptedServer server;
-    server.onConnection({send(data), pause(200), expect("next")});
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    for (int i = 0; i < requests; ++i)
-        run.expectResponse();
+    ServedWorker run{{send(data), pause(200), expect("next")}};
     QVERIFY(run.queue(u"next"_s));
     QElapsedTimer timer;
     timer.start();
-    run.start();
+    QVERIFY(run.begin(requests));
     if (length >= 0) {
         QTRY_COMPARE_WITH_TIMEOUT(run.messages.size(), 1, 60000);
         QCOMPARE(run.messages.at(0).size(), length);
     }
-    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
     QVERIFY2(timer.elapsed() < 20000, qPrintable(QString::number(timer.elapsed())));
 }
 
 void tst_SockJSHostile::readingTakesTimeInProportion_data()
 {
     QTest::addColumn<QByteArray>("start");
-    QTest::addColumn<QByteArray>("repeated");
+    QTest::addColumn<QByteArray>("piece");
     QTest::addColumn<int>("bytes"); // of the smaller of two streams
     QTest::addColumn<int>("readBytes");
-    constexpr int HEADER_HALF = 32000;
-    constexpr int BODY_HALF = 2000000;
-    QTest::newRow("header of bare line feeds")
-        << QByteArray("HTTP/1.1 200 OK\n") << QByteArray("a\n") << HEADER_HALF << 1;
-    QTest::newRow("header of empty-looking lines")
-        << QByteArray("HTTP/1.1 200 OK\n") << QByteArray("\n\r\r") << HEADER_HALF << 1;
-    QTest::newRow("header of one line")
-        << QByteArray("HTTP/1.1 200 OK") << QByteArray("x") << HEADER_HALF << 1;
-    QTest::newRow("size line") << CHUNKED_HEADER << QByteArray("0") << HEADER_HALF << 1;
-    QTest::newRow("chunk") << CHUNKED_HEADER + "fffff0\r\n"
-                           << QByteArray("\n") << BODY_HALF << 1000;
-    QTest::newRow("behind the chunks") << CHUNKED_HEADER + "0\r\n"
-                                       << QByteArray("HTTP") << BODY_HALF << 1000;
-    QTest::newRow("body") << QByteArray("HTTP/1.1 200 OK\r\nContent-Length: 16777216\r\n\r\n")
-                          << QByteArray("HTTP/") << BODY_HALF << 1000;
-    QTest::newRow("no response") << QByteArray() << QByteArray("HTTP") << BODY_HALF << 1000;
+    // Byte by byte, or in reads of a thousand.
+    const auto header = [](const char *name, const QByteArray &start, const QByteArray &piece) {
+        QTest::newRow(name) << start << piece << 32000 << 1;
+    };
+    const auto body = [](const char *name, const QByteArray &start, const QByteArray &piece) {
+        QTest::newRow(name) << start << piece << 2000000 << 1000;
+    };
+    header("header of bare line feeds", "HTTP/1.1 200 OK\n", "a\n");
+    header("header of empty-looking lines", "HTTP/1.1 200 OK\n", "\n\r\r");
+    header("header of one line", "HTTP/1.1 200 OK", "x");
+    header("size line", CHUNKED, "0");
+    body("chunk", CHUNKED + "fffff0\r\n", "\n");
+    body("behind the chunks", CHUNKED + "0\r\n", "HTTP");
+    body("body", plain(LARGEST), "HTTP/");
+    body("no response", QByteArray(), "HTTP");
 }
 
 // Twice the bytes may take twice the time, not four times.
 void tst_SockJSHostile::readingTakesTimeInProportion()
 {
     QFETCH(QByteArray, start);
-    QFETCH(QByteArray, repeated);
+    QFETCH(QByteArray, piece);
     QFETCH(int, bytes);
     QFETCH(int, readBytes);
     const LogCapture log;
     const auto shortestMs = [&](const QByteArray &stream) {
         double shortest = INT_MAX; // of five, on a machine that may be busy
         for (int i = 0; i < 5; ++i) {
-            FedSocket socket;
-            SockJSXHRPollingWorker worker(nullptr, &socket, QString(), 80, false, true);
-            XHRRequest request(nullptr, QString(), QString());
-            SockJSProbe::inFlight(worker).append(&request);
-            const double before = threadCpuMs();
+            auto *socket = new FedSocket;
+            WorkerRun run(socket);
+            run.expectResponse();
+            const double before = cpuMs(CLOCK_THREAD_CPUTIME_ID);
             for (int position = 0; position < stream.size(); position += readBytes) {
-                socket.feed(stream.mid(position, readBytes));
-                SockJSProbe::read(worker);
+                socket->feed(stream.mid(position, readBytes));
+                SockJSProbe::read(*run.worker);
             }
-            shortest = qMin(shortest, threadCpuMs() - before);
+            shortest = qMin(shortest, cpuMs(CLOCK_THREAD_CPUTIME_ID) - before);
         }
         return shortest;
     };
-    const double once = shortestMs(start + repeated.repeated(bytes / repeated.size()));
-    const double twice = shortestMs(start + repeated.repeated(2 * bytes / repeated.size()));
+    const double once = shortestMs(start + repeated(piece, bytes));
+    const double twice = shortestMs(start + repeated(piece, 2 * bytes));
     const QByteArray times = QByteArray::number(once) + " ms, " + QByteArray::number(twice) + " ms";
     QVERIFY2(twice < 3 * once, times.constData());
 }
@@ -238,21 +198,15 @@ void tst_SockJSHostile::closingDoesNotWaitForWhatHasArrived_data()
 {
     QTest::addColumn<QByteArray>("data");
     constexpr int ARRIVED = 48 * 1024 * 1024;
-    constexpr int BODY = 16 * 1024 * 1024;
-    QTest::newRow("chunks of two bytes") << CHUNKED_HEADER + repeated("2\r\nab\r\n", ARRIVED);
-    QTest::newRow("headers that nobody asked for") << repeated("HTTP/1.1\nA: b\n\n", ARRIVED);
-    QTest::newRow("bodies that nobody asked for")
-        << "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\n" + repeated("ab", ARRIVED);
-    QTest::newRow("header of many lines")
-        << "HTTP/1.1 200 OK\r\n" + repeated("X-A: b\nX-B: c\n", ARRIVED) + "\n";
-    QTest::newRow("bodies of 16 MiB that are no UTF-8")
-        << ("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(BODY) + "\r\n\r\n"
-            + QByteArray(BODY, '\xff'))
-               .repeated(3);
-    QTest::newRow("chunks of 16 MiB that are no UTF-8")
-        << (CHUNKED_HEADER + QByteArray::number(BODY, 16) + "\r\n" + QByteArray(BODY, '\xff')
-            + "\r\n0\r\n\r\n")
-               .repeated(3);
+    const auto row = [](const char *name, const QByteArray &data) { QTest::newRow(name) << data; };
+    const QByteArray noUtf8(LARGEST, '\xff');
+    row("chunks of two bytes", CHUNKED + repeated(chunk("ab"), ARRIVED));
+    row("headers that nobody asked for", repeated("HTTP/1.1\nA: b\n\n", ARRIVED));
+    row("bodies that nobody asked for", plain(2) + repeated("ab", ARRIVED));
+    row("header of many lines",
+        "HTTP/1.1 200 OK\r\n" + repeated("X-A: b\nX-B: c\n", ARRIVED) + "\n");
+    row("bodies of 16 MiB that are no UTF-8", reply(noUtf8).repeated(3));
+    row("chunks of 16 MiB that are no UTF-8", (CHUNKED + chunk(noUtf8) + END_CHUNK).repeated(3));
 }
 
 void tst_SockJSHostile::closingDoesNotWaitForWhatHasArrived()
@@ -261,26 +215,17 @@ void tst_SockJSHostile::closingDoesNotWaitForWhatHasArrived()
     const LogCapture log;
     qint64 shortest = INT_MAX; // of three, on a machine that may be busy
     for (int i = 0; i < 3; ++i) {
-        FedSocket socket;
-        socket.feed(data);
-        SockJSXHRPollingWorker worker(nullptr, &socket, localhost(), 1, false, true);
-        std::vector<std::unique_ptr<XHRRequest>> requests;
-        for (int request = 0; request < 3; ++request) {
-            requests.push_back(std::make_unique<XHRRequest>(nullptr, QString(), QString()));
-            SockJSProbe::inFlight(worker).append(requests.back().get());
-        }
-        QThread thread;
-        worker.moveToThread(&thread);
-        socket.moveToThread(&thread);
-        connect(&worker, &SockJSXHRPollingWorker::finished, &thread, &QThread::quit,
-                Qt::DirectConnection);
-        connect(&thread, &QThread::started, &worker, &SockJSXHRPollingWorker::process);
-        thread.start();
+        auto *socket = new FedSocket;
+        socket->feed(data);
+        WorkerRun run(socket);
+        for (int request = 0; request < 3; ++request)
+            run.expectResponse();
+        run.start();
         QThread::msleep(60); // it is in the middle of it
         QElapsedTimer timer;
         timer.start();
-        worker.forceClose();
-        QVERIFY(thread.wait(60000));
+        run.worker->forceClose();
+        QVERIFY(run.thread.wait(60000));
         shortest = qMin(shortest, timer.elapsed());
     }
     QVERIFY2(shortest < 100, qPrintable(QString::number(shortest)));
@@ -296,43 +241,21 @@ void tst_SockJSHostile::largeBodyIsRead_data()
 void tst_SockJSHostile::largeBodyIsRead()
 {
     QFETCH(bool, chunked);
-    constexpr int SIZE = 16 * 1024 * 1024; // the largest that is taken
-    const QByteArray body(SIZE, 'x');
-    ScriptedServer server;
-    server.onConnection({send(chunked ? CHUNKED_HEADER + QByteArray::number(SIZE, 16) + "\r\n"
-                                      + body + "\r\n0\r\n\r\n"
-                                      : reply(body))});
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.start();
+    const QByteArray body(LARGEST, 'x');
+    ServedWorker run{{send(chunked ? CHUNKED + chunk(body) + END_CHUNK : reply(body))}};
+    QVERIFY(run.begin(1));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages.size(), 1, 60000);
-    QVERIFY(run.messages.at(0) == QString(SIZE, QLatin1Char('x')));
+    QVERIFY(run.messages.at(0) == QString(LARGEST, QLatin1Char('x')));
 }
 
 void tst_SockJSHostile::randomDataDoesNoHarm()
 {
-    const QByteArrayList words = {"HTTP/",
-                                  "1.1 200 OK",
-                                  "\r\n",
-                                  "\n",
-                                  "\r",
-                                  ":",
-                                  "Content-Length: ",
-                                  "5",
-                                  "0",
-                                  "-1",
-                                  "7FFFFFFF",
-                                  "99999999999",
-                                  "Transfer-Encoding: chunked",
-                                  "a[\"x\"]",
-                                  "\r\n\r\n",
-                                  "hello",
-                                  QByteArray(1, '\0'),
-                                  "\xff\xfe",
-                                  "HTT",
-                                  "Set-Cookie: a=b"};
+    // clang-format off
+    const QByteArrayList words = {
+        "HTTP/", "1.1 200 OK", "\r\n", "\n", "\r", ":", "Content-Length: ", "5", "0", "-1", "7FFFFFFF",
+        "99999999999", "Transfer-Encoding: chunked", "a[\"x\"]", "\r\n\r\n", "hello", QByteArray(1, '\0'),
+        "\xff\xfe", "HTT", "Set-Cookie: a=b"};
+    // clang-format on
     QRandomGenerator random(20260101);
     ScriptedServer server;
     constexpr int CONNECTIONS = 60;
@@ -351,11 +274,8 @@ void tst_SockJSHostile::randomDataDoesNoHarm()
     const LogCapture log;
     std::vector<std::unique_ptr<WorkerRun>> runs;
     for (int i = 0; i < CONNECTIONS; ++i) {
-        runs.push_back(std::make_unique<WorkerRun>(localhost(), server.port()));
-        QVERIFY(runs.back()->connectToServer());
-        for (int request = 0; request < 20; ++request)
-            runs.back()->expectResponse();
-        runs.back()->start();
+        runs.push_back(std::make_unique<WorkerRun>(server.port()));
+        QVERIFY(runs.back()->begin(20));
     }
     QVERIFY2(server.finished(), qPrintable(server.failure()));
     QTest::qWait(200);
@@ -391,36 +311,33 @@ void tst_SockJSHostile::parsersTakeAnyBytes()
 void tst_SockJSHostile::hostileWebSocketFramesEndTheConnection_data()
 {
     QTest::addColumn<QByteArray>("bytes");
-    QTest::newRow("frame of 2^62 bytes")
-        << QByteArray("\x81\x7f\x40\x00\x00\x00\x00\x00\x00\x00xxxx", 14);
-    QTest::newRow("frame of a negative length")
-        << QByteArray("\x81\x7f\xff\xff\xff\xff\xff\xff\xff\xffxxxx", 14);
-    QTest::newRow("unknown opcode") << QByteArray("\x83\x01x", 3);
-    QTest::newRow("reserved bits") << QByteArray("\xf1\x01x", 3);
-    QTest::newRow("text that is no UTF-8") << QByteArray("\x81\x02\xff\xfe", 4);
-    QTest::newRow("continuation of nothing") << QByteArray("\x80\x01x", 3);
-    QTest::newRow("control frame that is too long")
-        << QByteArray("\x89\x7e\x00\x7e", 4) + QByteArray(126, 'x');
-    QTest::newRow("no web socket at all") << QByteArray("HTTP/1.1 200 OK\r\n\r\n");
+    const auto row = [](const char *name, const QByteArray &head, const QByteArray &payload) {
+        QTest::newRow(name) << head + payload;
+    };
+    row("frame of 2^62 bytes", QByteArray("\x81\x7f\x40\0\0\0\0\0\0\0", 10), "xxxx");
+    row("frame of a negative length", "\x81\x7f" + QByteArray(8, '\xff'), "xxxx");
+    row("unknown opcode", "\x83\x01", "x");
+    row("reserved bits", "\xf1\x01", "x");
+    row("text that is no UTF-8", "\x81\x02", "\xff\xfe");
+    row("continuation of nothing", "\x80\x01", "x");
+    row("control frame that is too long", QByteArray("\x89\x7e\0\x7e", 4), QByteArray(126, 'x'));
+    row("no web socket at all", "HTTP/1.1 200 OK\r\n\r\n", QByteArray());
 }
 
 void tst_SockJSHostile::hostileWebSocketFramesEndTheConnection()
 {
     QFETCH(QByteArray, bytes);
-    RawWebSocketServer server;
-    server.behindHandshake = RawWebSocketServer::text("o");
-    SockJSConnector connector;
-    QSignalSpy closed(&connector, &SockJSConnector::closed);
-    QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
-    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
-    QVERIFY(connector.isConnected());
+    OpeningServer server;
+    ConnectorRun run;
+    run.open(server.port());
+    QVERIFY(run.connector.isConnected());
     server.client->write(bytes);
     server.client->write(RawWebSocketServer::text("a[\"x\"]"));
-    QTRY_COMPARE_WITH_TIMEOUT(closed.size(), 1, 20000);
-    QCOMPARE(messages.size(), 0);
+    QTRY_COMPARE_WITH_TIMEOUT(run.closed.size(), 1, 20000);
+    QCOMPARE(run.messages.size(), 0);
     // The connector is as good as new.
-    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
-    QVERIFY(connector.isConnected());
+    run.open(server.port());
+    QVERIFY(run.connector.isConnected());
 }
 
 void tst_SockJSHostile::largestWebSocketMessageIsTaken_data()
@@ -428,15 +345,13 @@ void tst_SockJSHostile::largestWebSocketMessageIsTaken_data()
     QTest::addColumn<int>("bytes");
     QTest::addColumn<int>("pieces");
     QTest::addColumn<QString>("error");
-    constexpr int LARGEST = 16 * 1024 * 1024;
+    const QString tooLarge = u"[SockJSConnector] ERROR: A message was too large: "_s;
+    const QString frame = tooLarge + u"Maximum framesize exceeded."_s;
+    const QString message = tooLarge + u"Received message is too big."_s;
     QTest::newRow("16 MiB") << LARGEST << 1 << QString();
     QTest::newRow("16 MiB in four frames") << LARGEST << 4 << QString();
-    QTest::newRow("one byte more")
-        << LARGEST + 1 << 1
-        << u"[SockJSConnector] ERROR: A message was too large: Maximum framesize exceeded."_s;
-    QTest::newRow("one byte more in four frames")
-        << LARGEST + 1 << 4
-        << u"[SockJSConnector] ERROR: A message was too large: Received message is too big."_s;
+    QTest::newRow("one byte more") << LARGEST + 1 << 1 << frame;
+    QTest::newRow("one byte more in four frames") << LARGEST + 1 << 4 << message;
 }
 
 void tst_SockJSHostile::largestWebSocketMessageIsTaken()
@@ -444,28 +359,24 @@ void tst_SockJSHostile::largestWebSocketMessageIsTaken()
     QFETCH(int, bytes);
     QFETCH(int, pieces);
     QFETCH(QString, error);
-    RawWebSocketServer server;
-    server.behindHandshake = RawWebSocketServer::text("o");
-    const LogCapture log;
-    SockJSConnector connector;
-    QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
-    QSignalSpy closed(&connector, &SockJSConnector::closed);
-    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
-    QVERIFY(connector.isConnected());
+    OpeningServer server;
+    ConnectorRun run;
+    run.open(server.port());
+    QVERIFY(run.connector.isConnected());
 
     const QByteArray message = "a[\"" + QByteArray(bytes - 5, 'x') + "\"]";
     QCOMPARE(message.size(), bytes);
     for (const QByteArray &frame : RawWebSocketServer::fragments(message, pieces))
         server.client->write(frame);
-    QTRY_VERIFY_WITH_TIMEOUT(messages.size() + closed.size() == 1, 20000);
-    QCOMPARE(messages.size(), error.isEmpty() ? 1 : 0);
-    QCOMPARE(log.startingWith(u"[SockJSConnector] ERROR"_s),
+    QTRY_VERIFY_WITH_TIMEOUT(run.messages.size() + run.closed.size() == 1, 20000);
+    QCOMPARE(run.messages.size(), error.isEmpty() ? 1 : 0);
+    QCOMPARE(run.log.startingWith(u"[SockJSConnector] ERROR"_s),
              error.isEmpty() ? QStringList() : QStringList{error});
     if (error.isEmpty()) {
-        QCOMPARE(messages.at(0).at(0).toString().size(), bytes - 5);
+        QCOMPARE(run.texts().at(0).size(), bytes - 5);
     } else {
-        QCOMPARE(closed.at(0).at(0).toBool(), false);
-        QVERIFY(!connector.isConnected());
+        QCOMPARE(run.closed.at(0).at(0).toBool(), false);
+        QVERIFY(!run.connector.isConnected());
     }
 }
 
@@ -483,12 +394,10 @@ void tst_SockJSHostile::hostileSockJSFramesGiveNothing_data()
 void tst_SockJSHostile::hostileSockJSFramesGiveNothing()
 {
     QFETCH(QString, frame);
-    SockJSConnector connector;
-    QSignalSpy messages(&connector, &SockJSConnector::sockJSMessage);
-    QSignalSpy connected(&connector, &SockJSConnector::connected);
-    connector.onTextMessageReceived(frame);
-    QCOMPARE(messages.size(), 0);
-    QCOMPARE(connected.size(), 0);
+    ConnectorRun run;
+    run.connector.onTextMessageReceived(frame);
+    QCOMPARE(run.messages.size(), 0);
+    QCOMPARE(run.connected.size(), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSHostile)

@@ -1,10 +1,5 @@
-#include "EventBus.h"
-#include "RawWebSocketServer.h"
-#include "SockJSProbe.h"
-#include "support/ScriptedServer.h"
-#include "support/Text.h"
-
-#include <QtTest/QtTest>
+#include "FarEnd.h"
+#include "RawServers.h"
 
 using namespace Scripted;
 
@@ -22,19 +17,6 @@ private Q_SLOTS:
     void messagesOfAnEndedConnectionAreForgotten();
     void openFrameIsHeardBehindAnOpenstateSlotThatWaits();
 };
-
-namespace
-{
-
-constexpr auto WEBSOCKET = SockJSConnector::WEBSOCKET;
-constexpr auto XHR_POLLING = SockJSConnector::XHR_POLLING;
-
-QUrl serverUrl(quint16 port)
-{
-    return QUrl(u"ws://127.0.0.1:%1"_s.arg(port));
-}
-
-} // namespace
 
 void tst_SockJSHostSlots::hostMayDoAnythingInASlot_data()
 {
@@ -58,13 +40,10 @@ void tst_SockJSHostSlots::hostMayDoAnythingInASlot()
     QFETCH(QString, signal);
     QFETCH(QString, action);
 
-    EventBus bus;
-    EventBus other;
-    ScriptedServer polled;
-    polled.onConnection(
-        {expectRequest(), send(reply("o\n")), expectRequest(), send(reply("a[\"1\",\"2\"]\n"))});
-    polled.onEveryOther({expectRequest(), send(reply(""))});
-    QVERIFY(polled.listen());
+    FarEnd far(xhr);
+    far.polled.onConnection(POLLED_OPEN + Script{expectRequest(), send(reply("a[\"1\",\"2\"]\n"))});
+    far.polled.onEveryOther({expectRequest(), send(reply(""))});
+    EventBusServer other;
 
     auto *connector = new SockJSConnector;
     const QPointer<SockJSConnector> alive(connector);
@@ -93,15 +72,13 @@ void tst_SockJSHostSlots::hostMayDoAnythingInASlot()
     else
         connect(connector, &SockJSConnector::closed, this, act);
 
-    connector->open(serverUrl(xhr ? polled.port() : bus.port()), {xhr ? XHR_POLLING : WEBSOCKET});
+    far.open(*connector);
     if (!xhr) {
-        QTRY_VERIFY(bus.client);
+        QTRY_VERIFY(far.bus.connection());
         // Several in one packet: the rest still comes when the first has ended everything. Two
         // server connections exist where the host opened again in the slot.
-        if (bus.client) {
-            bus.client->sendTextMessage(u"a[\"1\",\"2\"]"_s);
-            bus.client->sendTextMessage(u"a[\"3\"]"_s);
-        }
+        far.bus.sendFrame(u"a[\"1\",\"2\"]"_s);
+        far.bus.sendFrame(u"a[\"3\"]"_s);
     }
     if (signal == u"closed"_s) {
         QTRY_VERIFY_WITH_TIMEOUT(connector->isConnected(), 20000);
@@ -131,17 +108,16 @@ void tst_SockJSHostSlots::hostMayDoAnythingInASlot()
 // patience ends.
 void tst_SockJSHostSlots::nestedLoopInASlotOfADyingSocketIsSafe()
 {
-    RawWebSocketServer server;
+    OpeningServer server;
     server.answersPings = false;
-    server.behindHandshake = RawWebSocketServer::text("o");
     bool done = false;
-    SockJSConnector connector;
-    connect(&connector, &SockJSConnector::sockJSMessage, this, [&] {
-        connector.close();
+    ConnectorRun run;
+    connect(&run.connector, &SockJSConnector::sockJSMessage, this, [&] {
+        run.connector.close();
         QTest::qWait(4500);
         done = true;
     });
-    connector.open(serverUrl(server.port()), {WEBSOCKET});
+    run.open(server.port());
     server.client->write(RawWebSocketServer::text("a[\"1\"]")
                          + RawWebSocketServer::text("a[\"2\"]"));
     QTRY_VERIFY_WITH_TIMEOUT(done, 20000);
@@ -150,75 +126,69 @@ void tst_SockJSHostSlots::nestedLoopInASlotOfADyingSocketIsSafe()
 
 void tst_SockJSHostSlots::messagesStopWhenTheirConnectionEnds()
 {
-    EventBus bus;
-    QStringList messages;
-    SockJSConnector connector;
-    connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
-        messages.append(message);
+    EventBusServer bus;
+    ConnectorRun run;
+    connect(&run.connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
         if (message == u"2"_s)
-            connector.close();
+            run.connector.close();
     });
-    connector.open(serverUrl(bus.port()), {WEBSOCKET});
-    QTRY_VERIFY(connector.isConnected());
-    bus.client->sendTextMessage(u"a[\"1\",\"2\",\"3\"]"_s);
-    bus.client->sendTextMessage(u"a[\"4\"]"_s);
-    QTRY_COMPARE(bus.closeCodes.size(), 1);
-    QCOMPARE(messages, (QStringList{"1", "2"}));
+    run.open(bus.port());
+    QTRY_VERIFY(run.connector.isConnected());
+    bus.sendFrame(u"a[\"1\",\"2\",\"3\"]"_s);
+    bus.sendFrame(u"a[\"4\"]"_s);
+    QTRY_COMPARE(bus.closeCodes().size(), 1);
+    QCOMPARE(run.texts(), (QStringList{"1", "2"}));
 }
 
 // Servers put several messages into one frame, and a slot that asks the service something waits.
 void tst_SockJSHostSlots::messagesKeepTheirOrderWhenASlotWaits()
 {
-    EventBus bus;
-    QStringList messages;
-    SockJSConnector connector;
-    connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
-        messages.append(message);
+    EventBusServer bus;
+    ConnectorRun run;
+    connect(&run.connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
         if (message != u"1"_s)
             return;
-        bus.client->sendTextMessage(u"a[\"4\",\"5\"]"_s);
-        QVERIFY(QTest::qWaitFor([&] { return messages.contains(u"5"_s); }));
+        bus.sendFrame(u"a[\"4\",\"5\"]"_s);
+        QVERIFY(QTest::qWaitFor([&] { return run.texts().contains(u"5"_s); }));
     });
-    connector.open(serverUrl(bus.port()), {WEBSOCKET});
-    QTRY_VERIFY(connector.isConnected());
-    bus.client->sendTextMessage(u"a[\"1\",\"2\",\"3\"]"_s);
-    QTRY_COMPARE(messages, (QStringList{"1", "2", "3", "4", "5"}));
+    run.open(bus.port());
+    QTRY_VERIFY(run.connector.isConnected());
+    bus.sendFrame(u"a[\"1\",\"2\",\"3\"]"_s);
+    QTRY_COMPARE(run.texts(), (QStringList{"1", "2", "3", "4", "5"}));
 }
 
 void tst_SockJSHostSlots::messagesOfAnEndedConnectionAreForgotten()
 {
-    EventBus bus;
-    EventBus other;
-    QStringList messages;
-    SockJSConnector connector;
-    connect(&connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
-        messages.append(message);
+    EventBusServer bus;
+    EventBusServer other;
+    ConnectorRun run;
+    connect(&run.connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
         if (message != u"1"_s)
             return;
-        connector.open(serverUrl(other.port()), {WEBSOCKET});
-        QTRY_VERIFY(connector.isConnected());
-        other.client->sendTextMessage(u"a[\"other\"]"_s);
+        run.open(other.port());
+        QTRY_VERIFY(run.connector.isConnected());
+        other.sendFrame(u"a[\"other\"]"_s);
         QTest::qWait(200);
     });
-    connector.open(serverUrl(bus.port()), {WEBSOCKET});
-    QTRY_VERIFY(connector.isConnected());
-    bus.client->sendTextMessage(u"a[\"1\",\"2\"]"_s);
-    QTRY_COMPARE(messages, (QStringList{"1", "other"}));
-    QTest::qWait(50);
-    QCOMPARE(messages, (QStringList{"1", "other"}));
+    run.open(bus.port());
+    QTRY_VERIFY(run.connector.isConnected());
+    bus.sendFrame(u"a[\"1\",\"2\"]"_s);
+    QTRY_COMPARE(run.texts(), (QStringList{"1", "other"}));
+    other.sendFrame(u"a[\"last\"]"_s);
+    QTRY_COMPARE(run.texts(), (QStringList{"1", "other", "last"}));
 }
 
 // The slot is called by hand while the attempt waits, and what called it goes on with a loop of its own.
 void tst_SockJSHostSlots::openFrameIsHeardBehindAnOpenstateSlotThatWaits()
 {
-    EventBus bus;
-    SockJSConnector connector;
+    EventBusServer bus;
+    ConnectorRun run;
     QTimer::singleShot(0, this, [&] {
-        connector.openstate1();
+        run.connector.openstate1();
         QTest::qWait(300);
     });
-    connector.open(serverUrl(bus.port()), {WEBSOCKET});
-    QTRY_VERIFY_WITH_TIMEOUT(connector.isConnected(), 2000);
+    run.open(bus.port());
+    QTRY_VERIFY_WITH_TIMEOUT(run.connector.isConnected(), 2000);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSHostSlots)

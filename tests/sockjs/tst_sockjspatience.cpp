@@ -1,10 +1,8 @@
+#include "Http.h"
 #include "SockJSProbe.h"
 #include "support/LogCapture.h"
-#include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
-#include "support/Text.h"
 
-#include <QtNetwork/QSslKey>
 #include <QtNetwork/QSslSocket>
 #include <QtTest/QtTest>
 
@@ -72,7 +70,7 @@ struct Attempt {
     {
         const std::unique_ptr<QTcpSocket> socket(ssl ? new QSslSocket : new QTcpSocket);
         socket->setProxy(QNetworkProxy::NoProxy);
-        SockJSXHRPollingWorker worker(nullptr, socket.get(), u"127.0.0.1"_s, port, ssl, true);
+        SockJSXHRPollingWorker worker(nullptr, socket.get(), localhost(), port, ssl, true);
         QElapsedTimer timer;
         timer.start();
         connected = worker.connectToServer();
@@ -101,11 +99,11 @@ void tst_SockJSPatience::waitsOfThirtySeconds()
     mute.setDeadline(60000);
     mute.onConnection({});
     mute.onConnection({expectRequest(), expectEnd()});
-    mute.onConnection({expectRequest(), send(reply("", "204 No Content"))});
+    mute.onConnection({expectRequest(), send(NO_CONTENT)});
     QVERIFY(mute.listen());
     const LogCapture log;
     SockJSXHRPolling transport;
-    QVERIFY(transport.start(u"127.0.0.1"_s, mute.port(), false, u"/s"_s, false));
+    QVERIFY(transport.start(localhost(), mute.port(), false, u"/s"_s, false));
     QElapsedTimer timer;
     timer.start();
     transport.sendTextMessage(u"given up"_s);

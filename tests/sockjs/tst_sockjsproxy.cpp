@@ -1,12 +1,8 @@
+#include "ConnectorRun.h"
+#include "Http.h"
 #include "RawWebSocketServer.h"
-#include "SockJSProbe.h"
-#include "support/LogCapture.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
-#include "support/Text.h"
-
-#include <QtNetwork/QSslKey>
-#include <QtTest/QtTest>
 
 #include <cstdlib>
 
@@ -58,11 +54,21 @@ void nameProxy(quint16 port)
     qputenv("http_proxy", "http://" + address(port));
 }
 
+// A transport to the server behind the proxy.
+struct Proxied {
+    bool start(bool tls = false)
+    {
+        return transport.start(behindTheProxy(), tls ? 443 : 80, tls, u"/s"_s, false);
+    }
+    SockJSXHRPolling transport;
+    QSignalSpy frames{&transport, &SockJSXHRPolling::textMessageReceived};
+};
+
 // A web-socket attempt that succeeds.
 void attempt(RawWebSocketServer &server)
 {
     SockJSConnector connector;
-    connector.open(QUrl(u"ws://127.0.0.1:%1"_s.arg(server.port())), {SockJSConnector::WEBSOCKET});
+    connector.open(serverUrl(server.port()), {WEBSOCKET});
     QVERIFY(SockJSProbe::webSocket(connector));
 }
 
@@ -84,30 +90,29 @@ void tst_SockJSProxy::init()
 
 void tst_SockJSProxy::cleanup()
 {
+    QVERIFY2(m_proxy->finished(), qPrintable(m_proxy->failure()));
     m_proxy.reset();
 }
 
 void tst_SockJSProxy::pollsAndPostsGoThroughTheProxy()
 {
-    m_proxy->onConnection({expectRequest(), send(TUNNEL), expectRequest(), send(reply("o\n"))});
-    m_proxy->onConnection({expectRequest(), send(reply("", "204 No Content"))});
+    m_proxy->onConnection({expectRequest(), send(TUNNEL), expectRequest(), send(FRAME_O)});
+    m_proxy->onConnection({expectRequest(), send(NO_CONTENT)});
     QVERIFY(m_proxy->listen(m_port));
-    SockJSXHRPolling transport;
-    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
-    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    Proxied proxied;
+    QVERIFY(proxied.start());
+    QTRY_COMPARE_WITH_TIMEOUT(proxied.frames.size(), 1, 20000);
     const QList<QByteArray> polled = m_proxy->requests(0);
     QVERIFY2(polled.at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"),
              polled.at(0).constData());
     QVERIFY(polled.at(1).startsWith("POST /s/xhr HTTP/1.1\r\nHost: classroom.invalid\r\n"));
 
-    transport.sendTextMessage(u"x"_s);
+    proxied.transport.sendTextMessage(u"x"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_proxy->requests(1).size(), 1, 20000);
     const QByteArray post = m_proxy->requests(1).at(0);
     QVERIFY2(post.startsWith("POST http://classroom.invalid/s/xhr_send HTTP/1.1\r\n")
                  || post.startsWith("POST http://classroom.invalid:80/s/xhr_send HTTP/1.1\r\n"),
              post.constData());
-    QVERIFY2(m_proxy->finished(), qPrintable(m_proxy->failure()));
 }
 
 void tst_SockJSProxy::tlsIsTunnelled()
@@ -117,23 +122,19 @@ void tst_SockJSProxy::tlsIsTunnelled()
     m_proxy->setCertificate(certificates.issue(behindTheProxy(), u"DNS:"_s + behindTheProxy()),
                             true);
     m_proxy->onConnection(
-        {expectRequest(), send(TUNNEL), startTls(), expectRequest(), send(reply("o\n"))});
-    m_proxy->onConnection({expectRequest(), send(TUNNEL), startTls(), expectRequest(),
-                           send(reply("", "204 No Content"))});
+        {expectRequest(), send(TUNNEL), startTls(), expectRequest(), send(FRAME_O)});
+    m_proxy->onConnection(
+        {expectRequest(), send(TUNNEL), startTls(), expectRequest(), send(NO_CONTENT)});
     QVERIFY(m_proxy->listen(m_port));
-    SockJSXHRPolling transport;
-    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(behindTheProxy(), 443, true, u"/s"_s, false));
-    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
-    transport.sendTextMessage(u"x"_s);
+    Proxied proxied;
+    QVERIFY(proxied.start(true));
+    QTRY_COMPARE_WITH_TIMEOUT(proxied.frames.size(), 1, 20000);
+    proxied.transport.sendTextMessage(u"x"_s);
     QTRY_COMPARE_WITH_TIMEOUT(m_proxy->requests(1).size(), 2, 20000);
-    for (int connection : {0, 1}) {
-        QVERIFY(m_proxy->requests(connection)
-                    .at(0)
-                    .startsWith("CONNECT classroom.invalid:443 HTTP/1.1\r\n"));
-    }
+    const QByteArray connect = "CONNECT classroom.invalid:443 HTTP/1.1\r\n";
+    QVERIFY(m_proxy->requests(0).at(0).startsWith(connect));
+    QVERIFY(m_proxy->requests(1).at(0).startsWith(connect));
     QVERIFY(m_proxy->requests(1).at(1).startsWith("POST /s/xhr_send HTTP/1.1\r\n"));
-    QVERIFY2(m_proxy->finished(), qPrintable(m_proxy->failure()));
 }
 
 void tst_SockJSProxy::refusalOfTheProxyFailsTheStart()
@@ -141,16 +142,16 @@ void tst_SockJSProxy::refusalOfTheProxyFailsTheStart()
     m_proxy->onConnection({expectRequest(), send(reply("", "403 Forbidden"))});
     QVERIFY(m_proxy->listen(m_port));
     const LogCapture log;
-    SockJSXHRPolling transport;
-    QVERIFY(!transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
+    Proxied proxied;
+    QVERIFY(!proxied.start());
     QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Proxy denied connection"});
 }
 
 void tst_SockJSProxy::deadProxyFailsTheStart()
 {
     const LogCapture log;
-    SockJSXHRPolling transport;
-    QVERIFY(!transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
+    Proxied proxied;
+    QVERIFY(!proxied.start());
     QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] Proxy connection refused"});
 }
 
@@ -160,13 +161,12 @@ void tst_SockJSProxy::websocketAttemptPutsTheProxyIntoTheEnvironment()
     const QByteArray before = qgetenv("http_proxy");
     QVERIFY(before.startsWith("http://"));
     RawWebSocketServer server;
-    SockJSConnector connector;
-    const QUrl url(u"ws://127.0.0.1:%1"_s.arg(server.port()));
-    connector.open(url, {SockJSConnector::PROTOCOL_TYPE(3)});
+    ConnectorRun run;
+    run.open(server.port(), {NO_PROTOCOL});
     QCOMPARE(qgetenv("http_proxy"), before); // only a web-socket attempt sets it
-    connector.open(url, {SockJSConnector::WEBSOCKET});
+    run.open(server.port());
     QCOMPARE(qgetenv("http_proxy"), address(m_port));
-    QVERIFY(SockJSProbe::webSocket(connector));
+    QVERIFY(SockJSProbe::webSocket(run.connector));
     QCOMPARE(server.connections, 1);
     QCOMPARE(m_proxy->connectionCount(), 0); // the web socket itself goes straight
 }
@@ -179,8 +179,8 @@ void tst_SockJSProxy::ownEntryStandsForTheProxyThatLedToIt()
     RawWebSocketServer server;
     attempt(server);
     QCOMPARE(qgetenv("http_proxy"), address(m_port));
-    SockJSXHRPolling transport;
-    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
+    Proxied proxied;
+    QVERIFY(proxied.start());
     QCOMPARE(m_proxy->connectionCount(), 1);
 }
 
@@ -201,18 +201,18 @@ void tst_SockJSProxy::systemIsAskedAtEveryAttempt()
     nameProxy(second.port());
     attempt(server);
     QCOMPARE(qgetenv("http_proxy"), address(second.port()));
-    SockJSXHRPolling tunnelled;
-    QVERIFY(tunnelled.start(behindTheProxy(), 80, false, u"/s"_s, false));
+    Proxied tunnelled;
+    QVERIFY(tunnelled.start());
     QCOMPARE(second.connectionCount(), 1);
 
     qunsetenv("http_proxy");
     attempt(server);
     QVERIFY(!qEnvironmentVariableIsSet("http_proxy"));
     ScriptedServer polled;
-    polled.onEveryOther({expectRequest(), send(reply("o\n"))});
+    polled.onEveryOther({expectRequest(), send(FRAME_O)});
     QVERIFY(polled.listen());
     SockJSXHRPolling direct;
-    QVERIFY(direct.start(u"127.0.0.1"_s, polled.port(), false, u"/s"_s, false));
+    QVERIFY(direct.start(localhost(), polled.port(), false, u"/s"_s, false));
     QTRY_VERIFY(!polled.requests(0).isEmpty());
     QCOMPARE(second.connectionCount(), 1);
 }
@@ -235,15 +235,15 @@ void tst_SockJSProxy::restartedTransportForgetsItsProxy()
 {
     m_proxy->onEveryOther({expectRequest(), send(TUNNEL)});
     QVERIFY(m_proxy->listen(m_port));
-    SockJSXHRPolling transport;
-    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
+    Proxied proxied;
+    QVERIFY(proxied.start());
     qunsetenv("http_proxy");
     ScriptedServer direct;
     direct.onConnection({expectRequest(), pause(20000)});
-    direct.onConnection({expectRequest(), send(reply("", "204 No Content"))});
+    direct.onConnection({expectRequest(), send(NO_CONTENT)});
     QVERIFY(direct.listen());
-    QVERIFY(transport.start(u"127.0.0.1"_s, direct.port(), false, u"/s"_s, false));
-    transport.sendTextMessage(u"x"_s);
+    QVERIFY(proxied.transport.start(localhost(), direct.port(), false, u"/s"_s, false));
+    proxied.transport.sendTextMessage(u"x"_s);
     QTRY_COMPARE(direct.requests(1).size(), 1);
     QVERIFY(direct.requests(1).at(0).startsWith("POST /s/xhr_send HTTP/1.1\r\n"));
 }
@@ -251,12 +251,11 @@ void tst_SockJSProxy::restartedTransportForgetsItsProxy()
 void tst_SockJSProxy::reconnectionGoesThroughTheProxy()
 {
     m_proxy->onConnection({expectRequest(), send(TUNNEL), pause(200), close()});
-    m_proxy->onConnection({expectRequest(), send(TUNNEL), expectRequest(), send(reply("o\n"))});
+    m_proxy->onConnection({expectRequest(), send(TUNNEL), expectRequest(), send(FRAME_O)});
     QVERIFY(m_proxy->listen(m_port));
-    SockJSXHRPolling transport;
-    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
-    QVERIFY(transport.start(behindTheProxy(), 80, false, u"/s"_s, false));
-    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
+    Proxied proxied;
+    QVERIFY(proxied.start());
+    QTRY_COMPARE_WITH_TIMEOUT(proxied.frames.size(), 1, 20000);
     QVERIFY(m_proxy->requests(1).at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"));
 }
 

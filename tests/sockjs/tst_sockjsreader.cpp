@@ -1,10 +1,8 @@
+#include "Http.h"
 #include "sockjs/ResponseReader.h"
 #include "support/LogCapture.h"
-#include "support/Text.h"
 
 #include <QtTest/QtTest>
-
-#include <memory>
 
 using Tarvo::ResponseReader;
 using State = Tarvo::ResponseReader::State;
@@ -37,21 +35,21 @@ private Q_SLOTS:
 namespace
 {
 
-const QByteArray CHUNKED = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
 const QByteArray OPEN = "HTTP/1.1 200 OK\r\n\r\n";
 const QString H = u"header"_s;
 const QString TOO_MUCH = u"too much"_s;
 constexpr int LARGEST_BODY = 16 * 1024 * 1024;
 constexpr int LARGEST_HEADER = 64 * 1024;
 
-QByteArray plain(int length, const QByteArray &body = QByteArray())
-{
-    return "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(length) + "\r\n\r\n" + body;
-}
-
 QString body(const char *text)
 {
     return QLatin1String("body ") + QLatin1String(text);
+}
+
+// What is found of a whole response.
+QStringList response(const char *text)
+{
+    return {H, body(text)};
 }
 
 // A reader, with what it has found written down, and requests that wait for their responses.
@@ -117,75 +115,61 @@ void tst_SockJSReader::everyCutGivesTheSame_data()
     QTest::addColumn<QStringList>("found");
     QTest::addColumn<State>("state");
     QTest::addColumn<QByteArray>("pending");
+    const auto open = [](const char *name, int requests, const QByteArray &stream,
+                         const QStringList &found, State state, const QByteArray &pending) {
+        QTest::newRow(name) << stream << requests << found << state << pending;
+    };
+    // Everything has been read, and a header comes next.
+    const auto row = [open](const char *name, int requests, const QByteArray &stream,
+                            const QStringList &found) {
+        open(name, requests, stream, found, State::HEADER, QByteArray());
+    };
     const QByteArray none;
-    const QStringList hello{H, body("hello")};
+    const QByteArray ok = "HTTP/1.1 200\n";
+    const QByteArray next = plain(2, "ab");
+    const QByteArray header = "HTTP/1.1 200 OK\r\nA: b\r\n";
+    const QByteArray ssh = "SSH-2.0\r\n\r\n";
+    const QByteArray helloChunk = CHUNKED + "5\r\nhello\r\n";
+    const QStringList hello = response("hello");
+    const QStringList both = hello + response("ab");
 
-    QTest::newRow("known length") << plain(5, "hello") << 1 << hello << State::HEADER << none;
-    QTest::newRow("two responses") << plain(5, "hello") + plain(2, "o\n") << 2
-                                   << hello + QStringList{H, body("o\n")} << State::HEADER << none;
-    QTest::newRow("body of one byte, then the next")
-        << plain(1, "o") + plain(2, "ab") << 2 << QStringList{H, body("o"), H, body("ab")}
-        << State::HEADER << none;
-    QTest::newRow("empty body, then the next")
-        << plain(0) + plain(5, "hello") << 2 << QStringList{H} + hello << State::HEADER << none;
-    QTest::newRow("half a body") << plain(9, "hello") << 1 << QStringList{H} << State::LENGTH_BODY
-                                 << none;
-    QTest::newRow("half a header")
-        << QByteArray("HTTP/1.1 200 OK\r\nA: b\r\n") << 1 << QStringList() << State::HEADER
-        << QByteArray("HTTP/1.1 200 OK\r\nA: b\r\n");
-    QTest::newRow("bare line feeds") << QByteArray("HTTP/1.1 200\nContent-Length:5\n\nhello") << 1
-                                     << hello << State::HEADER << none;
-    QTest::newRow("line feeds of both kinds")
-        << QByteArray("HTTP/1.1 200\nContent-Length: 5\n\r\nhello") << 1 << hello << State::HEADER
-        << none;
-    QTest::newRow("carriage returns end no header")
-        << QByteArray("HTTP/1.1 200\n\r\r\nContent-Length: 5\n\nhello") << 1 << hello
-        << State::HEADER << none;
-    QTest::newRow("body that holds a header")
-        << plain(21, "aHTTP/1.1 200 OK\r\n\r\nb") << 1
-        << QStringList{H, body("aHTTP/1.1 200 OK\r\n\r\nb")} << State::HEADER << none;
-    QTest::newRow("bytes before the first response")
-        << "x\r\nHT\n\nHTTP" + plain(5, "hello") << 1 << hello << State::HEADER << none;
-    QTest::newRow("no response") << QByteArray("SSH-2.0\r\n\r\n") << 1 << QStringList()
-                                 << State::HEADER << QByteArray("SSH-2.0\r\n\r\n");
-    QTest::newRow("nobody asked") << plain(5, "hello") << 0 << QStringList{"unasked"}
-                                  << State::UNASKED << QByteArray("hello");
-    QTest::newRow("nobody asked twice")
-        << plain(5, "hello") + plain(2, "ab") + plain(0) << 1
-        << hello + QStringList{"unasked", "unasked"} << State::UNASKED << none;
+    row("known length", 1, plain(5, "hello"), hello);
+    row("two responses", 2, plain(5, "hello") + plain(2, "o\n"), hello + response("o\n"));
+    row("body of one byte, then the next", 2, plain(1, "o") + next, response("o") + response("ab"));
+    row("empty body, then the next", 2, plain(0) + plain(5, "hello"), QStringList{H} + hello);
+    open("half a body", 1, plain(9, "hello"), {H}, State::LENGTH_BODY, none);
+    open("half a header", 1, header, {}, State::HEADER, header);
+    row("bare line feeds", 1, ok + "Content-Length:5\n\nhello", hello);
+    row("line feeds of both kinds", 1, ok + "Content-Length: 5\n\r\nhello", hello);
+    row("carriage returns end no header", 1, ok + "\r\r\nContent-Length: 5\n\nhello", hello);
+    row("body that holds a header", 1, plain(21, "aHTTP/1.1 200 OK\r\n\r\nb"),
+        response("aHTTP/1.1 200 OK\r\n\r\nb"));
+    row("bytes before the first response", 1, "x\r\nHT\n\nHTTP" + plain(5, "hello"), hello);
+    open("no response", 1, ssh, {}, State::HEADER, ssh);
+    open("nobody asked", 0, plain(5, "hello"), {"unasked"}, State::UNASKED, "hello");
+    open("nobody asked twice", 1, plain(5, "hello") + next + plain(0),
+         hello + QStringList{"unasked", "unasked"}, State::UNASKED, none);
 
-    QTest::newRow("chunks") << CHUNKED + "5\r\nhello\r\n0\r\n\r\n"
-                            << 1 << hello << State::BEHIND_CHUNKS << QByteArray("0\r\n\r\n");
-    QTest::newRow("chunks and the next response")
-        << CHUNKED + "3\r\nhel\r\n2\r\nlo\r\n0\r\n\r\n" + plain(2, "ab") << 2
-        << hello + QStringList{H, body("ab")} << State::HEADER << none;
-    QTest::newRow("half a chunk") << CHUNKED + "5\r\nhello\r\n5\r\nwor" << 1 << QStringList{H}
-                                  << State::CHUNKS << QByteArray("5\r\nwor");
-    QTest::newRow("half a size line")
-        << CHUNKED + "5\r\nhello\r\n1" << 1 << QStringList{H} << State::CHUNKS << QByteArray("1");
-    QTest::newRow("size lines with bare line feeds")
-        << CHUNKED + "5\nhello\r\n0\n\n" + plain(2, "ab") << 2 << hello + QStringList{H, body("ab")}
-        << State::HEADER << none;
-    QTest::newRow("chunk that holds a header")
-        << CHUNKED + "A\r\nHTTP/1.1\n\n\r\n0\r\n\r\n" + plain(2, "ab") << 2
-        << QStringList{H, body("HTTP/1.1\n\n"), H, body("ab")} << State::HEADER << none;
-    QTest::newRow("chunk that holds line ends") << CHUNKED + "6\r\n\r\n0\r\n\n\r\n0\r\n\r\n"
-                                                << 1 << QStringList{H, body("\r\n0\r\n\n")}
-                                                << State::BEHIND_CHUNKS << QByteArray("0\r\n\r\n");
-    QTest::newRow("no chunk at all") << CHUNKED + "0\r\n\r\n" + plain(5, "hello") << 2
-                                     << QStringList{H} + hello << State::HEADER << none;
-    QTest::newRow("trailers") << CHUNKED + "5\r\nhello\r\n0\r\nA: b\r\n\r\n" + plain(2, "ab") << 2
-                              << hello + QStringList{H, body("ab")} << State::HEADER << none;
+    open("chunks", 1, helloChunk + "0\r\n\r\n", hello, State::BEHIND_CHUNKS, "0\r\n\r\n");
+    row("chunks and the next response", 2, CHUNKED + "3\r\nhel\r\n2\r\nlo\r\n0\r\n\r\n" + next,
+        both);
+    open("half a chunk", 1, helloChunk + "5\r\nwor", {H}, State::CHUNKS, "5\r\nwor");
+    open("half a size line", 1, helloChunk + "1", {H}, State::CHUNKS, "1");
+    row("size lines with bare line feeds", 2, CHUNKED + "5\nhello\r\n0\n\n" + next, both);
+    row("chunk that holds a header", 2, CHUNKED + "A\r\nHTTP/1.1\n\n\r\n0\r\n\r\n" + next,
+        response("HTTP/1.1\n\n") + response("ab"));
+    open("chunk that holds line ends", 1, CHUNKED + "6\r\n\r\n0\r\n\n\r\n0\r\n\r\n",
+         response("\r\n0\r\n\n"), State::BEHIND_CHUNKS, "0\r\n\r\n");
+    row("no chunk at all", 2, CHUNKED + "0\r\n\r\n" + plain(5, "hello"), QStringList{H} + hello);
+    row("trailers", 2, helloChunk + "0\r\nA: b\r\n\r\n" + next, both);
     // Sizes that end the body: what follows is passed over until a header comes.
     for (const char *size : {"1", "0", "-5", "-7fffffff", "80000000", "ffffffff", "100000002",
                              "10000000000000005", "", "x", "5;a=b", "0x"}) {
-        QTest::addRow("size line '%s'", size)
-            << CHUNKED + "5\r\nhello\r\n" + size + "\r\nother\r\n" + plain(2, "ab") << 2
-            << hello + QStringList{H, body("ab")} << State::HEADER << none;
+        const QByteArray name = QByteArray("size line '") + size + "'";
+        row(name, 2, helloChunk + size + "\r\nother\r\n" + next, both);
     }
-    QTest::newRow("size with zeros in front")
-        << CHUNKED + "0000000000000000000005\r\nhello\r\n0\r\n"
-        << 1 << hello << State::BEHIND_CHUNKS << QByteArray("0\r\n");
+    open("size with zeros in front", 1, CHUNKED + "0000000000000000000005\r\nhello\r\n0\r\n", hello,
+         State::BEHIND_CHUNKS, "0\r\n");
 }
 
 // In one piece, in two at every place, and byte by byte.
@@ -263,7 +247,7 @@ void tst_SockJSReader::endChunkIsLoggedAtEachReadUntilTheNextHeader()
     QCOMPARE(reading.reader.pending(), QByteArray("0\r\n\r\nHTTP/1.1 200 OK\r\nCont"));
     reading.feed("ent-Length: 2\r\n\r\nab");
     QCOMPARE(log.messages().size(), 2);
-    QCOMPARE(reading.found, (QStringList{H, body("hello"), H, body("ab")}));
+    QCOMPARE(reading.found, response("hello") + response("ab"));
     QCOMPARE(reading.reader.pending(), QByteArray());
 }
 
@@ -272,7 +256,7 @@ void tst_SockJSReader::bodyWithoutLengthIsEachReadThatBeginsNoResponse()
     // What comes with the header is body, whatever it looks like.
     Reading together(2);
     together.feed(OPEN + "HTTP/1.1 200 OK\r\n\r\n");
-    QCOMPARE(together.found, (QStringList{H, body("HTTP/1.1 200 OK\r\n\r\n")}));
+    QCOMPARE(together.found, response("HTTP/1.1 200 OK\r\n\r\n"));
 
     Reading apart(2);
     apart.feed(OPEN);
@@ -283,13 +267,13 @@ void tst_SockJSReader::bodyWithoutLengthIsEachReadThatBeginsNoResponse()
     apart.feed("x");
     QCOMPARE(apart.found, (QStringList{H, body("abc"), body("de"), body("HTTx")}));
     apart.feed("left over" + plain(2, "ab"));
-    QCOMPARE(apart.found.mid(4), (QStringList{H, body("ab")}));
+    QCOMPARE(apart.found.mid(4), response("ab"));
 
     // A length that is none, or not above zero.
     for (const char *length : {"-3", "99999999999", "4294967299", "x", ""}) {
         Reading reading(1);
         reading.feed(QByteArray("HTTP/1.1 200 OK\r\nContent-Length: ") + length + "\r\n\r\nabc");
-        QCOMPARE(reading.found, (QStringList{H, body("abc")}));
+        QCOMPARE(reading.found, response("abc"));
     }
 }
 
@@ -313,13 +297,13 @@ void tst_SockJSReader::chunksBehindADroppedEndChunkAreAFurtherBody()
     reading.reader.dropPending();
     QVERIFY(!reading.reader.hasPending());
     reading.feed("2\r\nab\r\n3\r\nc");
-    QCOMPARE(reading.found, (QStringList{H, body("hello")}));
+    QCOMPARE(reading.found, response("hello"));
     reading.feed("de\r\n0\r\n");
     QCOMPARE(reading.found, (QStringList{H, body("hello"), body("abcde")}));
     reading.reader.dropPending();
     // A response is found there wherever it begins.
     reading.feed("2\r\nxHTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab");
-    QCOMPARE(reading.found.mid(3), (QStringList{H, body("ab")}));
+    QCOMPARE(reading.found.mid(3), response("ab"));
 }
 
 void tst_SockJSReader::silence_data()
@@ -328,26 +312,25 @@ void tst_SockJSReader::silence_data()
     QTest::addColumn<QByteArray>("after");
     QTest::addColumn<QStringList>("found");
     const QByteArray next = plain(3, "end");
-    const QStringList nextOnly{H, H, body("end")};
-
-    QTest::newRow("next response, known length") << plain(6, "abc") << next << nextOnly;
-    QTest::newRow("next response, nothing of the body yet") << plain(6) << next << nextOnly;
-    QTest::newRow("next response, between chunks") << CHUNKED + "2\r\nab\r\n" << next << nextOnly;
-    QTest::newRow("next response, before the first chunk") << CHUNKED << next << nextOnly;
-    QTest::newRow("next response, inside a chunk") << CHUNKED + "5\r\nab" << next << nextOnly;
-    QTest::newRow("next response, inside a size line") << CHUNKED + "5" << next << nextOnly;
-    QTest::newRow("rest of the body")
-        << plain(6, "abc") << "def" + next << QStringList{H, body("abcdef"), H, body("end")};
-    QTest::newRow("rest of the body begins like a response")
-        << plain(6, "abc") << "HTH" + next << QStringList{H, body("abcHTH"), H, body("end")};
-    QTest::newRow("rest of the body holds a response")
-        << plain(9, "abc") << "xHTTP/" + next << QStringList{H, body("abcxHTTP/"), H, body("end")};
-    QTest::newRow("rest of a chunk")
-        << CHUNKED + "5\r\nab"
-        << "HTc\r\n0\r\n" + next << QStringList{H, body("abHTc"), H, body("end")};
-    QTest::newRow("next chunk holds a response")
-        << CHUNKED + "2\r\nab\r\n"
-        << "6\r\nHTTP/1\r\n0\r\n" + next << QStringList{H, body("abHTTP/1"), H, body("end")};
+    const auto nextOnly = [&next](const char *name, const QByteArray &before) {
+        QTest::newRow(name) << before << next << QStringList{H} + response("end");
+    };
+    const auto rest = [&next](const char *name, const QByteArray &before, const QByteArray &after,
+                              const char *whole) {
+        QTest::newRow(name) << before << after + next << response(whole) + response("end");
+    };
+    nextOnly("next response, known length", plain(6, "abc"));
+    nextOnly("next response, nothing of the body yet", plain(6));
+    nextOnly("next response, between chunks", CHUNKED + "2\r\nab\r\n");
+    nextOnly("next response, before the first chunk", CHUNKED);
+    nextOnly("next response, inside a chunk", CHUNKED + "5\r\nab");
+    nextOnly("next response, inside a size line", CHUNKED + "5");
+    rest("rest of the body", plain(6, "abc"), "def", "abcdef");
+    rest("rest of the body begins like a response", plain(6, "abc"), "HTH", "abcHTH");
+    rest("rest of the body holds a response", plain(9, "abc"), "xHTTP/", "abcxHTTP/");
+    rest("rest of a chunk", CHUNKED + "5\r\nab", "HTc\r\n0\r\n", "abHTc");
+    rest("next chunk holds a response", CHUNKED + "2\r\nab\r\n", "6\r\nHTTP/1\r\n0\r\n",
+         "abHTTP/1");
 }
 
 void tst_SockJSReader::silence()
@@ -389,9 +372,9 @@ void tst_SockJSReader::firstLettersOfAResponseThatDoesNotComeAreBody()
     complete.feed("HT");
     complete.reader.noteSilence();
     complete.read();
-    QCOMPARE(complete.found, (QStringList{H, body("abcHT")}));
+    QCOMPARE(complete.found, response("abcHT"));
     complete.feed(plain(2, "ab"));
-    QCOMPARE(complete.found.mid(2), (QStringList{H, body("ab")}));
+    QCOMPARE(complete.found.mid(2), response("ab"));
 }
 
 void tst_SockJSReader::silenceBetweenResponsesChangesNothing()
@@ -404,7 +387,7 @@ void tst_SockJSReader::silenceBetweenResponsesChangesNothing()
     reading.feed("\n");
     reading.reader.noteSilence();
     reading.feed(plain(1, "h"));
-    QCOMPARE(reading.found, (QStringList{H, body("o\n"), H, body("h")}));
+    QCOMPARE(reading.found, response("o\n") + response("h"));
 }
 
 void tst_SockJSReader::limits_data()
@@ -428,38 +411,39 @@ void tst_SockJSReader::limits_data()
         return chunk(LARGEST_BODY / pieces).repeated(pieces);
     };
 
-    QTest::newRow("header") << header(LARGEST_HEADER) << 0 << false;
-    QTest::newRow("header, a byte more") << header(LARGEST_HEADER + 1) << 0 << true;
-    QTest::newRow("header of many lines") << lines(LARGEST_HEADER + 1) << 0 << true;
-    QTest::newRow("header that is not ended")
-        << header(LARGEST_HEADER + 100).left(LARGEST_HEADER) << 0 << false;
-    QTest::newRow("header that is not ended, a byte more")
-        << header(LARGEST_HEADER + 100).left(LARGEST_HEADER + 1) << 0 << true;
-    QTest::newRow("body") << plain(LARGEST_BODY, QByteArray(LARGEST_BODY, 'x')) << 0 << false;
-    QTest::newRow("body, a byte more")
-        << plain(LARGEST_BODY + 1, QByteArray(LARGEST_BODY + 1, 'x')) << LARGEST_BODY << true;
-    QTest::newRow("body of any length")
-        << plain(INT_MAX, QByteArray(LARGEST_BODY + 1, 'x')) << LARGEST_BODY << true;
-    QTest::newRow("chunk") << CHUNKED + chunk(LARGEST_BODY) + "0\r\n\r\n" << 0 << false;
-    QTest::newRow("chunk, a byte more")
-        << CHUNKED + chunk(LARGEST_BODY + 1) << LARGEST_BODY << true;
-    QTest::newRow("chunk of any length")
-        << CHUNKED + "7fffffff\r\n" + QByteArray(LARGEST_BODY + 1, 'x') << LARGEST_BODY << true;
-    QTest::newRow("chunks") << CHUNKED + largest(64) + "0\r\n" + plain(2, "ab") << 0 << false;
-    QTest::newRow("chunks, two bytes more")
-        << CHUNKED + largest(64) + chunk(2) << LARGEST_BODY << true;
-    QTest::newRow("size line") << CHUNKED + chunk(5, LARGEST_HEADER - 2) << 0 << false;
-    QTest::newRow("size line, a byte more") << CHUNKED + chunk(5, LARGEST_HEADER - 1) << 0 << true;
-    QTest::newRow("size line that is not ended")
-        << CHUNKED + QByteArray(LARGEST_HEADER, '0') << 0 << false;
-    QTest::newRow("size line that is not ended, a byte more")
-        << CHUNKED + QByteArray(LARGEST_HEADER + 1, '0') << 0 << true;
-    QTest::newRow("no response") << QByteArray(LARGEST_BODY, 'x') << 0 << false;
-    QTest::newRow("no response, a byte more") << QByteArray(LARGEST_BODY + 1, 'x') << 0 << true;
-    QTest::newRow("behind the chunks")
-        << CHUNKED + "0\r\n" + QByteArray(LARGEST_BODY - 3, 'x') << 0 << false;
-    QTest::newRow("behind the chunks, a byte more")
-        << CHUNKED + "0\r\n" + QByteArray(LARGEST_BODY - 2, 'x') << 0 << true;
+    const auto taken = [](const char *name, const QByteArray &stream) {
+        QTest::newRow(name) << stream << 0 << false;
+    };
+    const auto tooMuch = [](const char *name, const QByteArray &stream, int atLeast = 0) {
+        QTest::newRow(name) << stream << atLeast << true;
+    };
+    const QByteArray unended = header(LARGEST_HEADER + 100);
+    const QByteArray oneMore(LARGEST_BODY + 1, 'x');
+    const QByteArray full = oneMore.left(LARGEST_BODY);
+    const QByteArray zeros(LARGEST_HEADER + 1, '0');
+    const QByteArray behind = CHUNKED + "0\r\n";
+
+    taken("header", header(LARGEST_HEADER));
+    tooMuch("header, a byte more", header(LARGEST_HEADER + 1));
+    tooMuch("header of many lines", lines(LARGEST_HEADER + 1));
+    taken("header that is not ended", unended.left(LARGEST_HEADER));
+    tooMuch("header that is not ended, a byte more", unended.left(LARGEST_HEADER + 1));
+    taken("body", plain(LARGEST_BODY, full));
+    tooMuch("body, a byte more", plain(LARGEST_BODY + 1, oneMore), LARGEST_BODY);
+    tooMuch("body of any length", plain(INT_MAX, oneMore), LARGEST_BODY);
+    taken("chunk", CHUNKED + chunk(LARGEST_BODY) + "0\r\n\r\n");
+    tooMuch("chunk, a byte more", CHUNKED + chunk(LARGEST_BODY + 1), LARGEST_BODY);
+    tooMuch("chunk of any length", CHUNKED + "7fffffff\r\n" + oneMore, LARGEST_BODY);
+    taken("chunks", CHUNKED + largest(64) + "0\r\n" + plain(2, "ab"));
+    tooMuch("chunks, two bytes more", CHUNKED + largest(64) + chunk(2), LARGEST_BODY);
+    taken("size line", CHUNKED + chunk(5, LARGEST_HEADER - 2));
+    tooMuch("size line, a byte more", CHUNKED + chunk(5, LARGEST_HEADER - 1));
+    taken("size line that is not ended", CHUNKED + zeros.left(LARGEST_HEADER));
+    tooMuch("size line that is not ended, a byte more", CHUNKED + zeros);
+    taken("no response", full);
+    tooMuch("no response, a byte more", oneMore);
+    taken("behind the chunks", behind + full.left(LARGEST_BODY - 3));
+    tooMuch("behind the chunks, a byte more", behind + full.left(LARGEST_BODY - 2));
 }
 
 // In one piece and in reads of 4,096 bytes, as they come.
@@ -501,7 +485,7 @@ void tst_SockJSReader::resetForgetsEverything()
         reading.feed("xyz");
         QCOMPARE(reading.found, QStringList());
         reading.feed(plain(2, "ab"));
-        QCOMPARE(reading.found, (QStringList{H, body("ab")}));
+        QCOMPARE(reading.found, response("ab"));
     }
 }
 

@@ -1,9 +1,4 @@
 #include "WorkerRun.h"
-#include "support/LogCapture.h"
-#include "support/ScriptedServer.h"
-#include "support/Text.h"
-
-#include <QtTest/QtTest>
 
 using namespace Scripted;
 
@@ -33,144 +28,102 @@ private Q_SLOTS:
 namespace
 {
 
-const QByteArray CHUNKED_HEADER = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+const QString DETECTED = u"[SockJSXHRPollingWorker] Detected transfer-encoding: chunked header"_s;
+const QString TIMED_OUT = u"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer"_s;
 
-QString localhost()
+QString completeLine(int size)
 {
-    return u"127.0.0.1"_s;
+    return u"[SockJSXHRPollingWorker] chunk complete size %1"_s.arg(size);
+}
+
+QString bufferLine(const char *data)
+{
+    return u"[SockJSXHRPollingWorker.BufferData] = "_s + QLatin1String(data);
+}
+
+// The packets of a server that takes a breath behind each.
+Script inPackets(const QByteArrayList &packets)
+{
+    Script script;
+    for (const QByteArray &packet : packets)
+        script << send(packet) << pause(60);
+    return script;
 }
 
 } // namespace
 
 void tst_SockJSResponses::bodiesAreDelivered_data()
 {
-    QTest::addColumn<QByteArrayList>("packets");
     QTest::addColumn<int>("requests");
+    QTest::addColumn<QByteArrayList>("packets");
     QTest::addColumn<QStringList>("messages");
+    const auto row = [](const char *name, int requests, const QByteArrayList &packets,
+                        const QStringList &messages) {
+        QTest::newRow(name) << requests << packets << messages;
+    };
+    const QByteArray ok = "HTTP/1.1 200 OK\r\n";
+    const QByteArray letters = "\xe2\x82\xac\xf0\x9f\x98\x80";
+    const QByteArray chunkedHeader = chunk(ok + "\r\n;");
+    const QString plainHeader = u"HTTP/1.1 200 OK\r\n\r\n;"_s;
 
-    QTest::newRow("error response like any other")
-        << QByteArrayList{"HTTP/1.1 404 Not Found\r\nContent-Length: 3\r\n\r\nabc"} << 1
-        << QStringList{"abc"};
-    QTest::newRow("length without a space")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length:12\r\n\r\nabcdefghijkl"} << 1
-        << QStringList{"abcdefghijkl"};
-    QTest::newRow("header lines that are none")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\n: x\r\nwhat\r\nContent-Length: 3\r\n\r\nabc"} << 1
-        << QStringList{"abc"};
-    QTest::newRow("plain body in two reads")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nabc", "def"} << 1
-        << QStringList{"abcdef"};
-    QTest::newRow("final line feed is not delivered")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n"} << 1
-        << QStringList{"o"};
-    QTest::newRow("only one line feed is taken away")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\no\n\n"} << 1
-        << QStringList{"o\n"};
-    QTest::newRow("body of one byte")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\no"} << 1 << QStringList{"o"};
-    QTest::newRow("body of one byte and the next response in one packet")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 1\r\n\r\no"
-                          "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nh\n"}
-        << 2 << QStringList{"o", "h"};
-    QTest::newRow("two responses in one packet")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\no\n"
-                          "HTTP/1.1 200 OK\r\nContent-Length: 8\r\n\r\na[\"abc\"]"}
-        << 2 << QStringList{"o", "a[\"abc\"]"};
-    QTest::newRow("second half of a body and the next response in one packet")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nabc",
-                          "defHTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nh\n"}
-        << 2 << QStringList{"abcdef", "h"};
-    QTest::newRow("empty body and the next response in one packet")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n"
-                          "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nh\n"}
-        << 2 << QStringList{"h"};
-    QTest::newRow("body of unannounced length")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\n\r\nabc"} << 1 << QStringList{"abc"};
-    QTest::newRow("body of unannounced length after its header")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\n\r\n", "abc"} << 1 << QStringList{"abc"};
-    QTest::newRow("header without a body, then the next")
-        << QByteArrayList{"HTTP/1.1 204 No Content\r\n\r\n",
-                          "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nh\n"}
-        << 2 << QStringList{"h"};
-    QTest::newRow("length beyond an int")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 99999999999\r\n\r\nabc"} << 1
-        << QStringList{"abc"};
-    QTest::newRow("negative length")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: -3\r\n\r\nabc"} << 1
-        << QStringList{"abc"};
-    QTest::newRow("chunked") << QByteArrayList{CHUNKED_HEADER + "5\r\nhello\r\n0\r\n\r\n"} << 1
-                             << QStringList{"hello"};
-    QTest::newRow("chunk by chunk")
-        << QByteArrayList{CHUNKED_HEADER, "2\r\na[\r\n", "5\r\n\"abc\"\r\n", "2\r\n]\n\r\n",
-                          "0\r\n\r\n"}
-        << 1 << QStringList{"a[\"abc\"]"};
-    QTest::newRow("chunk of one byte ends the body at once")
-        << QByteArrayList{CHUNKED_HEADER + "1\r\no\r\n0\r\n\r\n",
-                          "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nh\n"}
-        << 2 << QStringList{"h"};
-    QTest::newRow("chunked response and the next in one packet")
-        << QByteArrayList{CHUNKED_HEADER + "2\r\no\n\r\n0\r\n\r\n" + CHUNKED_HEADER
-                          + "2\r\nh\n\r\n0\r\n\r\n"}
-        << 2 << QStringList{"o", "h"};
-    QTest::newRow("chunk of a bad size ends the body")
-        << QByteArrayList{CHUNKED_HEADER + "2\r\nab\r\n-5\r\nhello\r\n",
-                          "HTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nh\n"}
-        << 2 << QStringList{"ab", "h"};
-    QTest::newRow("chunked wins over the length")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 2\r\n"
-                          "Transfer-Encoding: gzip, chunked\r\n\r\n5\r\nhello\r\n0\r\n\r\n"}
-        << 1 << QStringList{"hello"};
-    QTest::newRow("not chunked when written otherwise")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nTransfer-Encoding: Chunked\r\n"
-                          "Content-Length: 3\r\n\r\nabc"}
-        << 1 << QStringList{"abc"};
-    QTest::newRow("lengths count bytes") << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: "
-                                                           "7\r\n\r\n\xe2\x82\xac\xf0\x9f\x98\x80"}
-                                         << 1 << QStringList{u"\u20ac\U0001F600"_s};
-    QTest::newRow("letter split over two chunks") << QByteArrayList{CHUNKED_HEADER
-                                                                    + "2\r\n\xe2\x82\r\n3\r\n\xac"
-                                                                      "bc\r\n0\r\n\r\n"}
-                                                  << 1
-                                                  << QStringList{u"\u20ac"
-                                                                 "bc"_s};
-    QTest::newRow("zero byte") << QByteArrayList{QByteArray(
-        "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na\0b", 41)}
-                               << 1 << QStringList{QString::fromUtf8("a\0b", 3)};
-    QTest::newRow("no UTF-8") << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\na\xff"
-                                                "b"}
-                              << 1
-                              << QStringList{u"a\ufffd"
-                                             "b"_s};
-    QTest::newRow("body that holds a header, plain")
-        << QByteArrayList{"HTTP/1.1 200 OK\r\nContent-Length: 28\r\n\r\na[\"HTTP/1.1 ",
-                          "200 OK\r\n\r\n:)\"]\n\n"}
-        << 1 << QStringList{"a[\"HTTP/1.1 200 OK\r\n\r\n:)\"]\n"};
-    QTest::newRow("body that holds a header, chunked")
-        << QByteArrayList{CHUNKED_HEADER + "14\r\nHTTP/1.1 200 OK\r\n\r\n;\r\n",
-                          "14\r\nHTTP/1.1 200 OK\r\n\r\n;\r\n0\r\n\r\n"}
-        << 1 << QStringList{"HTTP/1.1 200 OK\r\n\r\n;HTTP/1.1 200 OK\r\n\r\n;"};
+    row("error response like any other", 1, {reply("abc", "404 Not Found")}, {"abc"});
+    row("length without a space", 1, {ok + "Content-Length:12\r\n\r\nabcdefghijkl"},
+        {"abcdefghijkl"});
+    row("header lines that are none", 1, {ok + ": x\r\nwhat\r\nContent-Length: 3\r\n\r\nabc"},
+        {"abc"});
+    row("plain body in two reads", 1, {plain(6, "abc"), "def"}, {"abcdef"});
+    row("final line feed is not delivered", 1, {reply("o\n")}, {"o"});
+    row("only one line feed is taken away", 1, {reply("o\n\n")}, {"o\n"});
+    row("body of one byte", 1, {reply("o")}, {"o"});
+    row("body of one byte and the next response in one packet", 2, {reply("o") + reply("h\n")},
+        {"o", "h"});
+    row("two responses in one packet", 2, {reply("o\n") + reply("a[\"abc\"]")},
+        {"o", "a[\"abc\"]"});
+    row("second half of a body and the next response in one packet", 2,
+        {plain(6, "abc"), "def" + reply("h\n")}, {"abcdef", "h"});
+    row("empty body and the next response in one packet", 2, {reply("") + reply("h\n")}, {"h"});
+    row("body of unannounced length", 1, {ok + "\r\nabc"}, {"abc"});
+    row("body of unannounced length after its header", 1, {ok + "\r\n", "abc"}, {"abc"});
+    row("header without a body, then the next", 2,
+        {"HTTP/1.1 204 No Content\r\n\r\n", reply("h\n")}, {"h"});
+    row("length beyond an int", 1, {ok + "Content-Length: 99999999999\r\n\r\nabc"}, {"abc"});
+    row("negative length", 1, {plain(-3, "abc")}, {"abc"});
+    row("chunked", 1, {CHUNKED + chunk("hello") + END_CHUNK}, {"hello"});
+    row("chunk by chunk", 1, {CHUNKED, chunk("a["), chunk("\"abc\""), chunk("]\n"), END_CHUNK},
+        {"a[\"abc\"]"});
+    row("chunk of one byte ends the body at once", 2,
+        {CHUNKED + chunk("o") + END_CHUNK, reply("h\n")}, {"h"});
+    row("chunked response and the next in one packet", 2,
+        {CHUNKED + chunk("o\n") + END_CHUNK + CHUNKED + chunk("h\n") + END_CHUNK}, {"o", "h"});
+    row("chunk of a bad size ends the body", 2,
+        {CHUNKED + chunk("ab") + "-5\r\nhello\r\n", reply("h\n")}, {"ab", "h"});
+    row("chunked wins over the length", 1,
+        {ok + "Content-Length: 2\r\nTransfer-Encoding: gzip, chunked\r\n\r\n" + chunk("hello")
+         + END_CHUNK},
+        {"hello"});
+    row("not chunked when written otherwise", 1,
+        {ok + "Transfer-Encoding: Chunked\r\nContent-Length: 3\r\n\r\nabc"}, {"abc"});
+    row("lengths count bytes", 1, {plain(7, letters)}, {u"\u20ac\U0001F600"_s});
+    row("letter split over two chunks", 1,
+        {CHUNKED + chunk("\xe2\x82") + chunk("\254bc") + END_CHUNK}, {u"\u20acbc"_s});
+    row("zero byte", 1, {plain(3, QByteArray("a\0b", 3))}, {QString::fromUtf8("a\0b", 3)});
+    row("no UTF-8", 1, {plain(3, "a\377b")}, {u"a\ufffdb"_s});
+    row("body that holds a header, plain", 1,
+        {plain(28, "a[\"HTTP/1.1 "), "200 OK\r\n\r\n:)\"]\n\n"},
+        {"a[\"HTTP/1.1 200 OK\r\n\r\n:)\"]\n"});
+    row("body that holds a header, chunked", 1,
+        {CHUNKED + chunkedHeader, chunkedHeader + END_CHUNK}, {plainHeader + plainHeader});
 }
 
 void tst_SockJSResponses::bodiesAreDelivered()
 {
-    QFETCH(QByteArrayList, packets);
     QFETCH(int, requests);
+    QFETCH(QByteArrayList, packets);
     QFETCH(QStringList, messages);
-
-    ScriptedServer server;
-    Script script;
-    for (const QByteArray &packet : packets)
-        script << send(packet) << pause(60);
-    server.onConnection(script);
-    QVERIFY(server.listen());
-
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    for (int i = 0; i < requests; ++i)
-        run.expectResponse();
-    run.start();
+    ServedWorker run{inPackets(packets)};
+    QVERIFY(run.begin(requests));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages.size(), messages.size(), 20000);
-    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
     run.stop();
     QCOMPARE(run.messages, messages);
     QCOMPARE(run.answered.size(), requests);
@@ -181,17 +134,16 @@ void tst_SockJSResponses::everyCutGivesTheSame_data()
 {
     QTest::addColumn<QByteArray>("response");
     const QByteArray euro = "\xe2\x82\xac";
-    QTest::newRow("plain") << "HTTP/1.1 200 OK\r\nContent-Length: 15\r\n\r\na[\"HTTP/" + euro
-            + "\"]\n\n";
-    QTest::newRow("chunked") << CHUNKED_HEADER + "4\r\na[\"H\r\n6\r\nTTP/" + euro.left(2)
-            + "\r\n5\r\n" + euro.mid(2) + "\"]\n\n\r\n0\r\n\r\n";
+    QTest::newRow("plain") << reply("a[\"HTTP/" + euro + "\"]\n\n");
+    QTest::newRow("chunked") << CHUNKED + chunk("a[\"H") + chunk("TTP/" + euro.left(2))
+            + chunk(euro.mid(2) + "\"]\n\n") + END_CHUNK;
 }
 
 // Cut into two packets at every place, then into single bytes.
 void tst_SockJSResponses::everyCutGivesTheSame()
 {
     QFETCH(QByteArray, response);
-    const QByteArray end = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nend";
+    const QByteArray end = reply("end");
     ScriptedServer server;
     for (int cut = 1; cut < response.size(); ++cut)
         server.onConnection(
@@ -201,11 +153,8 @@ void tst_SockJSResponses::everyCutGivesTheSame()
 
     std::vector<std::unique_ptr<WorkerRun>> runs;
     for (int cut = 1; cut <= response.size(); ++cut) {
-        runs.push_back(std::make_unique<WorkerRun>(localhost(), server.port()));
-        QVERIFY(runs.back()->connectToServer());
-        runs.back()->expectResponse();
-        runs.back()->expectResponse();
-        runs.back()->start();
+        runs.push_back(std::make_unique<WorkerRun>(server.port()));
+        QVERIFY(runs.back()->begin(2));
     }
     const QStringList expected{u"a[\"HTTP/\u20ac\"]\n"_s, "end"};
     for (const auto &run : runs)
@@ -215,16 +164,12 @@ void tst_SockJSResponses::everyCutGivesTheSame()
 
 void tst_SockJSResponses::headersAreReportedWithTheirRequest()
 {
-    ScriptedServer server;
-    server.onConnection({send("HTTP/1.1 200 OK\r\nSet-Cookie: a=1\r\nContent-Length: 2\r\n\r\no\n"
-                              "HTTP/1.1 200 OK\r\nTransfer-Encoding:chunked\r\n\r\n2\r\nh\n\r\n"
-                              "0\r\n\r\n")});
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
+    ServedWorker run{{send("HTTP/1.1 200 OK\r\nSet-Cookie: a=1\r\nContent-Length: 2\r\n\r\no\n"
+                           "HTTP/1.1 200 OK\r\nTransfer-Encoding:chunked\r\n\r\n2\r\nh\n\r\n"
+                           "0\r\n\r\n")}};
     XHRRequest *first = run.expectResponse();
     XHRRequest *second = run.expectResponse();
-    run.start();
+    QVERIFY(run.begin());
     QTRY_COMPARE(run.messages, (QStringList{"o", "h"}));
     run.stop();
     QCOMPARE(run.answered, (QList<XHRRequest *>{first, second}));
@@ -239,37 +184,22 @@ void tst_SockJSResponses::headersAreReportedWithTheirRequest()
 
 void tst_SockJSResponses::chunkedAnnouncementIsLogged()
 {
-    ScriptedServer server;
-    server.onConnection({send(CHUNKED_HEADER + "5\r\nhello\r\n0\r\n\r\n")});
-    QVERIFY(server.listen());
-    const LogCapture log;
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.start();
+    ServedWorker run{{send(CHUNKED + chunk("hello") + END_CHUNK)}};
+    QVERIFY(run.begin(1));
     QTRY_COMPARE(run.messages, QStringList{"hello"});
     run.stop();
-    QCOMPARE(log.messages(),
-             (QStringList{"[SockJSXHRPollingWorker] Detected transfer-encoding: chunked header",
-                          "[SockJSXHRPollingWorker] chunk complete size 5"}));
+    QCOMPARE(run.log.messages(), (QStringList{DETECTED, completeLine(5)}));
 }
 
 void tst_SockJSResponses::responseThatNobodyAskedForIsDroppedAfterTwoSeconds()
 {
-    ScriptedServer server;
-    server.onConnection({send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")});
-    QVERIFY(server.listen());
-    const LogCapture log;
-    WorkerRun run(localhost(), server.port());
+    ServedWorker run{{send(reply("abc"))}};
     QVERIFY(run.connectToServer());
     QElapsedTimer timer;
     timer.start();
     run.start();
-    QTRY_COMPARE_WITH_TIMEOUT(
-        log.messages(),
-        (QStringList{"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer",
-                     "[SockJSXHRPollingWorker.BufferData] = abc"}),
-        20000);
+    QTRY_COMPARE_WITH_TIMEOUT(run.log.messages(), (QStringList{TIMED_OUT, bufferLine("abc")}),
+                              20000);
     QVERIFY2(timer.elapsed() >= 1990, qPrintable(QString::number(timer.elapsed())));
     run.stop();
     QCOMPARE(run.messages, QStringList());
@@ -278,44 +208,24 @@ void tst_SockJSResponses::responseThatNobodyAskedForIsDroppedAfterTwoSeconds()
 
 void tst_SockJSResponses::halfAChunkIsDroppedAfterTwoSecondsAndTheRequestKeepsWaiting()
 {
-    ScriptedServer server;
-    server.onConnection({send(CHUNKED_HEADER + "5\r\nhello\r\n5\r\nwor"), pause(4500),
-                         send("3\r\n...\r\n0\r\n\r\n"), pause(4500),
-                         send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")});
-    QVERIFY(server.listen());
-    const LogCapture log;
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.expectResponse();
-    run.start();
+    ServedWorker run{{send(CHUNKED + chunk("hello") + "5\r\nwor"), pause(4500),
+                      send(chunk("...") + END_CHUNK), pause(4500), send(reply("abc"))}};
+    QVERIFY(run.begin(2));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, (QStringList{"hello...", "abc"}), 30000);
     run.stop();
-    QCOMPARE(log.messages(),
-             (QStringList{"[SockJSXHRPollingWorker] Detected transfer-encoding: chunked header",
-                          "[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer",
-                          "[SockJSXHRPollingWorker.BufferData] = 5\r\nwor",
-                          "[SockJSXHRPollingWorker] chunk complete size 8",
-                          "[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer",
-                          "[SockJSXHRPollingWorker.BufferData] = 0\r\n\r\n"}));
+    QCOMPARE(run.log.messages(),
+             (QStringList{DETECTED, TIMED_OUT, bufferLine("5\r\nwor"), completeLine(8), TIMED_OUT,
+                          bufferLine("0\r\n\r\n")}));
 }
 
 void tst_SockJSResponses::halfAHeaderIsDroppedAfterTwoSeconds()
 {
-    ScriptedServer server;
-    server.onConnection({send("HTTP/1.1 200 OK\r\nContent-Le"), pause(4500),
-                         send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")});
-    QVERIFY(server.listen());
-    const LogCapture log;
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.start();
+    ServedWorker run{{send("HTTP/1.1 200 OK\r\nContent-Le"), pause(4500), send(reply("abc"))}};
+    QVERIFY(run.begin(1));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"abc"}, 20000);
     run.stop();
-    QCOMPARE(log.messages(),
-             (QStringList{"[SockJSXHRPollingWorker] Incoming data timeout, clearing buffer",
-                          "[SockJSXHRPollingWorker.BufferData] = HTTP/1.1 200 OK\r\nContent-Le"}));
+    QCOMPARE(run.log.messages(),
+             (QStringList{TIMED_OUT, bufferLine("HTTP/1.1 200 OK\r\nContent-Le")}));
 }
 
 void tst_SockJSResponses::bytesAfterASilenceInsideABody_data()
@@ -323,28 +233,25 @@ void tst_SockJSResponses::bytesAfterASilenceInsideABody_data()
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<QByteArrayList>("packets");
     QTest::addColumn<QStringList>("messages");
-    const QByteArray plain = "HTTP/1.1 200 OK\r\nContent-Length: 6\r\n\r\nabc";
-    const QByteArray chunked = CHUNKED_HEADER + "5\r\nhello\r\n";
-    const QByteArray next = "HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nend";
-    const QStringList nextOnly{"end"};
+    const auto row = [](const char *name, const QByteArray &before, const QByteArrayList &packets,
+                        const QStringList &messages) {
+        QTest::newRow(name) << before << packets << messages;
+    };
+    const QByteArray half = plain(6, "abc");
+    const QByteArray chunks = CHUNKED + chunk("hello");
+    const QByteArray next = reply("end");
 
-    QTest::newRow("next response, known length") << plain << QByteArrayList{next} << nextOnly;
-    QTest::newRow("next response, between chunks") << chunked << QByteArrayList{next} << nextOnly;
-    QTest::newRow("next response, inside a chunk")
-        << chunked + "5\r\nwo" << QByteArrayList{next} << nextOnly;
-    QTest::newRow("next response, cut behind its first letters")
-        << plain << QByteArrayList{next.left(2), next.mid(2, 2), next.mid(4)} << nextOnly;
-    QTest::newRow("next response, cut, between chunks")
-        << chunked << QByteArrayList{next.left(4), next.mid(4)} << nextOnly;
-    QTest::newRow("rest of the body")
-        << plain << QByteArrayList{"def" + next} << QStringList{"abcdef", "end"};
-    QTest::newRow("rest of the body begins like a response")
-        << plain << QByteArrayList{"HT", "X" + next} << QStringList{"abcHTX", "end"};
-    QTest::newRow("rest of the body has a response's first letters")
-        << plain << QByteArrayList{"HTT"} << QStringList{"abcHTT"};
-    QTest::newRow("rest of the chunks holds a response")
-        << chunked << QByteArrayList{"8\r\n HTTP/1.\r\n0\r\n\r\n" + next}
-        << QStringList{"hello HTTP/1.", "end"};
+    row("next response, known length", half, {next}, {"end"});
+    row("next response, between chunks", chunks, {next}, {"end"});
+    row("next response, inside a chunk", chunks + "5\r\nwo", {next}, {"end"});
+    row("next response, cut behind its first letters", half,
+        {next.left(2), next.mid(2, 2), next.mid(4)}, {"end"});
+    row("next response, cut, between chunks", chunks, {next.left(4), next.mid(4)}, {"end"});
+    row("rest of the body", half, {"def" + next}, {"abcdef", "end"});
+    row("rest of the body begins like a response", half, {"HT", "X" + next}, {"abcHTX", "end"});
+    row("rest of the body has a response's first letters", half, {"HTT"}, {"abcHTT"});
+    row("rest of the chunks holds a response", chunks, {chunk(" HTTP/1.") + END_CHUNK + next},
+        {"hello HTTP/1.", "end"});
 }
 
 // A server that lost its thread begins a new response; a slow one goes on with the old.
@@ -353,19 +260,10 @@ void tst_SockJSResponses::bytesAfterASilenceInsideABody()
     QFETCH(QByteArray, before);
     QFETCH(QByteArrayList, packets);
     QFETCH(QStringList, messages);
-    ScriptedServer server;
-    Script script{send(before), pause(3500)};
-    for (const QByteArray &packet : packets)
-        script << send(packet) << pause(60);
-    server.onConnection(script);
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.expectResponse();
-    run.start();
+    ServedWorker run{Script{send(before), pause(3500)} + inPackets(packets)};
+    QVERIFY(run.begin(2));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages.size(), messages.size(), 20000);
-    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
     run.stop();
     QCOMPARE(run.messages, messages);
 }
@@ -373,33 +271,22 @@ void tst_SockJSResponses::bytesAfterASilenceInsideABody()
 // The end chunk stays in the buffer for two seconds, and only then does the next request leave.
 void tst_SockJSResponses::requestsWaitWhileResponseDataIsPending()
 {
-    ScriptedServer server;
-    server.onConnection({send(CHUNKED_HEADER + "5\r\nhello\r\n0\r\n\r\n"), expect("next")});
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
+    ServedWorker run{{send(CHUNKED + chunk("hello") + END_CHUNK), expect("next")}};
     QVERIFY(run.queue(u"next"_s));
-    run.start();
+    QVERIFY(run.begin(1));
     QTRY_COMPARE(run.messages, QStringList{"hello"});
     QElapsedTimer timer;
     timer.start();
-    QVERIFY2(server.finished(), qPrintable(server.failure()));
+    QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
     // 2 s until the buffer is cleared, then one idle turn of 1 s.
     QVERIFY2(timer.elapsed() > 2500, qPrintable(QString::number(timer.elapsed())));
 }
 
 void tst_SockJSResponses::reconnectionForgetsTheHalfReadResponse()
 {
-    ScriptedServer server;
-    server.onConnection({send(CHUNKED_HEADER + "5\r\nhello\r\n5\r\nwor"), pause(100), close()});
-    server.onConnection(
-        {send("ld\r\n"), expect("next"), send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc")});
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
-    QVERIFY(run.connectToServer());
-    run.expectResponse();
-    run.start();
+    ServedWorker run{{send(CHUNKED + chunk("hello") + "5\r\nwor"), pause(100), close()},
+                     {send("ld\r\n"), expect("next"), send(reply("abc"))}};
+    QVERIFY(run.begin(1));
     QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
     QVERIFY(run.queue(u"next"_s));
     QTRY_COMPARE_WITH_TIMEOUT(run.messages, QStringList{"abc"}, 20000);
@@ -410,11 +297,7 @@ void tst_SockJSResponses::reconnectionForgetsTheHalfReadResponse()
 
 void tst_SockJSResponses::lastResponseBeforeACloseIsRead()
 {
-    ScriptedServer server;
-    server.onConnection({send("HTTP/1.1 200 OK\r\nContent-Length: 3\r\n\r\nabc"), close()});
-    server.onConnection({});
-    QVERIFY(server.listen());
-    WorkerRun run(localhost(), server.port());
+    ServedWorker run{{send(reply("abc")), close()}, {}};
     QVERIFY(run.connectToServer());
     run.expectResponse();
     QTest::qWait(100); // both have arrived before the loop looks for the first time

@@ -1,12 +1,7 @@
-#include "sockjs/SockJSConnector.h"
-#include "support/LogCapture.h"
+#include "ConnectorRun.h"
+#include "Http.h"
 #include "support/ScriptedServer.h"
 #include "support/TestCertificates.h"
-#include "support/Text.h"
-
-#include <QtCore/QTimer>
-#include <QtCore/QUrl>
-#include <QtTest/QtTest>
 
 using namespace Scripted;
 
@@ -37,11 +32,6 @@ enum FarEnd {
     HAS_EXPIRED,
 };
 
-QUrl tlsUrl(quint16 port)
-{
-    return QUrl(u"https://127.0.0.1:%1/collab"_s.arg(port));
-}
-
 } // namespace
 
 void tst_SockJSTls::attemptFailsAndNothingIsSentInClear_data()
@@ -49,8 +39,8 @@ void tst_SockJSTls::attemptFailsAndNothingIsSentInClear_data()
     QTest::addColumn<SockJSConnector::PROTOCOL_TYPE>("transport");
     QTest::addColumn<int>("farEnd");
     const QVector<QPair<SockJSConnector::PROTOCOL_TYPE, const char *>> transports = {
-        {SockJSConnector::WEBSOCKET, "web socket"},
-        {SockJSConnector::XHR_POLLING, "polling"},
+        {WEBSOCKET, "web socket"},
+        {XHR_POLLING, "polling"},
     };
     const QVector<QPair<FarEnd, const char *>> farEnds = {
         {CLOSES, "closes in the handshake"},
@@ -80,7 +70,7 @@ void tst_SockJSTls::attemptFailsAndNothingIsSentInClear()
         break;
     case SPEAKS_PLAIN_HTTP:
         server.setCertificate(m_trusted.issue(u"localhost"_s), true);
-        server.onEveryOther({send(reply("o\n"))});
+        server.onEveryOther({send(FRAME_O)});
         break;
     case HAS_A_FOREIGN_ROOT:
         server.setCertificate(m_foreign.issue(u"localhost"_s));
@@ -97,19 +87,16 @@ void tst_SockJSTls::attemptFailsAndNothingIsSentInClear()
     }
     QVERIFY(server.listen());
 
-    SockJSConnector connector;
-    QSignalSpy connected(&connector, &SockJSConnector::connected);
-    QSignalSpy closed(&connector, &SockJSConnector::closed);
-    const LogCapture log;
-    QVERIFY(!connector.open(tlsUrl(server.port()), {transport}));
+    ConnectorRun run;
+    QVERIFY(!run.connector.open(serverUrl(server.port(), u"https"_s), {transport}));
     QCoreApplication::processEvents();
 
-    QVERIFY(!connector.isConnected());
-    QCOMPARE(connected.size(), 0);
-    QCOMPARE(closed.size(), 0);
-    QVERIFY(log.startingWith(u"[SockJSConnector] CONNECTED"_s).isEmpty());
-    QCOMPARE(log.startingWith(u"[SockJSXHRPolling] "_s).size(),
-             transport == SockJSConnector::XHR_POLLING ? 1 : 0);
+    QVERIFY(!run.connector.isConnected());
+    QCOMPARE(run.connected.size(), 0);
+    QCOMPARE(run.closed.size(), 0);
+    QVERIFY(run.log.startingWith(u"[SockJSConnector] CONNECTED"_s).isEmpty());
+    QCOMPARE(run.log.startingWith(u"[SockJSXHRPolling] "_s).size(),
+             transport == XHR_POLLING ? 1 : 0);
     QVERIFY(server.connectionCount() > 0);
     server.stop();
     for (int i = 0; i < server.connectionCount(); ++i)
@@ -125,12 +112,11 @@ void tst_SockJSTls::webSocketWhoseHandshakeStallsCanBeClosed()
     server.onConnection({pause(60000)});
     QVERIFY(server.listen());
 
-    SockJSConnector connector;
-    QSignalSpy closed(&connector, &SockJSConnector::closed);
-    QTimer::singleShot(500, &connector, &SockJSConnector::close);
-    QVERIFY(!connector.open(tlsUrl(server.port()), {SockJSConnector::WEBSOCKET}));
-    QCOMPARE(closed.size(), 1);
-    QCOMPARE(closed.at(0), QVariantList{false});
+    ConnectorRun run;
+    QTimer::singleShot(500, &run.connector, &SockJSConnector::close);
+    QVERIFY(!run.connector.open(serverUrl(server.port(), u"https"_s), {WEBSOCKET}));
+    QCOMPARE(run.closed.size(), 1);
+    QCOMPARE(run.closed.at(0), QVariantList{false});
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSTls)
