@@ -17,17 +17,17 @@ const QLatin1String DOWNLOAD_PATH("/vantora/resource/downloadResourceFile?resour
 // first is followed by an empty line, and the file has no content type. %1 of the first two is the
 // boundary; a field takes its name, its value, the boundary and the mark that ends the form.
 const QLatin1String FILE_START("--%1\r\n"
-                                   "Content-Disposition: form-data; name=files; filename=\"%2\"\r\n"
-                                   "\r\n");
+                               "Content-Disposition: form-data; name=files; filename=\"%2\"\r\n"
+                               "\r\n");
 const QLatin1String FILE_END("\r\n"
-                                 "--%1\r\n"
-                                 "\r\n");
+                             "--%1\r\n"
+                             "\r\n");
 const QLatin1String FIELD("Content-Disposition: form-data; name=%1\r\n"
-                              "Content-Type: text/plain; charset=utf-8\r\n"
-                              "\r\n"
-                              "%2\r\n"
-                              "--%3%4\r\n"
-                              "\r\n");
+                          "Content-Type: text/plain; charset=utf-8\r\n"
+                          "\r\n"
+                          "%2\r\n"
+                          "--%3%4\r\n"
+                          "\r\n");
 const QLatin1String FORM_END("--");
 
 constexpr int FORM_OVERHEAD_BYTES = 512;

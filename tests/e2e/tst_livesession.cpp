@@ -27,6 +27,7 @@ void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
     const Far far(rowTls(), words(u"--learners 3"_s));
     LiveSession session(*far, rowTransport());
     QVERIFY(session.open());
+    QCOMPARE(session.channel->getTransport(), rowTransport());
     QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
     QSignalSpy left(session.channel, &PresenterCollab::learnerUnregister);
 
@@ -52,6 +53,7 @@ void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
     QCOMPARE(session.client->getLearners().size(), 2);
 
     QVERIFY(session.client->doStopSession());
+    QCOMPARE(session.channel->getTransport(), QString());
     QVERIFY(session.client->doLogout());
 }
 
@@ -178,6 +180,7 @@ void tst_LiveSession::serverWithoutWebSocketsIsPolled()
         words(u"--transports xhr-polling --tenant-protocols websocket,xhr-polling --learners 1"_s));
     LiveSession session(*far, QString());
     QVERIFY(openWithLearners(session, 1));
+    QCOMPARE(session.channel->getTransport(), u"xhr-polling"_s);
     QCOMPARE(far->countNow(u"open"_s, {{u"transport"_s, u"xhr-polling"_s}}), 1);
     // The web socket was tried first.
     const QString first = far->journal(u"busRequest"_s).at(0)[u"path"_s].toString();

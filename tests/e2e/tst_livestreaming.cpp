@@ -39,6 +39,7 @@ void tst_LiveStreaming::nothingIsDeliveredBeforeTheResponseEnds()
     LiveSession session(*far, u"xhr-streaming"_s);
     QVERIFY(startStreaming(session));
     QVERIFY(log.contains(CONNECTED));
+    QCOMPARE(session.channel->getTransport(), u"xhr-streaming"_s);
 
     // The server holds the connection open and has sent the opening frame in a chunk of its own...
     QCOMPARE(far->journal(u"open"_s, {{u"transport"_s, u"xhr-streaming"_s}}).size(), 1);

@@ -1,5 +1,5 @@
-#include "ConnectorRun.h"
 #include "CpuTime.h"
+#include "FarEnd.h"
 #include "Http.h"
 #include "MetaMethods.h"
 #include "RawServers.h"
@@ -16,6 +16,8 @@ private Q_SLOTS:
     void metaObjectIsAsDeclared();
     void protocolNames();
     void freshConnectorIsIdle();
+    void transportIsNamedWhileItIsInUse_data();
+    void transportIsNamedWhileItIsInUse();
     void serverUrlIsTakenApart_data();
     void serverUrlIsTakenApart();
     void emptyListStartsNothing();
@@ -60,6 +62,38 @@ void tst_SockJSConnector::freshConnectorIsIdle()
     QVERIFY(SockJSProbe::lastActivity(run.connector).isNull());
     QCOMPARE(SockJSProbe::path(run.connector), QString());
     QVERIFY(!SockJSProbe::path(run.connector).isNull());
+}
+
+void tst_SockJSConnector::transportIsNamedWhileItIsInUse_data()
+{
+    QTest::addColumn<bool>("xhr");
+    QTest::addColumn<int>("protocol");
+    QTest::addColumn<QString>("name");
+    QTest::newRow("web socket") << false << int(WEBSOCKET) << u"websocket"_s;
+    QTest::newRow("streaming") << true << int(XHR_STREAMING) << u"xhr-streaming"_s;
+    QTest::newRow("polling") << true << int(XHR_POLLING) << u"xhr-polling"_s;
+}
+
+void tst_SockJSConnector::transportIsNamedWhileItIsInUse()
+{
+    QFETCH(bool, xhr);
+    QFETCH(int, protocol);
+    FarEnd farEnd(xhr);
+    farEnd.polled.onConnection(POLLED_OPEN);
+    ConnectorRun run;
+    QCOMPARE(run.connector.getTransport(), QString());
+    QString whileTrying = u"not asked"_s;
+    QTimer::singleShot(0, &run.connector, [&] { whileTrying = run.connector.getTransport(); });
+    run.open(xhr ? farEnd.polled.port() : farEnd.bus.port(),
+             {SockJSConnector::PROTOCOL_TYPE(protocol)});
+    QTRY_COMPARE_WITH_TIMEOUT(run.connected.count(), 1, 20000);
+    QTEST(run.connector.getTransport(), "name");
+    if (!xhr)
+        QCOMPARE(whileTrying, QString());
+    run.connector.close();
+    QCOMPARE(run.connector.getTransport(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(run.closed.count(), 1, 20000);
+    QCOMPARE(run.connector.getTransport(), QString());
 }
 
 void tst_SockJSConnector::serverUrlIsTakenApart_data()
