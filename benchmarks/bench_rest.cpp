@@ -88,8 +88,8 @@ void postBare(QNetworkAccessManager *manager, const QUrl &url, const QByteArray 
     reply->deleteLater();
 }
 
-// Both sides, made anew every now and then: which processor the threads of a connection come to run
-// on makes a third of its time and stays so for its life.
+// Both sides, made anew every now and then: the processor that a connection's threads come to run on
+// decides a third of its time, and stays the same for its life.
 class Sides
 {
 public:

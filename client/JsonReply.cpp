@@ -29,10 +29,10 @@ QJsonValue JsonReply::data(QLatin1String key) const
     return m_reply.value(QLatin1String("data")).toObject().value(key);
 }
 
-void JsonReply::read(QLatin1String key, QString *text) const
+void JsonReply::read(QLatin1String key, QString *out) const
 {
     if (m_valid)
-        *text = this->text(key);
+        *out = text(key);
 }
 
 QString textOf(const QJsonValue &value)

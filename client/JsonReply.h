@@ -11,8 +11,8 @@ QStringList textsOf(const QJsonValue &value);
 
 // One reply of the service, read by its keys. Anything that is missing, or is not of the kind that is
 // asked for, reads as empty; a text that is no JSON object reads as one without keys, and one that takes
-// too much memory to be read is no JSON. Nothing is turned into variants but single values: a long list
-// takes several times its memory as such.
+// too much memory to be read is no JSON. Only single values are turned into variants: a long list would
+// take several times its memory.
 class JsonReply
 {
 public:
@@ -26,8 +26,8 @@ public:
     QJsonValue data(QLatin1String key) const;
     // The same as a text.
     QString text(QLatin1String key) const { return textOf(data(key)); }
-    // The same, put into `text`, which a reply that is no JSON leaves alone.
-    void read(QLatin1String key, QString *text) const;
+    // The same, put into `out`, which a reply that is no JSON leaves alone.
+    void read(QLatin1String key, QString *out) const;
 
 private:
     bool m_valid = false;

@@ -264,8 +264,7 @@ void PresenterClient::handleReply(QNetworkReply *reply)
         return;
     }
 
-    const QString reason = Tarvo::withoutUserInfo(reply->errorString());
-    TARVO_LOG(rest, "ERROR: ", reason, "\nRESPONSE: ", body);
+    TARVO_LOG(rest, "ERROR: ", Tarvo::withoutUserInfo(reply->errorString()), "\nRESPONSE: ", body);
     if (callbacks.failure)
         (this->*callbacks.failure)(reply, body);
 }

@@ -24,8 +24,8 @@ class QUrl;
 /// session, opens its real-time channel, uploads files and stops the session again.
 ///
 /// **Operations wait.** Every `do...` operation (and `checkServer`, `sendKeepAlive`, `reLogin` and
-/// `startWebsocket`) sends POST requests with fixed JSON texts and waits for each reply in a local
-/// event loop, at most 10,000 ms a request. User input is kept back meanwhile, but timers, sockets
+/// `startWebsocket`) sends POST requests and waits for each reply in a local event
+/// loop, at most 10,000 ms a request. User input is kept back meanwhile, but timers, sockets
 /// and slots of the host run. The client is meant to have one request in flight at a time: the first
 /// reply that is handled ends every wait in progress, and the requests that are still open then are
 /// aborted and fail.
@@ -41,7 +41,7 @@ class QUrl;
 /// one that inflates to more reads as empty.
 ///
 /// **Events.** Handlers and slots of the host run from the event loop, never below a signal of the
-/// network manager. A quit() of the application does not cut a wait short. Without an application
+/// network manager. A `quit()` of the application does not cut a wait short. Without an application
 /// object, or once it is being destroyed, nothing is delivered: operations return at once, without a
 /// reply.
 ///
@@ -85,16 +85,16 @@ public:
     /// A channel that `startWebsocket` made is a child of the client and goes with it. Emits nothing.
     ~PresenterClient() override;
 
-    /// \name State that the host reads
-    /// @{
+    // ---- State that the host reads -----------------------------------------------------------------
 
     /// Whether the last sign-in succeeded and was not undone since.
     bool isLoggedIn() const { return loggedIn; }
-    /// Whether the last check or keep-alive was answered with JSON, or a redirect was followed.
+    /// Whether the last check or keep-alive was answered with JSON, or a redirect was followed. A
+    /// keep-alive that fails leaves it as it was.
     bool isServerReachable() const { return serverReachable; }
     /// The service's base address without a trailing slash; a followed redirect rewrites it.
     QString getServerUrl() const { return serverUrl; }
-    /// The error key of the last failed request, such as "SSLRootCertificateMissing", or null.
+    /// The error key that was recorded last, such as "SSLRootCertificateMissing", or null.
     /// `checkServer`, `doLogin` and `doLoginWithOAuth` clear it before they send, `doStartSession` just
     /// before it asks for the session: if nobody is signed in then, an earlier key may still stand.
     QString getLastErrorKey() const { return lastErrorKey; }
@@ -108,10 +108,8 @@ public:
     QString getCollabServerUrl() const { return collabServerUrl; }
     /// The learners that `doGetLearners` found last.
     QList<Tarvo::Learner> getLearners() const { return learners; }
-    /// @}
 
-    /// \name Requests
-    /// @{
+    // ---- Requests ----------------------------------------------------------------------------------
 
     /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms until a reply has
     /// been handled; a reply that is still missing then is aborted and counts as failed. The content
@@ -129,10 +127,8 @@ public:
     /// contains "error". Sets `errorKey` to it and returns true; otherwise sets `errorKey` to null
     /// and returns false. Later elements are not looked at.
     bool isErrorInErrorMsgKeys(const QVariant &reply, QString &errorKey);
-    /// @}
 
-    /// \name Sign-in and account
-    /// @{
+    // ---- Sign-in and account -----------------------------------------------------------------------
 
     /// Asks whether the service answers. `user` and `password` are the credentials for HTTP
     /// authentication, not for signing in; an empty one keeps the one given before. Sends an empty
@@ -163,7 +159,7 @@ public:
     /// Signs in again with what was used last, the password before the device token before OAuth.
     /// Does nothing without a stored user id. The result is `isLoggedIn()`.
     void reLogin();
-    /// Sends one keep-alive, which refreshes `isServerReachable()`.
+    /// Sends one keep-alive, whose answer refreshes `isServerReachable()`.
     void sendKeepAlive();
     /// Asks the service who is signed in. Returns the user's login id, which also says whether the
     /// client counts as signed in; the id known before if the request failed.
@@ -171,10 +167,8 @@ public:
     /// Stops the keep-alive and a running session, then signs out. Returns true when no longer signed
     /// in, also without a request when that was so before.
     bool doLogout();
-    /// @}
 
-    /// \name Session
-    /// @{
+    // ---- Session -----------------------------------------------------------------------------------
 
     /// Creates a session, after signing in again if the service no longer knows the teacher. Returns
     /// false if that fails or no session code comes back. The argument is accepted and ignored.
@@ -197,10 +191,8 @@ public:
     /// otherwise, also if the request fails. Code and token are null afterwards: begin the next session
     /// when this has returned, not in a slot that runs meanwhile.
     bool doStopSession();
-    /// @}
 
-    /// \name Resources
-    /// @{
+    // ---- Resources ---------------------------------------------------------------------------------
 
     /// Uploads one file, which should be small (the image of a slide): it is held in memory twice.
     /// `fileName` is sent as it is and must not contain a double quote. On success `*resourceIdOut` is
@@ -214,7 +206,6 @@ public:
     /// Unpacks a base64 block as `Lzma::decompress64` does and returns its result, 0 or 1. A block that
     /// gives more than 16 MiB counts as one that cannot be unpacked.
     int LzmaDecompress64(QString input, QString *output);
-    /// @}
 
 Q_SIGNALS:
     /// A reply has been handled. Ends the waits of all operations in progress. The host may do
@@ -273,6 +264,7 @@ private:
     QString oauthCallbackUrl(const QString &provider) const;
     void extractRegistrationData(const QString &body);
 
+    // Steps of a session: whether each succeeded, or at the session's end whether the client still exists.
     bool ensureSignedIn();
     bool createSession();
     bool findCollabServer();

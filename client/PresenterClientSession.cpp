@@ -77,8 +77,9 @@ bool PresenterClient::startWebsocket(PresenterCollab **collabOut)
     return true;
 }
 
-// An earlier channel stays a child of the client. One that goes is let go at once, as a slot of the host
-// behind this one may delete the client. The client's own end cuts the connection first.
+// An earlier channel stays a child of the client. One that is destroyed is let go at once: the slot of the
+// host that hears of it next may delete the client, which must not delete the channel again. When the
+// client itself ends, this connection goes before its children do.
 PresenterCollab *PresenterClient::makeChannel()
 {
     auto *channel =

@@ -150,7 +150,7 @@ void PresenterClient::loginSuccessResponse(QString body)
 }
 
 // The text behind the first "data" key up to the brace that closes the reply. Without that key the
-// position is -1 and the text from position 6 on is taken; registration pages count on it.
+// position is -1, so that the text from position 6 on is taken: hosts have always been given that.
 void PresenterClient::extractRegistrationData(const QString &body)
 {
     const int mark = body.indexOf(DATA_MARK);
@@ -178,7 +178,7 @@ bool PresenterClient::signInAgain()
         && doLoginWithOAuth(oauthProvider, oauthCode, registration);
 }
 
-// Asking who is signed in clears the stored id when nobody is, and signing in again needs it.
+// Signs in again if nobody is signed in any more. Asking clears the stored id then, which is needed.
 bool PresenterClient::ensureSignedIn()
 {
     const QString storedUserId = userId;

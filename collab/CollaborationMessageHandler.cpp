@@ -157,7 +157,7 @@ QVariant unpackedList(const QVariantList &list)
     return list;
 }
 
-// The bytes of a text or a number, read as UTF-8, are the text that the variant gives.
+// The parts as texts, with commas between.
 QString joined(const QVariantList &parts)
 {
     QString text;

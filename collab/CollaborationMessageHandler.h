@@ -23,7 +23,7 @@ Q_DECLARE_METATYPE(RemoteControlMessage)
 /// itself, to the end, on the channel's thread; nothing is kept between messages.
 ///
 /// Whatever arrives, nothing is raised: text that is not JSON and unknown actions are dropped,
-/// unknown types are handed on with unhandledMessage(), a payload that cannot be unpacked is handed
+/// unknown types are handed on with `unhandledMessage()`, a payload that cannot be unpacked is handed
 /// on as it came, and a missing field reads as empty text or 0. The host may do anything in a slot
 /// connected to a signal, deleting the channel included.
 class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject

@@ -73,7 +73,7 @@ void PresenterCollab::open(QStringList protocols)
             transports.append(transport);
     }
     if (transports.isEmpty()) {
-        TARVO_LOG(channel, "[SockJSConnector] No protocols specified. Using defaults.");
+        TARVO_LOG(sockjs, "[SockJSConnector] No protocols specified. Using defaults.");
         transports = known.keys();
     }
     connector->open(QUrl(serverUrl), transports);

@@ -32,18 +32,18 @@ class TarvoCollabMessage;
 /// The real-time channel of one running class session: polls, questions, cards and the lesson go out
 /// to the learners' devices and the remote, and what they do comes back as signals.
 ///
-/// PresenterClient::startWebsocket() makes the channel and opens it; the client owns it. Everything
+/// `PresenterClient::startWebsocket()` makes the channel and opens it; the client owns it. Everything
 /// runs on the host's event loop, and every signal is emitted directly. In a slot connected to any of
 /// them the host may call back into the channel, close it or delete it.
 ///
-/// No operation waits for an answer or reports an error. A text payload published while the
-/// connection is down is dropped with a debug line; a message object is handed to the connection as
-/// it is, which loses it when it is down. A lost connection shows as connectionClosed() only.
+/// No operation waits for an answer or reports an error. What is published while the connection is
+/// down is lost: a text payload with a debug line that says so, a message object without one. A lost
+/// connection shows as `connectionClosed()` only.
 ///
 /// An address that begins with "." is relative and is completed by putting the session token in front
 /// of it; any other address is used as it stands. The addresses of a session are
 /// - the session token: every device of the session,
-/// - ".presenter" and ".presenter." + user token: this presenter,
+/// - ".presenter": the presenters; ".presenter." + user token: one of them,
 /// - ".learner": the learners' devices,
 /// - ".user." + device id: one learner's device,
 /// - ".controller": the remote controllers.
@@ -71,12 +71,12 @@ public:
     /// Connects with the transports named in `protocols` ("websocket", "xhr-streaming",
     /// "xhr-polling"), tried in that order; unknown names are skipped, and with none left every
     /// transport is tried. The call waits, dispatching events, until a transport has started or all
-    /// have failed; connected or not, it returns nothing: see isConnected().
+    /// have failed; connected or not, it returns nothing: see `isConnected()`.
     void open(QStringList protocols);
     /// Connects with every transport there is, in the order of their values.
     void open();
     /// Tells every device of the session to disconnect, and closes the connection;
-    /// connectionClosed() follows. Without a connection there is nothing to close and no signal.
+    /// `connectionClosed()` follows. Without a connection there is nothing to close and no signal.
     void close();
 
     /// Publishes `message` to `address` after setting its sender and compressing its payload. The
@@ -87,23 +87,23 @@ public:
     /// The same operation under a second name.
     void publishMessage64(QString address, QString type, QString data);
 
-    /// Tells one learner's device to disconnect, and emits learnerUnregister(), also when the
+    /// Tells one learner's device to disconnect, and emits `learnerUnregister()`, also when the
     /// connection is down.
     void removeLearner(QString deviceId);
     /// Keeps the connection alive at the far end; sent every minute by itself. It does not count as
     /// activity, so a channel without other messages still closes after an hour.
     void sendPing();
-    /// Tells the learners' devices that a large message has been sent. showImageCard() does it by itself.
+    /// Tells the learners' devices that a large message has been sent. `showImageCard()` does it by itself.
     void sendHeavy();
 
     // ---- Polls and questions ---------------------------------------------------------------------
 
-    /// Makes the question object of a poll as `Tarvo::pollQuestion` does, which the caller owns. The last
+    /// Makes the question object of a poll as `Tarvo::pollQuestion` does. The caller owns it. The last
     /// argument is accepted for the callers' sake and not used.
     Tarvo::QuestionBase *createPollQuestion(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, int count,
                                             int);
     /// Starts a poll on every device of the session, with the card image as its background, under a
-    /// new poll id; the card image is used up by it. The arguments are createPollQuestion()'s.
+    /// new poll id; the card image is used up by it. The arguments are `createPollQuestion()`'s.
     ///
     /// A kind that has a question object is sent as that question, which learners answer by the
     /// question's own id; "word-seed" and "creative" are sent in a fixed form under the poll id.
@@ -112,7 +112,7 @@ public:
     void stopPoll();
     /// Pauses the running poll, or the assessment, on every device.
     void pausePoll();
-    /// Goes on with what pausePoll() paused.
+    /// Goes on with what `pausePoll()` paused.
     void resumePoll();
     /// Sends `question` to `address`. In its activityType, "id" is set to the question-type id of
     /// its kind and "name" to the kind's wire name, and they stay so; other entries are left alone.
@@ -129,12 +129,12 @@ public:
     /// Sets the URL of the image of the next poll or image card.
     void setCardImageRef(QString url);
     /// The card image as one text: a data URI when there is image data; else the reference, as a CSS
-    /// value url('...') when `wrapUrl` is true and bare when it is false; else empty.
+    /// value `url('...')` when `wrapUrl` is true and bare when it is false; else empty.
     QString getCardImageRef(bool wrapUrl);
     /// Empties both forms of the card image.
     void clearCardImage();
     /// Shows the card image on the learners' devices and empties it; `wrapUrl` is
-    /// getCardImageRef()'s.
+    /// `getCardImageRef()`'s.
     void showImageCard(bool wrapUrl);
 
     /// Shows a lesson on the remote.
@@ -149,15 +149,15 @@ public:
     QString getSessionCode() const { return sessionCode; }
     QString getSessionToken() const { return sessionToken; }
     QString getUserToken() const { return userToken; }
-    /// The id of the poll started last; empty before the first. pausePoll(), resumePoll() and
-    /// stopPoll() carry it.
+    /// The id of the poll started last; empty before the first. `pausePoll()`, `resumePoll()` and
+    /// `stopPoll()` carry it.
     QString getCurrentPollId() const { return currentPollId; }
     /// True from the server's word that the session is open until the connection is closed.
     bool isConnected() const;
-    /// The wire name of the transport in use, "websocket", "xhr-streaming" or "xhr-polling"; empty
-    /// without a connection.
+    /// The wire name of the transport that has started, "websocket", "xhr-streaming" or "xhr-polling", also
+    /// before the session is open; empty before one has started, and from `close()` on.
     QString getTransport() const;
-    /// Whether messages are still leaving, also after close(), whose last word to the devices may be
+    /// Whether messages are still leaving, also after `close()`, whose last word to the devices may be
     /// behind them. A host that is about to end lets its event loop turn until this is false; deleting
     /// the channel or ending the process earlier loses what has not left.
     bool hasUnsentMessages() const;
@@ -172,7 +172,7 @@ Q_SIGNALS:
     void learnerPollResponse(QString deviceId, QString pollId, int responseTime, QString answer);
     /// A learner's device has joined the session.
     void learnerJoin(Learner learner);
-    /// A learner's device has left the session, or was removed with removeLearner().
+    /// A learner's device has left the session, or was removed with `removeLearner()`.
     void learnerUnregister(QString deviceId);
     /// A remote controller came (true) or went (false).
     void controllerRegister(bool isRegister);

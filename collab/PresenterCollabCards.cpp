@@ -1,4 +1,4 @@
-// Picture cards on the learners' devices, and what the remote shows.
+// Image cards on the learners' devices, and what the remote shows.
 #include "collab/PresenterCollab.h"
 
 #include "collab/Addresses.h"

@@ -70,8 +70,8 @@ QByteArray blockFromBase64(const QString &base64)
     return QByteArray::fromBase64Encoding(base64.toLatin1()).decoded;
 }
 
-// Hands the parts of a bracketed list to `take`, each as a number, which is 0 when the part is none, and
-// whether it is one; until `take` returns false. Returns whether it never did.
+// Calls take(number, isNumber) for each part of a bracketed list, with 0 for a part that is no number,
+// until that returns false. Returns whether it came to the end.
 template<typename Take> bool forEachNumber(QString list, const Take &take)
 {
     list.remove(LIST_OPEN).remove(LIST_CLOSE);

@@ -56,8 +56,7 @@ CLzmaEncProps encoderSettings()
 {
     CLzmaEncProps settings;
     LzmaEncProps_Init(&settings);
-    settings.level =
-        0; // speed before ratio; the rest is as the level has it, the dictionary 16 KiB
+    settings.level = 0; // speed before ratio; it gives a dictionary of 16 KiB
     settings.numThreads = 1;
     return settings;
 }

@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     QString packed;
     QString again;
     Fuzzing::require(Lzma::compress64(text, &packed) && Lzma::decompress64(packed, &again));
-    // A byte order mark that had another before it is taken for one now.
+    // Reading drops one byte order mark: of two, the second is still in the text and is dropped now.
     Fuzzing::require(again == text || text.startsWith(QChar::ByteOrderMark));
     return 0;
 }

@@ -9,8 +9,8 @@
 namespace Tarvo
 {
 
-/// One lesson card, as learners' devices receive it alone or as the `card` of a question: a page
-/// with a background, ordered components and tracks.
+/// One lesson card, as learners' devices receive it as the `card` of a question: a page with a
+/// background, ordered components and tracks.
 ///
 /// A new card is a visible teacher card whose background fills the page. Every flag starts as true,
 /// `hasRendered` and `pristine` too: that is what devices expect of a card they have not seen.

@@ -11,7 +11,7 @@ namespace Tarvo
 ///
 /// Known to the meta-type system as "Tarvo::Learner", as soon as the library is loaded, so that it
 /// travels in queued connections. Connections by pointer to member need nothing more, nor do direct ones
-/// by SIGNAL(learnerJoin(Learner)). A queued connection by that text, or one to another thread, looks for
+/// by SIGNAL(`learnerJoin(Learner)`). A queued connection by that text, or one to another thread, looks for
 /// a type called "Learner", and that name is the host's, who may have a `Learner` of its own: one that
 /// has none gives the name to this type, once, before it connects:
 ///

@@ -42,7 +42,7 @@ std::unique_ptr<QuestionBase> emptyQuestion(PollType::POLL_TYPE pollType)
         return std::make_unique<QuestionMathFormula>(nullptr);
     case PollType::WORD_SEED:
     case PollType::CREATIVE:
-        break; // polls alone, in a form that has no question
+        break; // such polls are sent without a question
     }
     return nullptr;
 }

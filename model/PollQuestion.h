@@ -10,11 +10,11 @@
 namespace Tarvo
 {
 
-/// The question object of a poll or of an assessment's question, or null for "word-seed", "creative"
-/// and unknown kinds, which have none.
+/// The question object of a poll or of an assessment's question; null for "word-seed" and "creative" polls,
+/// which are sent without one, and for unknown kinds.
 ///
-/// Kinds that have options get `count` of them, with the ids and texts that `ordinalType` gives (see
-/// `OrdinalType`), and none when `count` is below 1. The caller owns the result.
+/// Kinds that have options get `count` of them, with the ids and texts that `ordinalType` gives: letters,
+/// numbers, or yes (true), no (false) and don't know; none when `count` is below 1.
 TARVOCLIENT_EXPORT std::unique_ptr<QuestionBase> pollQuestion(PollType::POLL_TYPE pollType,
                                                               OrdinalType::ORDINAL_TYPE ordinalType,
                                                               int count);

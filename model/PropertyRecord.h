@@ -33,18 +33,13 @@
     TARVO_PROPERTY_STORED(QObject *, QPointer<QObject>, name, set##name, argument, initial)
 
 /// What a row stands for.
+// clang-format off
 #define TARVO_PROPERTY_STORED(Type, Stored, name, setter, argument, initial) \
     Q_PROPERTY(Type name READ name WRITE setter)                             \
 public:                                                                      \
-    Type name() const                                                        \
-    {                                                                        \
-        return m_##name;                                                     \
-    }                                                                        \
+    Type name() const { return m_##name; }                                   \
 public Q_SLOTS:                                                              \
-    void setter(Type argument)                                               \
-    {                                                                        \
-        m_##name = argument;                                                 \
-    }                                                                        \
-                                                                             \
+    void setter(Type argument) { m_##name = argument; }                      \
 private:                                                                     \
     Stored m_##name = initial;
+// clang-format on

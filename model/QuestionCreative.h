@@ -15,7 +15,7 @@ class TARVOCLIENT_EXPORT QuestionCreative : public QuestionBaseWithOptions
 public:
     explicit QuestionCreative(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override { return QStringLiteral("creative"); }
+    QString getType() const override;
 };
 
 } // namespace Tarvo

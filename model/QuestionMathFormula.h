@@ -15,7 +15,7 @@ class TARVOCLIENT_EXPORT QuestionMathFormula : public QuestionBase
 public:
     explicit QuestionMathFormula(QObject *parent) : QuestionBase(parent) { }
 
-    QString getType() const override { return QStringLiteral("math formula"); }
+    QString getType() const override;
 };
 
 } // namespace Tarvo

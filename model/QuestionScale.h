@@ -15,7 +15,7 @@ class TARVOCLIENT_EXPORT QuestionScale : public QuestionBaseWithOptions
 public:
     explicit QuestionScale(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
-    QString getType() const override { return QStringLiteral("scale"); }
+    QString getType() const override;
 };
 
 } // namespace Tarvo

@@ -15,7 +15,7 @@ class TARVOCLIENT_EXPORT QuestionWordSeed : public QuestionBase
 public:
     explicit QuestionWordSeed(QObject *parent) : QuestionBase(parent) { }
 
-    QString getType() const override { return QStringLiteral("word-seed"); }
+    QString getType() const override;
 };
 
 } // namespace Tarvo

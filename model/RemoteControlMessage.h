@@ -11,7 +11,7 @@ namespace Tarvo
 ///
 /// Known to the meta-type system as "Tarvo::RemoteControlMessage", as soon as the library is loaded, so
 /// that it travels in queued connections. As for `Learner`, a queued connection by
-/// SIGNAL(remoteControl(RemoteControlMessage)) takes one line of a host that has no type of that name
+/// SIGNAL(`remoteControl(RemoteControlMessage)`) takes one line of a host that has no type of that name
 /// itself, before it connects:
 ///
 ///     qRegisterMetaType<Tarvo::RemoteControlMessage>("RemoteControlMessage");

@@ -21,9 +21,9 @@ class SockJSXHRPolling;
 /// takes the frames that arrive apart into single text messages, frames the outgoing ones, and closes
 /// the connection after an hour without outgoing messages.
 ///
-/// **Signals.** connected() when the server has opened the session; sockJSMessage() for each message;
-/// closed() exactly once for every connection, whoever ended it. All are emitted directly, on the
-/// thread that the connector lives on, and the host may do anything in a slot: send, close(), open()
+/// **Signals.** `connected()` when the server has opened the session; `sockJSMessage()` for each message;
+/// `closed()` exactly once for every connection, whoever ended it. All are emitted directly, on the
+/// thread that the connector lives on, and the host may do anything in a slot: send, `close()`, `open()`
 /// again, delete the connector.
 ///
 /// **Life.** A connection that is given up is not cut off: what was sent still leaves in the
@@ -44,7 +44,7 @@ public:
     Q_ENUM(PROTOCOL_TYPE)
 
     explicit SockJSConnector(QObject *parent = nullptr);
-    /// Closes the connection if its session is open, which emits closed(). A slot that deletes the
+    /// Closes the connection if its session is open, which emits `closed()`. A slot that deletes the
     /// connector must not do so once more then: a QPointer still points to it.
     ~SockJSConnector() override;
 
@@ -55,14 +55,14 @@ public:
     /// Starts a new SockJS session at `url` (scheme "wss" or "https" for TLS; the port defaults to
     /// 443 with TLS and 80 without), over the first of `protocols` that can be started.
     ///
-    /// Always returns false: connected() and closed() tell the outcome. No signal is emitted when no
+    /// Always returns false: `connected()` and `closed()` tell the outcome. No signal is emitted when no
     /// transport could be started. A web-socket attempt waits, without a time limit, until the server
     /// has answered or refused; events are dispatched meanwhile, so the host's slots run and may
-    /// close(), open() again or delete the connector, each of which ends the wait. An XHR attempt
+    /// `close()`, `open()` again or delete the connector, each of which ends the wait. An XHR attempt
     /// blocks for up to 30,000 ms. A connection that is still in use is closed first, which emits
-    /// closed().
+    /// `closed()`.
     bool open(QUrl url, QList<PROTOCOL_TYPE> protocols);
-    /// Ends the connection, or the attempt in progress. closed() is emitted before this returns when
+    /// Ends the connection, or the attempt in progress. `closed()` is emitted before this returns when
     /// the transport is a web socket, and from the event loop, once the transport's thread has ended,
     /// when it is XHR. Without a connection nothing happens.
     void close();
@@ -78,8 +78,8 @@ public:
 
     /// Whether the SockJS session is open: the server's "o" frame was seen and nothing has ended it.
     bool isConnected() const { return m_connected; }
-    /// The wire name of the transport in use, "websocket", "xhr-streaming" or "xhr-polling"; empty while
-    /// an attempt is under way, and from close() on.
+    /// The wire name of the transport that has started, "websocket", "xhr-streaming" or "xhr-polling", also
+    /// before the session is open; empty before one has started, and from `close()` on.
     QString getTransport() const;
     /// Whether messages are still leaving, on this connection or on one that was given up.
     bool isSending() const;
@@ -95,10 +95,10 @@ Q_SIGNALS:
     void closed(bool bClosedForInactivity);
 
 public Q_SLOTS:
-    /// Opens the session by hand: sets the connected state and emits connected(). Not used here.
+    /// Opens the session by hand: sets the connected state and emits `connected()`. Not used here.
     void onConnected();
     /// The transport has ended. Before the session was open, a web socket that nobody asked to close
-    /// gives way to XHR polling; in every other case closed() follows.
+    /// gives way to XHR polling; in every other case `closed()` follows.
     void onClosed();
     /// Takes one SockJS frame.
     void onTextMessageReceived(QString frame);

@@ -27,7 +27,7 @@ class SockJSXHRPollingWorker;
 /// What is lost is logged. Both halves share the server's cookies and the system's proxy. HTTP status
 /// codes are not read on either.
 ///
-/// **Life.** The connector makes the transport and drives it on its own thread, the host's. close()
+/// **Life.** The connector makes the transport and drives it on its own thread, the host's. `close()`
 /// ends the receiving half; posts that are waiting then still leave, for up to 30,000 ms and as long as
 /// the transport lives. Servers end a session when its receiving connection goes, so that stays up for
 /// them meanwhile, unheard. The transport may be deleted in any state, also from a slot connected to
@@ -48,15 +48,15 @@ public:
     /// connection came about. An earlier connection ends without a word.
     bool start(QString host, int port, bool ssl, QString path, bool streaming);
     /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
-    /// Works after close() too: the 30,000 ms for what is left then begin with the first message of
-    /// those that wait together.
+    /// Works after `close()` too: such messages have 30,000 ms in all, counted from the first of those
+    /// that wait together.
     void sendTextMessage(QString message);
     /// Whether messages are still on their way to "/xhr_send", or wait for their turn. False within
-    /// 30,000 ms after close(), when nothing more is sent.
+    /// 30,000 ms after `close()`, when nothing more is sent.
     bool isSending() const;
-    /// Whether start() was told to stream.
+    /// Whether `start()` was told to stream.
     bool isStreaming() const { return streaming; }
-    /// Ends the polling. connectionClosed() follows from the event loop, once the worker has ended.
+    /// Ends the polling. `connectionClosed()` follows from the event loop, once the worker has ended.
     void close();
 
     /// Queues a raw POST for `path` with the body `payload` on the polling connection. False, with a
@@ -70,8 +70,8 @@ public:
     int getCookieCount();
 
 Q_SIGNALS:
-    /// The receiving half has ended: after close(), or because the server could not be reached any
-    /// more. Emitted once for a start() that succeeded.
+    /// The receiving half has ended: after `close()`, or because the server could not be reached any
+    /// more. Emitted once for a `start()` that succeeded.
     void connectionClosed();
     /// The body of one response: one SockJS frame.
     void textMessageReceived(QString message);

@@ -28,25 +28,25 @@ class ResponseReader;
 /// socket, on a thread of its own.
 ///
 /// **Life.** The transport makes the socket and the worker, lets the worker connect, moves both to a
-/// thread and starts it; the thread runs process(), which loops until the worker ends: forceClose()
+/// thread and starts it; the thread runs `process()`, which loops until the worker ends: `forceClose()`
 /// was called, the socket was closed from this side, or reconnecting failed too often. Each end emits
-/// finished() once.
+/// `finished()` once.
 ///
 /// **The loop.** One turn a second while nothing arrives. A turn without data writes the oldest
 /// queued request; a turn with data splits what has come into headers and bodies and reports them. A
 /// connection that is lost is made again within the turn; when that one lasts less than 1,000 ms, the
 /// worker pauses before the next: for 250 ms, then twice as long each time in a row, at most for
-/// 5,000 ms. The worker sleeps in between and is woken early only by the socket and by forceClose().
+/// 5,000 ms. The worker sleeps in between and is woken early only by the socket and by `forceClose()`.
 /// Once the application object is gone the toolkit delivers nothing, so that nothing is received;
-/// forceClose() ends the worker as before.
+/// `forceClose()` ends the worker as before.
 ///
 /// **Errors.** HTTP status codes are not read: the body of an error response is delivered like any
 /// other. A peer that sends a body of more than 16 MiB, or a header block or the size line of a chunk
 /// of more than 64 KiB, loses the connection, with a debug line; it is then made again.
 ///
-/// Requests belong to the transport; the worker never frees one, and no longer touches the one
-/// before when it reports the header of a response. Those whose response had not begun when their
-/// connection was lost are handed back by takeUnanswered().
+/// Requests belong to the transport; the worker never frees one. When it reports the header of a
+/// response, it is done with the request before. `takeUnanswered()` hands back those whose response had
+/// not begun when their connection was lost.
 class TARVOCLIENT_EXPORT SockJSXHRPollingWorker : public QObject
 {
     Q_OBJECT
@@ -61,26 +61,23 @@ public:
     ~SockJSXHRPollingWorker() override;
 
     /// Connects the socket, with TLS when the worker was made so, and waits for it up to 30,000 ms.
-    /// Called before process() runs, it blocks the calling thread.
+    /// Called before `process()` runs, it blocks the calling thread.
     bool connectToServer();
 
-    /// \name From any thread
-    /// @{
+    // ---- From any thread ---------------------------------------------------------------------------
 
     /// Puts a request at the end of the queue. Waits up to 1,000 ms for the queue's mutex. False,
     /// with a debug line, when the worker is closing, the mutex was not to be had or 51 requests
     /// wait already; the request is then not kept.
     bool queueRequest(XHRRequest *request);
-    /// Ends process(), at once when it waits for the network. finished() follows from its thread.
+    /// Ends `process()`, at once when it waits for the network. `finished()` follows from its thread.
     void forceClose();
     /// The requests that were written to connections which were lost before the response's header
-    /// came, each once. The worker has forgotten them when it emits reconnected(), and reports
+    /// came, each once. The worker has forgotten them when it emits `reconnected()`, and reports
     /// nothing of them any more; the caller may free them.
     QList<XHRRequest *> takeUnanswered();
 
-    /// @}
-    /// \name On the worker's thread
-    /// @{
+    // ---- On the worker's thread --------------------------------------------------------------------
 
     /// Writes the oldest queued request. Skips the turn when the queue's mutex is not to be had
     /// within 1,000 ms, or the queue is empty.
@@ -97,13 +94,11 @@ public:
     /// body. (A chunk of a single byte counts as the end too: the server never sends one.)
     int parseMessageResponse(QByteArray data, bool chunked, QString *message, int expectedLength);
 
-    /// @}
-
 Q_SIGNALS:
-    /// process() has ended, for good.
+    /// `process()` has ended, for good.
     void finished();
     /// A lost connection stands again. What was half read on the old one is forgotten, and so are
-    /// the requests that were not answered on it: see takeUnanswered().
+    /// the requests that were not answered on it: see `takeUnanswered()`.
     void reconnected();
     /// The header of the response to `request` has come.
     void receivedHeadersResponse(XHRRequest *request, QStringMap headers);

@@ -21,8 +21,7 @@ QNetworkRequest plainRequest(const QUrl &url, const QString &contentType)
 
 QString urlHost(const QString &host)
 {
-    const bool isIPv6 = host.contains(QLatin1Char(':'));
-    return isIPv6 ? QLatin1Char('[') + host + QLatin1Char(']') : host;
+    return host.contains(QLatin1Char(':')) ? QLatin1Char('[') + host + QLatin1Char(']') : host;
 }
 
 QString withoutUserInfo(QString text)

@@ -14,18 +14,17 @@ namespace Tarvo
 
 const QLatin1String JSON_CONTENT_TYPE("application/json; charset=UTF-8");
 
-// A request over HTTP/1.1 for a body as it is: the toolkit leaves a compressed one alone when the request
-// names its encodings itself, and follows no redirect.
+// A request over HTTP/1.1 that follows no redirect. It names its encodings itself, so that the toolkit
+// hands out a compressed body as it came.
 QNetworkRequest plainRequest(const QUrl &url, const QString &contentType);
 
 // A host as it stands in URLs and in the header "Host": an IPv6 address in brackets.
 QString urlHost(const QString &host);
 
-// A text that is to be printed without what stands before the host in its URLs: user and password. A
-// text without such stays as it is.
+// The text without user and password in its URLs, fit to be printed.
 QString withoutUserInfo(QString text);
 
-// A jar for the manager's cookies, a child of `owner`; a manager takes a jar for its own otherwise.
+// A jar for the manager's cookies, a child of `owner`: left to itself, the manager would own it.
 QNetworkCookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner);
 
 } // namespace Tarvo

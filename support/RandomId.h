@@ -8,8 +8,7 @@ namespace Tarvo
 // An id of 8 characters out of A-Z, a-z and 0-9, for SockJS sessions and questions.
 //
 // The toolkit's generator is seeded with the time in whole seconds before every id, so ids made
-// within one second are equal. The service and the learners' devices know the ids as they are;
-// who needs distinct ones sets them.
+// within one second are equal; whoever needs distinct ones sets them.
 QString randomId();
 
 } // namespace Tarvo

@@ -7,7 +7,8 @@ namespace Tarvo
 
 // The proxy that the system names for public web addresses, or one of type NoProxy, with an empty
 // host name and port 0, when it names none. The system is asked at every call, since a laptop moves
-// from one network to another. May be called from any thread.
+// from one network to another, unless an entry of announceProxy() stands in the environment. May be
+// called from any thread.
 QNetworkProxy systemProxy();
 
 // Puts a proxy into the environment, as "http_proxy", for what else runs in this process; one of port 0

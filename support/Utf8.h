@@ -3,8 +3,8 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QString>
 
-// The two ways of reading bytes as UTF-8. The toolkit's own conversion of a byte array is the one in
-// version 5 and the other in version 6.
+// The two ways of reading bytes as UTF-8. The toolkit's own conversion of a byte array stops at the first
+// zero byte in version 5 and takes the whole in version 6.
 namespace Tarvo
 {
 

@@ -32,8 +32,8 @@ public:
     // cut this short. Returns whether `done` holds.
     bool until(const Condition &done, int limitMs = NO_LIMIT) const;
 
-    // Waits for `done`, or for the application to be told to quit. One that was told so before counts
-    // no more: its host goes on with a loop of its own. Returns whether `done` holds.
+    // Waits for `done`, or for the application to be told to quit. An application that was told so
+    // before does not count: its host has gone on to a loop of its own. Returns whether `done` holds.
     bool untilOrQuit(const Condition &done) const;
 
 private:

@@ -1,7 +1,6 @@
 #include "Program.h"
 
 #include "CommandParser.h"
-#include "Diagnostics.h"
 #include "Input.h"
 #include "Lesson.h"
 #include "Runner.h"
@@ -13,9 +12,9 @@
 namespace Host
 {
 
-Program::Program(Options options, Script script, Terminal &terminal, const Diagnostics &diagnostics)
+Program::Program(Options options, Script script, Terminal &terminal)
     : m_options(std::move(options)), m_script(std::move(script)), m_terminal(terminal),
-      m_session(m_options, diagnostics)
+      m_session(m_options)
 {
     m_duration.setSingleShot(true);
     connect(&m_duration, &QTimer::timeout, this, &Program::timeIsUp);

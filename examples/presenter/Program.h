@@ -13,7 +13,6 @@
 namespace Host
 {
 
-class Diagnostics;
 class Input;
 class Lesson;
 class Runner;
@@ -26,7 +25,7 @@ class Program : public QObject
 
 public:
     // The script is used if the options name one.
-    Program(Options options, Script script, Terminal &terminal, const Diagnostics &diagnostics);
+    Program(Options options, Script script, Terminal &terminal);
     ~Program() override;
 
     void start();

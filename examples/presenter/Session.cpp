@@ -1,7 +1,5 @@
 #include "Session.h"
 
-#include "Diagnostics.h"
-
 namespace Host
 {
 
@@ -17,9 +15,8 @@ constexpr int GOODBYE_MS = 60000;
 
 } // namespace
 
-Session::Session(const Options &options, const Diagnostics &diagnostics, QObject *parent)
-    : QObject(parent), m_options(options), m_diagnostics(diagnostics),
-      m_client(nullptr, options.server.toString())
+Session::Session(const Options &options, QObject *parent)
+    : QObject(parent), m_options(options), m_client(nullptr, options.server.toString())
 {
     m_lookTimer.setInterval(LOOK_MS);
     connect(&m_lookTimer, &QTimer::timeout, this, &Session::lookAtChannel);
@@ -40,7 +37,8 @@ std::optional<Failure> Session::start()
         return failure(Step::OpenChannel);
 
     m_channel = channel;
-    if (transport().isEmpty()) // no transport could be started, and the channel tries no other
+    noteTransport();
+    if (m_transport.isEmpty()) // no transport could be started, and the channel tries no other
         return failure(Step::Connect);
     m_isChannelClosed = false;
     connect(channel, &PresenterCollab::connectionClosed, this, &Session::channelClosed);
@@ -70,13 +68,18 @@ void Session::interrupt()
     }
 }
 
-QString Session::transport() const
+// Kept, because a channel that is lost no longer tells what carried it. A web socket that ends before the
+// session has opened is followed by polling, so it is asked again.
+void Session::noteTransport()
 {
-    return m_diagnostics.transport();
+    const QString transport = m_channel ? m_channel->getTransport() : QString();
+    if (!transport.isEmpty())
+        m_transport = transport;
 }
 
 void Session::lookAtChannel()
 {
+    noteTransport();
     if (m_isStopping) {
         const bool hasSaidAll = !m_channel || !m_channel->hasUnsentMessages();
         if ((hasSaidAll && m_isChannelClosed) || m_goodbye.hasExpired(GOODBYE_MS)) {
@@ -104,7 +107,7 @@ void Session::channelClosed()
 
 Failure Session::failure(Step step) const
 {
-    return {step, m_client.getLastErrorKey(), transport()};
+    return {step, m_client.getLastErrorKey(), m_transport};
 }
 
 } // namespace Host

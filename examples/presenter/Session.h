@@ -16,16 +16,13 @@
 namespace Host
 {
 
-class Diagnostics;
-
 // One class session from sign-in to stop: owns the client and, through it, the channel.
 class Session : public QObject
 {
     Q_OBJECT
 
 public:
-    // The diagnostics tell which transport carries the channel, and must outlive the session.
-    Session(const Options &options, const Diagnostics &diagnostics, QObject *parent = nullptr);
+    explicit Session(const Options &options, QObject *parent = nullptr);
 
     // Signs in and starts the session; waits for the service, at most 10 s a request, while the event
     // loop turns. Returns what failed; when nothing did, opened() or failed() follows.
@@ -40,7 +37,8 @@ public:
     PresenterClient &client() { return m_client; }
     // Null before start() and when it failed.
     PresenterCollab *channel() const { return m_channel; }
-    QString transport() const;
+    // Which carries the channel, or carried it last; empty before one was up.
+    QString transport() const { return m_transport; }
 
 Q_SIGNALS:
     void opened();                             // messages flow
@@ -48,15 +46,16 @@ Q_SIGNALS:
     void closed();                             // after stop()
 
 private:
+    void noteTransport();
     void lookAtChannel();
     void channelClosed();
     Failure failure(Step step) const;
 
     const Options m_options;
-    const Diagnostics &m_diagnostics;
     PresenterClient m_client;
     QPointer<PresenterCollab> m_channel; // a child of the client
-    QTimer m_lookTimer;                  // runs while the channel opens, and while it says goodbye
+    QString m_transport;
+    QTimer m_lookTimer; // runs while the channel opens, and while it says goodbye
     QElapsedTimer m_opening;
     QElapsedTimer m_goodbye;
     bool m_isChannelClosed = true; // or not open yet

@@ -80,7 +80,7 @@ int main(int argc, char *argv[])
     if (parsed.options.verbose)
         sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
     const Diagnostics diagnostics(sink);
-    Program program(parsed.options, script, terminal, diagnostics);
+    Program program(parsed.options, script, terminal);
     const SignalPipe signalPipe;
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
     QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);

@@ -41,8 +41,8 @@ private:
     QElapsedTimer m_clock;
 };
 
-// One whose functions have a client of that service each, too. What the client asks for in its end is
-// part of the script.
+// A ServiceTest whose functions have a client of their service each. What the client asks for when it is
+// deleted is part of the script.
 template<typename Client> class ClientTestOf : public ServiceTest
 {
 public:

@@ -5,7 +5,7 @@
 #include "collab/PresenterCollab.h"
 #include "support/EventBusServer.h"
 
-// One whose functions have a collaboration server each, too, on which the client can run session CODE.
+// A ClientTest whose functions have a collaboration server each, on which the client can run session CODE.
 class SessionTest : public ClientTest
 {
 public:

@@ -3,6 +3,8 @@
 #include "collab/CollaborationMessageHandler.h"
 #include "compression/Lzma.h"
 #include "compression/Samples.h"
+#include "support/MetaMethods.h"
+#include "support/Noise.h"
 #include "support/Text.h"
 
 #include <QtCore/QJsonArray>
@@ -27,7 +29,7 @@ inline QString unpacked(const QString &block)
     return payload;
 }
 
-// Blocks of payloads, as the reference encoder makes them.
+// Blocks of payloads, byte for byte.
 inline const QString emptyTextBlock = u"XQBAAAACAAAAAgAAAAARCJz/////8AAAAA=="_s; // ""
 inline const QString unfilledBlock = u"XQBAAAAEAAAABAAAAAARCUJkerBQn//7FgAA"_s;  // "%0"
 
@@ -78,18 +80,6 @@ inline QString objectMessage(const QString &address, const QString &type, const 
     "version": "3.0.0"
 }
 })"_s.arg(address, packed(payload), type);
-}
-
-// An image that does not pack well.
-inline QByteArray noise(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = 1;
-    for (char &byte : bytes) {
-        state = state * 1664525 + 1013904223;
-        byte = static_cast<char>(state >> 24);
-    }
-    return bytes;
 }
 
 // ---- What comes in -------------------------------------------------------------------------------
@@ -198,15 +188,6 @@ private:
 };
 
 // ---- What a class has ----------------------------------------------------------------------------
-
-// The signals and slots that a class declares itself, in their order.
-inline QStringList methodsOf(const QMetaObject &meta)
-{
-    QStringList signatures;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        signatures.append(meta.method(i).methodSignature());
-    return signatures;
-}
 
 // The way to a private member: `Name` spells out its type, and no other one compiles.
 template<typename Name, typename Name::Member member> struct Reach {

@@ -49,8 +49,7 @@ struct OpenChannel {
     }
     // The message published after `index` others.
     Published sent(int index) { return Published(published(index + 1).value(index)); }
-    // True when nothing of what was published before has gone out, or is still to: what is sent now
-    // arrives first.
+    // Whether nothing has been published so far: a ping that is sent now is the first to arrive.
     bool hasPublishedNothing()
     {
         if (!channel.isConnected() && !open())

@@ -10,7 +10,7 @@
 namespace
 {
 
-// Blocks, as the reference encoder makes them.
+// Blocks of payloads, byte for byte.
 const char joinBlock[] = // joinText
     "XQBAAAAoAAAAKAAAAAA9iIqnc6DEsK0cMlKbTvMQjo1mZ/nd9Nj5TLhiKRHtOoc0/XK107HTHp"
     "Wc//vHsAA=";

@@ -13,7 +13,7 @@ Q_DECLARE_METATYPE(Operation)
 namespace
 {
 
-// Blocks of the payloads, as the reference encoder makes them.
+// Blocks of payloads, byte for byte.
 const char helloBlock[] = "XQBAAAAFAAAABQAAAAA0GUnbhWTxk7H/+4/AAA=="; // hello
 const char textHiBlock[] = "XQBAAAAVAAAAFQAAAAA9goAZG5sYvLfbtGV5rqdTQggFoKLkm1V/+OnIAA==";
 

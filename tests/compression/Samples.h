@@ -22,7 +22,7 @@ constexpr bool UNDER_SANITIZER = true;
 constexpr bool UNDER_SANITIZER = false;
 #endif
 
-// In a result before an operation that leaves it alone when it fails.
+// What a result holds before the operation; one that fails leaves it there.
 inline const QString EARLIER = u"earlier"_s;
 
 // How JSON of a class session looks to the encoder: repetitive, with a few letters outside ASCII.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "support/Noise.h"
 #include "support/TestCertificates.h"
 
 #include <QtCore/QByteArray>
@@ -8,21 +9,10 @@
 #include <QtCore/QJsonValue>
 #include <QtCore/QMap>
 #include <QtCore/QProcess>
-#include <QtCore/QRandomGenerator>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 #include <QtNetwork/QNetworkAccessManager>
-
-// Bytes that cannot be compressed, the same at every run.
-inline QByteArray noise(int size)
-{
-    QByteArray bytes(size, Qt::Uninitialized);
-    QRandomGenerator generator(7);
-    for (char &byte : bytes)
-        byte = char(generator.generate());
-    return bytes;
-}
 
 // The words of a command line, which hold no blanks themselves.
 inline QStringList words(const QString &line)
@@ -66,9 +56,8 @@ public:
     int countNow(const QString &kind, const Filter &filter = {});
     // Requests of the REST interface so far, by their path.
     int requestsTo(const QString &path);
-    // How often the presenter's card, its "heavy" and its "disconnect" have come, whether its session
-    // was still running then or not: the request that stops the session takes another connection,
-    // waits no more than 2 s for what is on its way, and may be faster.
+    // How often the presenter's card, "heavy" and "disconnect" have come, also after the session's end:
+    // the request that stops it takes another connection and may be faster.
     QVector<int> lastWords(const QString &transport);
 
     // The simulated learners that are connected, as {deviceId, number, userName, deviceType, ...}.

@@ -243,6 +243,15 @@ void tst_LivePresenter::diagnosticsAreShownOnRequestOnly()
     QVERIFY(verbose.errors().contains(u"[SockJSConnector] CONNECTED via Websocket"_s));
     QVERIFY(!verbose.output().contains(u"[SockJSConnector]"_s));
     QVERIFY(!verbose.errors().contains(u"secret"_s));
+
+    PresenterProcess silenced;
+    QProcessEnvironment environment = silenced.processEnvironment();
+    environment.insert(u"QT_LOGGING_RULES"_s, u"tarvo.*=false"_s);
+    silenced.setProcessEnvironment(environment);
+    silenced.runPiped(classroom, "quit\n", {u"--verbose"_s});
+    QCOMPARE(silenced.ended(), 0);
+    QCOMPARE(silenced.errors(), QString());
+    QVERIFY(silenced.output().contains(u" is open over websocket.\n"_s));
 }
 
 // ---- On a terminal -------------------------------------------------------------------------------

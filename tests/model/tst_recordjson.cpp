@@ -1,5 +1,5 @@
-// The JSON of every record, compared whole with the texts in golden/, which are written from the
-// tables and not printed by the library.
+// The JSON of every record, compared whole with the texts in golden/, which were written
+// by hand and not printed by the library.
 
 #include "model/ActivityOption.h"
 #include "model/AssessmentOptions.h"

@@ -100,7 +100,7 @@ void tst_ValueRecords::shortNamesTakeOneLineOfTheHost()
     QCOMPARE(QMetaType::type("RemoteControlMessage"),
              QMetaType::type("Tarvo::RemoteControlMessage"));
     QVERIFY(connect(&sender, signal, &receiver, slot, Qt::QueuedConnection));
-    emit sender.learnerJoin({"d1", "Ada", "phone"});
+    Q_EMIT sender.learnerJoin({"d1", "Ada", "phone"});
     QCOMPARE(receiver.learners.size(), 1);
     QTRY_COMPARE(receiver.learners.size(), 2);
     QCOMPARE(receiver.learners.last().userName, u"Ada"_s);
@@ -146,10 +146,10 @@ void tst_ValueRecords::queuedConnectionsByNameCarryThem()
         queued(SIGNAL(qualifiedLearner(Tarvo::Learner)), SLOT(onQualifiedLearner(Tarvo::Learner))));
     QVERIFY(queued(SIGNAL(qualifiedRemote(Tarvo::RemoteControlMessage)),
                    SLOT(onQualifiedRemote(Tarvo::RemoteControlMessage))));
-    emit sender.learnerJoin({"d1", "Ada", "phone"});
-    emit sender.qualifiedLearner({"d2", "Grace", "tablet"});
-    emit sender.remoteControl({"nextCard", "r1", 1});
-    emit sender.qualifiedRemote({"previousCard", "r2", 2});
+    Q_EMIT sender.learnerJoin({"d1", "Ada", "phone"});
+    Q_EMIT sender.qualifiedLearner({"d2", "Grace", "tablet"});
+    Q_EMIT sender.remoteControl({"nextCard", "r1", 1});
+    Q_EMIT sender.qualifiedRemote({"previousCard", "r2", 2});
     QVERIFY(receiver.learners.isEmpty());
     QTRY_COMPARE(receiver.learners.size(), 2);
     QTRY_COMPARE(receiver.messages.size(), 2);
@@ -164,8 +164,8 @@ void tst_ValueRecords::queuedConnectionsByPointerCarryThem()
     Receiver receiver;
     connect(&sender, &Sender::learnerJoin, &receiver, &Receiver::onLearner, Qt::QueuedConnection);
     connect(&sender, &Sender::remoteControl, &receiver, &Receiver::onRemote, Qt::QueuedConnection);
-    emit sender.learnerJoin({"d1", "Ada", "phone"});
-    emit sender.remoteControl({"nextCard", "r1", 1});
+    Q_EMIT sender.learnerJoin({"d1", "Ada", "phone"});
+    Q_EMIT sender.remoteControl({"nextCard", "r1", 1});
     QTRY_COMPARE(receiver.learners.size(), 1);
     QTRY_COMPARE(receiver.messages.size(), 1);
     QCOMPARE(receiver.learners.first().deviceId, u"d1"_s);
@@ -181,7 +181,7 @@ void tst_ValueRecords::connectionsToAnotherThreadCarryThem()
     receiver.moveToThread(&thread);
     thread.start();
     connect(&sender, SIGNAL(learnerJoin(Learner)), &receiver, SLOT(onLearner(Learner)));
-    emit sender.learnerJoin({"d1", "Ada", "phone"});
+    Q_EMIT sender.learnerJoin({"d1", "Ada", "phone"});
     // In the thread, behind the learner.
     QMetaObject::invokeMethod(&receiver, [&thread] { thread.quit(); });
     QVERIFY(thread.wait(30000));

@@ -11,44 +11,10 @@ class tst_Diagnostics : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void transportIsReadFromTheConnectorsLines_data();
-    void transportIsReadFromTheConnectorsLines();
-    void theLastTransportHolds();
     void linesReachTheSinkOnly();
     void withoutSinkLinesAreDropped();
     void theEarlierHandlerComesBack();
 };
-
-void tst_Diagnostics::transportIsReadFromTheConnectorsLines_data()
-{
-    QTest::addColumn<QString>("line");
-    QTest::addColumn<QString>("transport");
-    const auto row = [](const char *name, const char *line, const char *transport) {
-        QTest::newRow(name) << QString::fromUtf8(line) << QString::fromUtf8(transport);
-    };
-    row("web socket", "[SockJSConnector] CONNECTED via Websocket", "websocket");
-    row("streaming", "[SockJSConnector] CONNECTED via xhr_streaming", "xhr-streaming");
-    row("polling", "[SockJSConnector] CONNECTED via xhr_polling", "xhr-polling");
-    row("said by somebody else", "[Chat] [SockJSConnector] CONNECTED via Websocket", "");
-    row("only tried", "[SockJSConnector] Websocket url = ws://h", "");
-}
-
-void tst_Diagnostics::transportIsReadFromTheConnectorsLines()
-{
-    QFETCH(QString, line);
-    const Diagnostics diagnostics(nullptr);
-    QCOMPARE(diagnostics.transport(), QString());
-    qDebug().noquote() << line;
-    QTEST(diagnostics.transport(), "transport");
-}
-
-void tst_Diagnostics::theLastTransportHolds()
-{
-    const Diagnostics diagnostics(nullptr);
-    qDebug().noquote() << "[SockJSConnector] CONNECTED via Websocket";
-    qDebug().noquote() << "[SockJSConnector] CONNECTED via xhr_polling";
-    QCOMPARE(diagnostics.transport(), u"xhr-polling"_s);
-}
 
 void tst_Diagnostics::linesReachTheSinkOnly()
 {

@@ -82,12 +82,12 @@ void tst_Runner::add(const QString &line)
 
 void tst_Runner::join(const QString &device)
 {
-    emit m_channel->learnerJoin({device, u"Ada"_s, u"tablet"_s});
+    Q_EMIT m_channel->learnerJoin({device, u"Ada"_s, u"tablet"_s});
 }
 
 void tst_Runner::respond(const QString &device, const QString &answer)
 {
-    emit m_channel->learnerPollResponse(device, u"question"_s, 10, answer);
+    Q_EMIT m_channel->learnerPollResponse(device, u"question"_s, 10, answer);
 }
 
 void tst_Runner::commandsRunInTheirOrder()
@@ -145,7 +145,7 @@ void tst_Runner::awaitAllFollowsTheLearners()
     respond(u"d1"_s, u"one"_s);
     QTest::qWait(0);
     QCOMPARE(m_events.last(), u"started await responses all"_s);
-    emit m_channel->learnerUnregister(u"d2"_s); // nobody waits for who has left
+    Q_EMIT m_channel->learnerUnregister(u"d2"_s); // nobody waits for who has left
     QTRY_COMPARE(m_events.last(), u"started stop"_s);
 }
 

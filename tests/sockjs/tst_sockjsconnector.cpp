@@ -1,8 +1,8 @@
 #include "CpuTime.h"
 #include "FarEnd.h"
 #include "Http.h"
-#include "MetaMethods.h"
 #include "RawServers.h"
+#include "support/MetaMethods.h"
 #include "support/ScriptedServer.h"
 
 using namespace Scripted;
@@ -33,11 +33,10 @@ private Q_SLOTS:
 
 void tst_SockJSConnector::metaObjectIsAsDeclared()
 {
-    QCOMPARE(
-        methodsOf(SockJSConnector::staticMetaObject),
-        (QList<QByteArray>{"connected()", "sockJSMessage(QString)", "error(int)", "closed(bool)",
-                           "onConnected()", "onClosed()", "onTextMessageReceived(QString)",
-                           "onTimeout()", "openstate1()", "openstate2()"}));
+    QCOMPARE(methodsOf(SockJSConnector::staticMetaObject),
+             (QStringList{"connected()", "sockJSMessage(QString)", "error(int)", "closed(bool)",
+                          "onConnected()", "onClosed()", "onTextMessageReceived(QString)",
+                          "onTimeout()", "openstate1()", "openstate2()"}));
 }
 
 void tst_SockJSConnector::protocolNames()

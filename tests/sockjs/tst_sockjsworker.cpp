@@ -1,7 +1,7 @@
 #include "CpuTime.h"
 #include "DeadPort.h"
-#include "MetaMethods.h"
 #include "WorkerRun.h"
+#include "support/MetaMethods.h"
 #include "support/TestCertificates.h"
 
 #include <QtCore/QProcess>
@@ -146,9 +146,9 @@ void tst_SockJSWorker::metaObjectIsAsDeclared()
 {
     const SockJSXHRPollingWorker worker(nullptr, nullptr, QString(), 0, false, true);
     QCOMPARE(methodsOf(SockJSXHRPollingWorker::staticMetaObject),
-             (QList<QByteArray>{"finished()", "reconnected()",
-                                "receivedHeadersResponse(XHRRequest*,QStringMap)",
-                                "receivedMessageResponse(XHRRequest*,QString)", "process()"}));
+             (QStringList{"finished()", "reconnected()",
+                          "receivedHeadersResponse(XHRRequest*,QStringMap)",
+                          "receivedMessageResponse(XHRRequest*,QString)", "process()"}));
     QVERIFY(QMetaType::type("QStringMap") != QMetaType::UnknownType);
     QCOMPARE(QMetaType::type("QStringMap"), qMetaTypeId<QStringMap>());
 }

@@ -1,5 +1,5 @@
-#include "MetaMethods.h"
 #include "OpenTransport.h"
+#include "support/MetaMethods.h"
 #include "support/TestCertificates.h"
 
 #include <QtNetwork/QNetworkAccessManager>
@@ -42,10 +42,10 @@ private Q_SLOTS:
 void tst_SockJSXHRPolling::metaObjectIsAsDeclared()
 {
     QCOMPARE(methodsOf(SockJSXHRPolling::staticMetaObject),
-             (QList<QByteArray>{"connectionClosed()", "textMessageReceived(QString)",
-                                "onReceivedHeadersResponse(XHRRequest*,QStringMap)",
-                                "onReceivedMessageResponse(XHRRequest*,QString)",
-                                "onNAMRequestFinished(QNetworkReply*)", "onReconnected()"}));
+             (QStringList{"connectionClosed()", "textMessageReceived(QString)",
+                          "onReceivedHeadersResponse(XHRRequest*,QStringMap)",
+                          "onReceivedMessageResponse(XHRRequest*,QString)",
+                          "onNAMRequestFinished(QNetworkReply*)", "onReconnected()"}));
 }
 
 void tst_SockJSXHRPolling::addressesAreBuilt_data()

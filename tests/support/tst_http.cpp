@@ -2,7 +2,7 @@
 
 #include <QtTest/QtTest>
 
-class tst_PrintableUrl : public QObject
+class tst_Http : public QObject
 {
     Q_OBJECT
 
@@ -11,7 +11,7 @@ private Q_SLOTS:
     void userInfoIsLeftOut();
 };
 
-void tst_PrintableUrl::userInfoIsLeftOut_data()
+void tst_Http::userInfoIsLeftOut_data()
 {
     QTest::addColumn<QString>("text");
     QTest::addColumn<QString>("printed");
@@ -34,12 +34,12 @@ void tst_PrintableUrl::userInfoIsLeftOut_data()
     row("no http://a:b@c/ and https://d:e@f/ left", "no http://c/ and https://f/ left");
 }
 
-void tst_PrintableUrl::userInfoIsLeftOut()
+void tst_Http::userInfoIsLeftOut()
 {
     QFETCH(QString, text);
     QFETCH(QString, printed);
     QCOMPARE(Tarvo::withoutUserInfo(text), printed);
 }
 
-QTEST_GUILESS_MAIN(tst_PrintableUrl)
-#include "tst_printableurl.moc"
+QTEST_GUILESS_MAIN(tst_Http)
+#include "tst_http.moc"
