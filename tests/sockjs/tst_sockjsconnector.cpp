@@ -264,7 +264,13 @@ void tst_SockJSConnector::idleSessionsCostNextToNoTime()
     QTRY_VERIFY_WITH_TIMEOUT(server.request().startsWith("POST "), 20000);
     server.client->write(FRAME_O);
     QTRY_COMPARE_WITH_TIMEOUT(overXhr.connected.size(), 1, 20000);
-    QTest::qWait(1500); // the next poll has left
+    SockJSXHRPollingWorker &worker =
+        *SockJSProbe::worker(*SockJSProbe::xhrPolling(overXhr.connector));
+    const auto hasNextPollLeft = [&] {
+        const QMutexLocker lock(&SockJSProbe::queueMutex(worker));
+        return SockJSProbe::txQueue(worker).isEmpty();
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(hasNextPollLeft(), 20000);
     const double bothCost = idleCostPerSecond();
     QVERIFY2(bothCost < 2.0, qPrintable(QString::number(bothCost)));
 }
