@@ -183,6 +183,9 @@ public:
     /// The transports ("websocket", "xhr-streaming", "xhr-polling") that later sessions use instead of
     /// those the tenant prefers; an empty list goes back to the tenant's.
     void setSockJSOverrideProtocols(QStringList protocols);
+    /// Whether the channels of later sessions use the robust transport, off by default: see
+    /// `PresenterCollab::setRobustTransport()`.
+    void setRobustTransport(bool robust);
     /// Refreshes `getLearners()`. Returns false, without a request, when no session is running, and
     /// true otherwise, also if the request fails and the list stays as it was.
     bool doGetLearners();
@@ -318,5 +321,6 @@ private:
     QNetworkReply *stopReply = nullptr; // while doStopSession() sees to it; never followed
     int processed = 0;                  // how often requestProcessed() was emitted
     bool ending = false;                // the destructor has begun
+    bool robustTransport = false;       // setRobustTransport()
     QPointer<PresenterCollab> living;   // collab; a host may cut every connection of the channel
 };

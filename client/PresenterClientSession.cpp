@@ -84,6 +84,7 @@ PresenterCollab *PresenterClient::makeChannel()
 {
     auto *channel =
         new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken);
+    channel->setRobustTransport(robustTransport);
     connect(channel, &QObject::destroyed, this, [this](QObject *gone) {
         gone->setParent(nullptr);
         if (collab == gone)
@@ -146,6 +147,11 @@ void PresenterClient::sessionStartSuccessResponse(QString body)
 void PresenterClient::sessionJoinResponse(QString body)
 {
     JsonReply(body).read(QLatin1String("userToken"), &userToken);
+}
+
+void PresenterClient::setRobustTransport(bool robust)
+{
+    robustTransport = robust;
 }
 
 void PresenterClient::setSockJSOverrideProtocols(QStringList protocols)

@@ -19,8 +19,6 @@ using namespace Tarvo;
 namespace
 {
 
-constexpr int PING_INTERVAL_MS = 60'000;
-
 const QLatin1String TYPE_DISCONNECT("disconnect");
 const QLatin1String TYPE_PAUSE("pause");
 const QLatin1String TYPE_RESUME("resume");
@@ -56,6 +54,30 @@ PresenterCollab::PresenterCollab(QObject *parent, QString serverUrl, QString ses
 }
 
 PresenterCollab::~PresenterCollab() = default;
+
+// ---- Settings ------------------------------------------------------------------------------------
+
+void PresenterCollab::setRobustTransport(bool robust)
+{
+    connector->setRobustTransport(robust);
+}
+
+void PresenterCollab::setPingInterval(int ms)
+{
+    pingIntervalMs = ms;
+    if (isConnected())
+        startPings();
+}
+
+void PresenterCollab::setHeartbeatTimeout(int ms)
+{
+    connector->setHeartbeatTimeout(ms);
+}
+
+void PresenterCollab::setSilenceTimeout(int ms)
+{
+    connector->setSilenceTimeout(ms);
+}
 
 // ---- Opening and closing -------------------------------------------------------------------------
 
@@ -99,7 +121,15 @@ void PresenterCollab::onConnected()
     for (const QString &address :
          {sessionToken, presenter, presenter + Address::RELATIVE_MARK + userToken})
         connector->sendMessage(filled(REGISTER_MESSAGE, address), false);
-    pingTimer.start(PING_INTERVAL_MS);
+    startPings();
+}
+
+void PresenterCollab::startPings()
+{
+    if (pingIntervalMs > 0)
+        pingTimer.start(pingIntervalMs);
+    else
+        pingTimer.stop();
 }
 
 void PresenterCollab::onClosed(bool bClosedForInactivity)
@@ -191,6 +221,16 @@ bool PresenterCollab::isConnected() const
 QString PresenterCollab::getTransport() const
 {
     return connector->getTransport();
+}
+
+int PresenterCollab::getCloseCode() const
+{
+    return connector->getCloseCode();
+}
+
+QString PresenterCollab::getCloseReason() const
+{
+    return connector->getCloseReason();
 }
 
 bool PresenterCollab::hasUnsentMessages() const

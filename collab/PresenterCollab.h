@@ -68,6 +68,20 @@ public:
     /// Closes the connection if it is open, without a word to the devices and without a signal.
     ~PresenterCollab() override;
 
+    /// Whether connections that are opened from now on use the robust transport, off by default: over HTTP
+    /// as prompt as a web socket, no wait without a limit, and every end told with a reason. With it on,
+    /// `open()` returns at once; `isConnected()` tells when the session is open, and `connectionClosed()`
+    /// also comes when no transport could be opened. See `SockJSConnector::setRobustTransport()`.
+    void setRobustTransport(bool robust);
+    /// Milliseconds between two pings to the collaboration server: 60,000 by default, 0 for none. Some
+    /// servers close a connection that has not pinged for a while. Takes effect at once, whichever
+    /// transport is used.
+    void setPingInterval(int ms);
+    /// See `SockJSConnector::setHeartbeatTimeout()`: 60,000 ms by default, 0 for none.
+    void setHeartbeatTimeout(int ms);
+    /// See `SockJSConnector::setSilenceTimeout()`: 20,000 ms by default, 0 for none.
+    void setSilenceTimeout(int ms);
+
     /// Connects with the transports named in `protocols` ("websocket", "xhr-streaming",
     /// "xhr-polling"), tried in that order; unknown names are skipped, and with none left every
     /// transport is tried. The call waits, dispatching events, until a transport has started or all
@@ -157,6 +171,11 @@ public:
     /// The wire name of the transport that has started, "websocket", "xhr-streaming" or "xhr-polling", also
     /// before the session is open; empty before one has started, and from `close()` on.
     QString getTransport() const;
+    /// Why the connection has ended, valid from `connectionClosed()` until the next `open()`, 0 before: the
+    /// server's own code, 1000 after `close()` or an hour without messages, or 1006.
+    int getCloseCode() const;
+    /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
+    QString getCloseReason() const;
     /// Whether messages are still leaving, also after `close()`, whose last word to the devices may be
     /// behind them. A host that is about to end lets its event loop turn until this is false; deleting
     /// the channel or ending the process earlier loses what has not left.
@@ -189,6 +208,7 @@ protected Q_SLOTS:
     void onPingTimer();
 
 private:
+    void startPings();
     QString fullAddress(const QString &address) const;
 
     QTimer pingTimer{this};
@@ -201,4 +221,5 @@ private:
     QString imageRef;
     SockJSConnector *connector;                    // child
     CollaborationMessageHandler *m_messageHandler; // child
+    int pingIntervalMs = 60000;
 };

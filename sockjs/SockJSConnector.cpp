@@ -89,6 +89,21 @@ QString SockJSConnector::getTransport() const
     return PROTOCOL_TYPE_STR().value(xhrPolling->isStreaming() ? XHR_STREAMING : XHR_POLLING);
 }
 
+void SockJSConnector::setRobustTransport(bool robust)
+{
+    this->robust = robust;
+}
+
+void SockJSConnector::setHeartbeatTimeout(int ms)
+{
+    heartbeatTimeoutMs = ms;
+}
+
+void SockJSConnector::setSilenceTimeout(int ms)
+{
+    silenceTimeoutMs = ms;
+}
+
 // ---- Opening ------------------------------------------------------------------------------------
 
 bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)

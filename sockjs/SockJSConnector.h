@@ -52,6 +52,37 @@ public:
     /// order, are the default order in which transports are tried.
     static QMap<PROTOCOL_TYPE, QString> PROTOCOL_TYPE_STR();
 
+    // ---- The robust transport --------------------------------------------------------------------
+
+    /// Whether connections that are opened from now on use the robust transport; off by default, and
+    /// without effect on the connection in use. docs/connection.md puts the two ways side by side.
+    ///
+    /// With it on, `open()` returns at once and never blocks the event loop. Each transport has 10 s to
+    /// stand (name, connection, TLS, handshake) and 5 s more for the server's "o"; one that has not, or
+    /// that the server refuses, gives way to the next of the list, under a session id of its own, and
+    /// after the last `closed()` comes from the event loop. Over HTTP a frame is delivered when it
+    /// arrives, requests and posts leave without waiting, and what cannot go on without losing a
+    /// message ends the connection, which `getCloseCode()` and `getCloseReason()` explain.
+    void setRobustTransport(bool robust);
+    bool isRobustTransport() const { return robust; }
+    /// How long the receiving side of a robust HTTP transport may be silent, in milliseconds, once the
+    /// server has sent a heartbeat on it, before the connection ends with code 1006: 60,000 by default, 0
+    /// for any time. Takes effect at once.
+    void setHeartbeatTimeout(int ms);
+    /// After how many milliseconds without a frame or a pong a robust web socket sends a ping: 20,000 by
+    /// default, 0 for never. When neither follows within 10,000 ms (30,000 ms while a part of a frame has
+    /// arrived), the connection ends with code 1006. Takes effect at once.
+    void setSilenceTimeout(int ms);
+    /// Why the connection has ended, valid from `closed()` until the next `open()`; 0 before.
+    ///
+    /// The server's own code, from a close frame of SockJS over HTTP and from that of the web socket; 1000
+    /// after the host's own `close()` or an hour without messages; 1006 for the rest.
+    int getCloseCode() const { return closeCode; }
+    /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
+    QString getCloseReason() const { return closeReason; }
+
+    // ---- A connection ----------------------------------------------------------------------------
+
     /// Starts a new SockJS session at `url` (scheme "wss" or "https" for TLS; the port defaults to
     /// 443 with TLS and 80 without), over the first of `protocols` that can be started.
     ///
@@ -160,4 +191,10 @@ private:
     int generation = 0;      // changes whenever a connection begins or ends
     bool destroying = false; // the destructor is running
     QStringList undelivered; // messages of frames that have come, the next one first
+
+    bool robust = false; // setRobustTransport()
+    int heartbeatTimeoutMs = 60000;
+    int silenceTimeoutMs = 20000;
+    int closeCode = 0; // of the last connection, once it has ended
+    QString closeReason;
 };
