@@ -14,7 +14,12 @@ class QNetworkReply;
 // overtake each other. A far end that does not answer holds them up for a limited time only, and what
 // waits is bounded.
 //
-// The manager carries the posts and is the caller's; whoever hears its finished() passes the reply on.
+// There are two ways to post, and the limits tell them apart. By default each message is a post of its
+// own, and connections and repetitions are the toolkit's affair. robust() lets what waits leave together,
+// posts nothing twice, and drops a connection before the server does.
+//
+// The manager carries the posts, and no others, and is the caller's; whoever hears its finished()
+// passes the reply on.
 class PostQueue : public QObject
 {
     Q_OBJECT
@@ -26,9 +31,19 @@ public:
         int longestMs = 120000;  // for one post in all
         int remainingMs = 30000; // for all that is left after finish()
         qint64 waitingBytes = 64LL * 1024 * 1024;
+        // The longest array that messages of one address leave in together; 0 keeps them apart.
+        qint64 joinedBytes = 0;
+        // For a connection without a post; 0 leaves that to the toolkit.
+        int idleMs = 0;
+        // Whether the toolkit may post again when a connection ends without an answer. The server may
+        // have read the first post by then.
+        bool mayRepeat = true;
     };
+    static Limits robust();
 
     PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObject *parent);
+    // For what leaves from now on. What waits keeps its place.
+    void setLimits(const Limits &limits);
 
     // Posts `message` when its turn comes. It is lost when too much waits already.
     void append(const QNetworkRequest &request, const QByteArray &message);
@@ -39,7 +54,10 @@ public:
 
     // Gives what is left, or comes yet, a limited time in all: what has not left then is lost.
     void finish();
-    // Takes that back.
+    // The far end takes nothing any more: forgets what waits, aborts the post under way, and sends
+    // nothing that comes yet.
+    void drop();
+    // Takes either back.
     void goOn();
 
 Q_SIGNALS:
@@ -57,19 +75,27 @@ private:
     };
 
     void sendNext();
+    Post takeNext();
+    int countNext() const;
+    Post take();
+    QNetworkReply *post(const Post &next);
+    void forgetWaiting();
     void limitRest();
+    void limitIdleness();
     void onProgress(int post);
     void giveUp();
     void onTimeIsUp();
 
     QNetworkAccessManager *m_manager;
     QList<Post> m_waiting;
-    const qint64 m_maxWaitingBytes;
     qint64 m_waitingBytes = 0;
+    Limits m_limits;
     QNetworkReply *m_reply = nullptr; // of the post under way; the manager's
     int m_posts = 0;                  // the number of the post under way
     QTimer m_patience;                // restarted by every byte of the post under way
     QTimer m_longest;                 // for all of it
     QTimer m_remaining;               // for all that is left
+    QTimer m_idle;                    // for the connection, from the last post on
     bool m_finishing = false;         // finish() was called
+    bool m_dropped = false;           // drop() was called
 };
