@@ -1,7 +1,11 @@
 #include "sockjs/SockJSConnector.h"
 
+#include "sockjs/CloseReason.h"
+#include "sockjs/Patience.h"
 #include "sockjs/SockJSXHRPolling.h"
 #include "sockjs/WebSocketGoodbye.h"
+#include "sockjs/WebSocketWatch.h"
+#include "sockjs/XHRReceiver.h"
 #include "support/Http.h"
 #include "support/Log.h"
 #include "support/RandomId.h"
@@ -45,7 +49,11 @@ constexpr int OPEN_DISCONNECTED = 2;
 
 } // namespace
 
-SockJSConnector::SockJSConnector(QObject *parent) : QObject(parent), path(QLatin1String("")) { }
+SockJSConnector::SockJSConnector(QObject *parent)
+    : QObject(parent), path(QLatin1String("")), attempt(new Patience(this))
+{
+    connect(attempt, &Patience::ended, this, &SockJSConnector::onOverdue);
+}
 
 SockJSConnector::~SockJSConnector()
 {
@@ -70,10 +78,10 @@ QMap<SockJSConnector::PROTOCOL_TYPE, QString> SockJSConnector::PROTOCOL_TYPE_STR
 
 SockJSConnector::State SockJSConnector::state() const
 {
-    if (webSocket && !adopted)
-        return State::TRYING;
     if (!webSocket && !xhrPolling)
         return State::IDLE;
+    if (!adopted)
+        return State::TRYING;
     if (closing)
         return State::CLOSING;
     return m_connected ? State::OPEN : State::PENDING;
@@ -82,26 +90,14 @@ SockJSConnector::State SockJSConnector::state() const
 QString SockJSConnector::getTransport() const
 {
     const State current = state();
-    if (current != State::PENDING && current != State::OPEN)
-        return QString();
+    return current == State::PENDING || current == State::OPEN ? transportName() : QString();
+}
+
+QString SockJSConnector::transportName() const
+{
     if (webSocket)
         return PROTOCOL_TYPE_STR().value(WEBSOCKET);
     return PROTOCOL_TYPE_STR().value(xhrPolling->isStreaming() ? XHR_STREAMING : XHR_POLLING);
-}
-
-void SockJSConnector::setRobustTransport(bool robust)
-{
-    this->robust = robust;
-}
-
-void SockJSConnector::setHeartbeatTimeout(int ms)
-{
-    heartbeatTimeoutMs = ms;
-}
-
-void SockJSConnector::setSilenceTimeout(int ms)
-{
-    silenceTimeoutMs = ms;
 }
 
 // ---- Opening ------------------------------------------------------------------------------------
@@ -130,8 +126,16 @@ bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
     readServerUrl(url);
     protocolIndex = 0;
     this->protocols = protocols;
-    sessionId = Tarvo::randomId();
+    closeCode = 0;
+    closeReason.clear();
+    isRobust = robust;
+    if (isRobust) {
+        failures.clear();
+        tryNext();
+        return false;
+    }
 
+    sessionId = Tarvo::randomId();
     while (protocolIndex < this->protocols.size()) {
         const bool started = tryNextProtocol();
         if (!self || started || generation != opened)
@@ -174,22 +178,31 @@ QString SockJSConnector::sessionPath() const
     return path + EVENT_BUS_PATH + sessionId;
 }
 
-bool SockJSConnector::openWebsocket()
+QWebSocket *SockJSConnector::startWebSocket()
 {
     Tarvo::announceProxy(Tarvo::systemProxy());
     const QString url = QLatin1String(ssl ? "wss://" : "ws://") + Tarvo::urlHost(host)
         + QLatin1Char(':') + QString::number(port) + sessionPath() + WEBSOCKET_SUFFIX;
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket url = ", url);
 
-    const QPointer<SockJSConnector> self(this);
-    const QPointer<QWebSocket> socket(new QWebSocket);
+    auto *socket = new QWebSocket;
     socket->setMaxAllowedIncomingMessageSize(MAX_MESSAGE_BYTES);
     socket->setMaxAllowedIncomingFrameSize(MAX_MESSAGE_BYTES);
     endWebSocket(takeWebSocket());
     webSocket = socket;
     openState = OPEN_PENDING;
+    hasCloseFrame = false;
     hearWebSocket();
     socket->open(QUrl(url));
+    return socket;
+}
+
+bool SockJSConnector::openWebsocket()
+{
+    const QPointer<SockJSConnector> self(this);
+    const QPointer<QWebSocket> socket(startWebSocket());
+    if (isRobust)
+        return true;
     // The host may close the connector meanwhile, open it again, or destroy it.
     const auto isOver = [&] { return !self || !socket || webSocket != socket; };
     const bool answered =
@@ -223,6 +236,7 @@ void SockJSConnector::hearWebSocket()
             Qt::QueuedConnection);
     };
     hear(&QWebSocket::connected, &SockJSConnector::onWebSocketConnected);
+    hear(&QWebSocket::aboutToClose, &SockJSConnector::onWebSocketCloseFrame);
     hear(&QWebSocket::disconnected, &SockJSConnector::onWebSocketDisconnected);
     // A handshake that is refused on a connection that stays up shows as an error only.
     hear(QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error),
@@ -248,20 +262,46 @@ void SockJSConnector::onWebSocketConnected()
 
 void SockJSConnector::onWebSocketFailed()
 {
-    if (state() == State::TRYING)
-        openstate2();
+    if (state() != State::TRYING)
+        return;
+    openstate2();
+    if (isRobust)
+        giveWay(webSocket->errorString());
+}
+
+void SockJSConnector::onWebSocketCloseFrame()
+{
+    hasCloseFrame = true;
 }
 
 void SockJSConnector::onWebSocketDisconnected()
 {
     if (state() == State::TRYING) {
-        openstate2();
+        onWebSocketFailed();
         return;
     }
     if (webSocket->closeCode() == QWebSocketProtocol::CloseCodeTooMuchData)
         TARVO_LOG(sockjs,
                   "[SockJSConnector] ERROR: A message was too large: ", webSocket->closeReason());
-    onClosed();
+    if (isRobust)
+        onTransportEnded(webSocketCloseCode(), webSocketCloseReason());
+    else
+        onClosed();
+}
+
+// A connection that ends without the server's close frame leaves the toolkit with its own code.
+int SockJSConnector::webSocketCloseCode() const
+{
+    const bool isTheServers = webSocket && hasCloseFrame
+        && webSocket->closeCode() != QWebSocketProtocol::CloseCodeTooMuchData;
+    return isTheServers ? webSocket->closeCode() : Tarvo::Close::ABNORMAL;
+}
+
+QString SockJSConnector::webSocketCloseReason() const
+{
+    if (!webSocket)
+        return QStringLiteral("The connection to the server was lost");
+    return hasCloseFrame ? webSocket->closeReason() : webSocket->errorString();
 }
 
 void SockJSConnector::adoptWebSocket()
@@ -270,21 +310,47 @@ void SockJSConnector::adoptWebSocket()
         return;
     adopted = true;
     TARVO_LOG(sockjs, "[SockJSConnector] CONNECTED via Websocket");
+    if (isRobust)
+        onStands();
 }
 
 bool SockJSConnector::openXHRPolling(bool streaming)
 {
-    xhrPolling = new SockJSXHRPolling(this);
-    if (!xhrPolling->start(host, port, ssl, sessionPath(), streaming)) {
-        delete xhrPolling;
-        xhrPolling = nullptr;
+    auto *transport = new SockJSXHRPolling(this);
+    transport->setRobustTransport(isRobust);
+    transport->setHeartbeatTimeout(heartbeatTimeoutMs);
+    xhrPolling = transport;
+    if (!transport->start(host, port, ssl, sessionPath(), streaming)) {
+        delete takeXHRPolling();
         return false;
     }
-    TARVO_LOG(sockjs, "[SockJSConnector] CONNECTED via xhr_", streaming ? "streaming" : "polling");
-    connect(xhrPolling, &SockJSXHRPolling::textMessageReceived, this,
+    connect(transport, &SockJSXHRPolling::textMessageReceived, this,
             &SockJSConnector::onTextMessageReceived);
-    connect(xhrPolling, &SockJSXHRPolling::connectionClosed, this, &SockJSConnector::onClosed);
+    connect(transport, &SockJSXHRPolling::connectionClosed, this,
+            &SockJSConnector::onXHRPollingClosed);
+    if (isRobust)
+        connect(transport->receiver, &XHRReceiver::connected, this,
+                &SockJSConnector::onXHRPollingConnected);
+    else
+        onXHRPollingConnected();
     return true;
+}
+
+void SockJSConnector::onXHRPollingConnected()
+{
+    adopted = true;
+    TARVO_LOG(sockjs, "[SockJSConnector] CONNECTED via xhr_",
+              xhrPolling->isStreaming() ? "streaming" : "polling");
+    if (isRobust)
+        onStands();
+}
+
+void SockJSConnector::onXHRPollingClosed()
+{
+    if (isRobust)
+        onTransportEnded(xhrPolling->getCloseCode(), xhrPolling->getCloseReason());
+    else
+        onClosed();
 }
 
 void SockJSConnector::openstate1()
@@ -303,6 +369,7 @@ void SockJSConnector::onTextMessageReceived(QString frame)
 {
     if (frame == OPEN_FRAME && !m_connected) {
         m_connected = true;
+        attempt->stop();
         Q_EMIT connected();
         return;
     }
@@ -378,6 +445,7 @@ void SockJSConnector::close()
 {
     m_connected = false;
     closing = true;
+    attempt->stop();
     if (QWebSocket *socket = takeWebSocket()) {
         WebSocketGoodbye::say(socket, this);
         onClosed();
@@ -399,7 +467,24 @@ void SockJSConnector::onClosed()
             return;
         }
     }
+    if (closing)
+        finishOnRequest();
+    else
+        finish(webSocketCloseCode(), webSocketCloseReason());
+}
+
+void SockJSConnector::finishOnRequest()
+{
+    finish(Tarvo::Close::NORMAL,
+           closedForInactivity ? QStringLiteral("Closed after an hour without messages")
+                               : QStringLiteral("Closed by the host"));
+}
+
+void SockJSConnector::finish(int code, const QString &reason)
+{
     releaseTransports();
+    closeCode = code;
+    closeReason = reason;
     Q_EMIT closed(closedForInactivity);
 }
 
@@ -407,9 +492,12 @@ void SockJSConnector::onClosed()
 // the host is to hear of it: an attempt that nobody knows of yet ends without a word.
 bool SockJSConnector::dropConnection()
 {
+    attempt->stop();
     const State ending = state();
-    if (ending == State::TRYING)
+    if (ending == State::TRYING) {
         endWebSocket(takeWebSocket());
+        delete takeXHRPolling();
+    }
     if (ending == State::TRYING || ending == State::IDLE)
         return false;
     closing = true;
@@ -443,6 +531,8 @@ QWebSocket *SockJSConnector::takeWebSocket()
     QWebSocket *socket = webSocket;
     webSocket = nullptr;
     adopted = false;
+    delete watch;
+    watch = nullptr;
     if (socket)
         disconnect(socket, nullptr, this, nullptr);
     return socket;
@@ -452,6 +542,7 @@ SockJSXHRPolling *SockJSConnector::takeXHRPolling()
 {
     SockJSXHRPolling *transport = xhrPolling;
     xhrPolling = nullptr;
+    adopted = false;
     if (transport)
         disconnect(transport, nullptr, this, nullptr);
     return transport;

@@ -11,9 +11,11 @@
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
 
+class Patience;
 class QTimer;
 class QWebSocket;
 class SockJSXHRPolling;
+class WebSocketWatch;
 
 /// The client end of a SockJS connection to the collaboration server's event bus.
 ///
@@ -150,7 +152,7 @@ private:
     // public slots set.
     enum class State {
         IDLE,    // there is no transport
-        TRYING,  // a web-socket attempt waits for its answer; nobody has heard of it yet
+        TRYING,  // an attempt waits for its answer; nobody has heard of it yet
         PENDING, // a transport is up, and the server has not said "o" yet
         OPEN,    // the session is open
         CLOSING, // close() was called, and the XHR transport has not ended yet
@@ -160,16 +162,34 @@ private:
     void readServerUrl(const QUrl &url);
     QString sessionPath() const;
 
+    QString transportName() const;
+    QWebSocket *startWebSocket();
     void hearWebSocket();
     void onWebSocketConnected();
     void onWebSocketFailed();
+    void onWebSocketCloseFrame();
     void onWebSocketDisconnected();
     void adoptWebSocket();
+    int webSocketCloseCode() const;
+    QString webSocketCloseReason() const;
+    void onXHRPollingConnected();
+    void onXHRPollingClosed();
     QWebSocket *takeWebSocket();
     SockJSXHRPolling *takeXHRPolling();
     bool dropConnection();
     void releaseTransports();
     int nextGeneration();
+    void finish(int code, const QString &reason);
+    void finishOnRequest();
+
+    // The robust way: SockJSConnectorRobust.cpp.
+    void tryNext();
+    void giveWay(const QString &reason);
+    void giveUp();
+    void endTransports();
+    void onStands();
+    void onOverdue();
+    void onTransportEnded(int code, const QString &reason);
 
     QList<PROTOCOL_TYPE> protocols; // to try, in order
     int protocolIndex = 0;          // the next entry to try
@@ -187,14 +207,20 @@ private:
     QWebSocket *webSocket = nullptr;        // owned; in use, or being tried
     int openState = 0; // of the web-socket attempt: 0 pending, 1 connected, 2 not
 
-    bool adopted = false;    // the web socket's attempt has succeeded: it is in use
+    bool adopted = false;    // the transport's attempt has succeeded: it is in use
     int generation = 0;      // changes whenever a connection begins or ends
     bool destroying = false; // the destructor is running
     QStringList undelivered; // messages of frames that have come, the next one first
 
-    bool robust = false; // setRobustTransport()
-    int heartbeatTimeoutMs = 60000;
-    int silenceTimeoutMs = 20000;
     int closeCode = 0; // of the last connection, once it has ended
     QString closeReason;
+    bool hasCloseFrame = false; // the web socket has been closed by the server's word
+
+    bool robust = false;   // what the next open() does
+    bool isRobust = false; // what the last one did
+    int heartbeatTimeoutMs = 60000;
+    int silenceTimeoutMs = 20000;
+    Patience *attempt;               // a child; with the transport that is being tried
+    WebSocketWatch *watch = nullptr; // the web socket's child; looks after it while it is in use
+    QStringList failures;            // why the transports tried so far gave way
 };

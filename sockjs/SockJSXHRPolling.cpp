@@ -1,7 +1,9 @@
 #include "sockjs/SockJSXHRPolling.h"
 
+#include "sockjs/CloseReason.h"
 #include "sockjs/PostQueue.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
+#include "sockjs/XHRReceiver.h"
 #include "support/Http.h"
 #include "support/Log.h"
 #include "support/SystemProxy.h"
@@ -18,6 +20,7 @@
 #include <QtNetwork/QSslSocket>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -32,6 +35,12 @@ const QLatin1String REPEATED_PATH_END("xhr");
 
 // How long the polling connection is kept for posts that make no progress.
 constexpr int RECEIVING_PATIENCE_MS = 2000;
+
+// Behind the payload of a request, which its length does not count: the server expects them of a worker.
+const QLatin1String LINE_ENDS("\r\n\r\n");
+
+constexpr int STATUS_OK = 200;
+constexpr int STATUS_NO_CONTENT = 204;
 
 QString connectionHeader(bool keepAlive)
 {
@@ -50,16 +59,16 @@ SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
 
     receivingPatience.setSingleShot(true);
     receivingPatience.setInterval(RECEIVING_PATIENCE_MS);
-    connect(&receivingPatience, &QTimer::timeout, this, &SockJSXHRPolling::dropReceivingSocket);
+    connect(&receivingPatience, &QTimer::timeout, this, &SockJSXHRPolling::dropReceivingConnection);
     connect(posts, &PostQueue::progressed, this, [this] {
         if (receivingPatience.isActive())
             receivingPatience.start();
     });
     connect(posts, &PostQueue::lost, this, &SockJSXHRPolling::logLostMessage);
     connect(posts, &PostQueue::drained, this, [this] {
-        // Until the worker has ended, the socket is its own.
-        if (!worker)
-            dropReceivingSocket();
+        // Until the worker has ended, the socket is its own; and an open class goes on receiving.
+        if (!worker && (closed || !receiver))
+            dropReceivingConnection();
         if (released)
             deleteLater();
     });
@@ -68,7 +77,7 @@ SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
 SockJSXHRPolling::~SockJSXHRPolling()
 {
     releaseWorker();
-    dropReceivingSocket();
+    dropReceivingConnection();
     // The manager first: it uses the jar.
     delete networkAccessManager;
 }
@@ -78,9 +87,12 @@ SockJSXHRPolling::~SockJSXHRPolling()
 bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, bool streaming)
 {
     releaseWorker();
-    dropReceivingSocket();
+    dropReceivingConnection();
     posts->goOn();
+    posts->setLimits(robust ? PostQueue::robust() : PostQueue::Limits());
     closed = false;
+    closeCode = 0;
+    closeReason.clear();
     this->host = host;
     keepAlive = true;
     this->port = port;
@@ -97,17 +109,21 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
         sessionUrl.chop(1);
 
     const QNetworkProxy proxy = Tarvo::systemProxy();
-    QTcpSocket *socket = ssl ? new QSslSocket : new QTcpSocket;
-    socket->setProxy(proxy);
     networkAccessManager->setProxy(proxy.port() != 0 ? proxy
                                                      : QNetworkProxy(QNetworkProxy::DefaultProxy));
+    return robust ? startReceiver(ssl, proxy) : startWorker(ssl, proxy);
+}
 
+bool SockJSXHRPolling::startWorker(bool ssl, const QNetworkProxy &proxy)
+{
+    QTcpSocket *socket = ssl ? new QSslSocket : new QTcpSocket;
+    socket->setProxy(proxy);
     receivingSocket = socket;
     worker = new SockJSXHRPollingWorker(nullptr, socket, host, port, ssl, keepAlive);
     if (!worker->connectToServer()) {
         TARVO_LOG(sockjs, "[SockJSXHRPolling] ", socket->errorString());
         releaseWorker();
-        dropReceivingSocket();
+        dropReceivingConnection();
         return false;
     }
     startWorkerThread();
@@ -185,7 +201,7 @@ void SockJSXHRPolling::releaseWorker()
 void SockJSXHRPolling::keepReceivingSocket()
 {
     if (!posts->isSending() || receivingSocket->state() != QAbstractSocket::ConnectedState) {
-        dropReceivingSocket();
+        dropReceivingConnection();
         return;
     }
     QTcpSocket *const socket = receivingSocket;
@@ -194,19 +210,23 @@ void SockJSXHRPolling::keepReceivingSocket()
     receivingPatience.start();
 }
 
-void SockJSXHRPolling::dropReceivingSocket()
+void SockJSXHRPolling::dropReceivingConnection()
 {
     receivingPatience.stop();
     delete receivingSocket;
     receivingSocket = nullptr;
+    delete receiver;
+    receiver = nullptr;
 }
 
 void SockJSXHRPolling::close()
 {
-    closed = true;
+    const bool wasClosed = std::exchange(closed, true);
     posts->finish();
     if (worker)
         worker->forceClose();
+    else if (receiver && !wasClosed)
+        letReceiverGo();
 }
 
 void SockJSXHRPolling::doPoll()
@@ -228,6 +248,16 @@ bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
     if (!worker)
         return false;
 
+    auto *request = new XHRRequest(nullptr, path, requestText(path, payload) + LINE_ENDS);
+    requests.append(request);
+    if (worker->queueRequest(request))
+        return true;
+    freeRequest(request);
+    return false;
+}
+
+QString SockJSXHRPolling::requestText(const QString &path, const QString &payload)
+{
     QString header = QStringLiteral("Host: %0\r\n").arg(Tarvo::urlHost(host));
     header += QStringLiteral("Connection: %0\r\n").arg(connectionHeader(keepAlive));
     header += QLatin1String("Accept-Encoding: identity\r\n");
@@ -235,16 +265,7 @@ bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
     header += QStringLiteral("Content-Length: %0\r\n").arg(payload.length());
     if (getCookieCount() > 0)
         header += QStringLiteral("Cookie: %0\r\n").arg(getCookieString());
-    // The server expects the two line ends behind the payload, which its length does not count.
-    const QString text =
-        QStringLiteral("POST %0 HTTP/1.1\r\n%1\r\n%2\r\n\r\n").arg(path, header, payload);
-
-    auto *request = new XHRRequest(nullptr, path, text);
-    requests.append(request);
-    if (worker->queueRequest(request))
-        return true;
-    freeRequest(request);
-    return false;
+    return QStringLiteral("POST %0 HTTP/1.1\r\n%1\r\n%2").arg(path, header, payload);
 }
 
 void SockJSXHRPolling::freeRequest(XHRRequest *request)
@@ -271,22 +292,31 @@ void SockJSXHRPolling::onReceivedHeadersResponse(XHRRequest *request, QStringMap
     for (auto header = headers.constBegin(); header != headers.constEnd(); ++header) {
         if (!header.key().contains(QLatin1String("Set-Cookie")))
             continue;
-        cookieJar->setCookiesFromUrl(QNetworkCookie::parseCookies(header->toUtf8()),
-                                     QUrl(sessionUrl));
-        TARVO_LOG(sockjs, "[SockJSXHRPolling] parsed cookies");
+        storeCookies(header->toUtf8());
     }
+}
+
+void SockJSXHRPolling::storeCookies(const QByteArray &setCookies)
+{
+    cookieJar->setCookiesFromUrl(QNetworkCookie::parseCookies(setCookies), QUrl(sessionUrl));
+    TARVO_LOG(sockjs, "[SockJSXHRPolling] parsed cookies");
 }
 
 void SockJSXHRPolling::onReceivedMessageResponse(XHRRequest *request, QString message)
 {
     const bool repeat = request && request->path().endsWith(REPEATED_PATH_END);
-    TARVO_LOG(sockjs, "[SockJSXHRPolling] RECEIVED: ", message);
     const QPointer<SockJSXHRPolling> self(this);
     const int run = generation;
-    Q_EMIT textMessageReceived(message);
+    deliver(message);
     // A start() in the slot has sent a poll of its own.
     if (self && repeat && run == generation)
         doPoll();
+}
+
+void SockJSXHRPolling::deliver(const QString &frame)
+{
+    TARVO_LOG(sockjs, "[SockJSXHRPolling] RECEIVED: ", frame);
+    Q_EMIT textMessageReceived(frame);
 }
 
 void SockJSXHRPolling::onReconnected()
@@ -326,6 +356,76 @@ int SockJSXHRPolling::getCookieCount()
     return cookieJar->cookiesForUrl(QUrl(sessionUrl)).size();
 }
 
+// ---- The receiver ---------------------------------------------------------------------------------
+
+bool SockJSXHRPolling::startReceiver(bool ssl, const QNetworkProxy &proxy)
+{
+    receiver = new XHRReceiver({host, port, ssl, proxy}, this);
+    connect(receiver, &XHRReceiver::frameCame, this, [this](const QString &frame) {
+        isOpen = true;
+        deliver(frame);
+    });
+    connect(receiver, &XHRReceiver::cookiesCame, this, [this](const QByteArray &setCookies) {
+        storeCookies(setCookies);
+        updatePoll();
+    });
+    connect(receiver, &XHRReceiver::ended, this, &SockJSXHRPolling::endAtOnce);
+    receiver->setHeartbeatTimeout(heartbeatTimeoutMs);
+    isOpen = false;
+    updatePoll();
+    return true;
+}
+
+// The cookies that are known by now go with every poll.
+void SockJSXHRPolling::updatePoll()
+{
+    receiver->setRequest(requestText(pollPath(), QString()).toUtf8());
+}
+
+void SockJSXHRPolling::setHeartbeatTimeout(int ms)
+{
+    heartbeatTimeoutMs = ms;
+    if (receiver)
+        receiver->setHeartbeatTimeout(ms);
+}
+
+// close() was called. The polls go on, unheard, until what waits has been posted.
+void SockJSXHRPolling::letReceiverGo()
+{
+    receiver->mute();
+    const int run = generation;
+    const auto tell = [=] {
+        if (run != generation)
+            return;
+        if (posts->isSending())
+            receivingPatience.start();
+        else
+            dropReceivingConnection();
+        Q_EMIT connectionClosed();
+    };
+    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
+}
+
+// Nothing more is received, and nothing more sent.
+void SockJSXHRPolling::endAtOnce(int code, const QString &reason)
+{
+    abandon();
+    closeCode = code;
+    closeReason = reason;
+    Q_EMIT connectionClosed();
+}
+
+void SockJSXHRPolling::abandon()
+{
+    closed = true;
+    ++generation;
+    posts->drop();
+    if (XHRReceiver *gone = std::exchange(receiver, nullptr)) {
+        gone->disconnect();
+        gone->deleteLater(); // it may be the one that has called
+    }
+}
+
 // ---- Sending ------------------------------------------------------------------------------------
 
 bool SockJSXHRPolling::isSending() const
@@ -343,10 +443,33 @@ void SockJSXHRPolling::sendTextMessage(QString message)
 
 void SockJSXHRPolling::onNAMRequestFinished(QNetworkReply *reply)
 {
-    if (reply->error() != QNetworkReply::NoError)
-        logLostMessage(reply->errorString());
+    const QString failure = failureOf(reply);
+    if (!failure.isEmpty())
+        logLostMessage(failure);
     reply->deleteLater();
+    if (receiver && !failure.isEmpty() && !closed) {
+        // What comes behind a lost message must not arrive without it; what has come is still heard.
+        posts->drop();
+        receiver->end(Tarvo::Close::ABNORMAL,
+                      QStringLiteral("A message could not be sent: %0").arg(failure));
+    }
     posts->replyFinished(reply);
+    if (receiver && reply->hasRawHeader("Set-Cookie"))
+        updatePoll();
+}
+
+// Empty when the server has taken the post.
+QString SockJSXHRPolling::failureOf(const QNetworkReply *reply) const
+{
+    if (!receiver)
+        return reply->error() == QNetworkReply::NoError ? QString() : reply->errorString();
+    const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
+    if (status == 0)
+        return reply->errorString();
+    if (status == STATUS_OK || status == STATUS_NO_CONTENT)
+        return QString();
+    const QString phrase = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
+    return Tarvo::Close::httpFailure(status, phrase.toUtf8(), isOpen);
 }
 
 void SockJSXHRPolling::logLostMessage(const QString &reason)

@@ -12,10 +12,12 @@
 class PostQueue;
 class QNetworkAccessManager;
 class QNetworkCookieJar;
+class QNetworkProxy;
 class QNetworkReply;
 class QTcpSocket;
 class QThread;
 class SockJSXHRPollingWorker;
+class XHRReceiver;
 
 /// The SockJS transport over plain HTTP, for networks that let no web socket through.
 ///
@@ -26,6 +28,10 @@ class SockJSXHRPollingWorker;
 /// 30,000 ms, or takes 120,000 ms in all, is given up; at most 64 MiB of messages wait for their turn.
 /// What is lost is logged. Both halves share the server's cookies and the system's proxy. HTTP status
 /// codes are not read on either.
+///
+/// With `setRobustTransport(true)` an XHRReceiver takes the worker's place: it asks by itself, as soon as the
+/// answer before is whole, delivers frames as they arrive, and tells why it ends. Messages that wait
+/// leave in one post, and a post that fails ends the connection.
 ///
 /// **Life.** The connector makes the transport and drives it on its own thread, the host's. `close()`
 /// ends the receiving half; posts that are waiting then still leave, for up to 30,000 ms and as long as
@@ -41,6 +47,15 @@ class TARVOCLIENT_EXPORT SockJSXHRPolling : public QObject
 public:
     explicit SockJSXHRPolling(QObject *parent = nullptr);
     ~SockJSXHRPolling() override;
+
+    /// Which way the next `start()` takes; the robust one does not block, and returns true.
+    void setRobustTransport(bool robust) { this->robust = robust; }
+    /// For the robust way: milliseconds without a byte from the server, once it has sent heartbeats, before
+    /// the connection ends; 0 for any time.
+    void setHeartbeatTimeout(int ms);
+    /// Why the connection ended by itself, in the robust way: from `connectionClosed()` on; 0 before.
+    int getCloseCode() const { return closeCode; }
+    QString getCloseReason() const { return closeReason; }
 
     /// Connects to `host`:`port`, with TLS when `ssl`, and starts polling under the session path
     /// `path`; `streaming` takes "/xhr_streaming" instead of "/xhr". Blocks the calling thread while
@@ -59,8 +74,9 @@ public:
     /// Ends the polling. `connectionClosed()` follows from the event loop, once the worker has ended.
     void close();
 
-    /// Queues a raw POST for `path` with the body `payload` on the polling connection. False, with a
-    /// debug line, when the transport is closed or the queue refused it.
+    /// Queues a raw POST for `path` with the body `payload` on the worker's connection. False, with a
+    /// debug line, when the transport is closed or the queue refused it; false in the robust way, whose
+    /// connection is for its own requests.
     bool doRequestXHR(const QString &path, const QString &payload);
     /// Queues the next polling request.
     void doPoll();
@@ -87,17 +103,27 @@ private:
     friend class SockJSConnector;
     friend struct SockJSProbe;
 
+    bool startWorker(bool ssl, const QNetworkProxy &proxy);
     void startWorkerThread();
+    bool startReceiver(bool ssl, const QNetworkProxy &proxy);
+    void letReceiverGo();
+    void endAtOnce(int code, const QString &reason);
+    void abandon();
     QString pollPath() const;
+    QString requestText(const QString &path, const QString &payload);
+    void updatePoll();
+    void storeCookies(const QByteArray &setCookies);
+    void deliver(const QString &frame);
     void onWorkerReceivedHeaders(XHRRequest *request, QStringMap headers);
     void onWorkerReconnected();
     void onWorkerFinished();
     void releaseWorker();
     void freeRequest(XHRRequest *request);
 
+    QString failureOf(const QNetworkReply *reply) const;
     void logLostMessage(const QString &reason);
     void keepReceivingSocket();
-    void dropReceivingSocket();
+    void dropReceivingConnection();
     void releaseWhenSent();
 
     QNetworkAccessManager *networkAccessManager; // a child; carries the posts
@@ -124,4 +150,12 @@ private:
     // The polling connection: the worker's while that runs, then kept for the posts that wait.
     QTcpSocket *receivingSocket = nullptr;
     QTimer receivingPatience; // with those, when they make no progress
+
+    bool robust = false; // what the next start() does
+    XHRReceiver *receiver =
+        nullptr;         // a child; takes the place of worker and socket, and is kept like it
+    bool isOpen = false; // the receiver has delivered a frame
+    int heartbeatTimeoutMs = 60000;
+    int closeCode = 0;
+    QString closeReason;
 };

@@ -1,5 +1,7 @@
 #include "support/RandomId.h"
 
+#include <QtCore/QRandomGenerator>
+
 #include <ctime>
 #include <random>
 
@@ -36,6 +38,15 @@ QString randomId()
     for (int i = 0; i < ID_LENGTH; ++i)
         append(generator());
 #endif
+    return id;
+}
+
+QString uniqueRandomId()
+{
+    QString id;
+    id.reserve(ID_LENGTH);
+    for (int i = 0; i < ID_LENGTH; ++i)
+        id += QLatin1Char(ALPHABET[QRandomGenerator::system()->bounded(ALPHABET_SIZE)]);
     return id;
 }
 

@@ -1,0 +1,367 @@
+#include "sockjs/ReceivingLine.h"
+
+#include "sockjs/CloseReason.h"
+#include "support/Log.h"
+#include "support/Utf8.h"
+
+#include <QtNetwork/QSslSocket>
+
+using Tarvo::HttpResponseReader;
+
+namespace
+{
+
+// From the lost connection, or the first attempt, to a connection that stands.
+constexpr int CONNECT_WAIT_MS = 10000;
+
+// A connection that was made again, brought nothing and is lost sooner than this is followed by a pause.
+constexpr int SHORT_CONNECTION_MS = 1000;
+constexpr int FIRST_PAUSE_MS = 250;
+constexpr int LONGEST_PAUSE_MS = 5000;
+// An empty answer is no reason to wait long, but a server that gives nothing else must not be asked
+// thousands of times a second.
+constexpr int PAUSE_AFTER_EMPTY_MS = 10;
+
+// What the toolkit reads ahead of us.
+constexpr int READ_AHEAD_BYTES = 256 * 1024;
+
+constexpr int STATUS_OK = 200;
+constexpr int STATUS_NO_CONTENT = 204;
+
+const char OPEN_FRAME[] = "o";
+const char HEARTBEAT_FRAME[] = "h";
+constexpr char CLOSE_FRAME_START = 'c';
+
+} // namespace
+
+ReceivingLine::ReceivingLine(const Server &server, const Backlog &backlog)
+    : m_server(server), m_backlog(backlog)
+{
+    for (QTimer *timer : {&m_connecting, &m_pause, &m_silence})
+        timer->setSingleShot(true);
+    connect(&m_connecting, &QTimer::timeout, this, [this] {
+        dropSocket();
+        onNotConnected(QStringLiteral("the server does not answer"));
+    });
+    connect(&m_pause, &QTimer::timeout, this, &ReceivingLine::ask);
+    connect(&m_silence, &QTimer::timeout, this, &ReceivingLine::onSilence);
+}
+
+ReceivingLine::~ReceivingLine() = default;
+
+// ---- When a request leaves -----------------------------------------------------------------------
+
+void ReceivingLine::setRequest(const QByteArray &request)
+{
+    const bool isAwaited = m_request.isEmpty() || m_requestIsOld;
+    m_request = request;
+    m_requestIsOld = false;
+    if (isAwaited)
+        askNext();
+}
+
+void ReceivingLine::goOn()
+{
+    if (m_state == State::ASKING)
+        onReadyRead();
+    else
+        askNext();
+}
+
+// As soon as the line is free: when the answer before is whole, the cookies that came with it stand in the
+// request, and the host keeps up.
+void ReceivingLine::askNext()
+{
+    if (m_state != State::RESTING || m_requestIsOld || m_pause.isActive() || isHeld())
+        return;
+    const int pause = nextPause();
+    if (pause > 0)
+        m_pause.start(pause);
+    else
+        ask();
+}
+
+void ReceivingLine::ask()
+{
+    if (!m_socket) {
+        connectToServer();
+        return;
+    }
+    m_state = State::ASKING;
+    m_isAnswerEmpty = true;
+    m_hasAnswerBegun = false;
+    m_socket->write(m_request);
+}
+
+// None behind an answer that brought something.
+int ReceivingLine::nextPause()
+{
+    if (m_socket)
+        return m_isAnswerEmpty ? PAUSE_AFTER_EMPTY_MS : 0;
+    const bool isInRow = m_isMended && !m_hasBrought && m_lastAgeMs < SHORT_CONNECTION_MS;
+    m_pauseMs = isInRow ? qBound(FIRST_PAUSE_MS, 2 * m_pauseMs, LONGEST_PAUSE_MS) : 0;
+    return int(
+        qMin<qint64>(m_pauseMs, m_standBy.isForever() ? m_pauseMs : m_standBy.remainingTime()));
+}
+
+// ---- The connection ------------------------------------------------------------------------------
+
+void ReceivingLine::connectToServer()
+{
+    if (m_standBy.isForever())
+        m_standBy.setRemainingTime(CONNECT_WAIT_MS);
+    m_connecting.start(int(m_standBy.remainingTime()));
+    m_state = State::CONNECTING;
+    m_isMended = m_hasStood;
+    m_hasBrought = false;
+    m_reader.reset();
+
+    m_socket = m_server.ssl ? new QSslSocket(this) : new QTcpSocket(this);
+    m_socket->setProxy(m_server.proxy);
+    m_socket->setReadBufferSize(READ_AHEAD_BYTES);
+    connect(m_socket, &QTcpSocket::readyRead, this, &ReceivingLine::onReadyRead);
+    connect(m_socket, &QTcpSocket::stateChanged, this, [this](QAbstractSocket::SocketState state) {
+        if (state == QAbstractSocket::UnconnectedState)
+            onConnectionLost();
+    });
+    const auto port = quint16(m_server.port);
+    if (auto *tlsSocket = qobject_cast<QSslSocket *>(m_socket)) {
+        connect(tlsSocket, &QSslSocket::encrypted, this, &ReceivingLine::onEstablished);
+        tlsSocket->connectToHostEncrypted(m_server.host, port);
+    } else {
+        connect(m_socket, &QTcpSocket::connected, this, &ReceivingLine::onEstablished);
+        m_socket->connectToHost(m_server.host, port);
+    }
+}
+
+void ReceivingLine::onEstablished()
+{
+    m_connecting.stop();
+    m_standBy = QDeadlineTimer(QDeadlineTimer::Forever);
+    m_age.start();
+    // A request is one packet, and the next may follow before it is acknowledged.
+    m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
+    if (!m_hasStood) {
+        m_hasStood = true;
+        Q_EMIT connected();
+    }
+    ask();
+}
+
+void ReceivingLine::onConnectionLost()
+{
+    const bool wasOrderly = m_socket->error() == QAbstractSocket::RemoteHostClosedError;
+    const QString why = m_socket->errorString();
+    const QByteArray lastBytes = m_socket->readAll();
+    dropSocket();
+    if (m_state == State::CONNECTING) {
+        onNotConnected(why);
+        return;
+    }
+    if (m_state != State::ASKING)
+        return; // the next request makes the next connection
+    // What the server said before it went is read first.
+    if (!lastBytes.isEmpty()) {
+        m_hasAnswerBegun = true;
+        m_reader.append(lastBytes);
+        readAnswer();
+    }
+    if (m_state == State::ASKING && !m_socket)
+        onUnanswered(wasOrderly, why);
+}
+
+// The server is asked again until the time for it is over, unless it has never been there.
+void ReceivingLine::onNotConnected(const QString &why)
+{
+    m_state = State::RESTING;
+    if (!m_hasStood)
+        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server cannot be reached: %0").arg(why));
+    else if (m_standBy.hasExpired())
+        end(Tarvo::Close::ABNORMAL,
+            QStringLiteral("The server cannot be reached any more: %0").arg(why));
+    else
+        askNext();
+}
+
+void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
+{
+    if (wasOrderly && m_reader.endOfInput() == HttpResponseReader::Found::END) {
+        onAnswerWhole();
+    } else if (wasOrderly && !m_hasAnswerBegun && !m_isRepeated) {
+        TARVO_LOG(sockjs, "[SockJSXHRPolling] Connection ended before an answer, asking once more");
+        m_isRepeated = true;
+        m_state = State::RESTING;
+        askNext();
+    } else {
+        m_frames.drop();
+        end(Tarvo::Close::ABNORMAL,
+            QStringLiteral("The connection to the server broke: %0").arg(why));
+    }
+}
+
+void ReceivingLine::dropSocket()
+{
+    m_connecting.stop();
+    if (!m_socket)
+        return;
+    m_lastAgeMs = m_age.isValid() ? m_age.elapsed() : 0;
+    m_age.invalidate();
+    m_socket->disconnect(this);
+    m_socket->abort();
+    m_socket->deleteLater();
+    m_socket = nullptr;
+}
+
+// ---- Answers -------------------------------------------------------------------------------------
+
+void ReceivingLine::onReadyRead()
+{
+    heardSomething();
+    if (isHeld())
+        return;
+    if (m_state != State::ASKING) {
+        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
+        return;
+    }
+    m_hasAnswerBegun = true;
+    m_reader.append(m_socket->readAll());
+    readAnswer();
+}
+
+void ReceivingLine::readAnswer()
+{
+    QByteArray piece;
+    while (m_state == State::ASKING) {
+        switch (m_reader.next(&piece)) {
+        case HttpResponseReader::Found::NOTHING_YET:
+            return;
+        case HttpResponseReader::Found::HEADER:
+            onHeader();
+            break;
+        case HttpResponseReader::Found::PIECE:
+            onPiece(piece);
+            break;
+        case HttpResponseReader::Found::END:
+            onAnswerWhole();
+            return;
+        case HttpResponseReader::Found::BROKEN:
+            end(Tarvo::Close::ABNORMAL,
+                QStringLiteral("The server's answer cannot be read: %0").arg(m_reader.problem()));
+            break;
+        }
+    }
+}
+
+void ReceivingLine::onHeader()
+{
+    const QByteArray setCookies = m_reader.setCookies();
+    if (!setCookies.isEmpty()) {
+        m_requestIsOld = true;
+        Q_EMIT cookiesCame(setCookies);
+    }
+    const int status = m_reader.status();
+    if (status != STATUS_OK && status != STATUS_NO_CONTENT) {
+        end(Tarvo::Close::ABNORMAL,
+            Tarvo::Close::httpFailure(status, m_reader.reasonPhrase(), m_wasAnswered));
+        return;
+    }
+    m_wasAnswered = true;
+}
+
+void ReceivingLine::onPiece(const QByteArray &piece)
+{
+    m_isAnswerEmpty = false;
+    m_frames.append(piece);
+    QByteArray frame;
+    while (m_state == State::ASKING && m_frames.next(&frame))
+        onFrame(frame);
+    if (m_state == State::ASKING && m_frames.isTooLarge()) {
+        TARVO_LOG(sockjs, "[SockJSXHRPolling] Response too large, dropping the connection");
+        end(Tarvo::Close::ABNORMAL,
+            QStringLiteral("The server sent a message of more than 16 MiB"));
+    }
+}
+
+void ReceivingLine::onAnswerWhole()
+{
+    QByteArray frame;
+    if (m_frames.rest(&frame))
+        onFrame(frame);
+    if (m_state == State::ENDED)
+        return;
+    if (m_reader.hasPending()) {
+        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
+        return;
+    }
+    m_state = State::RESTING;
+    m_isRepeated = false;
+    m_hasBrought = m_hasBrought || !m_isAnswerEmpty;
+    if (m_reader.isLast())
+        dropSocket();
+    askNext();
+}
+
+void ReceivingLine::onFrame(const QByteArray &frame)
+{
+    const QString text = Tarvo::wholeUtf8(frame);
+    *m_backlog += text.size();
+    Q_EMIT frameCame(text);
+
+    int code = 0;
+    QString reason;
+    if (frame == HEARTBEAT_FRAME) {
+        m_hasHeartbeats = true;
+        heardSomething();
+    } else if (frame == OPEN_FRAME && std::exchange(m_isOpen, true)) {
+        end(Tarvo::Close::ABNORMAL,
+            QStringLiteral("The server has forgotten the session and opened a new one"));
+    } else if (frame.startsWith(CLOSE_FRAME_START)) {
+        if (Tarvo::readCloseFrame(frame, &code, &reason))
+            end(code, reason);
+        else
+            TARVO_LOG(sockjs, "[SockJSXHRPolling] Unreadable close frame, passed over");
+    }
+}
+
+bool ReceivingLine::isHeld() const
+{
+    return *m_backlog > MAX_BACKLOG_CHARACTERS;
+}
+
+// ---- Silence and the end -------------------------------------------------------------------------
+
+void ReceivingLine::setHeartbeatTimeout(int ms)
+{
+    m_heartbeatTimeoutMs = ms;
+    heardSomething();
+}
+
+void ReceivingLine::heardSomething()
+{
+    if (m_hasHeartbeats && m_heartbeatTimeoutMs > 0 && m_state != State::ENDED)
+        m_silence.start(m_heartbeatTimeoutMs);
+    else
+        m_silence.stop();
+}
+
+void ReceivingLine::onSilence()
+{
+    // It is we who do not listen.
+    if (isHeld()) {
+        heardSomething();
+        return;
+    }
+    end(Tarvo::Close::ABNORMAL,
+        QStringLiteral("The server was silent for %0 ms").arg(m_heartbeatTimeoutMs));
+}
+
+void ReceivingLine::end(int code, const QString &reason)
+{
+    if (m_state == State::ENDED)
+        return;
+    m_state = State::ENDED;
+    m_pause.stop();
+    m_silence.stop();
+    dropSocket();
+    Q_EMIT ended(code, reason);
+}

@@ -1,0 +1,129 @@
+#pragma once
+
+#include "sockjs/FrameReader.h"
+#include "sockjs/HttpResponseReader.h"
+
+#include <QtCore/QByteArray>
+#include <QtCore/QDeadlineTimer>
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QObject>
+#include <QtCore/QString>
+#include <QtCore/QTimer>
+#include <QtNetwork/QNetworkProxy>
+
+#include <atomic>
+#include <memory>
+#include <utility>
+
+class QTcpSocket;
+
+// The receiving half of the robust HTTP transport: asks the server for frames, one request at a time, and
+// takes its answers apart. It lives on a thread of its own, which its XHRReceiver owns, and is driven by
+// that thread's event loop; so a host that is busy keeps its session.
+//
+//                  +--> CONNECTING --stands--> ASKING --answer whole--> RESTING --+--> ASKING
+//                  |                                                              |
+//                  +------------- the connection is used up or gone --------------+
+//
+// Nothing that arrived is lost, nothing comes twice, and no gap is silent: whatever might have swallowed a
+// frame ends the line, and ended() says why. The one request that is repeated is a request that met
+// an orderly end before any byte of its answer: the server had closed the connection before it read it, or
+// tells by a second "o" or a close frame that a frame went with it.
+class ReceivingLine : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(ReceivingLine)
+
+public:
+    struct Server {
+        QString host;
+        int port = 0;
+        bool ssl = false;
+        QNetworkProxy proxy;
+    };
+    // How many characters of frames the host has not taken yet; shared with the XHRReceiver.
+    using Backlog = std::shared_ptr<std::atomic<qint64>>;
+    // With more than this nothing is read, and the server has to wait.
+    static constexpr qint64 MAX_BACKLOG_CHARACTERS = 32LL * 1024 * 1024;
+
+    ReceivingLine(const Server &server, const Backlog &backlog);
+    ~ReceivingLine() override;
+
+    // ---- On the line's thread ------------------------------------------------------------------------
+
+    // The text of every request from now on; the first one begins the line.
+    void setRequest(const QByteArray &request);
+    void setHeartbeatTimeout(int ms);
+    // The host has caught up.
+    void goOn();
+    // Ends the line, unless it has ended.
+    void end(int code, const QString &reason);
+
+Q_SIGNALS:
+    // The first connection stands.
+    void connected();
+    // "Set-Cookie" lines have come. The next request waits for setRequest().
+    void cookiesCame(const QByteArray &setCookies);
+    void frameCame(const QString &frame);
+    // The line has ended, for good.
+    void ended(int code, const QString &reason);
+
+private:
+    enum class State {
+        RESTING,    // no request is out
+        CONNECTING, // for the next one
+        ASKING,     // a request is out, and its answer not yet whole
+        ENDED
+    };
+
+    void askNext();
+    void ask();
+    int nextPause();
+
+    void connectToServer();
+    void onEstablished();
+    void onConnectionLost();
+    void onNotConnected(const QString &why);
+    void onUnanswered(bool wasOrderly, const QString &why);
+    void dropSocket();
+
+    void onReadyRead();
+    void readAnswer();
+    void onHeader();
+    void onPiece(const QByteArray &piece);
+    void onAnswerWhole();
+    void onFrame(const QByteArray &frame);
+    bool isHeld() const;
+
+    void heardSomething();
+    void onSilence();
+
+    const Server m_server;
+    const Backlog m_backlog;
+    State m_state = State::RESTING;
+    QByteArray m_request;
+    bool m_requestIsOld = false; // a cookie has come since it was made
+
+    QTcpSocket *m_socket = nullptr;                    // a child; null between two connections
+    bool m_hasStood = false;                           // connected() was emitted
+    QDeadlineTimer m_standBy{QDeadlineTimer::Forever}; // when a connection has to stand
+    QTimer m_connecting{this};                         // until then
+    QElapsedTimer m_age;                               // of the connection
+    qint64 m_lastAgeMs = 0;                            // of the one before, when it ended
+    bool m_isMended = false;                           // the connection is not the line's first
+    bool m_hasBrought = false; // it has brought a whole answer that was not empty
+    QTimer m_pause{this};      // before the next request
+    int m_pauseMs = 0;         // the last pause of those in a row
+
+    Tarvo::HttpResponseReader m_reader;
+    Tarvo::FrameReader m_frames;
+    bool m_isAnswerEmpty = true;   // nothing of its body has come
+    bool m_hasAnswerBegun = false; // a byte of it has come
+    bool m_isRepeated = false;     // the request was asked before, and met an end
+    bool m_wasAnswered = false;    // there has been an answer with status 200
+    bool m_isOpen = false;         // the server has said "o"
+
+    bool m_hasHeartbeats = false; // the server has sent one
+    int m_heartbeatTimeoutMs = 0;
+    QTimer m_silence{this}; // runs once there are heartbeats
+};

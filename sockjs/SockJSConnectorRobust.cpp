@@ -1,0 +1,140 @@
+// The robust way to open a connection and to end one: every transport of the list has its time, one that
+// fails gives way to the next, and every end has a reason. Nothing in here waits.
+#include "sockjs/SockJSConnector.h"
+
+#include "sockjs/CloseReason.h"
+#include "sockjs/Patience.h"
+#include "sockjs/SockJSXHRPolling.h"
+#include "sockjs/WebSocketGoodbye.h"
+#include "sockjs/WebSocketWatch.h"
+#include "support/Log.h"
+#include "support/RandomId.h"
+
+#include <QtCore/QTimer>
+#include <QtWebSockets/QWebSocket>
+
+namespace
+{
+
+// For the name, the connection, TLS and the handshake. Over HTTP the receiver minds it.
+constexpr int STANDING_MS = 10000;
+// From there to the server's "o".
+constexpr int OPENING_MS = 5000;
+
+} // namespace
+
+void SockJSConnector::setRobustTransport(bool robust)
+{
+    this->robust = robust;
+}
+
+void SockJSConnector::setHeartbeatTimeout(int ms)
+{
+    heartbeatTimeoutMs = ms;
+    if (xhrPolling)
+        xhrPolling->setHeartbeatTimeout(ms);
+}
+
+void SockJSConnector::setSilenceTimeout(int ms)
+{
+    silenceTimeoutMs = ms;
+    if (watch)
+        watch->setSilence(ms);
+}
+
+// ---- Opening ------------------------------------------------------------------------------------
+
+// Tries the next transport of the list, under a session id of its own: a stream that something between us
+// and the server holds back has opened its session there already.
+void SockJSConnector::tryNext()
+{
+    bool isTrying = false;
+    while (!isTrying && protocolIndex < protocols.size()) {
+        sessionId = Tarvo::uniqueRandomId();
+        isTrying = tryNextProtocol();
+    }
+    if (!isTrying)
+        giveUp();
+    else if (webSocket)
+        attempt->start(STANDING_MS);
+}
+
+// From the event loop, since open() may have called.
+void SockJSConnector::giveUp()
+{
+    const QString reason = failures.isEmpty() ? QStringLiteral("There is no transport to try")
+                                              : QStringLiteral("No transport could be opened: %0")
+                                                    .arg(failures.join(QLatin1String("; ")));
+    const int given = generation;
+    const auto tell = [=] {
+        if (generation != given)
+            return;
+        TARVO_LOG(sockjs, "[SockJSConnector] ", reason);
+        finish(Tarvo::Close::ABNORMAL, reason);
+    };
+    QMetaObject::invokeMethod(this, tell, Qt::QueuedConnection);
+}
+
+void SockJSConnector::onStands()
+{
+    attempt->start(OPENING_MS);
+    if (!webSocket)
+        return;
+    watch = new WebSocketWatch(webSocket, silenceTimeoutMs);
+    const int watched = generation;
+    connect(
+        watch, &WebSocketWatch::isDead, this,
+        [=](int silentForMs) {
+            if (generation == watched)
+                onTransportEnded(
+                    Tarvo::Close::ABNORMAL,
+                    QStringLiteral("The server was silent for %0 ms").arg(silentForMs));
+        },
+        Qt::QueuedConnection);
+}
+
+void SockJSConnector::onOverdue()
+{
+    giveWay(state() == State::TRYING ? QStringLiteral("the server does not answer")
+                                     : QStringLiteral("the server does not open the session"));
+}
+
+void SockJSConnector::giveWay(const QString &reason)
+{
+    const QString name = transportName();
+    TARVO_LOG(sockjs, "[SockJSConnector] ", name, " gives way: ", reason);
+    failures.append(name + QLatin1String(": ") + reason);
+    endTransports();
+    tryNext();
+}
+
+// ---- Ending -------------------------------------------------------------------------------------
+
+// What a server says before it has opened the session is meant for this session only when another
+// connection holds that; any other word of its own is its answer to us.
+void SockJSConnector::onTransportEnded(int code, const QString &reason)
+{
+    const bool mayGiveWay =
+        webSocket || code == Tarvo::Close::ABNORMAL || code == Tarvo::Close::ANOTHER_CONNECTION;
+    if (!closing && !m_connected && mayGiveWay) {
+        giveWay(reason);
+        return;
+    }
+    TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
+    if (closing) {
+        finishOnRequest();
+        return;
+    }
+    TARVO_LOG(sockjs, "[SockJSConnector] Connection ended with code ", code, ": ", reason);
+    endTransports();
+    finish(code, reason);
+}
+
+// At once: nothing can be said on them any more.
+void SockJSConnector::endTransports()
+{
+    attempt->stop();
+    if (xhrPolling)
+        xhrPolling->abandon();
+    releaseTransports();
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "sockjs/Patience.h"
+
+#include <QtCore/QElapsedTimer>
+#include <QtCore/QObject>
+
+class QAbstractSocket;
+class QWebSocket;
+
+// Notices that a web socket's line is dead, which the system tells only after many minutes: after a silence
+// it sends a ping, and when neither a frame nor a pong follows, it says so.
+//
+// It lives on the socket's thread and is deleted with it, or before.
+class WebSocketWatch : public QObject
+{
+    Q_OBJECT
+    Q_DISABLE_COPY(WebSocketWatch)
+
+public:
+    // A child of `socket`, which is connected.
+    WebSocketWatch(QWebSocket *socket, int silenceMs);
+
+    // After how long a silence the ping goes out; 0 for never. Takes effect at once.
+    void setSilence(int ms);
+
+Q_SIGNALS:
+    // Nothing has come for so long; the last thing that is emitted.
+    void isDead(int silentForMs);
+
+private:
+    void heard();
+    void onSilence();
+    bool mayFrameBeArriving() const;
+
+    QWebSocket *m_socket;
+    int m_silenceMs = 0;
+    Patience m_patience{this};
+    QElapsedTimer m_sinceHeard;
+    QElapsedTimer m_sincePing; // not valid while none is unanswered
+};
