@@ -16,6 +16,7 @@ class tst_PostQueueOnce : public QObject
 private Q_SLOTS:
     void postIsNotRepeated_data();
     void postIsNotRepeated();
+    void connectionThatHasEndedIsReplaced();
     void postIsTheSameOnTheWire_data();
     void postIsTheSameOnTheWire();
     void postWithoutProgressIsGivenUp();
@@ -114,6 +115,19 @@ void tst_PostQueueOnce::postIsNotRepeated()
     QCOMPARE(posts.server.requests(1).size(), 1);
     QCOMPARE(bodyOf(posts.server.requests(1).first()), NEXT);
     QCOMPARE(posts.log.messages(), QStringList());
+}
+
+void tst_PostQueueOnce::connectionThatHasEndedIsReplaced()
+{
+    Posts posts({{expectRequest(), send(NO_CONTENT), close()}}, PostQueue::robust());
+    posts.send("x");
+    QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 1, 20000);
+    QVERIFY2(posts.server.finished(), qPrintable(posts.server.failure())); // both ends are closed
+    posts.server.onConnection({expectRequest(), send(NO_CONTENT)});
+    posts.send(NEXT);
+    QTRY_COMPARE_WITH_TIMEOUT(posts.drained.size(), 2, 20000);
+    QCOMPARE(posts.errors, ANSWERED + ANSWERED);
+    QCOMPARE(posts.server.requests(1).size(), 1);
 }
 
 void tst_PostQueueOnce::postIsTheSameOnTheWire_data()
