@@ -42,6 +42,7 @@ void runClass(const QString &url, int learners, Result *result)
 {
     PresenterCollab channel(nullptr, url, QStringLiteral("1234"), QStringLiteral("session-token"),
                             QStringLiteral("user-token"));
+    channel.setRobustTransport(true);
     int joined = 0;
     int answered = 0;
     QObject::connect(&channel, &PresenterCollab::learnerJoin, [&joined] { ++joined; });

@@ -1,5 +1,6 @@
-// What an open session costs while nothing happens in it, over each transport, against the local
-// classroom service; beside an event loop with nothing to do.
+// What an open session costs while nothing happens in it, over each transport of the robust way, and over
+// polling in the compatible way, against the local classroom service; beside an event loop with nothing
+// to do.
 
 #include "benchmarks/Figures.h"
 #include "benchmarks/ServerProcess.h"
@@ -35,11 +36,17 @@ double costOfIdling()
     return (seconds(CLOCK_PROCESS_CPUTIME_ID) - start) * 1e6 / MEASURED_MS;
 }
 
-double costOfSession(const QString &url, const QString &transport)
+enum class Way {
+    Robust,
+    Compatible
+};
+
+double costOfSession(const QString &url, const QString &transport, Way way = Way::Robust)
 {
     PresenterClient client(nullptr, url);
     PresenterCollab *channel = nullptr;
     client.setSockJSOverrideProtocols({transport});
+    client.setRobustTransport(way == Way::Robust);
     if (!client.doLogin(QStringLiteral("teacher"), QStringLiteral("secret"))
         || !client.doStartSession(QString()) || !client.startWebsocket(&channel))
         qFatal("The session does not start.");
@@ -73,6 +80,11 @@ int main(int argc, char **argv)
     const double bare = costOfIdling();
     // A tenth of a millisecond a second is what a measurement like this one can tell from nothing.
     printRow("web socket", costOfSession(classroom.url(), QStringLiteral("websocket")), bare, 0.1);
-    printRow("XHR polling", costOfSession(classroom.url(), QStringLiteral("xhr-polling")), bare, 2);
+    const QString polling = QStringLiteral("xhr-polling");
+    printRow("XHR streaming", costOfSession(classroom.url(), QStringLiteral("xhr-streaming")), bare,
+             2);
+    printRow("XHR polling", costOfSession(classroom.url(), polling), bare, 2);
+    printRow("XHR polling, compatible", costOfSession(classroom.url(), polling, Way::Compatible),
+             bare, 2);
     return 0;
 }

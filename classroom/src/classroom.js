@@ -93,7 +93,7 @@ export class Classroom {
 
   #route() {
     const { journal, bus } = this.#services;
-    const gate = new SockJsGate({ bus, journal, transports: this.#options.transports });
+    const gate = new SockJsGate({ bus, journal, ...this.#options });
     const rest = new Rest(this.#services, this.#options);
     const control = new Control(this.#services);
     this.#server.on('request', (request, response) => {

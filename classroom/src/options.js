@@ -14,7 +14,9 @@ const MEANING_COLUMN = 34;
 // Node's timers count 31 bits of milliseconds and fire at once beyond; learners think up to twice this.
 const MAX_DELAY_MS = 2 ** 30;
 
-// XHR streaming is left out: presenters see nothing of a streaming response before it has ended.
+// XHR streaming is left out: presenters see nothing of a streaming response before it has ended. Those
+// on the robust transport read a stream as it comes, but they are told the same: the service does not
+// know who will ask. They reach streaming with --tenant-protocols, or by their own choice.
 const TENANT_PROTOCOLS = ['websocket', 'xhr-polling'];
 
 /** A command line that cannot be understood; the message says why. */
@@ -40,6 +42,8 @@ const TABLE = [
   ['remote-every', 'MS', 'remoteEveryMs', delayMs, 'time between two commands of the remote', '500'],
   ['transports', 'LIST', 'transports', transports, 'SockJS transports that the bus offers, comma-separated', TRANSPORTS],
   ['tenant-protocols', 'LIST', 'tenantProtocols', names, `transports named to presenters; none leaves them out\n(${TENANT_PROTOCOLS}, as far as offered)`],
+  ['stock', '', 'stock', yes, "the SockJS server's stock settings: a session outlives\nits receiving request by 5 s"],
+  ['ping-timeout', 'SECONDS', 'pingTimeoutMs', secondsAsMs, 'hang up on devices that send no ping for so long;\n0 never does', '0'],
   ['collab-url', 'URL', 'collabUrl', url, 'collaboration server named to presenters (this one)'],
   ['expire-sign-in-after', 'SECONDS', 'signInLifetimeMs', secondsAsMs, 'a sign-in ends when unused for so long', '1800'],
   ['oauth-single-use', '', 'oauthSingleUse', yes, 'accept each OAuth code only once'],

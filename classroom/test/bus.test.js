@@ -20,18 +20,21 @@ function setUp() {
 // A connection with the messages it got, as parsed texts.
 function connect(bus) {
   const messages = [];
-  let hungUp = 0;
+  const hungUp = [];
+  let pings = 0;
   const connection = bus.attach({
     transport: 'test',
     deliver: (message) => messages.push(JSON.parse(message.text)),
-    hangUp: () => { ++hungUp; },
+    hangUp: (code, reason) => hungUp.push([code, reason]),
+    pinged: () => { ++pings; },
   });
   return {
     connection,
     messages,
     send: (envelope) => connection.receiveText(JSON.stringify(envelope)),
     get bodies() { return messages.map(({ body }) => body); },
-    get hungUp() { return hungUp; },
+    hungUp,
+    get pings() { return pings; },
   };
 }
 
@@ -103,6 +106,7 @@ test('a ping is noted and answered with nothing', async () => {
   await journal.settled();
   assert.deepEqual(journal.find(0, { kind: 'ping' }).map(({ connection }) => connection), [1]);
   assert.deepEqual(device.messages, []);
+  assert.equal(device.pings, 1);
 });
 
 test('presenters hear of a learner that comes and goes', () => {
@@ -157,13 +161,23 @@ test('a connection that is gone gets nothing and says nothing', () => {
   assert.deepEqual(receiver.messages, []);
 });
 
-test('hanging up tells the carrier once', () => {
-  const { bus } = setUp();
+test('hanging up tells the carrier and the journal why, once', async () => {
+  const { bus, journal } = setUp();
   const device = connect(bus);
   bus.closeAll();
   device.connection.close();
-  assert.equal(device.hungUp, 1);
+  assert.deepEqual(device.hungUp, [[1001, 'Going away']]);
   assert.deepEqual(bus.connections, []);
+  const other = connect(bus);
+  other.connection.close(3000, 'No ping for 10 s');
+  assert.deepEqual(other.hungUp, [[3000, 'No ping for 10 s']]);
+  connect(bus).connection.closed();
+  await journal.settled();
+  assert.deepEqual(journal.find(0, { kind: 'close' }).map(({ connection, code, reason }) => [connection, code, reason]), [
+    [1, 1001, 'Going away'],
+    [2, 3000, 'No ping for 10 s'],
+    [3, undefined, undefined],
+  ]);
 });
 
 test("a stopped session's addresses are gone, others stay", () => {

@@ -18,15 +18,20 @@ test('without arguments there is the documented account, no learner, every trans
   assert.deepEqual(options.transports, ['websocket', 'xhr-streaming', 'xhr-polling', 'eventsource', 'htmlfile', 'jsonp-polling']);
   assert.deepEqual(options.tenantProtocols, ['websocket', 'xhr-polling']);
   assert.equal(options.signInLifetimeMs, 1_800_000);
+  assert.equal(options.stock, false);
+  assert.equal(options.pingTimeoutMs, 0);
 });
 
 test('values stand behind an option or after its equals sign', () => {
-  const options = parseOptions(['--port=0', '--learners', '5', '--think=20', '--learner-stay', '1.5', '--expire-sign-in-after=2']);
+  const options = parseOptions(['--port=0', '--learners', '5', '--think=20', '--learner-stay', '1.5', '--expire-sign-in-after=2',
+    '--ping-timeout', '10', '--stock']);
   assert.equal(options.port, 0);
   assert.equal(options.learners, 5);
   assert.equal(options.thinkMs, 20);
   assert.equal(options.stayMs, 1500);
   assert.equal(options.signInLifetimeMs, 2000);
+  assert.equal(options.pingTimeoutMs, 10_000);
+  assert.equal(options.stock, true);
 });
 
 test('presenters are told only of transports that are offered', () => {
@@ -58,6 +63,8 @@ for (const [args, message] of [
   [['--learners', '1.5'], '--learners: "1.5" is not a whole number'],
   [['--learner-stay', 'long'], '--learner-stay: "long" is not a number of seconds'],
   [['--learner-stay', '1073741.825'], '--learner-stay: that is more than twelve days'],
+  [['--ping-timeout', 'never'], '--ping-timeout: "never" is not a number of seconds'],
+  [['--stock=yes'], '--stock takes no value'],
   [['--think', '1073741825'], '--think: that is more than twelve days'],
   [['--log=yes'], '--log takes no value'],
   [['--tls', 'cert.pem'], '--tls needs CERT and KEY'],
@@ -88,7 +95,7 @@ test('--help shows every option and ends with 0', async () => {
   assert.deepEqual(await run('--help', '--port', '1'), { code: 0, stdout: HELP, stderr: '' });
   assert.match(HELP, /^Usage: classroom \[options\]\n/);
   for (const name of ['host', 'port', 'tls', 'user', 'password', 'learners', 'join-every', 'think', 'learner-stay', 'seed',
-    'payload-form', 'remote', 'remote-commands', 'remote-every', 'transports', 'tenant-protocols', 'collab-url',
+    'payload-form', 'remote', 'remote-commands', 'remote-every', 'transports', 'tenant-protocols', 'stock', 'ping-timeout', 'collab-url',
     'expire-sign-in-after', 'oauth-single-use', 'http-auth', 'gzip', 'log', 'record', 'end-with-stdin', 'help']) {
     assert.match(HELP, new RegExp(`^  --${name}( |$)`, 'm'));
   }

@@ -104,6 +104,39 @@ test('a polling presenter that lets 4 s pass between two polls keeps its session
   assert.equal((await rest.control('GET', 'journal?kind=open')).entries.length, 1);
 });
 
+test("with the SockJS server's stock settings a session is given up 5 s after its last poll", async (t) => {
+  const { url } = await startService(t, '--stock');
+  const rest = new RestClient(url);
+  const raw = await rawConnection(t, url);
+  raw.write(poll('abcdefgh'));
+  await raw.read(/\r\no\n\r\n0\r\n\r\n/);
+  const { entries: [open] } = await rest.control('GET', 'journal?kind=open&wait=20000');
+  const { entries: [close] } = await rest.control('GET', 'journal?kind=close&wait=20000');
+  const stayed = Date.parse(close.time) - Date.parse(open.time);
+  assert.ok(stayed > 4_900 && stayed < 15_000, `${stayed} ms`);
+});
+
+for (const transport of ['websocket', 'xhr-streaming', 'xhr-polling']) {
+  test(`who does not ping over ${transport} is hung up on and hears why`, async (t) => {
+    const { service, rest, session } = await startClass(t, '--ping-timeout', '1', '--learners', '1', '--join-every', '0');
+    const pinging = await Presenter.open(service.url, session, transport);
+    const pings = setInterval(() => pinging.send({ type: 'ping' }), 100);
+    t.after(() => clearInterval(pings));
+    const silent = await Presenter.open(service.url, session, transport);
+    const { code, reason } = await silent.closed;
+    assert.deepEqual([code, reason], [3000, 'No ping for 1 s']);
+    // The one that pings came earlier and is still there, as are the learners, which never ping.
+    assert.deepEqual((await rest.control('GET', 'connections')).list.map(({ transport: name }) => name).sort(), ['simulated', transport]);
+    clearInterval(pings);
+    assert.equal((await pinging.closed).code, 3000);
+    const { entries } = await rest.control('GET', 'journal?kind=close');
+    assert.deepEqual(entries.map((entry) => [entry.transport, entry.code, entry.reason]), [
+      [transport, 3000, 'No ping for 1 s'],
+      [transport, 3000, 'No ping for 1 s'],
+    ]);
+  });
+}
+
 test('the bus hands out a cookie and keeps the one that comes back', async (t) => {
   const { url } = await startService(t);
   const raw = await rawConnection(t, url);

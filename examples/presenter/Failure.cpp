@@ -1,5 +1,7 @@
 #include "Failure.h"
 
+#include "TextWidth.h"
+
 namespace Host
 {
 
@@ -8,6 +10,9 @@ namespace
 
 // Recorded by the client when the root of the service's certificate is not among the trusted ones.
 const QLatin1String ROOT_MISSING("SSLRootCertificateMissing");
+
+// What the library gives when it is not the server that ended the connection.
+constexpr int BROKEN = 1006;
 
 QString whatFailed(Step step)
 {
@@ -28,6 +33,30 @@ QString whatFailed(Step step)
     return QString();
 }
 
+QString why(const Failure &failure)
+{
+    QStringList reasons;
+    if (!failure.errorKey.isEmpty())
+        reasons.append(QStringLiteral("error key ") + failure.errorKey);
+    if (failure.closeCode != 0) {
+        const QString words = printable(failure.closeReason).trimmed();
+        reasons.append(QStringLiteral("code ") + QString::number(failure.closeCode)
+                       + (words.isEmpty() ? QString() : QStringLiteral(": ") + words));
+    }
+    return reasons.isEmpty() ? QStringLiteral("no error key") : reasons.join(QStringLiteral(", "));
+}
+
+QString whatToDoAboutAnUnopenedChannel(const Failure &failure)
+{
+    if (failure.closeCode != 0) // every transport that was asked for has been tried
+        return QStringLiteral("Check the network, or name another transport with --transport.");
+    if (failure.transport == QLatin1String("xhr-streaming")) {
+        return QStringLiteral("Over xhr-streaming frames arrive when the server ends a response; "
+                              "try --transport xhr-polling.");
+    }
+    return QStringLiteral("Web sockets may be blocked on the way; try --transport xhr-polling.");
+}
+
 QString whatToDo(const Failure &failure)
 {
     if (failure.errorKey == ROOT_MISSING) {
@@ -45,14 +74,10 @@ QString whatToDo(const Failure &failure)
     case Step::OpenChannel:
         return QStringLiteral("Try again in a moment; --verbose shows what the service answered.");
     case Step::Connect:
-        if (failure.transport == QLatin1String("xhr-streaming")) {
-            return QStringLiteral(
-                "Over xhr-streaming frames arrive when the server ends a response; "
-                "try --transport xhr-polling.");
-        }
-        return QStringLiteral(
-            "Web sockets may be blocked on the way; try --transport xhr-polling.");
+        return whatToDoAboutAnUnopenedChannel(failure);
     case Step::KeepChannel:
+        if (failure.closeCode != 0 && failure.closeCode != BROKEN) // ended on purpose
+            return QStringLiteral("Start a new session.");
         return QStringLiteral("Check the network and start a new session.");
     }
     return QString();
@@ -62,10 +87,8 @@ QString whatToDo(const Failure &failure)
 
 QStringList describe(const Failure &failure)
 {
-    const QString reason = failure.errorKey.isEmpty()
-        ? QStringLiteral("no error key")
-        : QStringLiteral("error key %1").arg(failure.errorKey);
-    return {QStringLiteral("%1 (%2).").arg(whatFailed(failure.step), reason), whatToDo(failure)};
+    return {QStringLiteral("%1 (%2).").arg(whatFailed(failure.step), why(failure)),
+            whatToDo(failure)};
 }
 
 } // namespace Host

@@ -31,6 +31,9 @@ constexpr OptionRow OPTION_ROWS[] = {
     {"password", "TEXT", "The password; without this option TARVO_PASSWORD in the environment."},
     {"transport", "NAME",
      "websocket, xhr-streaming or xhr-polling; without this option what the service prefers."},
+    {"compatible-transport", nullptr,
+     "Use the transport that every version of the library knows; without this option the robust "
+     "one."},
     {"duration", "SECONDS", "End the session after this time; without this option on quit."},
     {"script", "FILE", "Run the commands in FILE and end the session after the last one."},
     {"ca", "FILE", "Trust the root certificates in FILE (PEM or DER) as well as the system's."},
@@ -113,6 +116,7 @@ ParsedOptions parseOptions(const QStringList &arguments, const QString &fallback
         return refuse(QStringLiteral("--transport takes one of %1, not '%2'.")
                           .arg(transportNames().join(QStringLiteral(", ")), options.transport));
     }
+    options.compatibleTransport = parser.isSet(QStringLiteral("compatible-transport"));
     if (parser.isSet(QStringLiteral("duration"))) {
         const QString text = parser.value(QStringLiteral("duration"));
         bool isNumber = false;

@@ -17,6 +17,7 @@ struct Options {
     QString caFile;     // PEM or DER; empty: the system's trusted roots alone
     int durationMs = 0; // 0: until told to quit
     bool verbose = false;
+    bool compatibleTransport = false; // the way of every version of the library, not the robust one
 };
 
 // A command line read: options to run with, a text to print instead, or what is wrong with it.

@@ -8,7 +8,8 @@ namespace
 
 // The channel does not say when it is connected; it is asked.
 constexpr int LOOK_MS = 20;
-// A polling connection has its opening frame after one cycle, about 4 s.
+// The compatible transport alone may never open without a word; polling has its opening frame after one
+// cycle, about 4 s. The robust one takes at most 15 s for each transport that it tries, and then says so.
 constexpr int OPENING_MS = 20000;
 // What the last messages get to leave this machine, however slow the network.
 constexpr int GOODBYE_MS = 60000;
@@ -32,13 +33,16 @@ std::optional<Failure> Session::start()
         return failure(Step::StartSession);
     if (!m_options.transport.isEmpty())
         m_client.setSockJSOverrideProtocols({m_options.transport});
+    m_client.setRobustTransport(!m_options.compatibleTransport);
     PresenterCollab *channel = nullptr;
-    if (!m_client.startWebsocket(&channel))
+    if (!m_client.startWebsocket(&channel) || m_isInterrupted)
         return failure(Step::OpenChannel);
 
     m_channel = channel;
     noteTransport();
-    if (m_transport.isEmpty()) // no transport could be started, and the channel tries no other
+    // The compatible transport has been started by now, or nothing more will come of it. The robust one
+    // has only begun, and says later when none could be opened.
+    if (m_options.compatibleTransport && m_transport.isEmpty())
         return failure(Step::Connect);
     m_isChannelClosed = false;
     connect(channel, &PresenterCollab::connectionClosed, this, &Session::channelClosed);
@@ -60,16 +64,16 @@ void Session::stop()
 void Session::interrupt()
 {
     m_isInterrupted = true;
-    // While the client waits for a web socket, it has made the channel but not yet handed it over.
-    // Closing the channel ends the wait, which has no limit of its own.
+    // While the client waits for a web socket, which only the compatible transport lets it do, it has made
+    // the channel but not yet handed it over. Closing the channel ends the wait, which has no limit.
     if (!m_channel) {
         if (auto *channel = m_client.findChild<PresenterCollab *>())
             channel->close();
     }
 }
 
-// Kept, because a channel that is lost no longer tells what carried it. A web socket that ends before the
-// session has opened is followed by polling, so it is asked again.
+// Kept, because a channel that is lost no longer tells what carried it. A transport that ends before the
+// session has opened is followed by another, so it is asked again.
 void Session::noteTransport()
 {
     const QString transport = m_channel ? m_channel->getTransport() : QString();
@@ -89,7 +93,7 @@ void Session::lookAtChannel()
     } else if (m_channel && m_channel->isConnected()) {
         m_lookTimer.stop();
         emit opened();
-    } else if (m_opening.hasExpired(OPENING_MS)) {
+    } else if (m_options.compatibleTransport && m_opening.hasExpired(OPENING_MS)) {
         m_lookTimer.stop();
         emit failed(failure(Step::Connect));
     }
@@ -107,7 +111,12 @@ void Session::channelClosed()
 
 Failure Session::failure(Step step) const
 {
-    return {step, m_client.getLastErrorKey(), m_transport};
+    Failure failure{step, m_client.getLastErrorKey(), m_transport, 0, QString()};
+    if (m_channel && !m_options.compatibleTransport) {
+        failure.closeCode = m_channel->getCloseCode();
+        failure.closeReason = m_channel->getCloseReason();
+    }
+    return failure;
 }
 
 } // namespace Host

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void lostConnectionIsExplained();
     void failedCommandEndsAScript_data();
     void failedCommandEndsAScript();
+    void interruptWhileAWebSocketHangsEndsTheWait_data();
     void interruptWhileAWebSocketHangsEndsTheWait();
 };
 
@@ -171,10 +172,10 @@ void tst_PresenterFailures::channelThatDoesNotOpenIsExplained_data()
     QTest::addColumn<QStringList>("options");
     QTest::addColumn<QString>("advice");
     QTest::newRow("nothing listens there")
-        << words(u"--collab-url http://127.0.0.1:1"_s) << QStringList()
+        << words(u"--collab-url http://127.0.0.1:1"_s) << words(u"--compatible-transport"_s)
         << u"Web sockets may be blocked on the way; try --transport xhr-polling."_s;
     QTest::newRow("streaming never delivers")
-        << QStringList() << words(u"--transport xhr-streaming"_s)
+        << QStringList() << words(u"--compatible-transport --transport xhr-streaming"_s)
         << u"Over xhr-streaming frames arrive when the server ends a response; try --transport "
            "xhr-polling."_s;
 }
@@ -199,7 +200,7 @@ void tst_PresenterFailures::lostConnectionIsExplained()
 {
     Classroom classroom;
     PresenterProcess presenter;
-    presenter.run(classroom, words(u"--transport websocket"_s));
+    presenter.run(classroom, words(u"--compatible-transport --transport websocket"_s));
     QVERIFY(presenter.says(u"is open"_s));
     classroom.remove(u"connections"_s);
     QCOMPARE(presenter.ended(), 1);
@@ -247,14 +248,22 @@ void tst_PresenterFailures::failedCommandEndsAScript()
     QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 
+void tst_PresenterFailures::interruptWhileAWebSocketHangsEndsTheWait_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("robust") << QStringList();
+    QTest::newRow("compatible") << words(u"--compatible-transport"_s);
+}
+
 void tst_PresenterFailures::interruptWhileAWebSocketHangsEndsTheWait()
 {
+    QFETCH(QStringList, options);
     // Takes the connection and never answers the handshake.
     QTcpServer silent;
     QVERIFY(silent.listen(QHostAddress::LocalHost));
     Classroom classroom({u"--collab-url"_s, u"http://127.0.0.1:%1"_s.arg(silent.serverPort())});
     PresenterProcess presenter;
-    presenter.run(classroom, words(u"--transport websocket"_s));
+    presenter.run(classroom, words(u"--transport websocket"_s) + options);
     QTRY_VERIFY_WITH_TIMEOUT(silent.hasPendingConnections(), PresenterProcess::LIMIT_MS);
     ::kill(pid_t(presenter.processId()), SIGINT);
     QCOMPARE(presenter.ended(), 130);

@@ -37,15 +37,17 @@ QStringList complete()
 
 void tst_PresenterOptions::everyOptionIsRead()
 {
-    const ParsedOptions parsed = parse(
-        complete()
-        + QStringList{u"--transport"_s, u"xhr-polling"_s, u"--duration"_s, u"2.5"_s, u"--script"_s,
-                      u"lesson.txt"_s, u"--ca"_s, u"root.pem"_s, u"--verbose"_s});
+    const ParsedOptions parsed =
+        parse(complete()
+              + QStringList{u"--transport"_s, u"xhr-polling"_s, u"--compatible-transport"_s,
+                            u"--duration"_s, u"2.5"_s, u"--script"_s, u"lesson.txt"_s, u"--ca"_s,
+                            u"root.pem"_s, u"--verbose"_s});
     QCOMPARE(parsed.action, ParsedOptions::Run);
     QCOMPARE(parsed.options.server, QUrl(u"https://c.example:8443"_s));
     QCOMPARE(parsed.options.user, u"ann"_s);
     QCOMPARE(parsed.options.password, u"p%1 w"_s);
     QCOMPARE(parsed.options.transport, u"xhr-polling"_s);
+    QVERIFY(parsed.options.compatibleTransport);
     QCOMPARE(parsed.options.durationMs, 2500);
     QCOMPARE(parsed.options.scriptFile, u"lesson.txt"_s);
     QCOMPARE(parsed.options.caFile, u"root.pem"_s);
@@ -57,6 +59,7 @@ void tst_PresenterOptions::whatIsNotGivenHasItsDefault()
     const ParsedOptions parsed = parse(complete());
     QCOMPARE(parsed.action, ParsedOptions::Run);
     QCOMPARE(parsed.options.transport, QString());
+    QVERIFY(!parsed.options.compatibleTransport);
     QCOMPARE(parsed.options.durationMs, 0);
     QCOMPARE(parsed.options.scriptFile, QString());
     QCOMPARE(parsed.options.caFile, QString());
@@ -120,7 +123,8 @@ void tst_PresenterOptions::helpNamesEveryOption()
     QCOMPARE(parsed.action, ParsedOptions::ShowHelp);
     for (const char *option :
          {"--server <URL>", "--user <NAME>", "--password <TEXT>", "--transport <NAME>",
-          "--duration <SECONDS>", "--script <FILE>", "--ca <FILE>", "--verbose", "--help"}) {
+          "--compatible-transport", "--duration <SECONDS>", "--script <FILE>", "--ca <FILE>",
+          "--verbose", "--help"}) {
         QVERIFY2(parsed.text.contains(QLatin1String(option)), option);
     }
     QVERIFY(parsed.text.contains(u"Ends with 0 when"_s));

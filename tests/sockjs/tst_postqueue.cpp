@@ -1,11 +1,4 @@
-#include "Http.h"
-#include "ScriptedFarEnd.h"
-#include "sockjs/PostQueue.h"
-
-#include <QtNetwork/QNetworkAccessManager>
-#include <QtNetwork/QNetworkProxy>
-#include <QtNetwork/QNetworkReply>
-#include <QtTest/QtTest>
+#include "Posts.h"
 
 using namespace Scripted;
 
@@ -30,52 +23,6 @@ private Q_SLOTS:
 namespace
 {
 
-using Errors = QList<QNetworkReply::NetworkError>;
-const Errors ANSWERED = {QNetworkReply::NoError};
-const Errors GIVEN_UP = {QNetworkReply::OperationCanceledError};
-
-// A queue for a server that plays one script on each connection, with what it reports.
-class Posts : public ScriptedFarEnd
-{
-public:
-    explicit Posts(std::initializer_list<Script> scripts, const PostQueue::Limits &limits = {})
-        : ScriptedFarEnd(scripts), m_queue(&m_manager, limits, nullptr),
-          progressed(&m_queue, &PostQueue::progressed), drained(&m_queue, &PostQueue::drained)
-    {
-        m_manager.setProxy(QNetworkProxy::NoProxy);
-        QObject::connect(
-            &m_manager, &QNetworkAccessManager::finished, &m_queue,
-            [this](QNetworkReply *reply) {
-                errors.append(reply->error());
-                reply->deleteLater();
-                m_queue.replyFinished(reply);
-            },
-            Qt::QueuedConnection);
-        QObject::connect(&m_queue, &PostQueue::lost,
-                         [this](const QString &reason) { lost.append(reason); });
-    }
-
-    ~Posts() { verifyScripts(); }
-
-    void send(const QByteArray &message)
-    {
-        QNetworkRequest request(QUrl(u"http://127.0.0.1:%1/s"_s.arg(server.port())));
-        request.setHeader(QNetworkRequest::ContentTypeHeader, u"text/plain"_s);
-        m_queue.append(request, message);
-    }
-    PostQueue *operator->() { return &m_queue; }
-
-private:
-    QNetworkAccessManager m_manager;
-    PostQueue m_queue;
-
-public:
-    QSignalSpy progressed;
-    QSignalSpy drained;
-    Errors errors;
-    QStringList lost;
-};
-
 PostQueue::Limits limits(int patienceMs, int longestMs, int remainingMs)
 {
     PostQueue::Limits limits;
@@ -83,17 +30,6 @@ PostQueue::Limits limits(int patienceMs, int longestMs, int remainingMs)
     limits.longestMs = longestMs;
     limits.remainingMs = remainingMs;
     return limits;
-}
-
-// An answer whose body comes byte by byte, with so long a pause before each.
-Script trickle(int bytes, int pauseMs)
-{
-    Script script{
-        expectRequest(),
-        send("HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(bytes) + "\r\n\r\n")};
-    for (int i = 0; i < bytes; ++i)
-        script << pause(pauseMs) << send("x");
-    return script;
 }
 
 } // namespace

@@ -65,7 +65,7 @@ class BusConnection {
     switch (envelope?.type) {
       case 'register': return this.register(String(envelope.address));
       case 'publish': return this.publish(String(envelope.address), envelope.body);
-      case 'ping': return this.#bus.notePing(this);
+      case 'ping': return this.ping();
       default: return this.#bus.noteUnknown(this, text);
     }
   }
@@ -82,25 +82,30 @@ class BusConnection {
     }
   }
 
+  ping() {
+    this.#bus.notePing(this);
+    this.#carrier.pinged?.();
+  }
+
   deliver(message) {
     if (this.isOpen) {
       this.#carrier.deliver(message);
     }
   }
 
-  /** Hangs up from this side. */
-  close() {
+  /** Hangs up from this side, for a reason that the device is told. */
+  close(code = 1001, reason = 'Going away') {
     if (this.isOpen) {
-      this.closed();
-      this.#carrier.hangUp();
+      this.closed({ code, reason });
+      this.#carrier.hangUp(code, reason);
     }
   }
 
   /** The carrier's word that the connection is gone. */
-  closed() {
+  closed(why = {}) {
     if (this.isOpen) {
       this.isOpen = false;
-      this.#bus.detach(this);
+      this.#bus.detach(this, why);
     }
   }
 }
@@ -122,7 +127,7 @@ export class Bus extends EventEmitter {
     sessions.on('stopped', (session) => this.#forget(session));
   }
 
-  /** carrier: {transport, deliver(message), hangUp()}. */
+  /** carrier: {transport, deliver(message), hangUp(code, reason), pinged() if it wants to know}. */
   attach(carrier) {
     const connection = new BusConnection(this, ++this.#lastId, carrier);
     this.#connections.add(connection);
@@ -181,12 +186,13 @@ export class Bus extends EventEmitter {
     this.#journal.note('unknown', { ...about(connection), text: String(text) });
   }
 
-  detach(connection) {
+  /** why: the code and the reason if the bus hung up. */
+  detach(connection, why) {
     this.#connections.delete(connection);
     for (const address of connection.addresses) {
       this.#remove(connection, address);
     }
-    this.#journal.note('close', { ...about(connection), client: connection.client });
+    this.#journal.note('close', { ...about(connection), client: connection.client, ...why });
     const { client } = connection;
     const [anyAddress] = connection.addresses;
     if (!client || !anyAddress) {

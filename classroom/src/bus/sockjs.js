@@ -9,8 +9,11 @@ export const BUS_PREFIX = '/eventbus';
 
 // How long a session outlives the end of its last receiving request. A presenter on XHR polling takes
 // 3 to 4 s from the end of one poll to the next when replies come in chunks; the server's own 5 s
-// would give such a session up whenever the network hesitates.
+// would give such a session up whenever the network hesitates. With --stock it is those 5 s.
 const DISCONNECT_DELAY_MS = 30_000;
+
+// The first of the codes that are an application's own.
+const NO_PING = 3000;
 
 // The transports that can be switched off, with the path that opens them.
 const TRANSPORT_PATHS = {
@@ -32,16 +35,17 @@ export class SockJsGate {
   #journal;
   #offered;
 
-  constructor({ bus, journal, transports }) {
+  /** pingTimeoutMs: how long a device may go without a ping; 0 for ever. */
+  constructor({ bus, journal, transports, stock, pingTimeoutMs }) {
     this.#journal = journal;
     this.#offered = new Set(transports.map((name) => TRANSPORT_PATHS[name]));
     const server = sockjs.createServer({
-      disconnect_delay: DISCONNECT_DELAY_MS,
+      ...!stock && { disconnect_delay: DISCONNECT_DELAY_MS },
       websocket: transports.includes('websocket'),
       jsessionid: stickyCookie,
       log: (severity, line) => severity === 'error' && journal.note('sockjs', { line }),
     });
-    server.on('connection', (socket) => carry(bus, socket));
+    server.on('connection', (socket) => carry(bus, socket, pingTimeoutMs));
     this.#handler = server.middleware({ prefix: BUS_PREFIX });
   }
 
@@ -68,14 +72,21 @@ export class SockJsGate {
   }
 }
 
-function carry(bus, socket) {
+function carry(bus, socket, pingTimeoutMs) {
   const connection = bus.attach({
     transport: socket.protocol,
     deliver: (message) => socket.write(message.text),
-    hangUp: () => socket.close(1001, 'Going away'),
+    hangUp: (code, reason) => socket.close(code, reason),
+    pinged: () => patience?.refresh(),
   });
+  const patience = pingTimeoutMs > 0
+    ? setTimeout(() => connection.close(NO_PING, `No ping for ${pingTimeoutMs / 1000} s`), pingTimeoutMs)
+    : null;
   socket.on('data', (text) => connection.receiveText(text));
-  socket.on('close', () => connection.closed());
+  socket.on('close', () => {
+    clearTimeout(patience);
+    connection.closed();
+  });
 }
 
 // What a load balancer in front of several servers does: the first reply names the server, and every
