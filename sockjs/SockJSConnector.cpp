@@ -21,6 +21,7 @@
 #include <QtWebSockets/QWebSocket>
 
 #include <algorithm>
+#include <utility>
 
 namespace
 {
@@ -50,9 +51,9 @@ constexpr int OPEN_DISCONNECTED = 2;
 } // namespace
 
 SockJSConnector::SockJSConnector(QObject *parent)
-    : QObject(parent), path(QLatin1String("")), attempt(new Patience(this))
+    : QObject(parent), path(QLatin1String("")), attempt(std::make_unique<Patience>())
 {
-    connect(attempt, &Patience::ended, this, &SockJSConnector::onOverdue);
+    connect(attempt.get(), &Patience::ended, this, &SockJSConnector::onOverdue);
 }
 
 SockJSConnector::~SockJSConnector()
@@ -528,22 +529,20 @@ int SockJSConnector::nextGeneration()
 
 QWebSocket *SockJSConnector::takeWebSocket()
 {
-    QWebSocket *socket = webSocket;
-    webSocket = nullptr;
+    if (!webSocket)
+        return nullptr;
     adopted = false;
     delete watch;
     watch = nullptr;
-    if (socket)
-        disconnect(socket, nullptr, this, nullptr);
-    return socket;
+    disconnect(webSocket, nullptr, this, nullptr);
+    return std::exchange(webSocket, nullptr);
 }
 
 SockJSXHRPolling *SockJSConnector::takeXHRPolling()
 {
-    SockJSXHRPolling *transport = xhrPolling;
-    xhrPolling = nullptr;
+    if (!xhrPolling)
+        return nullptr;
     adopted = false;
-    if (transport)
-        disconnect(transport, nullptr, this, nullptr);
-    return transport;
+    disconnect(xhrPolling, nullptr, this, nullptr);
+    return std::exchange(xhrPolling, nullptr);
 }

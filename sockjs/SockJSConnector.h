@@ -11,6 +11,8 @@
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
 
+#include <memory>
+
 class Patience;
 class QTimer;
 class QWebSocket;
@@ -220,7 +222,7 @@ private:
     bool isRobust = false; // what the last one did
     int heartbeatTimeoutMs = 60000;
     int silenceTimeoutMs = 20000;
-    Patience *attempt;               // a child; with the transport that is being tried
-    WebSocketWatch *watch = nullptr; // the web socket's child; looks after it while it is in use
-    QStringList failures;            // why the transports tried so far gave way
+    std::unique_ptr<Patience> attempt; // with the transport that is being tried
+    WebSocketWatch *watch = nullptr;   // the web socket's child; looks after it while it is in use
+    QStringList failures;              // why the transports tried so far gave way
 };
