@@ -5,16 +5,24 @@
 #include <QtCore/QEventLoop>
 #include <QtCore/QTimer>
 
-// Handles events, asleep in between, until the condition holds; ends the program when it does not
-// within a minute.
-template<typename Condition> void waitUntil(const char *what, Condition condition)
+// Handles events, asleep in between, until the condition holds or the time is over; says whether it
+// holds.
+template<typename Condition> bool comesTrue(Condition condition, int milliseconds)
 {
     QTimer wakeUp;
-    wakeUp.start(1000);
-    const QDeadlineTimer deadline(60000);
+    wakeUp.start(qMin(milliseconds, 1000));
+    const QDeadlineTimer deadline(milliseconds);
     while (!condition()) {
         if (deadline.hasExpired())
-            qFatal("Waited in vain: %s", what);
+            return false;
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     }
+    return true;
+}
+
+// The same for a minute, and ends the program when the condition does not hold by then.
+template<typename Condition> void waitUntil(const char *what, Condition condition)
+{
+    if (!comesTrue(condition, 60000))
+        qFatal("Waited in vain: %s", what);
 }
