@@ -68,6 +68,8 @@ void tst_SockJSHttpAnswers::body_data()
         answer(" Content-Length: 1\r\nContent-Length: 2\r\n", "ab"), ab);
     row("folded line continues a line that is none",
         answer("x\r\n Content-Length: 1\r\nContent-Length: 2\r\n", "ab"), ab);
+    row("folded line behind a field and a line that is none",
+        answer("Content-Length: 2\r\nx\r\n 3\r\n", "ab"), ab);
     row("lines that are no fields", answer("x\r\n: y\r\n:\r\nContent-Length: 2\r\n", "ab"), ab);
     row("zero bytes", answer(QByteArray("A\0: b\0\r\n", 8) + "Content-Length: 2\r\n", "ab"), ab);
 
