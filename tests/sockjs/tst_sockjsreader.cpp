@@ -1,4 +1,4 @@
-#include "Http.h"
+#include "ResponseStreams.h"
 #include "sockjs/ResponseReader.h"
 #include "support/LogCapture.h"
 
@@ -38,8 +38,6 @@ namespace
 const QByteArray OPEN = "HTTP/1.1 200 OK\r\n\r\n";
 const QString H = u"header"_s;
 const QString TOO_MUCH = u"too much"_s;
-constexpr int LARGEST_BODY = 16 * 1024 * 1024;
-constexpr int LARGEST_HEADER = 64 * 1024;
 
 QString body(const char *text)
 {
@@ -115,61 +113,47 @@ void tst_SockJSReader::everyCutGivesTheSame_data()
     QTest::addColumn<QStringList>("found");
     QTest::addColumn<State>("state");
     QTest::addColumn<QByteArray>("pending");
-    const auto open = [](const char *name, int requests, const QByteArray &stream,
-                         const QStringList &found, State state, const QByteArray &pending) {
-        QTest::newRow(name) << stream << requests << found << state << pending;
+    const auto open = [](const QByteArray &name, int requests, const QStringList &found,
+                         State state, const QByteArray &pending) {
+        QTest::newRow(name) << named(cutStreams(), name) << requests << found << state << pending;
     };
     // Everything has been read, and a header comes next.
-    const auto row = [open](const char *name, int requests, const QByteArray &stream,
-                            const QStringList &found) {
-        open(name, requests, stream, found, State::HEADER, QByteArray());
+    const auto row = [open](const QByteArray &name, int requests, const QStringList &found) {
+        open(name, requests, found, State::HEADER, QByteArray());
     };
     const QByteArray none;
-    const QByteArray ok = "HTTP/1.1 200\n";
-    const QByteArray next = plain(2, "ab");
-    const QByteArray header = "HTTP/1.1 200 OK\r\nA: b\r\n";
-    const QByteArray ssh = "SSH-2.0\r\n\r\n";
-    const QByteArray helloChunk = CHUNKED + "5\r\nhello\r\n";
     const QStringList hello = response("hello");
     const QStringList both = hello + response("ab");
 
-    row("known length", 1, plain(5, "hello"), hello);
-    row("two responses", 2, plain(5, "hello") + plain(2, "o\n"), hello + response("o\n"));
-    row("body of one byte, then the next", 2, plain(1, "o") + next, response("o") + response("ab"));
-    row("empty body, then the next", 2, plain(0) + plain(5, "hello"), QStringList{H} + hello);
-    open("half a body", 1, plain(9, "hello"), {H}, State::LENGTH_BODY, none);
-    open("half a header", 1, header, {}, State::HEADER, header);
-    row("bare line feeds", 1, ok + "Content-Length:5\n\nhello", hello);
-    row("line feeds of both kinds", 1, ok + "Content-Length: 5\n\r\nhello", hello);
-    row("carriage returns end no header", 1, ok + "\r\r\nContent-Length: 5\n\nhello", hello);
-    row("body that holds a header", 1, plain(21, "aHTTP/1.1 200 OK\r\n\r\nb"),
-        response("aHTTP/1.1 200 OK\r\n\r\nb"));
-    row("bytes before the first response", 1, "x\r\nHT\n\nHTTP" + plain(5, "hello"), hello);
-    open("no response", 1, ssh, {}, State::HEADER, ssh);
-    open("nobody asked", 0, plain(5, "hello"), {"unasked"}, State::UNASKED, "hello");
-    open("nobody asked twice", 1, plain(5, "hello") + next + plain(0),
-         hello + QStringList{"unasked", "unasked"}, State::UNASKED, none);
+    row("known length", 1, hello);
+    row("two responses", 2, hello + response("o\n"));
+    row("body of one byte, then the next", 2, response("o") + response("ab"));
+    row("empty body, then the next", 2, QStringList{H} + hello);
+    open("half a body", 1, {H}, State::LENGTH_BODY, none);
+    open("half a header", 1, {}, State::HEADER, "HTTP/1.1 200 OK\r\nA: b\r\n");
+    row("bare line feeds", 1, hello);
+    row("line feeds of both kinds", 1, hello);
+    row("carriage returns end no header", 1, hello);
+    row("body that holds a header", 1, response("aHTTP/1.1 200 OK\r\n\r\nb"));
+    row("bytes before the first response", 1, hello);
+    open("no response", 1, {}, State::HEADER, "SSH-2.0\r\n\r\n");
+    open("nobody asked", 0, {"unasked"}, State::UNASKED, "hello");
+    open("nobody asked twice", 1, hello + QStringList{"unasked", "unasked"}, State::UNASKED, none);
 
-    open("chunks", 1, helloChunk + "0\r\n\r\n", hello, State::BEHIND_CHUNKS, "0\r\n\r\n");
-    row("chunks and the next response", 2, CHUNKED + "3\r\nhel\r\n2\r\nlo\r\n0\r\n\r\n" + next,
-        both);
-    open("half a chunk", 1, helloChunk + "5\r\nwor", {H}, State::CHUNKS, "5\r\nwor");
-    open("half a size line", 1, helloChunk + "1", {H}, State::CHUNKS, "1");
-    row("size lines with bare line feeds", 2, CHUNKED + "5\nhello\r\n0\n\n" + next, both);
-    row("chunk that holds a header", 2, CHUNKED + "A\r\nHTTP/1.1\n\n\r\n0\r\n\r\n" + next,
-        response("HTTP/1.1\n\n") + response("ab"));
-    open("chunk that holds line ends", 1, CHUNKED + "6\r\n\r\n0\r\n\n\r\n0\r\n\r\n",
-         response("\r\n0\r\n\n"), State::BEHIND_CHUNKS, "0\r\n\r\n");
-    row("no chunk at all", 2, CHUNKED + "0\r\n\r\n" + plain(5, "hello"), QStringList{H} + hello);
-    row("trailers", 2, helloChunk + "0\r\nA: b\r\n\r\n" + next, both);
-    // Sizes that end the body: what follows is passed over until a header comes.
-    for (const char *size : {"1", "0", "-5", "-7fffffff", "80000000", "ffffffff", "100000002",
-                             "10000000000000005", "", "x", "5;a=b", "0x"}) {
-        const QByteArray name = QByteArray("size line '") + size + "'";
-        row(name, 2, helloChunk + size + "\r\nother\r\n" + next, both);
-    }
-    open("size with zeros in front", 1, CHUNKED + "0000000000000000000005\r\nhello\r\n0\r\n", hello,
-         State::BEHIND_CHUNKS, "0\r\n");
+    open("chunks", 1, hello, State::BEHIND_CHUNKS, "0\r\n\r\n");
+    row("chunks and the next response", 2, both);
+    open("half a chunk", 1, {H}, State::CHUNKS, "5\r\nwor");
+    open("half a size line", 1, {H}, State::CHUNKS, "1");
+    row("size lines with bare line feeds", 2, both);
+    row("chunk that holds a header", 2, response("HTTP/1.1\n\n") + response("ab"));
+    open("chunk that holds line ends", 1, response("\r\n0\r\n\n"), State::BEHIND_CHUNKS,
+         "0\r\n\r\n");
+    row("no chunk at all", 2, QStringList{H} + hello);
+    row("trailers", 2, both);
+    // They end the body: what follows is passed over until a header comes.
+    for (const QByteArray &size : ODD_SIZES)
+        row("size line '" + size + "'", 2, both);
+    open("size with zeros in front", 1, hello, State::BEHIND_CHUNKS, "0\r\n");
 }
 
 // In one piece, in two at every place, and byte by byte.
@@ -311,26 +295,27 @@ void tst_SockJSReader::silence_data()
     QTest::addColumn<QByteArray>("before");
     QTest::addColumn<QByteArray>("after");
     QTest::addColumn<QStringList>("found");
-    const QByteArray next = plain(3, "end");
-    const auto nextOnly = [&next](const char *name, const QByteArray &before) {
-        QTest::newRow(name) << before << next << QStringList{H} + response("end");
+    const auto row = [](const QByteArray &name, const QStringList &found) {
+        const auto halves = named(silenceStreams(), name);
+        QTest::newRow(name) << halves.first << halves.second << found;
     };
-    const auto rest = [&next](const char *name, const QByteArray &before, const QByteArray &after,
-                              const char *whole) {
-        QTest::newRow(name) << before << after + next << response(whole) + response("end");
+    const auto nextOnly = [row](const QByteArray &name) {
+        row(name, QStringList{H} + response("end"));
     };
-    nextOnly("next response, known length", plain(6, "abc"));
-    nextOnly("next response, nothing of the body yet", plain(6));
-    nextOnly("next response, between chunks", CHUNKED + "2\r\nab\r\n");
-    nextOnly("next response, before the first chunk", CHUNKED);
-    nextOnly("next response, inside a chunk", CHUNKED + "5\r\nab");
-    nextOnly("next response, inside a size line", CHUNKED + "5");
-    rest("rest of the body", plain(6, "abc"), "def", "abcdef");
-    rest("rest of the body begins like a response", plain(6, "abc"), "HTH", "abcHTH");
-    rest("rest of the body holds a response", plain(9, "abc"), "xHTTP/", "abcxHTTP/");
-    rest("rest of a chunk", CHUNKED + "5\r\nab", "HTc\r\n0\r\n", "abHTc");
-    rest("next chunk holds a response", CHUNKED + "2\r\nab\r\n", "6\r\nHTTP/1\r\n0\r\n",
-         "abHTTP/1");
+    const auto rest = [row](const QByteArray &name, const char *whole) {
+        row(name, response(whole) + response("end"));
+    };
+    nextOnly("next response, known length");
+    nextOnly("next response, nothing of the body yet");
+    nextOnly("next response, between chunks");
+    nextOnly("next response, before the first chunk");
+    nextOnly("next response, inside a chunk");
+    nextOnly("next response, inside a size line");
+    rest("rest of the body", "abcdef");
+    rest("rest of the body begins like a response", "abcHTH");
+    rest("rest of the body holds a response", "abcxHTTP/");
+    rest("rest of a chunk", "abHTc");
+    rest("next chunk holds a response", "abHTTP/1");
 }
 
 void tst_SockJSReader::silence()
@@ -395,55 +380,33 @@ void tst_SockJSReader::limits_data()
     QTest::addColumn<QByteArray>("stream");
     QTest::addColumn<int>("atLeast"); // bytes that are taken in any case
     QTest::addColumn<bool>("tooMuch");
-    const auto header = [](int size) {
-        const QByteArray start = "HTTP/1.1 200 OK\r\nX: ";
-        return start + QByteArray(size - start.size() - 4, 'x') + "\r\n\r\n";
+    const auto taken = [](const QByteArray &name) {
+        QTest::newRow(name) << named(limitStreams(), name) << 0 << false;
     };
-    const auto lines = [](int size) {
-        const QByteArray start = "HTTP/\n";
-        return start + QByteArray("a\n").repeated((size - start.size() - 1) / 2) + "\n";
+    const auto tooMuch = [](const QByteArray &name, int atLeast = 0) {
+        QTest::newRow(name) << named(limitStreams(), name) << atLeast << true;
     };
-    const auto chunk = [](int size, int lineSize = 0) {
-        return QByteArray::number(size, 16).rightJustified(lineSize, '0') + "\r\n"
-            + QByteArray(size, 'x') + "\r\n";
-    };
-    const auto largest = [&chunk](int pieces) {
-        return chunk(LARGEST_BODY / pieces).repeated(pieces);
-    };
-
-    const auto taken = [](const char *name, const QByteArray &stream) {
-        QTest::newRow(name) << stream << 0 << false;
-    };
-    const auto tooMuch = [](const char *name, const QByteArray &stream, int atLeast = 0) {
-        QTest::newRow(name) << stream << atLeast << true;
-    };
-    const QByteArray unended = header(LARGEST_HEADER + 100);
-    const QByteArray oneMore(LARGEST_BODY + 1, 'x');
-    const QByteArray full = oneMore.left(LARGEST_BODY);
-    const QByteArray zeros(LARGEST_HEADER + 1, '0');
-    const QByteArray behind = CHUNKED + "0\r\n";
-
-    taken("header", header(LARGEST_HEADER));
-    tooMuch("header, a byte more", header(LARGEST_HEADER + 1));
-    tooMuch("header of many lines", lines(LARGEST_HEADER + 1));
-    taken("header that is not ended", unended.left(LARGEST_HEADER));
-    tooMuch("header that is not ended, a byte more", unended.left(LARGEST_HEADER + 1));
-    taken("body", plain(LARGEST_BODY, full));
-    tooMuch("body, a byte more", plain(LARGEST_BODY + 1, oneMore), LARGEST_BODY);
-    tooMuch("body of any length", plain(INT_MAX, oneMore), LARGEST_BODY);
-    taken("chunk", CHUNKED + chunk(LARGEST_BODY) + "0\r\n\r\n");
-    tooMuch("chunk, a byte more", CHUNKED + chunk(LARGEST_BODY + 1), LARGEST_BODY);
-    tooMuch("chunk of any length", CHUNKED + "7fffffff\r\n" + oneMore, LARGEST_BODY);
-    taken("chunks", CHUNKED + largest(64) + "0\r\n" + plain(2, "ab"));
-    tooMuch("chunks, two bytes more", CHUNKED + largest(64) + chunk(2), LARGEST_BODY);
-    taken("size line", CHUNKED + chunk(5, LARGEST_HEADER - 2));
-    tooMuch("size line, a byte more", CHUNKED + chunk(5, LARGEST_HEADER - 1));
-    taken("size line that is not ended", CHUNKED + zeros.left(LARGEST_HEADER));
-    tooMuch("size line that is not ended, a byte more", CHUNKED + zeros);
-    taken("no response", full);
-    tooMuch("no response, a byte more", oneMore);
-    taken("behind the chunks", behind + full.left(LARGEST_BODY - 3));
-    tooMuch("behind the chunks, a byte more", behind + full.left(LARGEST_BODY - 2));
+    taken("header");
+    tooMuch("header, a byte more");
+    tooMuch("header of many lines");
+    taken("header that is not ended");
+    tooMuch("header that is not ended, a byte more");
+    taken("body");
+    tooMuch("body, a byte more", LARGEST_BODY);
+    tooMuch("body of any length", LARGEST_BODY);
+    taken("chunk");
+    tooMuch("chunk, a byte more", LARGEST_BODY);
+    tooMuch("chunk of any length", LARGEST_BODY);
+    taken("chunks");
+    tooMuch("chunks, two bytes more", LARGEST_BODY);
+    taken("size line");
+    tooMuch("size line, a byte more");
+    taken("size line that is not ended");
+    tooMuch("size line that is not ended, a byte more");
+    taken("no response");
+    tooMuch("no response, a byte more");
+    taken("behind the chunks");
+    tooMuch("behind the chunks, a byte more");
 }
 
 // In one piece and in reads of 4,096 bytes, as they come.
