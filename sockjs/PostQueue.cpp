@@ -70,10 +70,10 @@ PostQueue::PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObje
     : QObject(parent), m_manager(manager), m_limits(limits)
 {
     m_idle.setTimerType(Qt::PreciseTimer); // a coarse one may be early
-    for (QTimer *timer : {&m_patience, &m_longest, &m_remaining, &m_idle})
+    for (QTimer *timer : {&m_remaining, &m_idle})
         timer->setSingleShot(true);
-    connect(&m_patience, &QTimer::timeout, this, &PostQueue::giveUp);
-    connect(&m_longest, &QTimer::timeout, this, &PostQueue::giveUp);
+    connect(&m_patience, &Patience::ended, this, &PostQueue::giveUp);
+    connect(&m_longest, &Patience::ended, this, &PostQueue::giveUp);
     connect(&m_remaining, &QTimer::timeout, this, &PostQueue::onTimeIsUp);
     connect(&m_idle, &QTimer::timeout, manager, &QNetworkAccessManager::clearConnectionCache);
 }
@@ -175,7 +175,7 @@ void PostQueue::onProgress(int post)
 {
     if (post != m_posts || !m_patience.isActive())
         return;
-    m_patience.start();
+    m_patience.start(m_limits.patienceMs);
     Q_EMIT progressed();
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "sockjs/Patience.h"
+
 #include <QtCore/QByteArray>
 #include <QtCore/QList>
 #include <QtCore/QObject>
@@ -92,8 +94,8 @@ private:
     Limits m_limits;
     QNetworkReply *m_reply = nullptr; // of the post under way; the manager's
     int m_posts = 0;                  // the number of the post under way
-    QTimer m_patience;                // restarted by every byte of the post under way
-    QTimer m_longest;                 // for all of it
+    Patience m_patience;              // restarted by every byte of the post under way
+    Patience m_longest;               // for all of it
     QTimer m_remaining;               // for all that is left
     QTimer m_idle;                    // for the connection, from the last post on
     bool m_finishing = false;         // finish() was called

@@ -270,7 +270,6 @@ void ReceivingLine::onHeader()
 
 void ReceivingLine::onPiece(const QByteArray &piece)
 {
-    m_isAnswerEmpty = false;
     m_frames.append(piece);
     QByteArray frame;
     while (m_state == State::ASKING && m_frames.next(&frame))
@@ -303,6 +302,7 @@ void ReceivingLine::onAnswerWhole()
 
 void ReceivingLine::onFrame(const QByteArray &frame)
 {
+    m_isAnswerEmpty = false;
     const QString text = Tarvo::wholeUtf8(frame);
     *m_backlog += text.size();
     Q_EMIT frameCame(text);

@@ -117,7 +117,7 @@ private:
 
     Tarvo::HttpResponseReader m_reader;
     Tarvo::FrameReader m_frames;
-    bool m_isAnswerEmpty = true;   // nothing of its body has come
+    bool m_isAnswerEmpty = true;   // no frame of it has come
     bool m_hasAnswerBegun = false; // a byte of it has come
     bool m_isRepeated = false;     // the request was asked before, and met an end
     bool m_wasAnswered = false;    // there has been an answer with status 200

@@ -42,6 +42,16 @@ const QLatin1String LINE_ENDS("\r\n\r\n");
 constexpr int STATUS_OK = 200;
 constexpr int STATUS_NO_CONTENT = 204;
 
+// A proxy that asks for credentials first would have a post sent twice, unless it is tunnelled through.
+QNetworkProxy postingProxy(QNetworkProxy proxy, bool isRobust)
+{
+    if (proxy.port() == 0)
+        return QNetworkProxy(QNetworkProxy::DefaultProxy);
+    if (isRobust)
+        proxy.setCapabilities(proxy.capabilities() & ~QNetworkProxy::CachingCapability);
+    return proxy;
+}
+
 QString connectionHeader(bool keepAlive)
 {
     return keepAlive ? QStringLiteral("keep-alive") : QStringLiteral("close");
@@ -109,8 +119,7 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
         sessionUrl.chop(1);
 
     const QNetworkProxy proxy = Tarvo::systemProxy();
-    networkAccessManager->setProxy(proxy.port() != 0 ? proxy
-                                                     : QNetworkProxy(QNetworkProxy::DefaultProxy));
+    networkAccessManager->setProxy(postingProxy(proxy, robust));
     return robust ? startReceiver(ssl, proxy) : startWorker(ssl, proxy);
 }
 
