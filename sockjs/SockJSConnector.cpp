@@ -40,6 +40,9 @@ constexpr QLatin1Char ARRAY_FRAME('a');
 // A message, or a piece of one, that is larger ends the connection.
 constexpr quint64 MAX_MESSAGE_BYTES = 16ULL * 1024 * 1024;
 
+const QLatin1String CLOSED_BY_HOST("Closed by the host");
+const QLatin1String CLOSED_FOR_INACTIVITY("Closed after an hour without messages");
+
 constexpr int INACTIVITY_CHECK_MS = 1800000;
 constexpr int MAX_INACTIVITY_S = 3600;
 
@@ -81,10 +84,10 @@ SockJSConnector::State SockJSConnector::state() const
 {
     if (!webSocket && !xhrPolling)
         return State::IDLE;
-    if (!adopted)
-        return State::TRYING;
     if (closing)
         return State::CLOSING;
+    if (!adopted)
+        return State::TRYING;
     return m_connected ? State::OPEN : State::PENDING;
 }
 
@@ -376,13 +379,18 @@ void SockJSConnector::onTextMessageReceived(QString frame)
     }
     if (!frame.startsWith(ARRAY_FRAME))
         return;
-    const QPointer<SockJSConnector> self(this);
-    const int thisGeneration = generation;
     const QJsonArray messages = QJsonDocument::fromJson(frame.mid(1).toUtf8()).array();
     for (const QJsonValue &message : messages)
         undelivered.append(message.isString() ? message.toString()
                                               : message.toVariant().toString());
-    // A slot that waits lets the next frame in, whose messages come behind those of this one.
+    deliverMessages();
+}
+
+// A slot that waits lets the next frame in, whose messages come behind those of this one.
+void SockJSConnector::deliverMessages()
+{
+    const QPointer<SockJSConnector> self(this);
+    const int thisGeneration = generation;
     while (!undelivered.isEmpty()) {
         Q_EMIT sockJSMessage(undelivered.takeFirst());
         if (!self || generation != thisGeneration)
@@ -476,9 +484,7 @@ void SockJSConnector::onClosed()
 
 void SockJSConnector::finishOnRequest()
 {
-    finish(Tarvo::Close::NORMAL,
-           closedForInactivity ? QStringLiteral("Closed after an hour without messages")
-                               : QStringLiteral("Closed by the host"));
+    finish(Tarvo::Close::NORMAL, closedForInactivity ? CLOSED_FOR_INACTIVITY : CLOSED_BY_HOST);
 }
 
 void SockJSConnector::finish(int code, const QString &reason)
@@ -508,6 +514,8 @@ bool SockJSConnector::dropConnection()
         xhrPolling->close();
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
     releaseTransports();
+    closeCode = Tarvo::Close::NORMAL;
+    closeReason = CLOSED_BY_HOST;
     return true;
 }
 

@@ -181,6 +181,7 @@ private:
     bool dropConnection();
     void releaseTransports();
     int nextGeneration();
+    void deliverMessages();
     void finish(int code, const QString &reason);
     void finishOnRequest();
 
@@ -191,6 +192,7 @@ private:
     void endTransports();
     void onStands();
     void onOverdue();
+    bool deliverLastMessages();
     void onTransportEnded(int code, const QString &reason);
 
     QList<PROTOCOL_TYPE> protocols; // to try, in order

@@ -10,7 +10,7 @@
 #include "support/Log.h"
 #include "support/RandomId.h"
 
-#include <QtCore/QTimer>
+#include <QtCore/QPointer>
 #include <QtWebSockets/QWebSocket>
 
 namespace
@@ -120,6 +120,8 @@ void SockJSConnector::onTransportEnded(int code, const QString &reason)
         giveWay(reason);
         return;
     }
+    if (!deliverLastMessages())
+        return;
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
     if (closing) {
         finishOnRequest();
@@ -128,6 +130,17 @@ void SockJSConnector::onTransportEnded(int code, const QString &reason)
     TARVO_LOG(sockjs, "[SockJSConnector] Connection ended with code ", code, ": ", reason);
     endTransports();
     finish(code, reason);
+}
+
+// A slot of the host that waits may have left some; and these slots may close and open, too. Returns whether
+// the connection that ends is still to be told of.
+bool SockJSConnector::deliverLastMessages()
+{
+    const QPointer<SockJSConnector> self(this);
+    const QPointer<QWebSocket> socket(webSocket);
+    const QPointer<SockJSXHRPolling> transport(xhrPolling);
+    deliverMessages();
+    return self && (socket ? socket == webSocket : transport && transport == xhrPolling);
 }
 
 // At once: nothing can be said on them any more.
