@@ -59,6 +59,7 @@ int main(int argc, char **argv)
     const ServerProcess farEnd(ServerProcess::farEnd(), {});
     PresenterCollab channel(nullptr, farEnd.url(), QStringLiteral("1234"),
                             QStringLiteral("session-token"), QStringLiteral("user-token"));
+    channel.setRobustTransport(true);
     channel.open({QStringLiteral("websocket")});
     waitUntil("the channel opens", [&] { return channel.isConnected(); });
 
