@@ -17,17 +17,33 @@
 // machine that is busy with other tests.
 constexpr int LONG_MS = 60000;
 
-// The rows of tests that are to hold on every way to the collaboration server.
-inline void addTransportAndTlsRows()
+const QStringList EVERY_TRANSPORT{u"websocket"_s, u"xhr-streaming"_s, u"xhr-polling"_s};
+const QStringList HTTP_TRANSPORTS{u"xhr-streaming"_s, u"xhr-polling"_s};
+
+// The rows of lessons, which are to hold on every way to the collaboration server.
+inline void addLessonRows()
 {
     addTransportRows();
-    QTest::newRow("websocket, TLS") << u"websocket"_s << true;
-    QTest::newRow("xhr-polling, TLS") << u"xhr-polling"_s << true;
+    addRobustRows(EVERY_TRANSPORT);
 }
-inline bool rowTls()
+inline void addLessonAndTlsRows()
 {
-    QFETCH(bool, tls);
-    return tls;
+    addTransportRows();
+    QTest::newRow("websocket, TLS") << u"websocket"_s << true << false;
+    QTest::newRow("xhr-polling, TLS") << u"xhr-polling"_s << true << false;
+    addRobustRows(EVERY_TRANSPORT);
+}
+// The same where one of the default transport's ways stands for all.
+inline void addWebSocketAndRobustRows()
+{
+    addWayColumns();
+    QTest::newRow("websocket") << u"websocket"_s << false << false;
+    addRobustRows(EVERY_TRANSPORT);
+}
+inline void addRobustOnlyRows(const QStringList &transports = EVERY_TRANSPORT)
+{
+    addWayColumns();
+    addRobustRows(transports);
 }
 
 // A classroom as the row says, trusted by this process if it speaks TLS.
@@ -44,6 +60,10 @@ public:
         } else {
             m_classroom = std::make_unique<Classroom>(options);
         }
+    }
+    explicit Far(const Way &way, const QStringList &options = {})
+        : Far(way.isTls, way.isRobust ? options + QStringList{u"--stock"_s} : options)
+    {
     }
     Classroom *operator->() const { return m_classroom.get(); }
     Classroom &operator*() const { return *m_classroom; }
@@ -64,20 +84,30 @@ public:
         if (!transport.isEmpty())
             client->setSockJSOverrideProtocols({transport});
     }
+    LiveSession(Classroom &classroom, const Way &way) : LiveSession(classroom, way.transport)
+    {
+        client->setRobustTransport(way.isRobust);
+    }
 
     // Signs in, starts the session and waits until its channel is open.
-    bool open()
+    bool open() { return create() && openChannel(); }
+    bool openChannel() { return startChannel() && awaitChannel(); }
+    // The steps of open(). With the robust transport a channel that has been started opens by itself.
+    bool create()
     {
         return client->checkServer(QString(), QString())
-            && client->doLogin(u"teacher"_s, u"secret"_s) && client->doStartSession(QString())
-            && openChannel();
+            && client->doLogin(u"teacher"_s, u"secret"_s) && client->doStartSession(QString());
     }
-    bool openChannel()
+    bool startChannel()
     {
         PresenterCollab *made = nullptr;
         if (!client->startWebsocket(&made))
             return false;
         channel = made;
+        return true;
+    }
+    bool awaitChannel()
+    {
         return QTest::qWaitFor([this] { return !channel || channel->isConnected(); }, LONG_MS)
             && channel;
     }
@@ -87,6 +117,15 @@ public:
     std::unique_ptr<PresenterClient> client;
     QPointer<PresenterCollab> channel; // a child of the client
 };
+
+// Opens a session and waits until what is published to its presenters arrives.
+inline bool openRegistered(LiveSession &session, Classroom &classroom)
+{
+    return session.open()
+        && classroom.journal(u"register"_s, {{u"address"_s, session.token() + u".presenter"_s}})
+               .size()
+        == 1;
+}
 
 // Opens a session and waits until the classroom's learners are there; the host has heard of them.
 inline bool openWithLearners(LiveSession &session, int count)

@@ -13,16 +13,16 @@ class tst_LiveAssessment : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void assessmentRunsFromStartToStop_data() { addTransportRows(); }
+    void assessmentRunsFromStartToStop_data() { addLessonRows(); }
     void assessmentRunsFromStartToStop();
-    void messagesReachOneLearner_data() { addTransportRows(); }
+    void messagesReachOneLearner_data() { addLessonRows(); }
     void messagesReachOneLearner();
 };
 
 void tst_LiveAssessment::assessmentRunsFromStartToStop()
 {
-    const Far far(rowTls(), words(u"--learners 2 --think 20"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 2 --think 20"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 2));
     const QString device = far->deviceId(0);
     QSignalSpy answers(session.channel, &PresenterCollab::learnerPollResponse);
@@ -108,8 +108,8 @@ void tst_LiveAssessment::assessmentRunsFromStartToStop()
 
 void tst_LiveAssessment::messagesReachOneLearner()
 {
-    const Far far(rowTls(), words(u"--learners 2"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 2));
     const QString device = far->deviceId(1);
     PresenterAssessment assessment(nullptr, session.channel);

@@ -7,25 +7,30 @@ class tst_LiveGoodbye : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void stopDisconnectsEveryLearner_data() { addTransportAndTlsRows(); }
+    void stopDisconnectsEveryLearner_data() { addLessonAndTlsRows(); }
     void stopDisconnectsEveryLearner();
     void learnersOfAnIdleClassAreTold_data();
     void learnersOfAnIdleClassAreTold();
-    void lastWordArrivesWhenTheHostStopsAtOnce_data() { addTransportAndTlsRows(); }
+    void lastWordArrivesWhenTheHostStopsAtOnce_data() { addLessonAndTlsRows(); }
     void lastWordArrivesWhenTheHostStopsAtOnce();
-    void lastWordArrivesBehindFiveMegabytes_data() { addTransportAndTlsRows(); }
+    void lastWordArrivesBehindFiveMegabytes_data() { addLessonAndTlsRows(); }
     void lastWordArrivesBehindFiveMegabytes();
-    void hostIsToldWhenItMayEnd_data() { addTransportAndTlsRows(); }
+    void hostIsToldWhenItMayEnd_data() { addLessonAndTlsRows(); }
     void hostIsToldWhenItMayEnd();
-    void destroyedClientStopsItsSession_data() { addTransportAndTlsRows(); }
+    void destroyedClientStopsItsSession_data() { addLessonAndTlsRows(); }
     void destroyedClientStopsItsSession();
+    void serverThatHangsUpIsReportedOnce_data() { addWebSocketAndRobustRows(); }
     void serverThatHangsUpIsReportedOnce();
+    void endIsToldInTheServersWords_data();
+    void endIsToldInTheServersWords();
+    void ownEndIsTheNormalOne_data() { addRobustOnlyRows(); }
+    void ownEndIsTheNormalOne();
 };
 
 void tst_LiveGoodbye::stopDisconnectsEveryLearner()
 {
-    const Far far(rowTls(), words(u"--learners 2"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     const QString token = session.token();
     const QString userToken = session.client->getUserToken();
@@ -53,26 +58,29 @@ void tst_LiveGoodbye::stopDisconnectsEveryLearner()
 
 void tst_LiveGoodbye::learnersOfAnIdleClassAreTold_data()
 {
-    QTest::addColumn<QString>("transport");
-    QTest::addColumn<bool>("tls");
+    addWayColumns();
     QTest::addColumn<QString>("end");
     for (const char *end : {"close", "stop", "log out", "delete"}) {
-        QTest::addRow("xhr-polling: %s", end) << u"xhr-polling"_s << false << end;
-        QTest::addRow("xhr-polling, TLS: %s", end) << u"xhr-polling"_s << true << end;
+        QTest::addRow("xhr-polling: %s", end) << u"xhr-polling"_s << false << false << end;
+        QTest::addRow("xhr-polling, TLS: %s", end) << u"xhr-polling"_s << true << false << end;
+        QTest::addRow("robust xhr-streaming, TLS: %s", end)
+            << u"xhr-streaming"_s << true << true << end;
+        QTest::addRow("robust xhr-polling: %s", end) << u"xhr-polling"_s << false << true << end;
     }
-    QTest::newRow("websocket: stop") << u"websocket"_s << false << u"stop"_s;
+    QTest::newRow("websocket: stop") << u"websocket"_s << false << false << u"stop"_s;
+    QTest::newRow("robust websocket: stop") << u"websocket"_s << false << true << u"stop"_s;
 }
 
 // Over polling a request for the next message is always out then, and the connection of earlier posts
-// is gone: servers keep it for five seconds.
+// is gone: servers keep it for five seconds, and the robust transport for three.
 void tst_LiveGoodbye::learnersOfAnIdleClassAreTold()
 {
     QFETCH(QString, end);
-    const Far far(rowTls(), words(u"--learners 2"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 2));
     QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
-    QTest::qWait(7000);
+    QTest::qWait(rowWay().isRobust ? 4000 : 7000);
 
     if (end == u"close"_s)
         session.channel->close();
@@ -88,8 +96,8 @@ void tst_LiveGoodbye::learnersOfAnIdleClassAreTold()
 
 void tst_LiveGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
 {
-    const Far far(rowTls());
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
     QVERIFY(session.client->doStopSession());
@@ -102,8 +110,8 @@ void tst_LiveGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
 
 void tst_LiveGoodbye::lastWordArrivesBehindFiveMegabytes()
 {
-    const Far far(rowTls());
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
 
     session.channel->setCardImageData(noise(5 * 1024 * 1024)); // which no block makes smaller
@@ -115,8 +123,8 @@ void tst_LiveGoodbye::lastWordArrivesBehindFiveMegabytes()
 
 void tst_LiveGoodbye::hostIsToldWhenItMayEnd()
 {
-    const Far far(rowTls());
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
     session.channel->setCardImageData(noise(2 * 1024 * 1024));
@@ -133,8 +141,8 @@ void tst_LiveGoodbye::hostIsToldWhenItMayEnd()
 
 void tst_LiveGoodbye::destroyedClientStopsItsSession()
 {
-    const Far far(rowTls());
-    auto session = std::make_unique<LiveSession>(*far, rowTransport());
+    const Far far(rowWay());
+    auto session = std::make_unique<LiveSession>(*far, rowWay());
     QVERIFY(session->open());
     session.reset();
     QCOMPARE(far->requestsTo(u"/vantora/session/stop"_s), 1);
@@ -143,8 +151,8 @@ void tst_LiveGoodbye::destroyedClientStopsItsSession()
 
 void tst_LiveGoodbye::serverThatHangsUpIsReportedOnce()
 {
-    const Far far(false);
-    LiveSession session(*far, u"websocket"_s);
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
     far->remove(u"connections"_s);
@@ -153,6 +161,45 @@ void tst_LiveGoodbye::serverThatHangsUpIsReportedOnce()
     QVERIFY(!session.channel->isConnected());
     QVERIFY(session.client->doStopSession());
     QCOMPARE(closed.count(), 1);
+}
+
+// Over a web socket the server's words are those of the socket's own close frame.
+void tst_LiveGoodbye::endIsToldInTheServersWords_data()
+{
+    addWayColumns();
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QString>("reason");
+    const auto row = [](const char *transport, int code, const QString &reason) {
+        QTest::newRow(transport) << transport << false << true << code << reason;
+    };
+    row("websocket", 1000, u"Normal closure"_s);
+    row("xhr-streaming", 1001, u"Going away"_s);
+    row("xhr-polling", 1001, u"Going away"_s);
+}
+
+void tst_LiveGoodbye::endIsToldInTheServersWords()
+{
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
+    QVERIFY(session.open());
+    QCOMPARE(session.channel->getCloseCode(), 0);
+    QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
+    far->remove(u"connections"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
+    QTEST(session.channel->getCloseCode(), "code");
+    QTEST(session.channel->getCloseReason(), "reason");
+}
+
+void tst_LiveGoodbye::ownEndIsTheNormalOne()
+{
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
+    QVERIFY(session.open());
+    QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
+    session.channel->close();
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
+    QCOMPARE(session.channel->getCloseCode(), 1000);
+    QVERIFY(!session.channel->getCloseReason().isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_LiveGoodbye)

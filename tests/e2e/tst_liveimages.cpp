@@ -11,7 +11,7 @@ private Q_SLOTS:
     void imageCardArrivesWhole();
     void imageBehindAPollArrivesWhole_data();
     void imageBehindAPollArrivesWhole();
-    void imageAddressArrivesAsItIs_data() { addTransportRows(); }
+    void imageAddressArrivesAsItIs_data() { addLessonRows(); }
     void imageAddressArrivesAsItIs();
 };
 
@@ -20,12 +20,29 @@ namespace
 
 constexpr int FIVE_MB = 5 * 1024 * 1024;
 
+void addImageColumns()
+{
+    addWayColumns();
+    QTest::addColumn<int>("size");
+}
+
 void addImageRows(const QString &transport, const QVector<int> &sizes)
 {
-    QTest::addColumn<QString>("transport");
-    QTest::addColumn<int>("size");
     for (const int size : sizes)
-        QTest::addRow("%s, %d bytes", qPrintable(transport), size) << transport << size;
+        QTest::addRow("%s, %d bytes", qPrintable(transport), size)
+            << transport << false << false << size;
+}
+
+void addRobustImageRows(const QVector<int> &sizes)
+{
+    for (const int size : sizes) {
+        for (const char *transport : {"websocket", "xhr-streaming", "xhr-polling"}) {
+            QTest::addRow("robust %s, %d bytes", transport, size)
+                << transport << false << true << size;
+            QTest::addRow("robust %s, TLS, %d bytes", transport, size)
+                << transport << true << true << size;
+        }
+    }
 }
 
 QByteArray rowImage()
@@ -46,14 +63,16 @@ QString imageText(const QByteArray &image)
 
 void tst_LiveImages::imageCardArrivesWhole_data()
 {
+    addImageColumns();
     addImageRows(u"websocket"_s, {0, 1, FIVE_MB});
     addImageRows(u"xhr-polling"_s, {0, 1, FIVE_MB});
+    addRobustImageRows({0, 1, FIVE_MB});
 }
 
 void tst_LiveImages::imageCardArrivesWhole()
 {
-    const Far far(false, words(u"--learners 1"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     session.channel->setCardImageData(rowImage());
     session.channel->showImageCard(false);
@@ -70,14 +89,16 @@ void tst_LiveImages::imageCardArrivesWhole()
 
 void tst_LiveImages::imageBehindAPollArrivesWhole_data()
 {
+    addImageColumns();
     addImageRows(u"websocket"_s, {0, 1});
     addImageRows(u"xhr-polling"_s, {FIVE_MB});
+    addRobustImageRows({FIVE_MB});
 }
 
 void tst_LiveImages::imageBehindAPollArrivesWhole()
 {
-    const Far far(false, words(u"--learners 1"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     session.channel->setCardImageData(rowImage());
     session.channel->startPoll(Tarvo::PollType::TEXT, Tarvo::OrdinalType::GENERIC, 0, 0);
@@ -93,8 +114,8 @@ void tst_LiveImages::imageBehindAPollArrivesWhole()
 
 void tst_LiveImages::imageAddressArrivesAsItIs()
 {
-    const Far far(rowTls(), words(u"--learners 1"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     const QString address = u"https://x.example/a.png?size=1&name=b"_s;
 

@@ -8,12 +8,13 @@ class tst_LivePolls : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void pollsOfEveryKind_data() { addTransportAndTlsRows(); }
+    void pollsOfEveryKind_data() { addLessonAndTlsRows(); }
     void pollsOfEveryKind();
     void everyFormOfPayloadIsUnderstood_data();
     void everyFormOfPayloadIsUnderstood();
-    void pausedLearnersAnswerAfterResume_data() { addTransportRows(); }
+    void pausedLearnersAnswerAfterResume_data() { addLessonRows(); }
     void pausedLearnersAnswerAfterResume();
+    void stoppedPollIsAnsweredByNobody_data() { addWebSocketAndRobustRows(); }
     void stoppedPollIsAnsweredByNobody();
 };
 
@@ -130,8 +131,8 @@ QJsonObject expectedPayload(const PollCase &poll, const QString &id, const LiveS
 
 void tst_LivePolls::pollsOfEveryKind()
 {
-    const Far far(rowTls(), words(u"--learners 1 --think 20"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1 --think 20"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     const QString device = far->deviceId(0);
     const QString userToken = session.client->getUserToken();
@@ -203,8 +204,8 @@ void tst_LivePolls::everyFormOfPayloadIsUnderstood()
 
 void tst_LivePolls::pausedLearnersAnswerAfterResume()
 {
-    const Far far(rowTls(), words(u"--learners 1 --think 500"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1 --think 500"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     QSignalSpy answers(session.channel, &PresenterCollab::learnerPollResponse);
 
@@ -233,8 +234,8 @@ void tst_LivePolls::pausedLearnersAnswerAfterResume()
 void tst_LivePolls::stoppedPollIsAnsweredByNobody()
 {
     // The first learner would answer after half a second, but the poll is over before.
-    const Far far(false, words(u"--learners 1 --think 500"_s));
-    LiveSession session(*far, u"websocket"_s);
+    const Far far(rowWay(), words(u"--learners 1 --think 500"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     session.channel->startPoll(PollType::TEXT, OrdinalType::GENERIC, 0, 0);
     session.channel->stopPoll();

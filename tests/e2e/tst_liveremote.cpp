@@ -11,12 +11,13 @@ class tst_LiveRemote : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void remoteIsToldLessonAndCard_data() { addTransportRows(); }
+    void remoteIsToldLessonAndCard_data() { addLessonRows(); }
     void remoteIsToldLessonAndCard();
-    void remoteCommandsReachTheHost_data() { addTransportRows(); }
+    void remoteCommandsReachTheHost_data() { addLessonRows(); }
     void remoteCommandsReachTheHost();
-    void unknownMessagesAreHandedOver_data() { addTransportRows(); }
+    void unknownMessagesAreHandedOver_data() { addLessonRows(); }
     void unknownMessagesAreHandedOver();
+    void nothingIsSentWithoutAConnection_data() { addWebSocketAndRobustRows(); }
     void nothingIsSentWithoutAConnection();
 };
 
@@ -25,8 +26,8 @@ using Tarvo::PollType;
 
 void tst_LiveRemote::remoteIsToldLessonAndCard()
 {
-    const Far far(rowTls(), words(u"--learners 1 --remote --remote-commands none"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1 --remote --remote-commands none"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     session.channel->sendCurrentLessonToRemote(u"L-7"_s, u"Flüsse"_s);
     session.channel->sendCurrentCardToRemote(2, 3);
@@ -55,8 +56,8 @@ void tst_LiveRemote::remoteIsToldLessonAndCard()
 
 void tst_LiveRemote::remoteCommandsReachTheHost()
 {
-    const Far far(rowTls());
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QVERIFY(far->presenterIsRegistered());
     QSignalSpy commands(session.channel, &PresenterCollab::remoteControl);
@@ -104,8 +105,8 @@ void tst_LiveRemote::remoteCommandsReachTheHost()
 
 void tst_LiveRemote::unknownMessagesAreHandedOver()
 {
-    const Far far(rowTls());
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QVERIFY(far->presenterIsRegistered());
     QSignalSpy unhandled(session.channel, &PresenterCollab::unhandledMessage);
@@ -123,8 +124,8 @@ void tst_LiveRemote::unknownMessagesAreHandedOver()
 
 void tst_LiveRemote::nothingIsSentWithoutAConnection()
 {
-    const Far far(false, words(u"--learners 1"_s));
-    LiveSession session(*far, u"websocket"_s);
+    const Far far(rowWay(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     far->remove(u"connections"_s);
     QTRY_VERIFY_WITH_TIMEOUT(!session.channel->isConnected(), LONG_MS);
@@ -138,7 +139,7 @@ void tst_LiveRemote::nothingIsSentWithoutAConnection()
     assessment.stop();
     // A request that does arrive comes after all of these would have.
     QVERIFY(session.client->doGetLearners());
-    QCOMPARE(far->countNow(u"publish"_s, {{u"transport"_s, u"websocket"_s}}), 0);
+    QCOMPARE(far->countNow(u"publish"_s, {{u"transport"_s, rowTransport()}}), 0);
 }
 
 QTEST_GUILESS_MAIN(tst_LiveRemote)

@@ -7,25 +7,30 @@ class tst_LiveSession : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void learnersAreFollowedFromJoinToLeave_data() { addTransportAndTlsRows(); }
+    void learnersAreFollowedFromJoinToLeave_data() { addLessonAndTlsRows(); }
     void learnersAreFollowedFromJoinToLeave();
+    void serviceIsAskedInOrder_data() { addWebSocketAndRobustRows(); }
     void serviceIsAskedInOrder();
-    void channelRegistersOnItsThreeAddresses_data() { addTransportAndTlsRows(); }
+    void channelRegistersOnItsThreeAddresses_data() { addLessonAndTlsRows(); }
     void channelRegistersOnItsThreeAddresses();
+    void learnersWhoCameBeforeAreListed_data() { addWebSocketAndRobustRows(); }
     void learnersWhoCameBeforeAreListed();
-    void removedLearnerIsDisconnected_data() { addTransportAndTlsRows(); }
+    void removedLearnerIsDisconnected_data() { addLessonAndTlsRows(); }
     void removedLearnerIsDisconnected();
-    void sessionsFollowEachOther_data() { addTransportRows(); }
+    void sessionsFollowEachOther_data() { addLessonRows(); }
     void sessionsFollowEachOther();
     void tenantsOrderOfTransportsIsFollowed();
     void serverWithoutWebSocketsIsPolled();
+    void transportThatIsSwitchedOffGivesWayToTheNext_data();
+    void transportThatIsSwitchedOffGivesWayToTheNext();
+    void stickyCookieComesBackOnPollsAndPosts_data();
     void stickyCookieComesBackOnPollsAndPosts();
 };
 
 void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
 {
-    const Far far(rowTls(), words(u"--learners 3"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 3"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QCOMPARE(session.channel->getTransport(), rowTransport());
     QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
@@ -59,8 +64,8 @@ void tst_LiveSession::learnersAreFollowedFromJoinToLeave()
 
 void tst_LiveSession::serviceIsAskedInOrder()
 {
-    const Far far(false);
-    LiveSession session(*far, u"websocket"_s);
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     const QString code = session.client->getSessionCode();
     const QString token = session.token();
@@ -95,8 +100,8 @@ void tst_LiveSession::serviceIsAskedInOrder()
 
 void tst_LiveSession::channelRegistersOnItsThreeAddresses()
 {
-    const Far far(rowTls());
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
 
     QStringList addresses;
@@ -112,8 +117,8 @@ void tst_LiveSession::channelRegistersOnItsThreeAddresses()
 
 void tst_LiveSession::learnersWhoCameBeforeAreListed()
 {
-    const Far far(false, words(u"--learners 2"_s));
-    LiveSession session(*far, u"websocket"_s);
+    const Far far(rowWay(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QTRY_COMPARE_WITH_TIMEOUT(far->learners().size(), 2, LONG_MS);
     QVERIFY(session.client->doGetLearners());
@@ -125,8 +130,8 @@ void tst_LiveSession::learnersWhoCameBeforeAreListed()
 
 void tst_LiveSession::removedLearnerIsDisconnected()
 {
-    const Far far(rowTls(), words(u"--learners 2"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 2"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     QSignalSpy joined(session.channel, &PresenterCollab::learnerJoin);
     QSignalSpy left(session.channel, &PresenterCollab::learnerUnregister);
@@ -148,8 +153,8 @@ void tst_LiveSession::removedLearnerIsDisconnected()
 
 void tst_LiveSession::sessionsFollowEachOther()
 {
-    const Far far(rowTls(), words(u"--learners 1"_s));
-    LiveSession session(*far, rowTransport());
+    const Far far(rowWay(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     const QString firstCode = session.client->getSessionCode();
     QSignalSpy joinedFirst(session.channel, &PresenterCollab::learnerJoin);
@@ -187,10 +192,41 @@ void tst_LiveSession::serverWithoutWebSocketsIsPolled()
     QVERIFY2(first.endsWith(u"/websocket"_s), qPrintable(first));
 }
 
+void tst_LiveSession::transportThatIsSwitchedOffGivesWayToTheNext_data()
+{
+    addWayColumns();
+    QTest::addColumn<QString>("order");
+    QTest::newRow("polling behind both")
+        << u"xhr-polling"_s << false << true << u"websocket,xhr-streaming,xhr-polling"_s;
+    QTest::newRow("streaming behind a web socket, TLS")
+        << u"xhr-streaming"_s << true << true << u"websocket,xhr-streaming"_s;
+    QTest::newRow("a web socket behind streaming")
+        << u"websocket"_s << false << true << u"xhr-streaming,websocket"_s;
+}
+
+void tst_LiveSession::transportThatIsSwitchedOffGivesWayToTheNext()
+{
+    QFETCH(QString, order);
+    const Far far(rowWay(),
+                  {u"--learners"_s, u"1"_s, u"--transports"_s, rowTransport(),
+                   u"--tenant-protocols"_s, order});
+    LiveSession session(*far, Way{QString(), rowWay().isTls, true});
+    QVERIFY(openWithLearners(session, 1));
+    QCOMPARE(session.channel->getTransport(), rowTransport());
+    QCOMPARE(far->countNow(u"open"_s, {{u"transport"_s, rowTransport()}}), 1);
+}
+
+void tst_LiveSession::stickyCookieComesBackOnPollsAndPosts_data()
+{
+    addWayColumns();
+    QTest::newRow("xhr-polling") << u"xhr-polling"_s << false << false;
+    addRobustRows({u"xhr-polling"_s});
+}
+
 void tst_LiveSession::stickyCookieComesBackOnPollsAndPosts()
 {
-    const Far far(false);
-    LiveSession session(*far, u"xhr-polling"_s);
+    const Far far(rowWay());
+    LiveSession session(*far, rowWay());
     QVERIFY(session.open());
     session.channel->sendHeavy();
     QTRY_VERIFY_WITH_TIMEOUT(far->countNow(u"publish"_s, {{u"type"_s, u"heavy"_s}}) == 1, LONG_MS);

@@ -23,8 +23,33 @@ private Q_SLOTS:
     void wrongNameOrExpiryFailWithoutThatKey();
     void untrustedCollaborationServerOpensNoChannel_data() { addTransportRows(); }
     void untrustedCollaborationServerOpensNoChannel();
+    void untrustedCollaborationServerEndsTheAttempt_data() { addRobustOnlyRows(); }
+    void untrustedCollaborationServerEndsTheAttempt();
     void nothingListensThere();
 };
+
+namespace
+{
+
+// The service itself speaks plain HTTP; only the collaboration server's certificate is not trusted.
+struct UntrustedServer {
+    UntrustedServer() { other.trust(); }
+
+    // How much has reached the bus. From here on the server is trusted, so that it can be asked.
+    int requests()
+    {
+        certificates.trust();
+        return server.countNow(u"busRequest"_s);
+    }
+
+    TestCertificates certificates{u"Unknown Root"_s};
+    TestCertificates::Identity identity = certificates.issue(u"localhost"_s);
+    Classroom server{{}, &identity};
+    Classroom service{{u"--collab-url"_s, server.url()}};
+    TestCertificates other{u"Other Root"_s};
+};
+
+} // namespace
 
 void tst_LiveSignIn::wrongCredentialsAreRefused_data()
 {
@@ -204,16 +229,8 @@ void tst_LiveSignIn::wrongNameOrExpiryFailWithoutThatKey()
 
 void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel()
 {
-    // The service itself speaks plain HTTP; only the collaboration server's certificate is not
-    // trusted.
-    TestCertificates collaboration(u"Unknown Root"_s);
-    const auto identity = collaboration.issue(u"localhost"_s);
-    Classroom collaborationServer({}, &identity);
-    Classroom service({u"--collab-url"_s, collaborationServer.url()});
-    TestCertificates other(u"Other Root"_s);
-    other.trust();
-
-    LiveSession session(service, rowTransport());
+    UntrustedServer untrusted;
+    LiveSession session(untrusted.service, rowTransport());
     QVERIFY(session.client->doLogin(u"teacher"_s, u"secret"_s));
     QVERIFY(session.client->doStartSession(QString()));
     PresenterCollab *channel = nullptr;
@@ -221,9 +238,21 @@ void tst_LiveSignIn::untrustedCollaborationServerOpensNoChannel()
     QVERIFY(channel);
     QVERIFY(!channel->isConnected());
     QVERIFY(session.client->doStopSession());
+    QCOMPARE(untrusted.requests(), 0);
+}
 
-    collaboration.trust();
-    QCOMPARE(collaborationServer.countNow(u"busRequest"_s), 0);
+void tst_LiveSignIn::untrustedCollaborationServerEndsTheAttempt()
+{
+    UntrustedServer untrusted;
+    LiveSession session(untrusted.service, Way{rowTransport(), false, true});
+    QVERIFY(session.create());
+    QVERIFY(session.startChannel());
+    QSignalSpy closed(session.channel, &PresenterCollab::connectionClosed);
+    QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
+    QCOMPARE(closed.first().first().toBool(), false);
+    QCOMPARE(session.channel->getCloseCode(), 1006);
+    QVERIFY(!session.channel->getCloseReason().isEmpty());
+    QCOMPARE(untrusted.requests(), 0);
 }
 
 void tst_LiveSignIn::nothingListensThere()

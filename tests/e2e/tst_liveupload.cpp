@@ -12,6 +12,7 @@ private Q_SLOTS:
     void everyUploadHasAnIdOfItsOwn();
     void failedUploadLeavesTheOutputsAlone_data();
     void failedUploadLeavesTheOutputsAlone();
+    void uploadedImageReachesTheLearners_data() { addWebSocketAndRobustRows(); }
     void uploadedImageReachesTheLearners();
 };
 
@@ -126,8 +127,8 @@ void tst_LiveUpload::failedUploadLeavesTheOutputsAlone()
 
 void tst_LiveUpload::uploadedImageReachesTheLearners()
 {
-    const Far far(false, words(u"--learners 1"_s));
-    LiveSession session(*far, u"websocket"_s);
+    const Far far(rowWay(), words(u"--learners 1"_s));
+    LiveSession session(*far, rowWay());
     QVERIFY(openWithLearners(session, 1));
     const QByteArray image = "\x89PNG\r\n\x1a\n" + noise(1000);
     QString id;
