@@ -174,11 +174,13 @@ public:
     /// false if that fails or no session code comes back. The argument is accepted and ignored.
     bool doStartSession(QString ignored);
     /// Starts and joins the created session and opens its channel: five requests, then
-    /// `PresenterCollab::open`, which waits for the web socket. On success `*collabOut` is the
-    /// channel, a child of this client that the host may delete earlier. A second call makes a second
-    /// channel; the first stays until the client goes or the host deletes it. Returns false, without
-    /// touching `*collabOut`, if no collaboration server is named, the start is refused with an error
-    /// key, or the host deletes the client or the channel meanwhile.
+    /// `PresenterCollab::open`, which waits for the web socket. With the robust transport it does
+    /// not wait: this returns before a transport stands, and the channel tells the outcome. On
+    /// success `*collabOut` is the channel, a child of this client that the host may delete
+    /// earlier. A second call makes a second channel; the first stays until the client goes or the
+    /// host deletes it. Returns false, without touching `*collabOut`, if no collaboration server is
+    /// named, the start is refused with an error key, or the host deletes the client or the channel
+    /// meanwhile.
     bool startWebsocket(PresenterCollab **collabOut);
     /// The transports ("websocket", "xhr-streaming", "xhr-polling") that later sessions use instead of
     /// those the tenant prefers; an empty list goes back to the tenant's.

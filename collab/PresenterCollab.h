@@ -38,7 +38,7 @@ class TarvoCollabMessage;
 ///
 /// No operation waits for an answer or reports an error. What is published while the connection is
 /// down is lost: a text payload with a debug line that says so, a message object without one. A lost
-/// connection shows as `connectionClosed()` only.
+/// connection shows as `connectionClosed()`, and `getCloseCode()` and `getCloseReason()` tell why.
 ///
 /// An address that begins with "." is relative and is completed by putting the session token in front
 /// of it; any other address is used as it stands. The addresses of a session are
@@ -85,7 +85,8 @@ public:
     /// Connects with the transports named in `protocols` ("websocket", "xhr-streaming",
     /// "xhr-polling"), tried in that order; unknown names are skipped, and with none left every
     /// transport is tried. The call waits, dispatching events, until a transport has started or all
-    /// have failed; connected or not, it returns nothing: see `isConnected()`.
+    /// have failed; connected or not, it returns nothing: see `isConnected()`. With the robust
+    /// transport it returns at once.
     void open(QStringList protocols);
     /// Connects with every transport there is, in the order of their values.
     void open();
@@ -104,8 +105,8 @@ public:
     /// Tells one learner's device to disconnect, and emits `learnerUnregister()`, also when the
     /// connection is down.
     void removeLearner(QString deviceId);
-    /// Keeps the connection alive at the far end; sent every minute by itself. It does not count as
-    /// activity, so a channel without other messages still closes after an hour.
+    /// Keeps the connection alive at the far end; sent by itself, see `setPingInterval()`. It does
+    /// not count as activity, so a channel without other messages still closes after an hour.
     void sendPing();
     /// Tells the learners' devices that a large message has been sent. `showImageCard()` does it by itself.
     void sendHeavy();
@@ -172,7 +173,8 @@ public:
     /// before the session is open; empty before one has started, and from `close()` on.
     QString getTransport() const;
     /// Why the connection has ended, valid from `connectionClosed()` until the next `open()`, 0 before: the
-    /// server's own code, 1000 after `close()` or an hour without messages, or 1006.
+    /// server's own code, 1000 after `close()` or an hour without messages, or 1006. Without the
+    /// robust transport a connection over XHR that was lost always has 1006.
     int getCloseCode() const;
     /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
     QString getCloseReason() const;
@@ -185,7 +187,8 @@ public:
 
 Q_SIGNALS:
     /// The connection is closed; true when it closed by itself, after more than an hour without a
-    /// message to the devices.
+    /// message to the devices. With the robust transport it also comes, with false, when none of
+    /// the transports could be opened.
     void connectionClosed(bool bClosedForInactivity);
     /// A learner answered a poll or a question; see CollaborationMessageHandler.
     void learnerPollResponse(QString deviceId, QString pollId, int responseTime, QString answer);

@@ -80,7 +80,8 @@ public:
     /// Why the connection has ended, valid from `closed()` until the next `open()`; 0 before.
     ///
     /// The server's own code, from a close frame of SockJS over HTTP and from that of the web socket; 1000
-    /// after the host's own `close()` or an hour without messages; 1006 for the rest.
+    /// after the host's own `close()` or an hour without messages; 1006 for the rest, and by
+    /// default for every connection over XHR that is lost. 0 when another `open()` has ended it.
     int getCloseCode() const { return closeCode; }
     /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
     QString getCloseReason() const { return closeReason; }
@@ -90,16 +91,18 @@ public:
     /// Starts a new SockJS session at `url` (scheme "wss" or "https" for TLS; the port defaults to
     /// 443 with TLS and 80 without), over the first of `protocols` that can be started.
     ///
-    /// Always returns false: `connected()` and `closed()` tell the outcome. No signal is emitted when no
-    /// transport could be started. A web-socket attempt waits, without a time limit, until the server
-    /// has answered or refused; events are dispatched meanwhile, so the host's slots run and may
-    /// `close()`, `open()` again or delete the connector, each of which ends the wait. An XHR attempt
-    /// blocks for up to 30,000 ms. A connection that is still in use is closed first, which emits
-    /// `closed()`.
+    /// Always returns false: `connected()` and `closed()` tell the outcome. A connection that is
+    /// still in use is closed first, which emits `closed()`.
+    ///
+    /// Without the robust transport no signal is emitted when no transport could be started, and
+    /// this waits. A web-socket attempt waits, without a time limit, until the server has answered
+    /// or refused; events are dispatched meanwhile, so the host's slots run and may `close()`,
+    /// `open()` again or delete the connector, each of which ends the wait. An XHR attempt blocks
+    /// for up to 30,000 ms.
     bool open(QUrl url, QList<PROTOCOL_TYPE> protocols);
     /// Ends the connection, or the attempt in progress. `closed()` is emitted before this returns when
-    /// the transport is a web socket, and from the event loop, once the transport's thread has ended,
-    /// when it is XHR. Without a connection nothing happens.
+    /// the transport is a web socket, and from the event loop when it is XHR, by default once the
+    /// transport's thread has ended. Without a connection nothing happens.
     void close();
     /// Sends one text message, in a SockJS frame, on the transport in use; without one it is lost
     /// silently. Does not wait. `keepAlive` marks the channel's ping, which does not count as
@@ -127,13 +130,15 @@ Q_SIGNALS:
     /// Declared for hosts that connect to it; never emitted.
     void error(int errorCode);
     /// The connection has ended; true when it was closed after an hour without outgoing messages.
+    /// With the robust transport it also comes, from the event loop, when none could be opened.
     void closed(bool bClosedForInactivity);
 
 public Q_SLOTS:
     /// Opens the session by hand: sets the connected state and emits `connected()`. Not used here.
     void onConnected();
     /// The transport has ended. Before the session was open, a web socket that nobody asked to close
-    /// gives way to XHR polling; in every other case `closed()` follows.
+    /// gives way to XHR polling; in every other case `closed()` follows. With the robust transport
+    /// only an end that the host asked for comes here.
     void onClosed();
     /// Takes one SockJS frame.
     void onTextMessageReceived(QString frame);
