@@ -74,7 +74,7 @@ SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
         if (receivingPatience.isActive())
             receivingPatience.start();
     });
-    connect(posts, &PostQueue::lost, this, &SockJSXHRPolling::logLostMessage);
+    connect(posts, &PostQueue::lost, this, &SockJSXHRPolling::onMessageLost);
     connect(posts, &PostQueue::drained, this, [this] {
         // Until the worker has ended, the socket is its own; and an open class goes on receiving.
         if (!worker && (closed || !receiver))
@@ -454,14 +454,8 @@ void SockJSXHRPolling::onNAMRequestFinished(QNetworkReply *reply)
 {
     const QString failure = failureOf(reply);
     if (!failure.isEmpty())
-        logLostMessage(failure);
+        onMessageLost(failure);
     reply->deleteLater();
-    if (receiver && !failure.isEmpty() && !closed) {
-        // What comes behind a lost message must not arrive without it; what has come is still heard.
-        posts->drop();
-        receiver->end(Tarvo::Close::ABNORMAL,
-                      QStringLiteral("A message could not be sent: %0").arg(failure));
-    }
     posts->replyFinished(reply);
     if (receiver && reply->hasRawHeader("Set-Cookie"))
         updatePoll();
@@ -481,9 +475,15 @@ QString SockJSXHRPolling::failureOf(const QNetworkReply *reply) const
     return Tarvo::Close::httpFailure(status, phrase.toUtf8(), isOpen);
 }
 
-void SockJSXHRPolling::logLostMessage(const QString &reason)
+// The robust way sends nothing behind a gap, and tells of it once what has come before is heard.
+void SockJSXHRPolling::onMessageLost(const QString &reason)
 {
     TARVO_LOG(sockjs, "[SockJSXHRPolling] xhr_send error: ", reason);
+    if (!receiver || closed)
+        return;
+    posts->drop();
+    receiver->end(Tarvo::Close::ABNORMAL,
+                  QStringLiteral("A message could not be sent: %0").arg(reason));
 }
 
 // The connector's goodbye: the transport ends itself once its last message has left.

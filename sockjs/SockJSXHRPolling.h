@@ -29,9 +29,10 @@ class XHRReceiver;
 /// What is lost is logged. Both halves share the server's cookies and the system's proxy. HTTP status
 /// codes are not read on either.
 ///
-/// With `setRobustTransport(true)` an XHRReceiver takes the worker's place: it asks by itself, as soon as the
-/// answer before is whole, delivers frames as they arrive, and tells why it ends. Messages that wait
-/// leave in one post, and a post that fails ends the connection.
+/// **The robust way.** After `setRobustTransport(true)` an XHRReceiver takes the worker's place: it asks by
+/// itself, as soon as the answer before is whole, delivers frames as they arrive, and tells why it ends.
+/// Messages that wait leave in one post, at most 10,000 ms without progress and 60,000 ms in all, and one
+/// that fails ends the connection, as does every status but 200 and 204.
 ///
 /// **Life.** The connector makes the transport and drives it on its own thread, the host's. `close()`
 /// ends the receiving half; posts that are waiting then still leave, for up to 30,000 ms and as long as
@@ -86,8 +87,8 @@ public:
     int getCookieCount();
 
 Q_SIGNALS:
-    /// The receiving half has ended: after `close()`, or because the server could not be reached any
-    /// more. Emitted once for a `start()` that succeeded.
+    /// The receiving half has ended: after `close()`, because the server could not be reached any
+    /// more, or, in the robust way, for what `getCloseReason()` says. Emitted once for a `start()` that succeeded.
     void connectionClosed();
     /// The body of one response: one SockJS frame.
     void textMessageReceived(QString message);
@@ -121,7 +122,7 @@ private:
     void freeRequest(XHRRequest *request);
 
     QString failureOf(const QNetworkReply *reply) const;
-    void logLostMessage(const QString &reason);
+    void onMessageLost(const QString &reason);
     void keepReceivingSocket();
     void dropReceivingConnection();
     void releaseWhenSent();

@@ -89,7 +89,7 @@ QString written(const QString &arguments)
 // Every line that the sources write.
 QStringList writtenLines(const QString &text)
 {
-    static const QRegularExpression call(uR"(\b(?:TARVO_LOG\(\w+,|qWarning\())"_s);
+    static const QRegularExpression call(uR"(\b(?:TARVO_LOG\(\s*\w+,|qWarning\())"_s);
     QStringList lines;
     auto match = call.globalMatch(text);
     while (match.hasNext()) {
@@ -176,7 +176,7 @@ void tst_Failures::everyDescribedLineIsWritten()
 
 void tst_Failures::everyCategoryIsDescribed()
 {
-    static const QRegularExpression used(u"\\bTARVO_LOG\\((\\w+),"_s);
+    static const QRegularExpression used(u"\\bTARVO_LOG\\(\\s*(\\w+),"_s);
     static const QRegularExpression described(u"`tarvo\\.(\\w+)`"_s);
     QCOMPARE(captured(m_logLines, described), captured(m_sources, used));
 }
