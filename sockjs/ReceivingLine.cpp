@@ -1,6 +1,7 @@
 #include "sockjs/ReceivingLine.h"
 
 #include "sockjs/CloseReason.h"
+#include "sockjs/CookieText.h"
 #include "support/Log.h"
 #include "support/Utf8.h"
 
@@ -51,13 +52,17 @@ ReceivingLine::~ReceivingLine() = default;
 
 // ---- When a request leaves -----------------------------------------------------------------------
 
-void ReceivingLine::setRequest(const QByteArray &request)
+void ReceivingLine::start(const Request &request)
 {
-    const bool isAwaited = m_request.isEmpty() || m_requestIsOld;
     m_request = request;
-    m_requestIsOld = false;
-    if (isAwaited)
-        askNext();
+    for (const QNetworkCookie &cookie : request.cookies)
+        m_cookies.insertCookie(cookie);
+    askNext();
+}
+
+void ReceivingLine::addCookies(const QByteArray &setCookies)
+{
+    m_cookies.setCookiesFromUrl(QNetworkCookie::parseCookies(setCookies), m_request.url);
 }
 
 void ReceivingLine::goOn()
@@ -68,11 +73,10 @@ void ReceivingLine::goOn()
         askNext();
 }
 
-// As soon as the line is free: when the answer before is whole, the cookies that came with it stand in the
-// request, and the host keeps up.
+// As soon as the line is free: when the answer before is whole, and the host keeps up.
 void ReceivingLine::askNext()
 {
-    if (m_state != State::RESTING || m_requestIsOld || m_pause.isActive() || isHeld())
+    if (m_state != State::RESTING || m_pause.isActive() || isHeld())
         return;
     const int pause = nextPause();
     if (pause > 0)
@@ -90,7 +94,8 @@ void ReceivingLine::ask()
     m_state = State::ASKING;
     m_isAnswerEmpty = true;
     m_hasAnswerBegun = false;
-    m_socket->write(m_request);
+    const QString cookies = Tarvo::cookieLine(m_cookies.cookiesForUrl(m_request.url));
+    m_socket->write(m_request.header + cookies.toUtf8() + "\r\n");
 }
 
 // None behind an answer that brought something.
@@ -256,7 +261,7 @@ void ReceivingLine::onHeader()
 {
     const QByteArray setCookies = m_reader.setCookies();
     if (!setCookies.isEmpty()) {
-        m_requestIsOld = true;
+        addCookies(setCookies);
         Q_EMIT cookiesCame(setCookies);
     }
     const int status = m_reader.status();

@@ -6,9 +6,13 @@
 #include <QtCore/QByteArray>
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QElapsedTimer>
+#include <QtCore/QList>
 #include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QTimer>
+#include <QtCore/QUrl>
+#include <QtNetwork/QNetworkCookie>
+#include <QtNetwork/QNetworkCookieJar>
 #include <QtNetwork/QNetworkProxy>
 
 #include <atomic>
@@ -41,6 +45,12 @@ public:
         bool ssl = false;
         QNetworkProxy proxy;
     };
+    // What it asks for, beside the cookies.
+    struct Request {
+        QByteArray header; // to the end of its last line
+        QUrl url;
+        QList<QNetworkCookie> cookies; // that the first request carries
+    };
     // How many characters of frames the host has not taken yet; shared with the XHRReceiver.
     using Backlog = std::shared_ptr<std::atomic<qint64>>;
     // With more than this nothing is read, and the server has to wait.
@@ -51,8 +61,10 @@ public:
 
     // ---- On the line's thread ------------------------------------------------------------------------
 
-    // The text of every request from now on; the first one begins the line.
-    void setRequest(const QByteArray &request);
+    // Begins to ask.
+    void start(const Request &request);
+    // "Set-Cookie" lines, one a line, that have come in another way. The line keeps those of its own answers.
+    void addCookies(const QByteArray &setCookies);
     void setHeartbeatTimeout(int ms);
     // The host has caught up.
     void goOn();
@@ -62,7 +74,7 @@ public:
 Q_SIGNALS:
     // The first connection stands.
     void connected();
-    // "Set-Cookie" lines have come. The next request waits for setRequest().
+    // "Set-Cookie" lines have come, one a line.
     void cookiesCame(const QByteArray &setCookies);
     void frameCame(const QString &frame);
     // The line has ended, for good.
@@ -101,8 +113,9 @@ private:
     const Server m_server;
     const Backlog m_backlog;
     State m_state = State::RESTING;
-    QByteArray m_request;
-    bool m_requestIsOld = false; // a cookie has come since it was made
+    Request m_request;
+    QNetworkCookieJar
+        m_cookies; // a part of the host's, so that nothing waits for the host's thread
 
     QTcpSocket *m_socket = nullptr;                    // a child; null between two connections
     bool m_hasStood = false;                           // connected() was emitted

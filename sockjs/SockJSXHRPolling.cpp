@@ -1,6 +1,7 @@
 #include "sockjs/SockJSXHRPolling.h"
 
 #include "sockjs/CloseReason.h"
+#include "sockjs/CookieText.h"
 #include "sockjs/PostQueue.h"
 #include "sockjs/SockJSXHRPollingWorker.h"
 #include "sockjs/XHRReceiver.h"
@@ -36,8 +37,9 @@ const QLatin1String REPEATED_PATH_END("xhr");
 // How long the polling connection is kept for posts that make no progress.
 constexpr int RECEIVING_PATIENCE_MS = 2000;
 
-// Behind the payload of a request, which its length does not count: the server expects them of a worker.
-const QLatin1String LINE_ENDS("\r\n\r\n");
+const QLatin1String LINE_END("\r\n");
+// Behind the payload of the worker's requests, whose length does not count them: the server expects them.
+const QLatin1String LINE_ENDS_BEHIND("\r\n\r\n");
 
 constexpr int STATUS_OK = 200;
 constexpr int STATUS_NO_CONTENT = 204;
@@ -257,7 +259,10 @@ bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
     if (!worker)
         return false;
 
-    auto *request = new XHRRequest(nullptr, path, requestText(path, payload) + LINE_ENDS);
+    const QString text = requestHeader(path, payload)
+        + Tarvo::cookieLine(cookieJar->cookiesForUrl(QUrl(sessionUrl))) + LINE_END + payload
+        + LINE_ENDS_BEHIND;
+    auto *request = new XHRRequest(nullptr, path, text);
     requests.append(request);
     if (worker->queueRequest(request))
         return true;
@@ -265,16 +270,16 @@ bool SockJSXHRPolling::doRequestXHR(const QString &path, const QString &payload)
     return false;
 }
 
-QString SockJSXHRPolling::requestText(const QString &path, const QString &payload)
+// All lines but the cookies and the empty one.
+QString SockJSXHRPolling::requestHeader(const QString &path, const QString &payload) const
 {
-    QString header = QStringLiteral("Host: %0\r\n").arg(Tarvo::urlHost(host));
+    QString header = QStringLiteral("POST %0 HTTP/1.1\r\n").arg(path);
+    header += QStringLiteral("Host: %0\r\n").arg(Tarvo::urlHost(host));
     header += QStringLiteral("Connection: %0\r\n").arg(connectionHeader(keepAlive));
     header += QLatin1String("Accept-Encoding: identity\r\n");
     header += QLatin1String("Content-Type: application/json\r\n");
     header += QStringLiteral("Content-Length: %0\r\n").arg(payload.length());
-    if (getCookieCount() > 0)
-        header += QStringLiteral("Cookie: %0\r\n").arg(getCookieString());
-    return QStringLiteral("POST %0 HTTP/1.1\r\n%1\r\n%2").arg(path, header, payload);
+    return header;
 }
 
 void SockJSXHRPolling::freeRequest(XHRRequest *request)
@@ -351,13 +356,7 @@ void SockJSXHRPolling::onWorkerReconnected()
 
 QString SockJSXHRPolling::getCookieString()
 {
-    QString text;
-    const QList<QNetworkCookie> cookies = cookieJar->cookiesForUrl(QUrl(sessionUrl));
-    for (const QNetworkCookie &cookie : cookies) {
-        text += QStringLiteral("%0=%1;").arg(QString::fromUtf8(cookie.name()),
-                                             QString::fromUtf8(cookie.value()));
-    }
-    return text;
+    return Tarvo::cookieText(cookieJar->cookiesForUrl(QUrl(sessionUrl)));
 }
 
 int SockJSXHRPolling::getCookieCount()
@@ -374,21 +373,14 @@ bool SockJSXHRPolling::startReceiver(bool ssl, const QNetworkProxy &proxy)
         isOpen = true;
         deliver(frame);
     });
-    connect(receiver, &XHRReceiver::cookiesCame, this, [this](const QByteArray &setCookies) {
-        storeCookies(setCookies);
-        updatePoll();
-    });
+    connect(receiver, &XHRReceiver::cookiesCame, this, &SockJSXHRPolling::storeCookies);
     connect(receiver, &XHRReceiver::ended, this, &SockJSXHRPolling::endAtOnce);
     receiver->setHeartbeatTimeout(heartbeatTimeoutMs);
     isOpen = false;
-    updatePoll();
+    const QUrl url(sessionUrl);
+    receiver->start(
+        {requestHeader(pollPath(), QString()).toUtf8(), url, cookieJar->cookiesForUrl(url)});
     return true;
-}
-
-// The cookies that are known by now go with every poll.
-void SockJSXHRPolling::updatePoll()
-{
-    receiver->setRequest(requestText(pollPath(), QString()).toUtf8());
 }
 
 void SockJSXHRPolling::setHeartbeatTimeout(int ms)
@@ -457,8 +449,8 @@ void SockJSXHRPolling::onNAMRequestFinished(QNetworkReply *reply)
         onMessageLost(failure);
     reply->deleteLater();
     posts->replyFinished(reply);
-    if (receiver && reply->hasRawHeader("Set-Cookie"))
-        updatePoll();
+    if (receiver)
+        receiver->addCookies(reply->rawHeader("Set-Cookie"));
 }
 
 // Empty when the server has taken the post.

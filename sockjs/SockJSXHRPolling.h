@@ -111,8 +111,7 @@ private:
     void endAtOnce(int code, const QString &reason);
     void abandon();
     QString pollPath() const;
-    QString requestText(const QString &path, const QString &payload);
-    void updatePoll();
+    QString requestHeader(const QString &path, const QString &payload) const;
     void storeCookies(const QByteArray &setCookies);
     void deliver(const QString &frame);
     void onWorkerReceivedHeaders(XHRRequest *request, QStringMap headers);

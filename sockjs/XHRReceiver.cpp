@@ -31,9 +31,14 @@ XHRReceiver::~XHRReceiver()
     m_thread->wait();
 }
 
-void XHRReceiver::setRequest(const QByteArray &request)
+void XHRReceiver::start(const ReceivingLine::Request &request)
 {
-    tellLine([line = m_line, request] { line->setRequest(request); });
+    tellLine([line = m_line, request] { line->start(request); });
+}
+
+void XHRReceiver::addCookies(const QByteArray &setCookies)
+{
+    tellLine([line = m_line, setCookies] { line->addCookies(setCookies); });
 }
 
 void XHRReceiver::setHeartbeatTimeout(int ms)

@@ -23,8 +23,10 @@ public:
     XHRReceiver(const ReceivingLine::Server &server, QObject *parent);
     ~XHRReceiver() override;
 
-    // The text of every request from now on; the first one begins the connection.
-    void setRequest(const QByteArray &request);
+    // Begins to ask.
+    void start(const ReceivingLine::Request &request);
+    // "Set-Cookie" lines, one a line, that have come with the answer to a post.
+    void addCookies(const QByteArray &setCookies);
     void setHeartbeatTimeout(int ms);
     // ended() comes with this, behind all that has arrived, unless it is on its way with another reason.
     void end(int code, const QString &reason);
@@ -32,12 +34,12 @@ public:
     void mute();
 
 Q_SIGNALS:
-    // The first connection stands.
-    void connected();
-    // "Set-Cookie" lines, one a line. The receiver goes on once setRequest() has been called.
-    void cookiesCame(const QByteArray &setCookies);
     // A frame of SockJS, of any kind.
     void frameCame(const QString &frame);
+    // "Set-Cookie" lines, one a line, that have come with an answer.
+    void cookiesCame(const QByteArray &setCookies);
+    // The first connection stands.
+    void connected();
     // Nothing more will come.
     void ended(int code, const QString &reason);
 
