@@ -3,6 +3,7 @@
 #include "sockjs/CloseReason.h"
 #include "sockjs/Patience.h"
 #include "sockjs/SockJSXHRPolling.h"
+#include "sockjs/WebSocketCloseFrame.h"
 #include "sockjs/WebSocketGoodbye.h"
 #include "sockjs/WebSocketWatch.h"
 #include "sockjs/XHRReceiver.h"
@@ -237,7 +238,6 @@ void SockJSConnector::hearWebSocket()
             Qt::QueuedConnection);
     };
     hear(&QWebSocket::connected, &SockJSConnector::onWebSocketConnected);
-    hear(&QWebSocket::aboutToClose, &SockJSConnector::onWebSocketCloseFrame);
     hear(&QWebSocket::disconnected, &SockJSConnector::onWebSocketDisconnected);
     // A handshake that is refused on a connection that stays up shows as an error only.
     hear(QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error),
@@ -249,6 +249,11 @@ void SockJSConnector::hearWebSocket()
                 onTextMessageReceived(frame);
         },
         Qt::QueuedConnection);
+    // At once, so that it is known when the end is heard.
+    connect(new WebSocketCloseFrame(webSocket), &WebSocketCloseFrame::came, this, [=] {
+        if (isInUse())
+            hasCloseFrame = true;
+    });
 }
 
 // The transport is in use from here on, before the wait has noticed: the server's first frames may be
@@ -270,11 +275,6 @@ void SockJSConnector::onWebSocketFailed()
         giveWay(webSocket->errorString());
 }
 
-void SockJSConnector::onWebSocketCloseFrame()
-{
-    hasCloseFrame = true;
-}
-
 void SockJSConnector::onWebSocketDisconnected()
 {
     if (state() == State::TRYING) {
@@ -293,16 +293,16 @@ void SockJSConnector::onWebSocketDisconnected()
 // A connection that ends without the server's close frame leaves the toolkit with its own code.
 int SockJSConnector::webSocketCloseCode() const
 {
-    const bool isTheServers = webSocket && hasCloseFrame
-        && webSocket->closeCode() != QWebSocketProtocol::CloseCodeTooMuchData;
-    return isTheServers ? webSocket->closeCode() : Tarvo::Close::ABNORMAL;
+    return webSocket && hasCloseFrame ? webSocket->closeCode() : Tarvo::Close::ABNORMAL;
 }
 
+// The server's words, or the toolkit's about a mistake of the server.
 QString SockJSConnector::webSocketCloseReason() const
 {
     if (!webSocket)
         return QStringLiteral("The connection to the server was lost");
-    return hasCloseFrame ? webSocket->closeReason() : webSocket->errorString();
+    const QString reason = webSocket->closeReason();
+    return hasCloseFrame || !reason.isEmpty() ? reason : webSocket->errorString();
 }
 
 void SockJSConnector::adoptWebSocket()

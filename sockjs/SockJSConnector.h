@@ -169,7 +169,6 @@ private:
     void hearWebSocket();
     void onWebSocketConnected();
     void onWebSocketFailed();
-    void onWebSocketCloseFrame();
     void onWebSocketDisconnected();
     void adoptWebSocket();
     int webSocketCloseCode() const;
