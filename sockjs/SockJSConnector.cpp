@@ -476,9 +476,13 @@ void SockJSConnector::onClosed()
 
 void SockJSConnector::finishOnRequest()
 {
-    finish(Tarvo::Close::NORMAL,
-           closedForInactivity ? QStringLiteral("Closed after an hour without messages")
-                               : QStringLiteral("Closed by the host"));
+    finish(Tarvo::Close::NORMAL, requestedReason());
+}
+
+QString SockJSConnector::requestedReason() const
+{
+    return closedForInactivity ? QStringLiteral("Closed after an hour without messages")
+                               : QStringLiteral("Closed by the host");
 }
 
 void SockJSConnector::finish(int code, const QString &reason)
@@ -490,18 +494,22 @@ void SockJSConnector::finish(int code, const QString &reason)
 }
 
 // Ends what an earlier open() left, so that it cannot be taken for the new connection. Returns whether
-// the host is to hear of it: an attempt that nobody knows of yet ends without a word.
+// the host is to hear of it: an attempt that nobody knows of yet ends without a word, unless the host has
+// closed it and waits for one.
 bool SockJSConnector::dropConnection()
 {
     attempt->stop();
     const State ending = state();
-    if (ending == State::TRYING) {
+    if (ending == State::TRYING && !closing) {
         endWebSocket(takeWebSocket());
         delete takeXHRPolling();
+        return false;
     }
-    if (ending == State::TRYING || ending == State::IDLE)
+    if (ending == State::IDLE)
         return false;
     closing = true;
+    closeCode = Tarvo::Close::NORMAL;
+    closeReason = requestedReason();
     if (QWebSocket *socket = takeWebSocket())
         WebSocketGoodbye::say(socket, this);
     if (xhrPolling)

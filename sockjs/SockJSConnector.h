@@ -182,6 +182,7 @@ private:
     int nextGeneration();
     void finish(int code, const QString &reason);
     void finishOnRequest();
+    QString requestedReason() const;
 
     // The robust way: SockJSConnectorRobust.cpp.
     void tryNext();
