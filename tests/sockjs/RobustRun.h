@@ -18,11 +18,12 @@ struct RobustRun {
         connector.open(serverUrl(port, scheme), protocols);
     }
 
+    QStringList
+        ends; // the code and the reason as they stood at each closed(), the last one included
     SockJSConnector connector;
     QSignalSpy connected{&connector, &SockJSConnector::connected};
     QSignalSpy messages{&connector, &SockJSConnector::sockJSMessage};
     QSignalSpy closed{&connector, &SockJSConnector::closed};
-    QStringList ends; // the code and the reason as they stood at each closed()
 };
 
 // The session id of a request for "/bus/eventbus/119/<id>/<transport>".

@@ -45,9 +45,9 @@ struct Attempt {
     }
 
     const QString name;
-    RobustRun run;
-    QElapsedTimer timer;
     qint64 ms = 0;
+    QElapsedTimer timer;
+    RobustRun run;
 };
 
 } // namespace
