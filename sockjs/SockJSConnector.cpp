@@ -398,9 +398,11 @@ void SockJSConnector::sendMessage(QString message, bool keepAlive)
     const QString text = Tarvo::utf8UpToZero(frame);
     if (!keepAlive)
         lastActivity = QDateTime::currentDateTimeUtc();
+    // A post that comes before the server knows the session is refused, and the attempt ends with it.
+    const bool isTooEarly = isRobust && !m_connected && !closing;
     if (webSocket)
         webSocket->sendTextMessage(text);
-    else if (xhrPolling)
+    else if (xhrPolling && !isTooEarly)
         xhrPolling->sendTextMessage(text);
 }
 
@@ -426,6 +428,7 @@ void SockJSConnector::onConnected()
 {
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket connected");
     m_connected = true;
+    attempt->stop();
     Q_EMIT connected();
 }
 

@@ -102,8 +102,8 @@ public:
     /// when it is XHR. Without a connection nothing happens.
     void close();
     /// Sends one text message, in a SockJS frame, on the transport in use; without one it is lost
-    /// silently. Does not wait. `keepAlive` marks the channel's ping, which does not count as
-    /// activity.
+    /// silently, and over a robust HTTP transport also before `connected()`. Does not wait. `keepAlive`
+    /// marks the channel's ping, which does not count as activity.
     ///
     /// In what goes out, every "[ " has lost its space and every " ]" too, inside the message as
     /// well: the service knows the frames so.
