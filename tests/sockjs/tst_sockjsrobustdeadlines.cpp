@@ -17,6 +17,7 @@ class tst_SockJSRobustDeadlines : public QObject
 private Q_SLOTS:
     void everyTransportHasItsTime();
     void nextTransportFollowsAfterTheDeadline();
+    void sessionThatWasOpenedByHandStays();
 };
 
 namespace
@@ -124,6 +125,19 @@ void tst_SockJSRobustDeadlines::nextTransportFollowsAfterTheDeadline()
         ids.append(sessionIdOf(request));
     QCOMPARE(ids.size(), 3);
     QCOMPARE(ids.removeDuplicates(), 0);
+}
+
+void tst_SockJSRobustDeadlines::sessionThatWasOpenedByHandStays()
+{
+    const RawWebSocketServer unopened;
+    const LogCapture log;
+    RobustRun run;
+    run.open(unopened.port());
+    QTRY_COMPARE(run.connector.getTransport(), u"websocket"_s);
+    run.connector.onConnected();
+    QTest::qWait(7000);
+    QCOMPARE(run.ends, QStringList());
+    QVERIFY(run.connector.isConnected());
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSRobustDeadlines)

@@ -24,6 +24,7 @@ private Q_SLOTS:
     void deletingDuringAnAttemptLeavesNothingBehind_data();
     void deletingDuringAnAttemptLeavesNothingBehind();
     void attemptsThatAreReplacedLeaveNothingBehind();
+    void messageBeforeTheSessionIsOpenIsLost();
     void hostMayDoAnythingInASlot_data();
     void hostMayDoAnythingInASlot();
 };
@@ -78,6 +79,16 @@ struct Phases {
     QTcpServer unopened;
     DeafPort deaf;
     EventBusServer bus;
+};
+
+// An attempt in one of its phases, and a server for the next.
+struct Replaced {
+    explicit Replaced(const QString &phase) { phases.reach(phase, run.connector); }
+
+    Phases phases;
+    EventBusServer other;
+    LogCapture log;
+    RobustRun run;
 };
 
 void addPhases()
@@ -137,12 +148,9 @@ void tst_SockJSRobustHost::openingDuringAnAttemptReplacesIt_data()
 void tst_SockJSRobustHost::openingDuringAnAttemptReplacesIt()
 {
     QFETCH(QString, phase);
-    const Phases phases;
-    EventBusServer other;
-    const LogCapture log;
-    RobustRun run;
-    phases.reach(phase, run.connector);
-    run.open(other.port());
+    Replaced attempt(phase);
+    RobustRun &run = attempt.run;
+    run.open(attempt.other.port());
     const QStringList ends =
         phase.startsWith(u"open frame"_s) ? QStringList{"1000 Closed by the host"} : QStringList();
     QCOMPARE(run.ends, ends);
@@ -161,13 +169,10 @@ void tst_SockJSRobustHost::openingAfterClosingStillTellsTheEnd_data()
 void tst_SockJSRobustHost::openingAfterClosingStillTellsTheEnd()
 {
     QFETCH(QString, phase);
-    const Phases phases;
-    EventBusServer other;
-    const LogCapture log;
-    RobustRun run;
-    phases.reach(phase, run.connector);
+    Replaced attempt(phase);
+    RobustRun &run = attempt.run;
     run.connector.close();
-    run.open(other.port());
+    run.open(attempt.other.port());
     QTRY_COMPARE(run.connected.size(), 1);
     QTest::qWait(200);
     QCOMPARE(run.ends, QStringList{"1000 Closed by the host"});
@@ -223,6 +228,27 @@ void tst_SockJSRobustHost::attemptsThatAreReplacedLeaveNothingBehind()
     }
     QTRY_VERIFY_WITH_TIMEOUT(threads() <= threadsBefore, 20000);
     QTRY_VERIFY_WITH_TIMEOUT(descriptors() <= descriptorsBefore, 20000);
+}
+
+// The server would refuse it, and that would end the attempt.
+void tst_SockJSRobustHost::messageBeforeTheSessionIsOpenIsLost()
+{
+    ScriptedServer server;
+    server.onConnection({expectRequest(), pause(300), send(FRAME_O)});
+    server.onEveryOther({expectRequest(), send(reply("", "404 Not Found"))});
+    QVERIFY(server.listen());
+    const LogCapture log;
+    RobustRun run;
+    run.open(server.port(), {XHR_POLLING});
+    run.connector.sendMessage(u"too early"_s, false);
+    QTRY_COMPARE(server.requests().size(), 1);
+    run.connector.sendMessage(u"still too early"_s, false);
+    QTRY_COMPARE(run.connected.size(), 1);
+    run.connector.sendMessage(u"x"_s, false);
+    QTRY_COMPARE(run.ends,
+                 QStringList{"1006 A message could not be sent: The server answered with HTTP "
+                             "status 404 Not Found"});
+    QCOMPARE(bodyOf(server.requests().last()), QByteArray("[\n    \"x\"\n]\n"));
 }
 
 void tst_SockJSRobustHost::hostMayDoAnythingInASlot_data()
