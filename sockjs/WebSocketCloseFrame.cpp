@@ -2,16 +2,22 @@
 
 #include <QtWebSockets/QWebSocket>
 
+#include <algorithm>
+
+QObject *frameReaderOf(const QWebSocket *socket)
+{
+    const QObjectList children = socket->children();
+    const auto reader = std::find_if(children.begin(), children.end(), [](const QObject *child) {
+        return child->inherits("QWebSocketDataProcessor");
+    });
+    return reader != children.end() ? *reader : nullptr;
+}
+
 WebSocketCloseFrame::WebSocketCloseFrame(QWebSocket *socket) : QObject(socket)
 {
-    // Only the toolkit's reader of frames knows, a child without a public type.
-    const QObjectList children = socket->children();
-    for (QObject *child : children) {
-        if (child->inherits("QWebSocketDataProcessor")) {
-            connect(child, SIGNAL(closeReceived(QWebSocketProtocol::CloseCode, QString)), this,
-                    SIGNAL(came()));
-            return;
-        }
-    }
-    connect(socket, &QWebSocket::aboutToClose, this, &WebSocketCloseFrame::came);
+    if (const QObject *reader = frameReaderOf(socket))
+        connect(reader, SIGNAL(closeReceived(QWebSocketProtocol::CloseCode, QString)), this,
+                SIGNAL(came()));
+    else
+        connect(socket, &QWebSocket::aboutToClose, this, &WebSocketCloseFrame::came);
 }

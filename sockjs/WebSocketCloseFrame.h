@@ -4,6 +4,9 @@
 
 class QWebSocket;
 
+// The part of a web socket that reads the frames, a child without a public type; null if there is none.
+QObject *frameReaderOf(const QWebSocket *socket);
+
 // Tells of the server's close frame. From outside, the toolkit's own goodbye to a server that makes a mistake
 // looks the same.
 //
