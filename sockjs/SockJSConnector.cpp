@@ -3,6 +3,7 @@
 #include "sockjs/CloseReason.h"
 #include "sockjs/Patience.h"
 #include "sockjs/SockJSXHRPolling.h"
+#include "sockjs/WebSocketCloseFrame.h"
 #include "sockjs/WebSocketGoodbye.h"
 #include "sockjs/WebSocketWatch.h"
 #include "sockjs/XHRReceiver.h"
@@ -240,7 +241,6 @@ void SockJSConnector::hearWebSocket()
             Qt::QueuedConnection);
     };
     hear(&QWebSocket::connected, &SockJSConnector::onWebSocketConnected);
-    hear(&QWebSocket::aboutToClose, &SockJSConnector::onWebSocketCloseFrame);
     hear(&QWebSocket::disconnected, &SockJSConnector::onWebSocketDisconnected);
     // A handshake that is refused on a connection that stays up shows as an error only.
     hear(QOverload<QAbstractSocket::SocketError>::of(&QWebSocket::error),
@@ -252,6 +252,11 @@ void SockJSConnector::hearWebSocket()
                 onTextMessageReceived(frame);
         },
         Qt::QueuedConnection);
+    // At once, so that it is known when the end is heard.
+    connect(new WebSocketCloseFrame(webSocket), &WebSocketCloseFrame::came, this, [=] {
+        if (isInUse())
+            hasCloseFrame = true;
+    });
 }
 
 // The transport is in use from here on, before the wait has noticed: the server's first frames may be
@@ -273,11 +278,6 @@ void SockJSConnector::onWebSocketFailed()
         giveWay(webSocket->errorString());
 }
 
-void SockJSConnector::onWebSocketCloseFrame()
-{
-    hasCloseFrame = true;
-}
-
 void SockJSConnector::onWebSocketDisconnected()
 {
     if (state() == State::TRYING) {
@@ -296,16 +296,16 @@ void SockJSConnector::onWebSocketDisconnected()
 // A connection that ends without the server's close frame leaves the toolkit with its own code.
 int SockJSConnector::webSocketCloseCode() const
 {
-    const bool isTheServers = webSocket && hasCloseFrame
-        && webSocket->closeCode() != QWebSocketProtocol::CloseCodeTooMuchData;
-    return isTheServers ? webSocket->closeCode() : Tarvo::Close::ABNORMAL;
+    return webSocket && hasCloseFrame ? webSocket->closeCode() : Tarvo::Close::ABNORMAL;
 }
 
+// The server's words, or the toolkit's about a mistake of the server.
 QString SockJSConnector::webSocketCloseReason() const
 {
     if (!webSocket)
         return QStringLiteral("The connection to the server was lost");
-    return hasCloseFrame ? webSocket->closeReason() : webSocket->errorString();
+    const QString reason = webSocket->closeReason();
+    return hasCloseFrame || !reason.isEmpty() ? reason : webSocket->errorString();
 }
 
 void SockJSConnector::adoptWebSocket()
@@ -406,9 +406,11 @@ void SockJSConnector::sendMessage(QString message, bool keepAlive)
     const QString text = Tarvo::utf8UpToZero(frame);
     if (!keepAlive)
         lastActivity = QDateTime::currentDateTimeUtc();
+    // A post that comes before the server knows the session is refused, and the attempt ends with it.
+    const bool isTooEarly = isRobust && !m_connected && !closing;
     if (webSocket)
         webSocket->sendTextMessage(text);
-    else if (xhrPolling)
+    else if (xhrPolling && !isTooEarly)
         xhrPolling->sendTextMessage(text);
 }
 
@@ -434,6 +436,7 @@ void SockJSConnector::onConnected()
 {
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket connected");
     m_connected = true;
+    attempt->stop();
     Q_EMIT connected();
 }
 
@@ -484,7 +487,12 @@ void SockJSConnector::onClosed()
 
 void SockJSConnector::finishOnRequest()
 {
-    finish(Tarvo::Close::NORMAL, closedForInactivity ? CLOSED_FOR_INACTIVITY : CLOSED_BY_HOST);
+    finish(Tarvo::Close::NORMAL, requestedReason());
+}
+
+QString SockJSConnector::requestedReason() const
+{
+    return closedForInactivity ? CLOSED_FOR_INACTIVITY : CLOSED_BY_HOST;
 }
 
 void SockJSConnector::finish(int code, const QString &reason)
@@ -496,7 +504,8 @@ void SockJSConnector::finish(int code, const QString &reason)
 }
 
 // Ends what an earlier open() left, so that it cannot be taken for the new connection. Returns whether
-// the host is to hear of it: an attempt that nobody knows of yet ends without a word.
+// the host is to hear of it: an attempt that nobody knows of yet ends without a word, unless the host has
+// closed it and waits for one.
 bool SockJSConnector::dropConnection()
 {
     attempt->stop();
@@ -504,18 +513,19 @@ bool SockJSConnector::dropConnection()
     if (ending == State::TRYING) {
         endWebSocket(takeWebSocket());
         delete takeXHRPolling();
+        return false;
     }
-    if (ending == State::TRYING || ending == State::IDLE)
+    if (ending == State::IDLE)
         return false;
     closing = true;
+    closeCode = Tarvo::Close::NORMAL;
+    closeReason = requestedReason();
     if (QWebSocket *socket = takeWebSocket())
         WebSocketGoodbye::say(socket, this);
     if (xhrPolling)
         xhrPolling->close();
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
     releaseTransports();
-    closeCode = Tarvo::Close::NORMAL;
-    closeReason = CLOSED_BY_HOST;
     return true;
 }
 

@@ -105,8 +105,8 @@ public:
     /// transport's thread has ended. Without a connection nothing happens.
     void close();
     /// Sends one text message, in a SockJS frame, on the transport in use; without one it is lost
-    /// silently. Does not wait. `keepAlive` marks the channel's ping, which does not count as
-    /// activity.
+    /// silently, and over a robust HTTP transport also before `connected()`. Does not wait. `keepAlive`
+    /// marks the channel's ping, which does not count as activity.
     ///
     /// In what goes out, every "[ " has lost its space and every " ]" too, inside the message as
     /// well: the service knows the frames so.
@@ -174,7 +174,6 @@ private:
     void hearWebSocket();
     void onWebSocketConnected();
     void onWebSocketFailed();
-    void onWebSocketCloseFrame();
     void onWebSocketDisconnected();
     void adoptWebSocket();
     int webSocketCloseCode() const;
@@ -189,6 +188,7 @@ private:
     void deliverMessages();
     void finish(int code, const QString &reason);
     void finishOnRequest();
+    QString requestedReason() const;
 
     // The robust way: SockJSConnectorRobust.cpp.
     void tryNext();

@@ -1,7 +1,10 @@
 #include "sockjs/WebSocketWatch.h"
 
-#include <QtNetwork/QTcpSocket>
+#include "sockjs/WebSocketCloseFrame.h"
+
 #include <QtWebSockets/QWebSocket>
+
+#include <limits>
 
 namespace
 {
@@ -21,6 +24,11 @@ WebSocketWatch::WebSocketWatch(QWebSocket *socket, int silenceMs)
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::pong, this, &WebSocketWatch::heard, Qt::QueuedConnection);
     connect(&m_patience, &Patience::ended, this, &WebSocketWatch::onSilence);
+    // The toolkit ends a connection when nothing comes of a frame for 5 s. Here that is ours to say.
+    const QObject *reader = frameReaderOf(socket);
+    m_frameTimer = reader ? reader->findChild<QTimer *>() : nullptr;
+    if (m_frameTimer)
+        m_frameTimer->setInterval(std::numeric_limits<int>::max());
     m_sinceHeard.start();
     setSilence(silenceMs);
 }
@@ -47,16 +55,9 @@ void WebSocketWatch::onSilence()
         m_sincePing.start();
         m_patience.start(ANSWER_WAIT_MS);
         m_socket->ping();
-    } else if (mayFrameBeArriving() && !m_sincePing.hasExpired(FRAME_WAIT_MS)) {
+    } else if (m_frameTimer && m_frameTimer->isActive() && !m_sincePing.hasExpired(FRAME_WAIT_MS)) {
         m_patience.start(int(FRAME_WAIT_MS - m_sincePing.elapsed()));
     } else {
         Q_EMIT isDead(int(m_sinceHeard.elapsed()));
     }
-}
-
-// The toolkit leaves a frame in the connection's buffer until it is whole.
-bool WebSocketWatch::mayFrameBeArriving() const
-{
-    const auto *connection = m_socket->findChild<QTcpSocket *>();
-    return connection && connection->bytesAvailable() > 0;
 }

@@ -5,7 +5,6 @@
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
 
-class QAbstractSocket;
 class QWebSocket;
 
 // Notices that a web socket's line is dead, which the system tells only after many minutes: after a silence
@@ -31,9 +30,9 @@ Q_SIGNALS:
 private:
     void heard();
     void onSilence();
-    bool mayFrameBeArriving() const;
 
     QWebSocket *m_socket;
+    QTimer *m_frameTimer = nullptr; // the toolkit's; runs while it has a part of a frame
     int m_silenceMs = 0;
     Patience m_patience{this};
     QElapsedTimer m_sinceHeard;
