@@ -103,7 +103,7 @@ void tst_SockJSRobustAnswers::answersAreRead()
     run.open(streaming);
     run.verifyGoodbye();
     QCOMPARE(run.texts(), texts);
-    QCOMPARE(run.server.requests().size(), 3);
+    QCOMPARE(run.requestCount(), 3);
     QCOMPARE(run.server.failure(), QString());
 }
 
