@@ -343,7 +343,7 @@ void SockJSXHRPolling::onWorkerReconnected()
 QString SockJSXHRPolling::getCookieString()
 {
     QString text;
-    const QList<QNetworkCookie> cookies = cookieJar->cookiesForUrl(QUrl(sessionUrl));
+    const QList<QNetworkCookie> cookies = cookieJar->cookiesForUrl(cookieUrl());
     for (const QNetworkCookie &cookie : cookies) {
         text += QStringLiteral("%0=%1;").arg(QString::fromUtf8(cookie.name()),
                                              QString::fromUtf8(cookie.value()));
@@ -353,7 +353,14 @@ QString SockJSXHRPolling::getCookieString()
 
 int SockJSXHRPolling::getCookieCount()
 {
-    return cookieJar->cookiesForUrl(QUrl(sessionUrl)).size();
+    return cookieJar->cookiesForUrl(cookieUrl()).size();
+}
+
+// A cookie that a post's answer sets without a path holds for the addresses beside the post's, which the
+// session's own address is not.
+QUrl SockJSXHRPolling::cookieUrl() const
+{
+    return QUrl(receiver ? baseUrl + pollPath() : sessionUrl);
 }
 
 // ---- The receiver ---------------------------------------------------------------------------------

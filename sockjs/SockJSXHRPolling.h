@@ -110,6 +110,7 @@ private:
     void endAtOnce(int code, const QString &reason);
     void abandon();
     QString pollPath() const;
+    QUrl cookieUrl() const;
     QString requestText(const QString &path, const QString &payload);
     void updatePoll();
     void storeCookies(const QByteArray &setCookies);
