@@ -13,6 +13,8 @@ namespace
 
 // From the lost connection, or the first attempt, to a connection that stands.
 constexpr int CONNECT_WAIT_MS = 10000;
+// The last attempt has time to learn why it fails.
+constexpr int SHORTEST_ATTEMPT_MS = 250;
 
 // A connection that was made again, brought nothing and is lost sooner than this is followed by a pause.
 constexpr int SHORT_CONNECTION_MS = 1000;
@@ -110,7 +112,7 @@ void ReceivingLine::connectToServer()
 {
     if (m_standBy.isForever())
         m_standBy.setRemainingTime(CONNECT_WAIT_MS);
-    m_connecting.start(int(m_standBy.remainingTime()));
+    m_connecting.start(qMax(SHORTEST_ATTEMPT_MS, int(m_standBy.remainingTime())));
     m_state = State::CONNECTING;
     m_isMended = m_hasStood;
     m_hasBrought = false;
