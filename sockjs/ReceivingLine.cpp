@@ -64,7 +64,7 @@ void ReceivingLine::setRequest(const QByteArray &request)
 
 void ReceivingLine::goOn()
 {
-    if (m_state == State::ASKING)
+    if (m_socket && m_socket->bytesAvailable() > 0)
         onReadyRead();
     else
         askNext();
@@ -160,8 +160,12 @@ void ReceivingLine::onConnectionLost()
         onNotConnected(why);
         return;
     }
-    if (m_state != State::ASKING)
-        return; // the next request makes the next connection
+    if (m_state != State::ASKING) {
+        // The next request makes the next connection.
+        if (!lastBytes.isEmpty())
+            endUnasked();
+        return;
+    }
     // What the server said before it went is read first.
     if (!lastBytes.isEmpty()) {
         m_hasAnswerBegun = true;
@@ -222,7 +226,7 @@ void ReceivingLine::onReadyRead()
     if (isHeld())
         return;
     if (m_state != State::ASKING) {
-        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
+        endUnasked();
         return;
     }
     m_hasAnswerBegun = true;
@@ -292,7 +296,7 @@ void ReceivingLine::onAnswerWhole()
     if (m_state == State::ENDED)
         return;
     if (m_reader.hasPending()) {
-        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
+        endUnasked();
         return;
     }
     m_state = State::RESTING;
@@ -355,6 +359,11 @@ void ReceivingLine::onSilence()
     }
     end(Tarvo::Close::ABNORMAL,
         QStringLiteral("The server was silent for %0 ms").arg(m_heartbeatTimeoutMs));
+}
+
+void ReceivingLine::endUnasked()
+{
+    end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
 }
 
 void ReceivingLine::end(int code, const QString &reason)

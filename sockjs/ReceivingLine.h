@@ -97,6 +97,7 @@ private:
 
     void heardSomething();
     void onSilence();
+    void endUnasked();
 
     const Server m_server;
     const Backlog m_backlog;
