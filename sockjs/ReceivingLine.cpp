@@ -310,7 +310,7 @@ void ReceivingLine::onAnswerWhole()
 void ReceivingLine::onFrame(const QByteArray &frame)
 {
     const QString text = Tarvo::wholeUtf8(frame);
-    *m_backlog += text.size();
+    *m_backlog += backlogOf(text);
     Q_EMIT frameCame(text);
 
     int code = 0;

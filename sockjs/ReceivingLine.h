@@ -45,6 +45,8 @@ public:
     using Backlog = std::shared_ptr<std::atomic<qint64>>;
     // With more than this nothing is read, and the server has to wait.
     static constexpr qint64 MAX_BACKLOG_CHARACTERS = 32LL * 1024 * 1024;
+    // What a frame counts there: its way through the event queue takes memory, too.
+    static qint64 backlogOf(const QString &frame) { return frame.size() + EVENT_CHARACTERS; }
 
     ReceivingLine(const Server &server, const Backlog &backlog);
     ~ReceivingLine() override;
@@ -69,6 +71,8 @@ Q_SIGNALS:
     void ended(int code, const QString &reason);
 
 private:
+    static constexpr qint64 EVENT_CHARACTERS = 128;
+
     enum class State {
         RESTING,    // no request is out
         CONNECTING, // for the next one
