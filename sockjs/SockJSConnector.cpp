@@ -48,6 +48,11 @@ constexpr int OPEN_PENDING = 0;
 constexpr int OPEN_CONNECTED = 1;
 constexpr int OPEN_DISCONNECTED = 2;
 
+QString closedByHost()
+{
+    return QStringLiteral("Closed by the host");
+}
+
 } // namespace
 
 SockJSConnector::SockJSConnector(QObject *parent)
@@ -112,7 +117,7 @@ bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
     const bool ended = dropConnection();
     const int opened = nextGeneration();
     if (ended)
-        Q_EMIT closed(closedForInactivity);
+        tellEnd(Tarvo::Close::NORMAL, closedByHost());
     if (!self || generation != opened)
         return false;
 
@@ -478,12 +483,17 @@ void SockJSConnector::finishOnRequest()
 {
     finish(Tarvo::Close::NORMAL,
            closedForInactivity ? QStringLiteral("Closed after an hour without messages")
-                               : QStringLiteral("Closed by the host"));
+                               : closedByHost());
 }
 
 void SockJSConnector::finish(int code, const QString &reason)
 {
     releaseTransports();
+    tellEnd(code, reason);
+}
+
+void SockJSConnector::tellEnd(int code, const QString &reason)
+{
     closeCode = code;
     closeReason = reason;
     Q_EMIT closed(closedForInactivity);

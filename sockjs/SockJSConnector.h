@@ -182,6 +182,7 @@ private:
     void releaseTransports();
     int nextGeneration();
     void finish(int code, const QString &reason);
+    void tellEnd(int code, const QString &reason);
     void finishOnRequest();
 
     // The robust way: SockJSConnectorRobust.cpp.
