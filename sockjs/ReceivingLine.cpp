@@ -14,6 +14,8 @@ namespace
 
 // From the lost connection, or the first attempt, to a connection that stands.
 constexpr int CONNECT_WAIT_MS = 10000;
+// The last attempt has time to learn why it fails.
+constexpr int SHORTEST_ATTEMPT_MS = 250;
 
 // A connection that was made again, brought nothing and is lost sooner than this is followed by a pause.
 constexpr int SHORT_CONNECTION_MS = 1000;
@@ -67,7 +69,7 @@ void ReceivingLine::addCookies(const QByteArray &setCookies)
 
 void ReceivingLine::goOn()
 {
-    if (m_state == State::ASKING)
+    if (m_socket && m_socket->bytesAvailable() > 0)
         onReadyRead();
     else
         askNext();
@@ -115,7 +117,7 @@ void ReceivingLine::connectToServer()
 {
     if (m_standBy.isForever())
         m_standBy.setRemainingTime(CONNECT_WAIT_MS);
-    m_connecting.start(int(m_standBy.remainingTime()));
+    m_connecting.start(qMax(SHORTEST_ATTEMPT_MS, int(m_standBy.remainingTime())));
     m_state = State::CONNECTING;
     m_isMended = m_hasStood;
     m_hasBrought = false;
@@ -163,8 +165,12 @@ void ReceivingLine::onConnectionLost()
         onNotConnected(why);
         return;
     }
-    if (m_state != State::ASKING)
-        return; // the next request makes the next connection
+    if (m_state != State::ASKING) {
+        // The next request makes the next connection.
+        if (!lastBytes.isEmpty())
+            endUnasked();
+        return;
+    }
     // What the server said before it went is read first.
     if (!lastBytes.isEmpty()) {
         m_hasAnswerBegun = true;
@@ -225,7 +231,7 @@ void ReceivingLine::onReadyRead()
     if (isHeld())
         return;
     if (m_state != State::ASKING) {
-        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
+        endUnasked();
         return;
     }
     m_hasAnswerBegun = true;
@@ -294,7 +300,7 @@ void ReceivingLine::onAnswerWhole()
     if (m_state == State::ENDED)
         return;
     if (m_reader.hasPending()) {
-        end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
+        endUnasked();
         return;
     }
     m_state = State::RESTING;
@@ -309,7 +315,7 @@ void ReceivingLine::onFrame(const QByteArray &frame)
 {
     m_isAnswerEmpty = false;
     const QString text = Tarvo::wholeUtf8(frame);
-    *m_backlog += text.size();
+    *m_backlog += backlogOf(text);
     Q_EMIT frameCame(text);
 
     int code = 0;
@@ -358,6 +364,11 @@ void ReceivingLine::onSilence()
     }
     end(Tarvo::Close::ABNORMAL,
         QStringLiteral("The server was silent for %0 ms").arg(m_heartbeatTimeoutMs));
+}
+
+void ReceivingLine::endUnasked()
+{
+    end(Tarvo::Close::ABNORMAL, QStringLiteral("The server sent what nobody had asked for"));
 }
 
 void ReceivingLine::end(int code, const QString &reason)

@@ -55,6 +55,8 @@ public:
     using Backlog = std::shared_ptr<std::atomic<qint64>>;
     // With more than this nothing is read, and the server has to wait.
     static constexpr qint64 MAX_BACKLOG_CHARACTERS = 32LL * 1024 * 1024;
+    // What a frame counts there: its way through the event queue takes memory, too.
+    static qint64 backlogOf(const QString &frame) { return frame.size() + EVENT_CHARACTERS; }
 
     ReceivingLine(const Server &server, const Backlog &backlog);
     ~ReceivingLine() override;
@@ -81,6 +83,8 @@ Q_SIGNALS:
     void ended(int code, const QString &reason);
 
 private:
+    static constexpr qint64 EVENT_CHARACTERS = 128;
+
     enum class State {
         RESTING,    // no request is out
         CONNECTING, // for the next one
@@ -109,6 +113,7 @@ private:
 
     void heardSomething();
     void onSilence();
+    void endUnasked();
 
     const Server m_server;
     const Backlog m_backlog;

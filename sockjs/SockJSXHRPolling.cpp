@@ -59,6 +59,19 @@ QString connectionHeader(bool keepAlive)
     return keepAlive ? QStringLiteral("keep-alive") : QStringLiteral("close");
 }
 
+// Why a post has no answer, where the toolkit has no words for it.
+QString withoutAnswer(const QNetworkReply *reply)
+{
+    switch (reply->error()) {
+    case QNetworkReply::ContentReSendError:
+        return QStringLiteral("The connection ended without an answer");
+    case QNetworkReply::OperationCanceledError:
+        return QStringLiteral("The server does not answer");
+    default:
+        return reply->errorString();
+    }
+}
+
 } // namespace
 
 SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
@@ -460,7 +473,7 @@ QString SockJSXHRPolling::failureOf(const QNetworkReply *reply) const
         return reply->error() == QNetworkReply::NoError ? QString() : reply->errorString();
     const int status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     if (status == 0)
-        return reply->errorString();
+        return withoutAnswer(reply);
     if (status == STATUS_OK || status == STATUS_NO_CONTENT)
         return QString();
     const QString phrase = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();

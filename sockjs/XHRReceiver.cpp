@@ -59,7 +59,7 @@ void XHRReceiver::mute()
 void XHRReceiver::takeFrame(const QString &frame)
 {
     // Counted down first: a slot may delete this.
-    const qint64 size = frame.size();
+    const qint64 size = ReceivingLine::backlogOf(frame);
     const qint64 before = m_backlog->fetch_sub(size);
     if (before > ReceivingLine::MAX_BACKLOG_CHARACTERS
         && before - size <= ReceivingLine::MAX_BACKLOG_CHARACTERS)

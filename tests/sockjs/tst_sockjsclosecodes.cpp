@@ -1,7 +1,7 @@
 #include "DeadPort.h"
 #include "FarEnd.h"
+#include "OpeningRun.h"
 #include "RawServers.h"
-#include "RobustRun.h"
 
 using namespace Scripted;
 
@@ -47,7 +47,7 @@ struct OpenRun {
     }
     LogCapture log;
     FarEnd far;
-    RobustRun run;
+    OpeningRun run;
 };
 
 } // namespace
@@ -120,7 +120,7 @@ void tst_SockJSCloseCodes::fallbackThatTheHostClosesIsNormal()
     RawWebSocketServer server;
     server.closesAfterHandshake = true;
     const LogCapture log;
-    RobustRun run(false);
+    OpeningRun run(false);
     run.connector.open(serverUrl(server.port()), {WEBSOCKET});
     QTRY_VERIFY(log.contains(u"[SockJSConnector] Fallback to XHR_Polling"_s));
     QCOMPARE(run.closed.size(), 0);

@@ -1,7 +1,7 @@
 #include "DeafPort.h"
 #include "FarEnd.h"
+#include "OpeningRun.h"
 #include "RawServers.h"
-#include "RobustRun.h"
 
 #include <QtNetwork/QTcpServer>
 
@@ -48,7 +48,7 @@ struct Attempt {
     const QString name;
     qint64 ms = 0;
     QElapsedTimer timer;
-    RobustRun run;
+    OpeningRun run;
 };
 
 } // namespace
@@ -110,7 +110,7 @@ void tst_SockJSRobustDeadlines::nextTransportFollowsAfterTheDeadline()
     server.onConnection(POLLED_OPEN);
     QVERIFY(server.listen());
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     QElapsedTimer timer;
     timer.start();
     run.open(server.port(), {WEBSOCKET, XHR_STREAMING, XHR_POLLING});
@@ -131,7 +131,7 @@ void tst_SockJSRobustDeadlines::sessionThatWasOpenedByHandStays()
 {
     const RawWebSocketServer unopened;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(unopened.port());
     QTRY_COMPARE(run.connector.getTransport(), u"websocket"_s);
     run.connector.onConnected();

@@ -1,8 +1,8 @@
 #include "DeadPort.h"
 #include "DeafPort.h"
 #include "FarEnd.h"
+#include "OpeningRun.h"
 #include "ProcessEntries.h"
-#include "RobustRun.h"
 
 #include <QtNetwork/QTcpServer>
 
@@ -88,7 +88,7 @@ struct Replaced {
     Phases phases;
     EventBusServer other;
     LogCapture log;
-    RobustRun run;
+    OpeningRun run;
 };
 
 void addPhases()
@@ -107,7 +107,7 @@ void tst_SockJSRobustHost::initTestCase()
     const LogCapture log;
     const Phases phases;
     for (const char *phase : {"TLS, web socket", "TLS, XHR"}) {
-        RobustRun run;
+        OpeningRun run;
         phases.reach(phase, run.connector);
     }
 }
@@ -123,7 +123,7 @@ void tst_SockJSRobustHost::closingDuringAnAttemptIsToldOnce()
     QFETCH(QString, phase);
     const Phases phases;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     phases.reach(phase, run.connector);
     run.connector.close();
     run.connector.close();
@@ -149,7 +149,7 @@ void tst_SockJSRobustHost::openingDuringAnAttemptReplacesIt()
 {
     QFETCH(QString, phase);
     Replaced attempt(phase);
-    RobustRun &run = attempt.run;
+    OpeningRun &run = attempt.run;
     run.open(attempt.other.port());
     const QStringList ends =
         phase.startsWith(u"open frame"_s) ? QStringList{"1000 Closed by the host"} : QStringList();
@@ -170,7 +170,7 @@ void tst_SockJSRobustHost::openingAfterClosingStillTellsTheEnd()
 {
     QFETCH(QString, phase);
     Replaced attempt(phase);
-    RobustRun &run = attempt.run;
+    OpeningRun &run = attempt.run;
     run.connector.close();
     run.open(attempt.other.port());
     QTRY_COMPARE(run.connected.size(), 1);
@@ -214,7 +214,7 @@ void tst_SockJSRobustHost::attemptsThatAreReplacedLeaveNothingBehind()
     const int threadsBefore = threads();
     const int descriptorsBefore = descriptors();
     {
-        RobustRun run;
+        OpeningRun run;
         for (int i = 0; i < 10; ++i) {
             for (const char *phase : {"handshake", "TLS, XHR", "connection, XHR",
                                       "open frame, web socket", "open frame, XHR"}) {
@@ -238,7 +238,7 @@ void tst_SockJSRobustHost::messageBeforeTheSessionIsOpenIsLost()
     server.onEveryOther({expectRequest(), send(reply("", "404 Not Found"))});
     QVERIFY(server.listen());
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port(), {XHR_POLLING});
     run.connector.sendMessage(u"too early"_s, false);
     QTRY_COMPARE(server.requests().size(), 1);

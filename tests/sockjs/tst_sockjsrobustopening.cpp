@@ -1,8 +1,8 @@
 #include "DeadPort.h"
 #include "DeafPort.h"
 #include "FarEnd.h"
+#include "OpeningRun.h"
 #include "RawServers.h"
-#include "RobustRun.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QTcpServer>
@@ -92,7 +92,7 @@ void tst_SockJSRobustOpening::openReturnsAtOnce()
     if (server == u"unknown"_s)
         url.setHost(u"nowhere.invalid"_s);
 
-    RobustRun run;
+    OpeningRun run;
     const Ticks ticks;
     QElapsedTimer timer;
     timer.start();
@@ -187,7 +187,7 @@ void tst_SockJSRobustOpening::everyAttemptHasASessionOfItsOwn()
         server.onConnection(refusal);
     server.onConnection(POLLED_OPEN);
     QVERIFY(server.listen());
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port(), {WEBSOCKET, XHR_POLLING, WEBSOCKET, XHR_STREAMING, XHR_POLLING});
     QTRY_COMPARE(run.connected.size(), 1);
 
@@ -224,7 +224,7 @@ void tst_SockJSRobustOpening::listAloneDecidesWhatIsTried()
     ScriptedServer server;
     server.onEveryOther({expectRequest(), send(reply("", "404 Not Found"))});
     QVERIFY(server.listen());
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port(), protocols);
     QTRY_COMPARE(run.closed.size(), 1);
     QTest::qWait(200);
@@ -288,7 +288,7 @@ void tst_SockJSRobustOpening::listWithoutATransportIsToldFromTheEventLoop()
 {
     const LogCapture log;
     QFETCH(Protocols, protocols);
-    RobustRun run;
+    OpeningRun run;
     run.open(1, protocols);
     QCOMPARE(run.closed.size(), 0);
     QCOMPARE(run.connector.getCloseCode(), 0);
@@ -348,8 +348,8 @@ void tst_SockJSRobustOpening::idsOfTheDefaultWayStayAsTheyAre()
     server.onEveryOther(POLLED_OPEN);
     QVERIFY(server.listen());
     const auto idsOfTwo = [&](bool robust) {
-        RobustRun first(robust);
-        RobustRun second(robust);
+        OpeningRun first(robust);
+        OpeningRun second(robust);
         const int before = server.requests().size();
         first.open(server.port(), {XHR_POLLING});
         second.open(server.port(), {XHR_POLLING});

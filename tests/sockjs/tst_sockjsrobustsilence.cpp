@@ -1,5 +1,5 @@
+#include "OpeningRun.h"
 #include "RawServers.h"
-#include "RobustRun.h"
 
 #include <QtCore/QRegularExpression>
 
@@ -81,7 +81,7 @@ struct Line {
     qint64 ms = 0; // to the end
     QElapsedTimer timer;
     OpeningServer server;
-    RobustRun run;
+    OpeningRun run;
 };
 
 // A server that goes on while the test's event loop does not turn.
@@ -134,7 +134,7 @@ void tst_SockJSRobustSilence::silentServerIsPinged()
 {
     OpeningServer server;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.connector.setSilenceTimeout(400);
     QElapsedTimer timer;
     timer.start();
@@ -162,7 +162,7 @@ void tst_SockJSRobustSilence::framesAndPongsAreSignsOfLife()
     QFETCH(QByteArray, frame);
     OpeningServer server;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.connector.setSilenceTimeout(1000);
     run.open(server.port());
     QTRY_COMPARE(run.connected.size(), 1);
@@ -183,7 +183,7 @@ void tst_SockJSRobustSilence::pingsCanBeSwitchedOffAndOn()
 {
     OpeningServer server;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port());
     QTRY_COMPARE(run.connected.size(), 1);
     QTest::qWait(500);
@@ -204,7 +204,7 @@ void tst_SockJSRobustSilence::defaultWaySendsNoPings()
 {
     OpeningServer server;
     const LogCapture log;
-    RobustRun run(false);
+    OpeningRun run(false);
     run.connector.setSilenceTimeout(100);
     run.open(server.port());
     QCOMPARE(run.connected.size(), 1);
@@ -265,7 +265,7 @@ void tst_SockJSRobustSilence::hostThatIsBusyKeepsItsConnection()
 {
     const ServerThread server(1000);
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.connector.setSilenceTimeout(300);
     run.open(server.port());
     QTRY_COMPARE(server.pings(), 1);

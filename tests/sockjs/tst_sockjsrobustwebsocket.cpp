@@ -1,5 +1,5 @@
+#include "OpeningRun.h"
 #include "RawServers.h"
-#include "RobustRun.h"
 
 // A web socket in use, the robust way: how it ends, and what is told of it.
 class tst_SockJSRobustWebSocket : public QObject
@@ -55,7 +55,7 @@ void tst_SockJSRobustWebSocket::endIsTold()
     OpeningServer server;
     const LogCapture log;
     for (const bool robust : {true, false}) {
-        RobustRun run(robust);
+        OpeningRun run(robust);
         run.open(server.port());
         QTRY_COMPARE(run.connected.size(), 1);
         QCOMPARE(run.connector.getCloseCode(), 0);
@@ -107,7 +107,7 @@ void tst_SockJSRobustWebSocket::faultOfTheServerIsNotItsCode()
     QFETCH(QString, end);
     OpeningServer server;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port());
     QTRY_COMPARE(run.connected.size(), 1);
     server.client->write(bytes);
@@ -118,7 +118,7 @@ void tst_SockJSRobustWebSocket::tooLargeAMessageEndsTheConnection()
 {
     OpeningServer server;
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port());
     QTRY_COMPARE(run.connected.size(), 1);
     const QByteArray text = "a[\"" + QByteArray(16 * 1024 * 1024, 'x') + "\"]";
@@ -134,7 +134,7 @@ void tst_SockJSRobustWebSocket::closeFrameOfSockJSIsPassedOver()
 {
     OpeningServer server(Server::text("c[3000,\"Go away!\"]") + Server::text("a[\"x\"]"));
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port());
     QTRY_COMPARE(run.messages.size(), 1);
     QTest::qWait(100);
@@ -149,7 +149,7 @@ void tst_SockJSRobustWebSocket::whatCameBeforeTheEndIsDelivered()
     OpeningServer server(Server::text("a[\"1\"]") + Server::text("a[\"2\",\"3\"]")
                          + closeFrame(4001, "class over"));
     const LogCapture log;
-    RobustRun run;
+    OpeningRun run;
     run.open(server.port());
     QTRY_COMPARE(run.ends, QStringList{"4001 class over"});
     QCOMPARE(run.connected.size(), 1);
