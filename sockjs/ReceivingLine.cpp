@@ -1,6 +1,7 @@
 #include "sockjs/ReceivingLine.h"
 
 #include "sockjs/CloseReason.h"
+#include "sockjs/ConnectionEnd.h"
 #include "support/Log.h"
 #include "support/Utf8.h"
 
@@ -141,6 +142,9 @@ void ReceivingLine::onEstablished()
     m_connecting.stop();
     m_standBy = QDeadlineTimer(QDeadlineTimer::Forever);
     m_age.start();
+    // The descriptor of a connection over a proxy is none of the system's.
+    if (m_server.proxy.type() == QNetworkProxy::NoProxy)
+        m_end = std::make_unique<ConnectionEnd>(int(m_socket->socketDescriptor()));
     // A request is one packet, and the next may follow before it is acknowledged.
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     if (!m_hasStood) {
@@ -152,8 +156,11 @@ void ReceivingLine::onEstablished()
 
 void ReceivingLine::onConnectionLost()
 {
-    const bool wasOrderly = m_socket->error() == QAbstractSocket::RemoteHostClosedError;
-    const QString why = m_socket->errorString();
+    const bool wasReset = m_end && m_end->wasReset();
+    const bool wasOrderly =
+        !wasReset && m_socket->error() == QAbstractSocket::RemoteHostClosedError;
+    const QString why =
+        wasReset ? QStringLiteral("Connection reset by peer") : m_socket->errorString();
     const QByteArray lastBytes = m_socket->readAll();
     dropSocket();
     if (m_state == State::CONNECTING) {
@@ -193,7 +200,8 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
 {
     if (wasOrderly && m_reader.endOfInput() == HttpResponseReader::Found::END) {
         onAnswerWhole();
-    } else if (wasOrderly && !m_hasAnswerBegun && !m_isRepeated) {
+    } else if ((wasOrderly || m_hasBrought) && !m_hasAnswerBegun && !m_isRepeated) {
+        // A server that closes a connection behind its answer resets it when the next request is there.
         TARVO_LOG(sockjs, "[SockJSXHRPolling] Connection ended before an answer, asking once more");
         m_isRepeated = true;
         m_state = State::RESTING;
@@ -216,6 +224,7 @@ void ReceivingLine::dropSocket()
     m_socket->abort();
     m_socket->deleteLater();
     m_socket = nullptr;
+    m_end.reset();
 }
 
 // ---- Answers -------------------------------------------------------------------------------------

@@ -15,6 +15,7 @@
 #include <memory>
 #include <utility>
 
+class ConnectionEnd;
 class QTcpSocket;
 
 // The receiving half of the robust HTTP transport: asks the server for frames, one request at a time, and
@@ -27,8 +28,8 @@ class QTcpSocket;
 //
 // Nothing that arrived is lost, nothing comes twice, and no gap is silent: whatever might have swallowed a
 // frame ends the line, and ended() says why. The one request that is repeated is a request that met
-// an orderly end before any byte of its answer: the server had closed the connection before it read it, or
-// tells by a second "o" or a close frame that a frame went with it.
+// an orderly end, or a reset of a connection in use, before any byte of its answer: the server had closed
+// the connection before it read it, or tells by a second "o" or a close frame that a frame went with it.
 class ReceivingLine : public QObject
 {
     Q_OBJECT
@@ -110,6 +111,7 @@ private:
     bool m_requestIsOld = false; // a cookie has come since it was made
 
     QTcpSocket *m_socket = nullptr;                    // a child; null between two connections
+    std::unique_ptr<ConnectionEnd> m_end;              // of the connection, once it stands
     bool m_hasStood = false;                           // connected() was emitted
     QDeadlineTimer m_standBy{QDeadlineTimer::Forever}; // when a connection has to stand
     QTimer m_connecting{this};                         // until then
