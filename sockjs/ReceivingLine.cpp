@@ -1,6 +1,7 @@
 #include "sockjs/ReceivingLine.h"
 
 #include "sockjs/CloseReason.h"
+#include "sockjs/ConnectionEnd.h"
 #include "sockjs/CookieText.h"
 #include "support/Log.h"
 #include "support/Utf8.h"
@@ -16,6 +17,9 @@ namespace
 constexpr int CONNECT_WAIT_MS = 10000;
 // The last attempt has time to learn why it fails.
 constexpr int SHORTEST_ATTEMPT_MS = 250;
+
+// So long a request and the end of its connection may be on their way towards each other.
+constexpr int CROSSING_MS = 1000;
 
 // A connection that was made again, brought nothing and is lost sooner than this is followed by a pause.
 constexpr int SHORT_CONNECTION_MS = 1000;
@@ -96,6 +100,7 @@ void ReceivingLine::ask()
     m_state = State::ASKING;
     m_isAnswerEmpty = true;
     m_hasAnswerBegun = false;
+    m_sinceAsked.start();
     const QString cookies = Tarvo::cookieLine(m_cookies.cookiesForUrl(m_request.url));
     m_socket->write(m_request.header + cookies.toUtf8() + "\r\n");
 }
@@ -146,6 +151,9 @@ void ReceivingLine::onEstablished()
     m_connecting.stop();
     m_standBy = QDeadlineTimer(QDeadlineTimer::Forever);
     m_age.start();
+    // The descriptor of a connection over a proxy is none of the system's.
+    if (m_server.proxy.type() == QNetworkProxy::NoProxy)
+        m_end = std::make_unique<ConnectionEnd>(int(m_socket->socketDescriptor()));
     // A request is one packet, and the next may follow before it is acknowledged.
     m_socket->setSocketOption(QAbstractSocket::LowDelayOption, 1);
     if (!m_hasStood) {
@@ -157,8 +165,11 @@ void ReceivingLine::onEstablished()
 
 void ReceivingLine::onConnectionLost()
 {
-    const bool wasOrderly = m_socket->error() == QAbstractSocket::RemoteHostClosedError;
-    const QString why = m_socket->errorString();
+    const bool wasReset = m_end && m_end->wasReset();
+    const bool wasOrderly =
+        !wasReset && m_socket->error() == QAbstractSocket::RemoteHostClosedError;
+    const QString why =
+        wasReset ? QStringLiteral("Connection reset by peer") : m_socket->errorString();
     const QByteArray lastBytes = m_socket->readAll();
     dropSocket();
     if (m_state == State::CONNECTING) {
@@ -198,7 +209,7 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
 {
     if (wasOrderly && m_reader.endOfInput() == HttpResponseReader::Found::END) {
         onAnswerWhole();
-    } else if (wasOrderly && !m_hasAnswerBegun && !m_isRepeated) {
+    } else if ((wasOrderly || hasCrossed()) && !m_hasAnswerBegun && !m_isRepeated) {
         TARVO_LOG(sockjs, "[SockJSXHRPolling] Connection ended before an answer, asking once more");
         m_isRepeated = true;
         m_state = State::RESTING;
@@ -208,6 +219,12 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
         end(Tarvo::Close::ABNORMAL,
             QStringLiteral("The connection to the server broke: %0").arg(why));
     }
+}
+
+// A server that closes a connection behind its answer resets it when the next request is there already.
+bool ReceivingLine::hasCrossed() const
+{
+    return m_hasBrought && !m_sinceAsked.hasExpired(CROSSING_MS);
 }
 
 void ReceivingLine::dropSocket()
@@ -221,6 +238,7 @@ void ReceivingLine::dropSocket()
     m_socket->abort();
     m_socket->deleteLater();
     m_socket = nullptr;
+    m_end.reset();
 }
 
 // ---- Answers -------------------------------------------------------------------------------------

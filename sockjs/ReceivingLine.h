@@ -19,6 +19,7 @@
 #include <memory>
 #include <utility>
 
+class ConnectionEnd;
 class QTcpSocket;
 
 // The receiving half of the robust HTTP transport: asks the server for frames, one request at a time, and
@@ -31,8 +32,8 @@ class QTcpSocket;
 //
 // Nothing that arrived is lost, nothing comes twice, and no gap is silent: whatever might have swallowed a
 // frame ends the line, and ended() says why. The one request that is repeated is a request that met
-// an orderly end before any byte of its answer: the server had closed the connection before it read it, or
-// tells by a second "o" or a close frame that a frame went with it.
+// an orderly end, or a reset of a connection in use, before any byte of its answer: the server had closed
+// the connection before it read it, or tells by a second "o" or a close frame that a frame went with it.
 class ReceivingLine : public QObject
 {
     Q_OBJECT
@@ -101,6 +102,7 @@ private:
     void onConnectionLost();
     void onNotConnected(const QString &why);
     void onUnanswered(bool wasOrderly, const QString &why);
+    bool hasCrossed() const;
     void dropSocket();
 
     void onReadyRead();
@@ -123,6 +125,7 @@ private:
         m_cookies; // a part of the host's, so that nothing waits for the host's thread
 
     QTcpSocket *m_socket = nullptr;                    // a child; null between two connections
+    std::unique_ptr<ConnectionEnd> m_end;              // of the connection, once it stands
     bool m_hasStood = false;                           // connected() was emitted
     QDeadlineTimer m_standBy{QDeadlineTimer::Forever}; // when a connection has to stand
     QTimer m_connecting{this};                         // until then
@@ -130,8 +133,9 @@ private:
     qint64 m_lastAgeMs = 0;                            // of the one before, when it ended
     bool m_isMended = false;                           // the connection is not the line's first
     bool m_hasBrought = false; // it has brought a whole answer that was not empty
-    QTimer m_pause{this};      // before the next request
-    int m_pauseMs = 0;         // the last pause of those in a row
+    QElapsedTimer m_sinceAsked;
+    QTimer m_pause{this}; // before the next request
+    int m_pauseMs = 0;    // the last pause of those in a row
 
     Tarvo::HttpResponseReader m_reader;
     Tarvo::FrameReader m_frames;

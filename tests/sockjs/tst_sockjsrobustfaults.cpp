@@ -14,6 +14,10 @@ private Q_SLOTS:
     void connectionThatBreaksWithoutAByteIsAskedForAgainOnce_data();
     void connectionThatBreaksWithoutAByteIsAskedForAgainOnce();
     void firstRequestIsAskedAgainToo();
+    void resetEndsTheConnection_data();
+    void resetEndsTheConnection();
+    void resetOfANewConnectionEndsTheConnection();
+    void resetOfAConnectionInUseIsAskedForAgainOnce();
     void notFoundBehindASuccessIsExplained();
     void notFoundBeforeASuccessIsNot();
     void whatNobodyAskedForEndsTheConnection();
@@ -168,6 +172,55 @@ void tst_SockJSRobustFaults::firstRequestIsAskedAgainToo()
     run.verifyGoodbye();
     QCOMPARE(run.connected.size(), 1);
     QCOMPARE(run.server.requests(0), run.server.requests(1).mid(0, 1));
+}
+
+void tst_SockJSRobustFaults::resetEndsTheConnection_data()
+{
+    QTest::addColumn<bool>("streaming");
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QStringList>("texts");
+    for (const bool streaming : {false, true}) {
+        const char *way = streaming ? "streaming" : "polling";
+        QTest::addRow("in a header, %s", way) << streaming << OK << QStringList();
+        QTest::addRow("in a length, %s", way) << streaming << plain(9, FRAME) << QStringList{"x"};
+        QTest::addRow("between chunks, %s", way)
+            << streaming << CHUNKED + chunk(FRAME) << QStringList{"x"};
+        QTest::addRow("in a body until the end, %s", way)
+            << streaming << OK + "\r\n" + FRAME + "a[\"y\"]" << QStringList{"x"};
+    }
+}
+
+void tst_SockJSRobustFaults::resetEndsTheConnection()
+{
+    QFETCH(bool, streaming);
+    QFETCH(QByteArray, before);
+    QFETCH(QStringList, texts);
+    RobustRun run(
+        {POLLED_OPEN + Script{expectRequest(), send(before), pause(50), Scripted::abort()}});
+    run.open(streaming);
+    run.verifyEnd(1006, u"The connection to the server broke: Connection reset by peer"_s);
+    QCOMPARE(run.texts(), texts);
+    QCOMPARE(run.requestCount(), 2);
+    QCOMPARE(run.server.connectionCount(), 1);
+}
+
+void tst_SockJSRobustFaults::resetOfANewConnectionEndsTheConnection()
+{
+    const QByteArray last = reply("o\n", "200 OK", "Connection: close\r\n");
+    RobustRun run({{expectRequest(), send(last), close()}, {expectRequest(), Scripted::abort()}});
+    run.open();
+    run.verifyEnd(1006, u"The connection to the server broke: Connection reset by peer"_s);
+    QCOMPARE(run.requestCount(), 2);
+}
+
+// A server that closes a connection behind its answer, with the next request there already.
+void tst_SockJSRobustFaults::resetOfAConnectionInUseIsAskedForAgainOnce()
+{
+    const Script resets{expectRequest(), Scripted::abort()};
+    RobustRun run({POLLED_OPEN + resets, resets});
+    run.open();
+    run.verifyEnd(1006, u"The connection to the server broke: Connection reset by peer"_s);
+    QCOMPARE(run.requestCount(), 3);
 }
 
 namespace

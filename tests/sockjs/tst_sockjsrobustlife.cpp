@@ -67,24 +67,25 @@ void tst_SockJSRobustLife::hostMayDoAnythingInASlot()
     const auto act = [&] {
         if (std::exchange(done, true))
             return;
+        if (action.startsWith(u"wait"_s))
+            QTest::qWait(50);
         if (action.startsWith(u"close"_s))
             connector->close();
         if (action.startsWith(u"open"_s))
             connector->open(serverUrl(server.port()), protocols);
-        if (action.startsWith(u"wait"_s))
-            QTest::qWait(50);
         if (action == u"send"_s)
             connector->sendMessage(u"x"_s, false);
         if (action.endsWith(u"delete"_s))
             delete connector.data();
     };
     connect(connector, &SockJSConnector::closed, this, [&] { ++ends; });
-    if (signal == u"connected"_s)
-        connect(connector, &SockJSConnector::connected, this, act);
-    else if (signal == u"message"_s)
-        connect(connector, &SockJSConnector::sockJSMessage, this, act);
-    else
-        connect(connector, &SockJSConnector::closed, this, act);
+    const auto actOn = [&](const QString &name, auto member) {
+        if (signal == name)
+            connect(connector, member, this, act);
+    };
+    actOn(u"connected"_s, &SockJSConnector::connected);
+    actOn(u"message"_s, &SockJSConnector::sockJSMessage);
+    actOn(u"closed"_s, &SockJSConnector::closed);
     connector->open(serverUrl(server.port()), protocols);
 
     QTRY_VERIFY_WITH_TIMEOUT(done, 20000);

@@ -31,18 +31,11 @@ private Q_SLOTS:
 namespace
 {
 
-// What is asked of the connector's server, in either way.
+// What is asked of the connector's server, in either way: nothing stands behind the request.
 QByteArray requestText(const RobustRun &run, bool streaming, const QByteArray &cookieLine = {})
 {
-    return "POST /bus/eventbus/119/" + SockJSProbe::sessionId(run.connector).toLatin1()
-        + (streaming ? "/xhr_streaming" : "/xhr")
-        + " HTTP/1.1\r\n"
-          "Host: 127.0.0.1\r\n"
-          "Connection: keep-alive\r\n"
-          "Accept-Encoding: identity\r\n"
-          "Content-Type: application/json\r\n"
-          "Content-Length: 0\r\n"
-        + cookieLine + "\r\n";
+    const QByteArray path = "/bus/eventbus/119/" + SockJSProbe::sessionId(run.connector).toLatin1();
+    return pollText(path + (streaming ? "/xhr_streaming" : "/xhr"), cookieLine).chopped(4);
 }
 
 Script answering(const QByteArray &answer)
