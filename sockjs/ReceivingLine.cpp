@@ -317,7 +317,8 @@ void ReceivingLine::onAnswerWhole()
         onFrame(frame);
     if (m_state == State::ENDED)
         return;
-    if (m_reader.hasPending()) {
+    // Line ends behind an answer, which some servers send, are passed over.
+    if (m_reader.next(&frame) != HttpResponseReader::Found::NOTHING_YET || m_reader.hasPending()) {
         endUnasked();
         return;
     }

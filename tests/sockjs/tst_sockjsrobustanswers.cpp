@@ -88,6 +88,7 @@ void tst_SockJSRobustAnswers::answersAreRead_data()
         {u"HTTP/1.1 200 OK\r\n\r\n"_s});
     row("100 Continue before it", {"HTTP/1.1 100 Continue\r\n\r\n" + reply(FRAME)}, {"x"});
     row("interim answers before it", {"HTTP/1.1 100 Continue\r\n\r\n", early, reply(FRAME)}, {"x"});
+    row("line ends behind it", {reply(FRAME) + "\r\n\r\n"}, {"x"});
     row("empty", {reply("")}, {});
     row("204", {"HTTP/1.1 204 No Content\r\n\r\n"}, {});
     row("204 with a coding", {"HTTP/1.1 204 No Content\r\nTransfer-Encoding: chunked\r\n\r\n"}, {});

@@ -20,7 +20,6 @@ private Q_SLOTS:
     void resetOfAConnectionInUseIsAskedForAgainOnce();
     void notFoundBehindASuccessIsExplained();
     void notFoundBeforeASuccessIsNot();
-    void whatNobodyAskedForEndsTheConnection();
 };
 
 namespace
@@ -248,19 +247,6 @@ void tst_SockJSRobustFaults::notFoundBeforeASuccessIsNot()
                   u"No transport could be opened: xhr-polling: "_s + status(u"404 Not Found"_s));
     QCOMPARE(run.log.count(CHANGES), 0);
     QCOMPARE(run.connected.size(), 0);
-}
-
-// While no request is out: the next one waits for the host, which has to take the cookie first.
-void tst_SockJSRobustFaults::whatNobodyAskedForEndsTheConnection()
-{
-    RobustRun run({POLLED_OPEN
-                   + Script{expectRequest(), send(reply(FRAME, "200 OK", "Set-Cookie: a=1\r\n")),
-                            pause(200), send(reply("a[\"y\"]\n"))}});
-    connect(&run.connector, &SockJSConnector::connected, this, [] { QThread::msleep(600); });
-    run.open();
-    run.verifyEnd(1006, UNASKED);
-    QCOMPARE(run.texts(), QStringList{"x"});
-    QCOMPARE(run.requestCount(), 2);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSRobustFaults)
