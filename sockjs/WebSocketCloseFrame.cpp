@@ -6,7 +6,7 @@
 
 QObject *frameReaderOf(const QWebSocket *socket)
 {
-    const QObjectList children = socket->children();
+    const QObjectList &children = socket->children();
     const auto reader = std::find_if(children.begin(), children.end(), [](const QObject *child) {
         return child->inherits("QWebSocketDataProcessor");
     });

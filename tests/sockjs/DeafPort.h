@@ -16,13 +16,14 @@ public:
         address.sin_family = AF_INET;
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         socklen_t length = sizeof address;
-        ::bind(m_listener, reinterpret_cast<sockaddr *>(&address), length);
+        if (::bind(m_listener, reinterpret_cast<sockaddr *>(&address), length) != 0)
+            qFatal("no deaf port");
         ::listen(m_listener, 0);
         ::getsockname(m_listener, reinterpret_cast<sockaddr *>(&address), &length);
         m_port = ntohs(address.sin_port);
         for (int &client : m_clients) {
             client = ::socket(AF_INET, SOCK_STREAM | SOCK_NONBLOCK, 0);
-            ::connect(client, reinterpret_cast<sockaddr *>(&address), length);
+            (void)::connect(client, reinterpret_cast<sockaddr *>(&address), length);
         }
     }
     ~DeafPort()

@@ -91,6 +91,33 @@ struct Replaced {
     OpeningRun run;
 };
 
+// What the host does.
+void doInSlot(const QString &action, SockJSConnector *connector, quint16 otherPort)
+{
+    if (action == u"close"_s)
+        connector->close();
+    if (action.startsWith(u"open"_s))
+        connector->open(serverUrl(otherPort), {WEBSOCKET});
+    if (action == u"wait"_s)
+        QTest::qWait(100);
+    if (action.endsWith(u"delete"_s))
+        delete connector;
+}
+
+// Opens so that the end comes about.
+void openUntil(const QString &end, SockJSConnector &connector, FarEnd &far)
+{
+    const DeadPort deadPort;
+    if (end == u"failure"_s)
+        connector.open(serverUrl(deadPort), {far.xhr ? XHR_STREAMING : WEBSOCKET});
+    else
+        far.open(connector);
+    if (end == u"by the server"_s && !far.xhr) {
+        QTRY_VERIFY(connector.isConnected());
+        far.bus.closeConnection();
+    }
+}
+
 void addPhases()
 {
     QTest::addColumn<QString>("phase");
@@ -271,7 +298,6 @@ void tst_SockJSRobustHost::hostMayDoAnythingInASlot()
     QFETCH(QString, end);
     QFETCH(bool, xhr);
     QFETCH(QString, action);
-    const DeadPort deadPort;
     EventBusServer other;
     FarEnd far(xhr);
     far.polled.onConnection(end == u"none"_s ? POLLED_OPEN
@@ -284,30 +310,15 @@ void tst_SockJSRobustHost::hostMayDoAnythingInASlot()
     int closed = 0;
     bool isDone = false;
     const auto act = [&] {
-        if (std::exchange(isDone, true))
-            return;
-        if (action == u"close"_s)
-            connector->close();
-        if (action.startsWith(u"open"_s))
-            connector->open(serverUrl(other.port()), {WEBSOCKET});
-        if (action == u"wait"_s)
-            QTest::qWait(100);
-        if (action.endsWith(u"delete"_s))
-            delete connector;
+        if (!std::exchange(isDone, true))
+            doInSlot(action, connector, other.port());
     };
     connect(connector, &SockJSConnector::closed, this, [&] { ++closed; });
     if (end == u"none"_s)
         connect(connector, &SockJSConnector::connected, this, act);
     else
         connect(connector, &SockJSConnector::closed, this, act);
-    if (end == u"failure"_s)
-        connector->open(serverUrl(deadPort), {xhr ? XHR_STREAMING : WEBSOCKET});
-    else
-        far.open(*connector);
-    if (end == u"by the server"_s && !xhr) {
-        QTRY_VERIFY(connector->isConnected());
-        far.bus.closeConnection();
-    }
+    openUntil(end, *connector, far);
     QTRY_VERIFY(isDone);
     QTest::qWait(150);
 
