@@ -14,9 +14,15 @@ const QLatin1String ROOT_MISSING("SSLRootCertificateMissing");
 // What the library gives when it is not the server that ended the connection.
 constexpr int BROKEN = 1006;
 
-QString whatFailed(Step step)
+// By the server, or by the library after an hour without messages.
+bool wasClosedOnPurpose(const Failure &failure)
 {
-    switch (step) {
+    return failure.closeCode != 0 && failure.closeCode != BROKEN;
+}
+
+QString whatFailed(const Failure &failure)
+{
+    switch (failure.step) {
     case Step::ReachService:
         return QStringLiteral("The classroom service does not answer as expected");
     case Step::SignIn:
@@ -28,6 +34,8 @@ QString whatFailed(Step step)
     case Step::Connect:
         return QStringLiteral("The collaboration server did not open the channel");
     case Step::KeepChannel:
+        if (wasClosedOnPurpose(failure))
+            return QStringLiteral("The connection to the collaboration server was closed");
         return QStringLiteral("The connection to the collaboration server was lost");
     }
     return QString();
@@ -76,7 +84,7 @@ QString whatToDo(const Failure &failure)
     case Step::Connect:
         return whatToDoAboutAnUnopenedChannel(failure);
     case Step::KeepChannel:
-        if (failure.closeCode != 0 && failure.closeCode != BROKEN) // ended on purpose
+        if (wasClosedOnPurpose(failure))
             return QStringLiteral("Start a new session.");
         return QStringLiteral("Check the network and start a new session.");
     }
@@ -87,8 +95,7 @@ QString whatToDo(const Failure &failure)
 
 QStringList describe(const Failure &failure)
 {
-    return {QStringLiteral("%1 (%2).").arg(whatFailed(failure.step), why(failure)),
-            whatToDo(failure)};
+    return {QStringLiteral("%1 (%2).").arg(whatFailed(failure), why(failure)), whatToDo(failure)};
 }
 
 } // namespace Host

@@ -17,8 +17,9 @@ class tst_LivePresenter : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void exampleLessonTouchesEveryActivity_data();
     void exampleLessonTouchesEveryActivity();
-    void commandsComeFromAPipe_data() { addTransportRows(); }
+    void commandsComeFromAPipe_data();
     void commandsComeFromAPipe();
     void sessionLastsAsLongAsAskedFor();
     void endOfInputEndsTheSession();
@@ -27,7 +28,7 @@ private Q_SLOTS:
     void remoteEndsTheSession();
     void learnersAreShownAsTheyComeAndGo();
     void cardIsShownFromTheServicesStore();
-    void lastWordArrivesBehindALargeImage_data() { addTransportRows(); }
+    void lastWordArrivesBehindALargeImage_data();
     void lastWordArrivesBehindALargeImage();
     void diagnosticsAreShownOnRequestOnly();
     void promptShowsResultsInPlace();
@@ -43,15 +44,55 @@ bool sessionWasStopped(Classroom &classroom)
         && classroom.get(u"sessions"_s).toArray().isEmpty();
 }
 
+// Both ways, over each transport that they are good for.
+void addHostRows()
+{
+    addTransportRows();
+    for (const QString &transport : {u"websocket"_s, u"xhr-streaming"_s, u"xhr-polling"_s})
+        QTest::addRow("robust %s", qPrintable(transport)) << transport << false << true;
+}
+
+// The options of the host and of its classroom for the way of the row.
+QStringList hostOptions()
+{
+    const QStringList options{u"--transport"_s, rowTransport()};
+    return rowWay().isRobust ? options : options + words(u"--compatible-transport"_s);
+}
+
+QStringList classroomOptions(const QStringList &options = {})
+{
+    return rowWay().isRobust ? options + QStringList{u"--stock"_s} : options;
+}
+
 } // namespace
+
+void tst_LivePresenter::exampleLessonTouchesEveryActivity_data()
+{
+    QTest::addColumn<QStringList>("server");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("transport");
+    const QStringList stock{u"--stock"_s};
+    QTest::newRow("as the service prefers") << QStringList() << QStringList() << u"websocket"_s;
+    QTest::newRow("streaming") << stock << words(u"--transport xhr-streaming"_s)
+                               << u"xhr-streaming"_s;
+    QTest::newRow("polling") << stock << words(u"--transport xhr-polling"_s) << u"xhr-polling"_s;
+    QTest::newRow("compatible") << QStringList() << words(u"--compatible-transport"_s)
+                                << u"websocket"_s;
+}
 
 void tst_LivePresenter::exampleLessonTouchesEveryActivity()
 {
+    QFETCH(QStringList, server);
+    QFETCH(QStringList, options);
+    QFETCH(QString, transport);
     Classroom classroom(
         words(u"--learners 5 --think 50 --remote --remote-every 100 --remote-commands "
-              "requestLessonInfo,presenterActive,nextCard,lockAll"_s));
+              "requestLessonInfo,presenterActive,nextCard,lockAll"_s)
+        + server);
     PresenterProcess presenter;
-    presenter.run(classroom, {u"--script"_s, QStringLiteral(EXAMPLE_FOLDER "/lesson.txt")});
+    presenter.run(classroom,
+                  options
+                      + QStringList{u"--script"_s, QStringLiteral(EXAMPLE_FOLDER "/lesson.txt")});
     QVERIFY2(presenter.ended() == 0, qPrintable(presenter.output() + presenter.errors()));
     QCOMPARE(presenter.errors(), QString());
     QVERIFY(sessionWasStopped(classroom));
@@ -60,8 +101,8 @@ void tst_LivePresenter::exampleLessonTouchesEveryActivity()
     QVERIFY(lines.contains(u"+ Ada (tablet), 1 learner now"_s));
     QVERIFY(lines.contains(u"+ Eva (phone), 5 learners now"_s));
     QVERIFY(lines.contains(u"- Eva (phone), 4 learners now"_s));
-    QVERIFY(!lines.filter(QRegularExpression(u"^Session [0-9]{6} is open over websocket\\.$"_s))
-                 .isEmpty());
+    const QRegularExpression isOpen(u"^Session [0-9]{6} is open over %1\\.$"_s.arg(transport));
+    QCOMPARE(lines.filter(isOpen).size(), 1);
     QCOMPARE(lines.at(lines.size() - 2), u"Session stopped."_s);
     // Learner n picks option n + the polls before: three of five choose the first of two options.
     const int first = lines.indexOf(u"Poll true-false: 5 of 5 answered"_s);
@@ -93,10 +134,14 @@ void tst_LivePresenter::exampleLessonTouchesEveryActivity()
     QCOMPARE(removed[u"userName"_s].toString(), u"Eva"_s);
 }
 
+void tst_LivePresenter::commandsComeFromAPipe_data()
+{
+    addHostRows();
+}
+
 void tst_LivePresenter::commandsComeFromAPipe()
 {
-    const QString transport = rowTransport();
-    Classroom classroom(words(u"--learners 2 --think 20"_s));
+    Classroom classroom(classroomOptions(words(u"--learners 2 --think 20"_s)));
     PresenterProcess presenter;
     presenter.runPiped(classroom,
                        "await learners 2\n"
@@ -104,10 +149,10 @@ void tst_LivePresenter::commandsComeFromAPipe()
                        "poll yes-no-other yes-no 2\n"
                        "await responses all\n"
                        "stop",
-                       {u"--transport"_s, transport});
+                       hostOptions());
     QVERIFY2(presenter.ended() == 0, qPrintable(presenter.output() + presenter.errors()));
     QCOMPARE(presenter.errors(), QString());
-    QVERIFY(presenter.output().contains(u" is open over "_s + transport + u".\n"_s));
+    QVERIFY(presenter.output().contains(u" is open over "_s + rowTransport() + u".\n"_s));
     QVERIFY2(
         presenter.output().contains(
             u"\n> stop\n"
@@ -213,14 +258,19 @@ void tst_LivePresenter::cardIsShownFromTheServicesStore()
              qPrintable(presenter.output()));
 }
 
+void tst_LivePresenter::lastWordArrivesBehindALargeImage_data()
+{
+    addHostRows();
+}
+
 void tst_LivePresenter::lastWordArrivesBehindALargeImage()
 {
-    Classroom classroom;
+    Classroom classroom(classroomOptions());
     const QTemporaryDir folder;
     writeFile(folder, u"large.png"_s, noise(3 * 1024 * 1024));
     const QString script = writeFile(folder, u"lesson.txt"_s, "image large.png\ncard\nquit\n");
     PresenterProcess presenter;
-    presenter.run(classroom, {u"--transport"_s, rowTransport(), u"--script"_s, script});
+    presenter.run(classroom, hostOptions() + QStringList{u"--script"_s, script});
     QCOMPARE(presenter.ended(), 0);
     QVERIFY(presenter.output().contains(
         u"large.png is not a PNG image, but devices will be told so.\n"_s));

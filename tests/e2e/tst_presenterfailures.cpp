@@ -21,6 +21,7 @@ private Q_SLOTS:
     void refusedSessionIsExplained();
     void channelThatDoesNotOpenIsExplained_data();
     void channelThatDoesNotOpenIsExplained();
+    void lostConnectionIsExplained_data();
     void lostConnectionIsExplained();
     void failedCommandEndsAScript_data();
     void failedCommandEndsAScript();
@@ -170,44 +171,90 @@ void tst_PresenterFailures::channelThatDoesNotOpenIsExplained_data()
 {
     QTest::addColumn<QStringList>("classroomOptions");
     QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("why");
     QTest::addColumn<QString>("advice");
-    QTest::newRow("nothing listens there")
-        << words(u"--collab-url http://127.0.0.1:1"_s) << words(u"--compatible-transport"_s)
-        << u"Web sockets may be blocked on the way; try --transport xhr-polling."_s;
-    QTest::newRow("streaming never delivers")
-        << QStringList() << words(u"--compatible-transport --transport xhr-streaming"_s)
-        << u"Over xhr-streaming frames arrive when the server ends a response; try --transport "
-           "xhr-polling."_s;
+    const auto row = [](const char *name, const char *server, const char *options, const char *why,
+                        const char *advice) {
+        QTest::newRow(name) << QString::fromLatin1(server).split(u' ', Qt::SkipEmptyParts)
+                            << QString::fromLatin1(options).split(u' ', Qt::SkipEmptyParts)
+                            << QString::fromLatin1(why) << QString::fromLatin1(advice);
+    };
+    const char *nobody = "--collab-url http://127.0.0.1:1";
+    const char *allTried = "Check the network, or name another transport with --transport.";
+    row("nothing listens there", nobody, "",
+        "code 1006: No transport could be opened: websocket: Connection refused; xhr-polling: The "
+        "server cannot be reached: Connection refused",
+        allTried);
+    row("nothing listens there for streaming", nobody, "--transport xhr-streaming",
+        "code 1006: No transport could be opened: xhr-streaming: The server cannot be reached: "
+        "Connection refused",
+        allTried);
+    row("streaming is not offered", "--transports xhr-polling", "--transport xhr-streaming",
+        "code 1006: No transport could be opened: xhr-streaming: The server answered with HTTP "
+        "status 404 Not Found",
+        allTried);
+    row("compatible, nothing listens there", nobody, "--compatible-transport", "no error key",
+        "Web sockets may be blocked on the way; try --transport xhr-polling.");
+    row("compatible, streaming never delivers", "",
+        "--compatible-transport --transport xhr-streaming", "no error key",
+        "Over xhr-streaming frames arrive when the server ends a response; try --transport "
+        "xhr-polling.");
 }
 
 void tst_PresenterFailures::channelThatDoesNotOpenIsExplained()
 {
     QFETCH(QStringList, classroomOptions);
     QFETCH(QStringList, options);
+    QFETCH(QString, why);
     QFETCH(QString, advice);
     Classroom classroom(classroomOptions);
     PresenterProcess presenter;
     presenter.run(classroom, options);
     QCOMPARE(presenter.ended(), 1);
     QCOMPARE(presenter.errors(),
-             u"tarvo-presenter: The collaboration server did not open the channel (no error "
-             "key).\n"
-             "tarvo-presenter: %1\n"_s.arg(advice));
+             u"tarvo-presenter: The collaboration server did not open the channel (%1).\n"
+             "tarvo-presenter: %2\n"_s.arg(why, advice));
     QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
+}
+
+void tst_PresenterFailures::lostConnectionIsExplained_data()
+{
+    QTest::addColumn<QStringList>("classroomOptions");
+    QTest::addColumn<QStringList>("options");
+    QTest::addColumn<QString>("what");
+    QTest::addColumn<QString>("advice");
+    const auto row = [](const char *name, const char *server, const char *options, const char *what,
+                        const char *advice) {
+        QTest::newRow(name) << words(QLatin1String(server)) << words(QLatin1String(options))
+                            << QString::fromLatin1(what) << QString::fromLatin1(advice);
+    };
+    // The host pings every 60 s, so the service hangs up.
+    const char *impatient = "--ping-timeout 1";
+    const char *again = "Start a new session.";
+    row("no ping, polling", impatient, "--transport xhr-polling",
+        "closed (code 3000: No ping for 1 s)", again);
+    row("no ping, streaming", impatient, "--transport xhr-streaming",
+        "closed (code 3000: No ping for 1 s)", again);
+    row("no ping, web socket", impatient, "--transport websocket",
+        "closed (code 1000: Normal closure)", again);
+    row("no ping, compatible", impatient, "--compatible-transport --transport websocket",
+        "lost (no error key)", "Check the network and start a new session.");
 }
 
 void tst_PresenterFailures::lostConnectionIsExplained()
 {
-    Classroom classroom;
+    QFETCH(QStringList, classroomOptions);
+    QFETCH(QStringList, options);
+    QFETCH(QString, what);
+    QFETCH(QString, advice);
+    Classroom classroom(classroomOptions);
     PresenterProcess presenter;
-    presenter.run(classroom, words(u"--compatible-transport --transport websocket"_s));
-    QVERIFY(presenter.says(u"is open"_s));
-    classroom.remove(u"connections"_s);
+    presenter.run(classroom, options);
     QCOMPARE(presenter.ended(), 1);
+    QVERIFY(presenter.output().contains(u"is open"_s));
     QCOMPARE(presenter.errors(),
-             u"tarvo-presenter: The connection to the collaboration server was lost (no error "
-             "key).\n"
-             "tarvo-presenter: Check the network and start a new session.\n"_s);
+             u"tarvo-presenter: The connection to the collaboration server was %1.\n"
+             "tarvo-presenter: %2\n"_s.arg(what, advice));
     QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 

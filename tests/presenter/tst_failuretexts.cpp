@@ -74,14 +74,15 @@ void tst_FailureTexts::lostChannelIsExplained_data()
     };
     const char *network = "Check the network and start a new session.";
     const char *again = "Start a new session.";
-    row("nothing is known", 0, "", "", "no error key", network);
-    row("a key", 0, "", "session.error.x", "error key session.error.x", network);
-    row("broken", 1006, "silence", "", "code 1006: silence", network);
-    row("broken, without words", 1006, "", "", "code 1006", network);
-    row("ended by the server", 3000, "No ping for 10 s", "", "code 3000: No ping for 10 s", again);
-    row("ended by the server, without words", 3000, "", "", "code 3000", again);
-    row("idle for an hour", 1000, "idle", "", "code 1000: idle", again);
-    row("a key and a code", 1001, "bye", "k", "error key k, code 1001: bye", again);
+    row("nothing is known", 0, "", "", "lost (no error key)", network);
+    row("a key", 0, "", "session.error.x", "lost (error key session.error.x)", network);
+    row("broken", 1006, "silence", "", "lost (code 1006: silence)", network);
+    row("broken, without words", 1006, "", "", "lost (code 1006)", network);
+    row("ended by the server", 3000, "No ping for 10 s", "", "closed (code 3000: No ping for 10 s)",
+        again);
+    row("ended by the server, without words", 3000, "", "", "closed (code 3000)", again);
+    row("idle for an hour", 1000, "idle", "", "closed (code 1000: idle)", again);
+    row("a key and a code", 1001, "bye", "k", "closed (error key k, code 1001: bye)", again);
 }
 
 void tst_FailureTexts::lostChannelIsExplained()
@@ -89,9 +90,9 @@ void tst_FailureTexts::lostChannelIsExplained()
     QFETCH(Failure, failure);
     QFETCH(QString, why);
     QFETCH(QString, advice);
-    QCOMPARE(describe(failure),
-             QStringList({u"The connection to the collaboration server was lost (%1)."_s.arg(why),
-                          advice}));
+    QCOMPARE(
+        describe(failure),
+        QStringList({u"The connection to the collaboration server was %1."_s.arg(why), advice}));
 }
 
 void tst_FailureTexts::serversWordsCannotReachTheTerminalAsCommands()
@@ -99,7 +100,7 @@ void tst_FailureTexts::serversWordsCannotReachTheTerminalAsCommands()
     const QStringList lines =
         describe({Step::KeepChannel, {}, {}, 3000, u"\x1b[2Jgone\r\n%1\u202e"_s});
     QCOMPARE(lines.first(),
-             u"The connection to the collaboration server was lost (code 3000: [2Jgone  %1)."_s);
+             u"The connection to the collaboration server was closed (code 3000: [2Jgone  %1)."_s);
 }
 
 QTEST_GUILESS_MAIN(tst_FailureTexts)
