@@ -18,6 +18,7 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QPointer>
+#include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
 #include <QtWebSockets/QWebSocket>
 
@@ -51,6 +52,13 @@ constexpr int MAX_INACTIVITY_S = 3600;
 constexpr int OPEN_PENDING = 0;
 constexpr int OPEN_CONNECTED = 1;
 constexpr int OPEN_DISCONNECTED = 2;
+
+// The toolkit puts the name of its own function before the reason why a handshake failed.
+QString withoutFunctionName(QString reason)
+{
+    const QRegularExpression functionName(QStringLiteral("^QWebSocket\\w*::\\w+: "));
+    return reason.remove(functionName);
+}
 
 } // namespace
 
@@ -275,7 +283,7 @@ void SockJSConnector::onWebSocketFailed()
         return;
     openstate2();
     if (isRobust)
-        giveWay(webSocket->errorString());
+        giveWay(withoutFunctionName(webSocket->errorString()));
 }
 
 void SockJSConnector::onWebSocketDisconnected()
