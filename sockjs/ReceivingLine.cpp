@@ -177,8 +177,11 @@ void ReceivingLine::onConnectionLost()
         return;
     }
     if (m_state != State::ASKING) {
-        // The next request makes the next connection.
-        if (!lastBytes.isEmpty())
+        // A pause behind an empty answer gives way to the one between two connections.
+        m_pause.stop();
+        if (lastBytes.isEmpty())
+            askNext();
+        else
             endUnasked();
         return;
     }

@@ -121,8 +121,7 @@ private:
     const Backlog m_backlog;
     State m_state = State::RESTING;
     Request m_request;
-    QNetworkCookieJar
-        m_cookies; // a part of the host's, so that nothing waits for the host's thread
+    QNetworkCookieJar m_cookies{this}; // of its own, so that nothing waits for the host
 
     QTcpSocket *m_socket = nullptr;                    // a child; null between two connections
     std::unique_ptr<ConnectionEnd> m_end;              // of the connection, once it stands
