@@ -1,6 +1,6 @@
-// What an open session costs while nothing happens in it, over each transport of the robust way, and over
-// polling in the compatible way, against the local classroom service; beside an event loop with nothing
-// to do.
+// What an open session costs while nothing happens in it, over each transport of the robust way,
+// and over polling in the compatible way, against the local classroom service; beside an event loop
+// with nothing to do.
 
 #include "benchmarks/Figures.h"
 #include "benchmarks/ServerProcess.h"

@@ -8,8 +8,9 @@ namespace
 
 // The channel does not say when it is connected; it is asked.
 constexpr int LOOK_MS = 20;
-// The compatible transport alone may never open without a word; polling has its opening frame after one
-// cycle, about 4 s. The robust one takes at most 15 s for each transport that it tries, and then says so.
+// The compatible transport alone may never open without a word; polling has its opening frame after
+// one cycle, about 4 s. The robust one takes at most 15 s for each transport that it tries, and
+// then says so.
 constexpr int OPENING_MS = 20000;
 // What the last messages get to leave this machine, however slow the network.
 constexpr int GOODBYE_MS = 60000;
@@ -64,16 +65,17 @@ void Session::stop()
 void Session::interrupt()
 {
     m_isInterrupted = true;
-    // While the client waits for a web socket, which only the compatible transport lets it do, it has made
-    // the channel but not yet handed it over. Closing the channel ends the wait, which has no limit.
+    // While the client waits for a web socket, which only the compatible transport lets it do, it
+    // has made the channel but not yet handed it over. Closing the channel ends the wait, which has
+    // no limit.
     if (!m_channel) {
         if (auto *channel = m_client.findChild<PresenterCollab *>())
             channel->close();
     }
 }
 
-// Kept, because a channel that is lost no longer tells what carried it. A transport that ends before the
-// session has opened is followed by another, so it is asked again.
+// Kept, because a channel that is lost no longer tells what carried it. A transport that ends
+// before the session has opened is followed by another, so it is asked again.
 void Session::noteTransport()
 {
     const QString transport = m_channel ? m_channel->getTransport() : QString();

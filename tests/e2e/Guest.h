@@ -28,8 +28,8 @@ inline qint64 monotonicUs()
     return duration_cast<microseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Lets the event loop turn without a pause until the condition holds: qWaitFor sleeps between two turns,
-// which a message would have to wait for.
+// Lets the event loop turn without a pause until the condition holds: qWaitFor sleeps between two
+// turns, which a message would have to wait for.
 template<typename Condition> bool turnUntil(int limitMs, const Condition &condition)
 {
     QEventLoop loop;
@@ -44,8 +44,8 @@ template<typename Condition> bool turnUntil(int limitMs, const Condition &condit
     return condition();
 }
 
-// A device that publishes numbered messages with the time at which each of them left, on a thread of its
-// own: it goes on while the host's thread is busy. It ends with the object.
+// A device that publishes numbered messages with the time at which each of them left, on a thread
+// of its own: it goes on while the host's thread is busy. It ends with the object.
 class Guest : public QThread
 {
 public:

@@ -121,7 +121,8 @@ void tst_LivePromptness::tenThousandMessagesArriveOnceEach()
 
 // ---- From the host to the devices ----------------------------------------------------------------
 
-// The messages are handed over within a moment: packing them, as a channel does, takes longer than a post.
+// The messages are handed over within a moment: packing them, as a channel does, takes longer than
+// a post.
 void tst_LivePromptness::hundredMessagesLeaveInThreePosts()
 {
     constexpr int MESSAGES = 100;

@@ -5,8 +5,8 @@
 
 using namespace Host;
 
-// What the user reads when a session has failed. The steps before the channel, and the whole way of such
-// a text to standard error, are shown by the tests against the classroom.
+// What the user reads when a session has failed. The steps before the channel, and the whole way of
+// such a text to standard error, are shown by the tests against the classroom.
 class tst_FailureTexts : public QObject
 {
     Q_OBJECT

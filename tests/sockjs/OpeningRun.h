@@ -2,7 +2,8 @@
 
 #include "ConnectorRun.h"
 
-// A connector that opens the robust way, with what it reports. Unlike a ConnectorRun, there may be several.
+// A connector that opens the robust way, with what it reports. Unlike a ConnectorRun, there may be
+// several.
 struct OpeningRun {
     explicit OpeningRun(bool robust = true)
     {

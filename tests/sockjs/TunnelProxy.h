@@ -5,8 +5,8 @@
 #include <QtNetwork/QTcpServer>
 #include <QtNetwork/QTcpSocket>
 
-// An HTTP proxy that makes tunnels, and nothing else. They lead to a server on this machine, whatever the
-// name that is asked for. It runs on the test's event loop.
+// An HTTP proxy that makes tunnels, and nothing else. They lead to a server on this machine,
+// whatever the name that is asked for. It runs on the test's event loop.
 class TunnelProxy
 {
 public:

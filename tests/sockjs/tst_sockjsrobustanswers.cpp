@@ -2,8 +2,8 @@
 
 using namespace Scripted;
 
-// Answers of every form that HTTP/1.1 knows, in packets of every size: each frame arrives once, and the next
-// request follows.
+// Answers of every form that HTTP/1.1 knows, in packets of every size: each frame arrives once, and
+// the next request follows.
 class tst_SockJSRobustAnswers : public QObject
 {
     Q_OBJECT

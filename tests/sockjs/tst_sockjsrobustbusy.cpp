@@ -4,8 +4,8 @@
 
 using namespace Scripted;
 
-// A host that does not let its event loop turn: its session lives, and the server has to wait when the host
-// has too much to take.
+// A host that does not let its event loop turn: its session lives, and the server has to wait when
+// the host has too much to take.
 class tst_SockJSRobustBusy : public QObject
 {
     Q_OBJECT

@@ -9,7 +9,8 @@
 
 using namespace Scripted;
 
-// How long the robust way waits for each transport: 10 s until it stands, and 5 s more for the open frame.
+// How long the robust way waits for each transport: 10 s until it stands, and 5 s more for the open
+// frame.
 class tst_SockJSRobustDeadlines : public QObject
 {
     Q_OBJECT

@@ -2,8 +2,8 @@
 
 using namespace Scripted;
 
-// Answers after which a message may be missing: what came whole is delivered, and then the connection ends,
-// once, with its reason.
+// Answers after which a message may be missing: what came whole is delivered, and then the
+// connection ends, once, with its reason.
 class tst_SockJSRobustFaults : public QObject
 {
     Q_OBJECT

@@ -114,8 +114,7 @@ void tst_SockJSRobustOpening::refusedWebSocketGivesWay_data()
     };
     const QByteArray wrongKey = "HTTP/1.1 101 Switching Protocols\r\nUpgrade: websocket\r\n"
                                 "Connection: Upgrade\r\nSec-WebSocket-Accept: x\r\n\r\n";
-    const char *notFound =
-        "Unhandled http status code: 404 (Not Found).";
+    const char *notFound = "Unhandled http status code: 404 (Not Found).";
     row("no such path", {send(reply("", "404 Not Found"))}, notFound);
     row("no such path, and the end", {send(reply("", "404 Not Found")), Scripted::close()},
         notFound);

@@ -18,6 +18,7 @@ private Q_SLOTS:
     void postWithoutAnAnswerEndsTheConnection();
     void whatCameBeforeALostPostIsDelivered();
     void nothingIsSentBehindALostPost();
+    void fullQueueEndsTheConnection();
     void hundredMessagesLeaveInThreePosts_data();
     void hundredMessagesLeaveInThreePosts();
     void whatWaitsIsPostedAfterTheHostsOwnClose_data();
@@ -164,6 +165,21 @@ void tst_SockJSRobustPosts::nothingIsSentBehindALostPost()
     run.verifyEnd(1006, lost(u"The server answered with HTTP status 500 Oh no"_s));
     QVERIFY(!run.connector.isSending());
     QCOMPARE(run.requestCount(), 3);
+}
+
+// One message is under way, 67 are just below 64 MiB, and the next one is too much.
+void tst_SockJSRobustPosts::fullQueueEndsTheConnection()
+{
+    RobustRun run({POLLS, {expectRequest(), pause(60000)}});
+    run.open();
+    QVERIFY(run.waitForSession());
+    const QString large(1000000, QLatin1Char('x'));
+    for (int i = 0; i < 68; ++i)
+        run.connector.sendMessage(large, false);
+    QVERIFY(!QTest::qWaitFor([&] { return !run.closed.isEmpty(); }, 300));
+    run.connector.sendMessage(large, false);
+    run.verifyEnd(1006, lost(u"Too much waits to be sent, 1000011 bytes are dropped"_s));
+    QVERIFY(!run.connector.isSending());
 }
 
 void tst_SockJSRobustPosts::hundredMessagesLeaveInThreePosts_data()
