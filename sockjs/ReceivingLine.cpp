@@ -176,13 +176,8 @@ void ReceivingLine::onConnectionLost()
         onNotConnected(why);
         return;
     }
-    if (m_state != State::ASKING) {
-        // A pause behind an empty answer gives way to the one between two connections.
-        m_pause.stop();
-        if (lastBytes.isEmpty())
-            askNext();
-        else
-            endUnasked();
+    if (m_state == State::RESTING) {
+        onConnectionLostAtRest(lastBytes);
         return;
     }
     // What the server said before it went is read first.
@@ -193,6 +188,17 @@ void ReceivingLine::onConnectionLost()
     }
     if (m_state == State::ASKING && !m_socket)
         onUnanswered(wasOrderly, why);
+}
+
+// The next request makes the next connection, after the pause that befits one.
+void ReceivingLine::onConnectionLostAtRest(const QByteArray &lastBytes)
+{
+    if (isUnasked(lastBytes)) {
+        endUnasked();
+        return;
+    }
+    m_pause.stop();
+    askNext();
 }
 
 // The server is asked again until the time for it is over, unless it has never been there.
@@ -252,7 +258,8 @@ void ReceivingLine::onReadyRead()
     if (isHeld())
         return;
     if (m_state != State::ASKING) {
-        endUnasked();
+        if (isUnasked(m_socket->readAll()))
+            endUnasked();
         return;
     }
     m_hasAnswerBegun = true;
@@ -320,8 +327,7 @@ void ReceivingLine::onAnswerWhole()
         onFrame(frame);
     if (m_state == State::ENDED)
         return;
-    // Line ends behind an answer, which some servers send, are passed over.
-    if (m_reader.next(&frame) != HttpResponseReader::Found::NOTHING_YET || m_reader.hasPending()) {
+    if (isUnasked(QByteArray())) {
         endUnasked();
         return;
     }
@@ -331,6 +337,14 @@ void ReceivingLine::onAnswerWhole()
     if (m_reader.isLast())
         dropSocket();
     askNext();
+}
+
+// Whether more has come behind an answer, `bytes` the last of it, than the line ends that some servers send.
+bool ReceivingLine::isUnasked(const QByteArray &bytes)
+{
+    QByteArray piece;
+    m_reader.append(bytes);
+    return m_reader.next(&piece) != HttpResponseReader::Found::NOTHING_YET || m_reader.hasPending();
 }
 
 void ReceivingLine::onFrame(const QByteArray &frame)

@@ -100,6 +100,7 @@ private:
     void connectToServer();
     void onEstablished();
     void onConnectionLost();
+    void onConnectionLostAtRest(const QByteArray &lastBytes);
     void onNotConnected(const QString &why);
     void onUnanswered(bool wasOrderly, const QString &why);
     bool hasCrossed() const;
@@ -110,6 +111,7 @@ private:
     void onHeader();
     void onPiece(const QByteArray &piece);
     void onAnswerWhole();
+    bool isUnasked(const QByteArray &bytes);
     void onFrame(const QByteArray &frame);
     bool isHeld() const;
 

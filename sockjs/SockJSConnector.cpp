@@ -465,7 +465,6 @@ void SockJSConnector::close()
 {
     m_connected = false;
     closing = true;
-    attempt->stop();
     if (QWebSocket *socket = takeWebSocket()) {
         WebSocketGoodbye::say(socket, this);
         onClosed();
@@ -516,7 +515,6 @@ void SockJSConnector::finish(int code, const QString &reason)
 // closed it and waits for one.
 bool SockJSConnector::dropConnection()
 {
-    attempt->stop();
     const State ending = state();
     if (ending == State::TRYING) {
         endWebSocket(takeWebSocket());
@@ -546,9 +544,10 @@ void SockJSConnector::releaseTransports()
     nextGeneration();
 }
 
-// What is left of a frame belongs to the connection that ends here.
+// What is left of a frame, or of the time to open, belongs to the connection that ends here.
 int SockJSConnector::nextGeneration()
 {
+    attempt->stop();
     undelivered.clear();
     return ++generation;
 }
@@ -569,6 +568,8 @@ SockJSXHRPolling *SockJSConnector::takeXHRPolling()
     if (!xhrPolling)
         return nullptr;
     adopted = false;
+    if (xhrPolling->receiver)
+        disconnect(xhrPolling->receiver, nullptr, this, nullptr);
     disconnect(xhrPolling, nullptr, this, nullptr);
     return std::exchange(xhrPolling, nullptr);
 }

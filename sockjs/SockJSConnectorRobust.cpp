@@ -146,7 +146,6 @@ bool SockJSConnector::deliverLastMessages()
 // At once: nothing can be said on them any more.
 void SockJSConnector::endTransports()
 {
-    attempt->stop();
     if (xhrPolling)
         xhrPolling->abandon();
     releaseTransports();

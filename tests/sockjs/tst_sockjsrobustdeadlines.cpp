@@ -19,6 +19,7 @@ private Q_SLOTS:
     void everyTransportHasItsTime();
     void nextTransportFollowsAfterTheDeadline();
     void sessionThatWasOpenedByHandStays();
+    void attemptThatWasEndedByHandIsOver();
 };
 
 namespace
@@ -148,6 +149,22 @@ void tst_SockJSRobustDeadlines::sessionThatWasOpenedByHandStays()
     QTest::qWait(7000);
     QCOMPARE(run.ends, QStringList());
     QVERIFY(run.connector.isConnected());
+}
+
+void tst_SockJSRobustDeadlines::attemptThatWasEndedByHandIsOver()
+{
+    ScriptedServer unopened;
+    unopened.onConnection({expectRequest(), expectEnd()});
+    QVERIFY(unopened.listen());
+    const LogCapture log;
+    OpeningRun run;
+    run.open(unopened.port(), {XHR_POLLING, XHR_STREAMING});
+    QTRY_COMPARE(run.connector.getTransport(), u"xhr-polling"_s);
+    run.connector.onClosed();
+    QCOMPARE(run.ends.size(), 1);
+    QTest::qWait(7000);
+    QCOMPARE(run.ends.size(), 1);
+    QCOMPARE(unopened.connectionCount(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSRobustDeadlines)

@@ -244,21 +244,21 @@ void tst_SockJSRobustRequests::emptyAnswersAreAskedForAHundredTimesASecondAtMost
 void tst_SockJSRobustRequests::emptyAnswersThatEndTheConnectionAreFollowedByPauses_data()
 {
     QTest::addColumn<bool>("streaming");
-    QTest::addColumn<QByteArray>("answer");
-    const QByteArray announced = reply("", "200 OK", "Connection: close\r\n");
-    QTest::newRow("polling, announced") << false << announced;
-    QTest::newRow("streaming, announced") << true << announced;
-    QTest::newRow("polling, unannounced") << false << reply("");
+    QTest::addColumn<QByteArray>("field");
+    QTest::newRow("announced, polling") << false << QByteArray("Connection: close\r\n");
+    QTest::newRow("announced, streaming") << true << QByteArray("Connection: close\r\n");
+    QTest::newRow("without a word, polling") << false << QByteArray();
+    QTest::newRow("without a word, streaming") << true << QByteArray();
 }
 
 void tst_SockJSRobustRequests::emptyAnswersThatEndTheConnectionAreFollowedByPauses()
 {
     QFETCH(bool, streaming);
-    QFETCH(QByteArray, answer);
-    Answering server(answer, true);
+    QFETCH(QByteArray, field);
+    Answering server(reply("", "200 OK", field), true);
     RobustRun run;
     run.open(server.port(), {streaming ? XHR_STREAMING : XHR_POLLING});
-    QTRY_COMPARE_WITH_TIMEOUT(server.times.size(), 6, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(server.times.size() >= 6, 20000);
     // The session, the first that was empty, and those in a row behind it.
     const QList<int> pauses{0, 250, 500, 1000, 2000};
     for (int i = 0; i < pauses.size(); ++i) {
