@@ -14,8 +14,8 @@
 #include <QtCore/QVariant>
 
 #if defined(Q_MOC_RUN) && defined(TARVOCLIENT_LIBRARY)
-// For moc alone, and not for that of a host, whose types of these names are others: what asks a signal
-// for the types of its arguments, as a QSignalSpy does, gets the library's.
+// For moc alone, and not for that of a host, whose types of these names are others: what asks a
+// signal for the types of its arguments, as a QSignalSpy does, gets the library's.
 Q_DECLARE_METATYPE(Learner)
 Q_DECLARE_METATYPE(RemoteControlMessage)
 #endif
@@ -29,19 +29,20 @@ class QuestionBase;
 class TarvoCollabMessage;
 } // namespace Tarvo
 
-/// The real-time channel of one running class session: polls, questions, cards and the lesson go out
-/// to the learners' devices and the remote, and what they do comes back as signals.
+/// The real-time channel of one running class session: polls, questions, cards and the lesson go
+/// out to the learners' devices and the remote, and what they do comes back as signals.
 ///
-/// `PresenterClient::startWebsocket()` makes the channel and opens it; the client owns it. Everything
-/// runs on the host's event loop, and every signal is emitted directly. In a slot connected to any of
-/// them the host may call back into the channel, close it or delete it.
+/// `PresenterClient::startWebsocket()` makes the channel and opens it; the client owns it.
+/// Everything runs on the host's event loop, and every signal is emitted directly. In a slot
+/// connected to any of them the host may call back into the channel, close it or delete it.
 ///
 /// No operation waits for an answer or reports an error. What is published while the connection is
-/// down is lost: a text payload with a debug line that says so, a message object without one. A lost
-/// connection shows as `connectionClosed()`, and `getCloseCode()` and `getCloseReason()` tell why.
+/// down is lost: a text payload with a debug line that says so, a message object without one. A
+/// lost connection shows as `connectionClosed()`, and `getCloseCode()` and `getCloseReason()` tell
+/// why.
 ///
-/// An address that begins with "." is relative and is completed by putting the session token in front
-/// of it; any other address is used as it stands. The addresses of a session are
+/// An address that begins with "." is relative and is completed by putting the session token in
+/// front of it; any other address is used as it stands. The addresses of a session are
 /// - the session token: every device of the session,
 /// - ".presenter": the presenters; ".presenter." + user token: one of them,
 /// - ".learner": the learners' devices,
@@ -53,8 +54,8 @@ class TARVOCLIENT_EXPORT PresenterCollab : public QObject
     Q_DISABLE_COPY(PresenterCollab)
 
 public:
-    // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
-    // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
+    // Hosts connect by the short names, so the signals carry them; where such a connection is
+    // queued, model/Learner.h and model/RemoteControlMessage.h tell what it takes.
     using Learner = Tarvo::Learner;
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
     using POLL_TYPE = Tarvo::PollType::POLL_TYPE;
@@ -68,14 +69,15 @@ public:
     /// Closes the connection if it is open, without a word to the devices and without a signal.
     ~PresenterCollab() override;
 
-    /// Whether connections that are opened from now on use the robust transport, off by default: over HTTP
-    /// as prompt as a web socket, no wait without a limit, and every end told with a reason. With it on,
-    /// `open()` returns at once; `isConnected()` tells when the session is open, and `connectionClosed()`
-    /// also comes when no transport could be opened. See `SockJSConnector::setRobustTransport()`.
+    /// Whether connections that are opened from now on use the robust transport, off by default:
+    /// over HTTP as prompt as a web socket, no wait without a limit, and every end told with a
+    /// reason. With it on, `open()` returns at once; `isConnected()` tells when the session is
+    /// open, and `connectionClosed()` also comes when no transport could be opened. See
+    /// `SockJSConnector::setRobustTransport()`.
     void setRobustTransport(bool robust);
-    /// Milliseconds between two pings to the collaboration server: 60,000 by default, 0 for none. Some
-    /// servers close a connection that has not pinged for a while. Takes effect at once, whichever
-    /// transport is used.
+    /// Milliseconds between two pings to the collaboration server: 60,000 by default, 0 for none.
+    /// Some servers close a connection that has not pinged for a while. Takes effect at once,
+    /// whichever transport is used.
     void setPingInterval(int ms);
     /// See `SockJSConnector::setHeartbeatTimeout()`: 60,000 ms by default, 0 for none.
     void setHeartbeatTimeout(int ms);
@@ -108,13 +110,14 @@ public:
     /// Keeps the connection alive at the far end; sent by itself, see `setPingInterval()`. It does
     /// not count as activity, so a channel without other messages still closes after an hour.
     void sendPing();
-    /// Tells the learners' devices that a large message has been sent. `showImageCard()` does it by itself.
+    /// Tells the learners' devices that a large message has been sent. `showImageCard()` does it by
+    /// itself.
     void sendHeavy();
 
     // ---- Polls and questions ---------------------------------------------------------------------
 
-    /// Makes the question object of a poll as `Tarvo::pollQuestion` does. The caller owns it. The last
-    /// argument is accepted for the callers' sake and not used.
+    /// Makes the question object of a poll as `Tarvo::pollQuestion` does. The caller owns it. The
+    /// last argument is accepted for the callers' sake and not used.
     Tarvo::QuestionBase *createPollQuestion(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, int count,
                                             int);
     /// Starts a poll on every device of the session, with the card image as its background, under a
@@ -143,8 +146,8 @@ public:
     void setCardImageData(QByteArray data);
     /// Sets the URL of the image of the next poll or image card.
     void setCardImageRef(QString url);
-    /// The card image as one text: a data URI when there is image data; else the reference, as a CSS
-    /// value `url('...')` when `wrapUrl` is true and bare when it is false; else empty.
+    /// The card image as one text: a data URI when there is image data; else the reference, as a
+    /// CSS value `url('...')` when `wrapUrl` is true and bare when it is false; else empty.
     QString getCardImageRef(bool wrapUrl);
     /// Empties both forms of the card image.
     void clearCardImage();
@@ -169,18 +172,19 @@ public:
     QString getCurrentPollId() const { return currentPollId; }
     /// True from the server's word that the session is open until the connection is closed.
     bool isConnected() const;
-    /// The wire name of the transport that has started, "websocket", "xhr-streaming" or "xhr-polling", also
-    /// before the session is open; empty before one has started, and from `close()` on.
+    /// The wire name of the transport that has started, "websocket", "xhr-streaming" or
+    /// "xhr-polling", also before the session is open; empty before one has started, and from
+    /// `close()` on.
     QString getTransport() const;
-    /// Why the connection has ended, valid from `connectionClosed()` until the next `open()`, 0 before: the
-    /// server's own code, 1000 after `close()` or an hour without messages, or 1006. Without the
-    /// robust transport a connection over XHR that was lost always has 1006.
+    /// Why the connection has ended, valid from `connectionClosed()` until the next `open()`, 0
+    /// before: the server's own code, 1000 after `close()` or an hour without messages, or 1006.
+    /// Without the robust transport a connection over XHR that was lost always has 1006.
     int getCloseCode() const;
     /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
     QString getCloseReason() const;
-    /// Whether messages are still leaving, also after `close()`, whose last word to the devices may be
-    /// behind them. A host that is about to end lets its event loop turn until this is false; deleting
-    /// the channel or ending the process earlier loses what has not left.
+    /// Whether messages are still leaving, also after `close()`, whose last word to the devices may
+    /// be behind them. A host that is about to end lets its event loop turn until this is false;
+    /// deleting the channel or ending the process earlier loses what has not left.
     bool hasUnsentMessages() const;
     /// The dispatcher of incoming messages; the channel owns it.
     CollaborationMessageHandler *messageHandler() const { return m_messageHandler; }

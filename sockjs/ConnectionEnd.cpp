@@ -16,9 +16,9 @@ ConnectionEnd::~ConnectionEnd()
         ::close(m_descriptor);
 }
 
-// An ended connection waits for our own end; a reset one is closed. A reset may also follow an orderly end,
-// as the answer to a request that crossed it: reading finds that end first, and leaves the error of the
-// reset where it is. Reading that finds a reset takes its error away.
+// An ended connection waits for our own end; a reset one is closed. A reset may also follow an
+// orderly end, as the answer to a request that crossed it: reading finds that end first, and leaves
+// the error of the reset where it is. Reading that finds a reset takes its error away.
 bool ConnectionEnd::wasReset() const
 {
     tcp_info info = {};

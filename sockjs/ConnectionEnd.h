@@ -1,6 +1,7 @@
 #pragma once
 
-// How a TCP connection has ended, which the toolkit does not tell: to it a reset is an orderly end, too.
+// How a TCP connection has ended, which the toolkit does not tell: to it a reset is an orderly end,
+// too.
 //
 // It holds on to the connection, so it must go as soon as the socket has.
 class ConnectionEnd
@@ -12,7 +13,8 @@ public:
     ConnectionEnd(const ConnectionEnd &) = delete;
     ConnectionEnd &operator=(const ConnectionEnd &) = delete;
 
-    // The far end broke the connection off, and did not end it before. False when that is not known.
+    // The far end broke the connection off, and did not end it before. False when that is not
+    // known.
     bool wasReset() const;
 
 private:

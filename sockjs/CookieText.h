@@ -6,7 +6,8 @@
 namespace Tarvo
 {
 
-// Cookies as the server reads them on the receiving connection: "name=value;" each, without a space between.
+// Cookies as the server reads them on the receiving connection: "name=value;" each, without a space
+// between.
 inline QString cookieText(const QList<QNetworkCookie> &cookies)
 {
     QString text;

@@ -8,16 +8,16 @@
 namespace Tarvo
 {
 
-// Cuts the bodies of the receiving requests into frames: bytes in, frames out. It owns no socket, knows
-// no clock and may be copied.
+// Cuts the bodies of the receiving requests into frames: bytes in, frames out. It owns no socket,
+// knows no clock and may be copied.
 //
 //   frames.append(piece);
 //   while (frames.next(&frame)) { ... }
 //   if (frames.isTooLarge()) ...             // known once next() has no more
 //   if (bodyHasEnded && frames.rest(&frame)) ...
 //
-// A line is a frame, whichever pieces its bytes come in. The prelude of a stream is one, too: a line of
-// many `h`.
+// A line is a frame, whichever pieces its bytes come in. The prelude of a stream is one, too: a
+// line of many `h`.
 class FrameReader
 {
 public:
@@ -27,7 +27,8 @@ public:
     // The next whole line, without its line feed and a carriage return before that. Empty lines are
     // passed over. Nothing comes behind a line that is too large.
     bool next(QByteArray *frame);
-    // The body has ended: what stands behind its last line feed, without a carriage return at its end.
+    // The body has ended: what stands behind its last line feed, without a carriage return at its
+    // end.
     bool rest(QByteArray *frame);
     // The body was cut off, so its unfinished line is no frame. Another body may follow.
     void drop() { *this = FrameReader(); }
@@ -39,8 +40,8 @@ private:
     bool m_tooLarge = false;
 };
 
-// Takes a close frame, c[code,"reason"], apart. False when the frame has another form; code and reason
-// then stay as they are.
+// Takes a close frame, c[code,"reason"], apart. False when the frame has another form; code and
+// reason then stay as they are.
 bool readCloseFrame(const QByteArray &frame, int *code, QString *reason);
 
 } // namespace Tarvo

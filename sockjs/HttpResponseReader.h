@@ -11,16 +11,17 @@
 namespace Tarvo
 {
 
-// Cuts the bytes of a connection into answers as HTTP/1.1 means them: by chunks, by length, or until the
-// connection ends. ResponseReader is the other way of cutting them, for services that do not keep to
-// that. It owns no socket, knows no clock and may be copied.
+// Cuts the bytes of a connection into answers as HTTP/1.1 means them: by chunks, by length, or
+// until the connection ends. ResponseReader is the other way of cutting them, for services that do
+// not keep to that. It owns no socket, knows no clock and may be copied.
 //
 //   reader.append(bytes);
 //   while (...)
 //       switch (reader.next(&piece)) { ... }   // until NOTHING_YET or BROKEN
 //
-// An answer is found as a HEADER, any number of PIECEs and an END. Interim answers (100 Continue) are
-// passed over. Every byte is looked at and moved a bounded number of times, however the bytes are cut.
+// An answer is found as a HEADER, any number of PIECEs and an END. Interim answers (100 Continue)
+// are passed over. Every byte is looked at and moved a bounded number of times, however the bytes
+// are cut.
 class HttpResponseReader
 {
 public:
@@ -51,8 +52,8 @@ public:
     void append(const QByteArray &bytes) { m_bytes.append(bytes); }
     // Sets `piece` with PIECE only.
     Found next(QByteArray *piece);
-    // The connection has ended, and next() has found NOTHING_YET behind its last bytes: END when that
-    // ends the body, BROKEN inside an answer, NOTHING_YET when none has begun.
+    // The connection has ended, and next() has found NOTHING_YET behind its last bytes: END when
+    // that ends the body, BROKEN inside an answer, NOTHING_YET when none has begun.
     Found endOfInput();
 
     // Bytes of an answer have been read that is not whole yet.
@@ -66,8 +67,8 @@ public:
     // The values of all "Set-Cookie" lines, one a line.
     QByteArray setCookies() const { return m_answer.setCookies; }
     bool isChunked() const { return m_answer.isChunked; }
-    // The connection carries no further answer: HTTP/1.0, "Connection: close", another protocol from
-    // here on, or a body that ends with it.
+    // The connection carries no further answer: HTTP/1.0, "Connection: close", another protocol
+    // from here on, or a body that ends with it.
     bool isLast() const { return m_answer.isLast; }
 
     // Why the state is BROKEN, in words for a log line and a person.

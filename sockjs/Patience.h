@@ -3,8 +3,8 @@
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
 
-// A deadline that is fair when the host has kept its event loop from turning: what has arrived meanwhile is
-// looked at once more before the time counts as over.
+// A deadline that is fair when the host has kept its event loop from turning: what has arrived
+// meanwhile is looked at once more before the time counts as over.
 class Patience : public QObject
 {
     Q_OBJECT

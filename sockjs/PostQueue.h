@@ -13,12 +13,12 @@ class QNetworkAccessManager;
 class QNetworkReply;
 
 // Posts that leave one after another, each when the one before has ended, so that messages cannot
-// overtake each other. A far end that does not answer holds them up for a limited time only, and what
-// waits is bounded.
+// overtake each other. A far end that does not answer holds them up for a limited time only, and
+// what waits is bounded.
 //
-// There are two ways to post, and the limits tell them apart. By default each message is a post of its
-// own, and connections and repetitions are the toolkit's affair. robust() lets what waits leave together,
-// posts nothing twice, and drops a connection before the server does.
+// There are two ways to post, and the limits tell them apart. By default each message is a post of
+// its own, and connections and repetitions are the toolkit's affair. robust() lets what waits leave
+// together, posts nothing twice, and drops a connection before the server does.
 //
 // The manager carries the posts, and no others, and is the caller's; whoever hears its finished()
 // passes the reply on.
@@ -37,8 +37,8 @@ public:
         qint64 joinedBytes = 0;
         // For a connection without a post; 0 leaves that to the toolkit.
         int idleMs = 0;
-        // Whether the toolkit may post again when a connection ends without an answer. The server may
-        // have read the first post by then.
+        // Whether the toolkit may post again when a connection ends without an answer. The server
+        // may have read the first post by then.
         bool mayRepeat = true;
     };
     static Limits robust();

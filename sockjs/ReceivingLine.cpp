@@ -21,7 +21,8 @@ constexpr int SHORTEST_ATTEMPT_MS = 250;
 // So long a request and the end of its connection may be on their way towards each other.
 constexpr int CROSSING_MS = 1000;
 
-// A connection that was made again, brought nothing and is lost sooner than this is followed by a pause.
+// A connection that was made again, brought nothing and is lost sooner than this is followed by a
+// pause.
 constexpr int SHORT_CONNECTION_MS = 1000;
 constexpr int FIRST_PAUSE_MS = 250;
 constexpr int LONGEST_PAUSE_MS = 5000;
@@ -230,7 +231,8 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
     }
 }
 
-// A server that closes a connection behind its answer resets it when the next request is there already.
+// A server that closes a connection behind its answer resets it when the next request is there
+// already.
 bool ReceivingLine::hasCrossed() const
 {
     return m_hasBrought && !m_sinceAsked.hasExpired(CROSSING_MS);
@@ -339,7 +341,8 @@ void ReceivingLine::onAnswerWhole()
     askNext();
 }
 
-// Whether more has come behind an answer, `bytes` the last of it, than the line ends that some servers send.
+// Whether more has come behind an answer, `bytes` the last of it, than the line ends that some
+// servers send.
 bool ReceivingLine::isUnasked(const QByteArray &bytes)
 {
     QByteArray piece;

@@ -22,18 +22,19 @@
 class ConnectionEnd;
 class QTcpSocket;
 
-// The receiving half of the robust HTTP transport: asks the server for frames, one request at a time, and
-// takes its answers apart. It lives on a thread of its own, which its XHRReceiver owns, and is driven by
-// that thread's event loop; so a host that is busy keeps its session.
+// The receiving half of the robust HTTP transport: asks the server for frames, one request at a
+// time, and takes its answers apart. It lives on a thread of its own, which its XHRReceiver owns,
+// and is driven by that thread's event loop; so a host that is busy keeps its session.
 //
 //                  +--> CONNECTING --stands--> ASKING --answer whole--> RESTING --+--> ASKING
 //                  |                                                              |
 //                  +------------- the connection is used up or gone --------------+
 //
-// Nothing that arrived is lost, nothing comes twice, and no gap is silent: whatever might have swallowed a
-// frame ends the line, and ended() says why. The one request that is repeated is a request that met
-// an orderly end, or a reset of a connection in use, before any byte of its answer: the server had closed
-// the connection before it read it, or tells by a second "o" or a close frame that a frame went with it.
+// Nothing that arrived is lost, nothing comes twice, and no gap is silent: whatever might have
+// swallowed a frame ends the line, and ended() says why. The one request that is repeated is a
+// request that met an orderly end, or a reset of a connection in use, before any byte of its
+// answer: the server had closed the connection before it read it, or tells by a second "o" or a
+// close frame that a frame went with it.
 class ReceivingLine : public QObject
 {
     Q_OBJECT
@@ -66,7 +67,8 @@ public:
 
     // Begins to ask.
     void start(const Request &request);
-    // "Set-Cookie" lines, one a line, that have come in another way. The line keeps those of its own answers.
+    // "Set-Cookie" lines, one a line, that have come in another way. The line keeps those of its
+    // own answers.
     void addCookies(const QByteArray &setCookies);
     void setHeartbeatTimeout(int ms);
     // The host has caught up.

@@ -119,7 +119,8 @@ bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
 {
     if (destroying)
         return false;
-    // The host's slots run in here. When one of them closes or opens the connector, this call is over.
+    // The host's slots run in here. When one of them closes or opens the connector, this call is
+    // over.
     const QPointer<SockJSConnector> self(this);
     const bool ended = dropConnection();
     const int opened = nextGeneration();
@@ -233,8 +234,8 @@ bool SockJSConnector::openWebsocket()
     return false;
 }
 
-// Queued, so that nothing that follows, the host's slots least of all, runs below a function of the web
-// socket; each of the calls may come when the socket is no longer the one in use.
+// Queued, so that nothing that follows, the host's slots least of all, runs below a function of the
+// web socket; each of the calls may come when the socket is no longer the one in use.
 void SockJSConnector::hearWebSocket()
 {
     const QPointer<QWebSocket> socket(webSocket);
@@ -267,8 +268,8 @@ void SockJSConnector::hearWebSocket()
     });
 }
 
-// The transport is in use from here on, before the wait has noticed: the server's first frames may be
-// right behind, having come in one packet with its answer to the handshake.
+// The transport is in use from here on, before the wait has noticed: the server's first frames may
+// be right behind, having come in one packet with its answer to the handshake.
 void SockJSConnector::onWebSocketConnected()
 {
     if (state() != State::TRYING || openState == OPEN_DISCONNECTED)
@@ -414,7 +415,8 @@ void SockJSConnector::sendMessage(QString message, bool keepAlive)
     const QString text = Tarvo::utf8UpToZero(frame);
     if (!keepAlive)
         lastActivity = QDateTime::currentDateTimeUtc();
-    // A post that comes before the server knows the session is refused, and the attempt ends with it.
+    // A post that comes before the server knows the session is refused, and the attempt ends with
+    // it.
     const bool isTooEarly = isRobust && !m_connected && !closing;
     if (webSocket)
         webSocket->sendTextMessage(text);
@@ -510,9 +512,9 @@ void SockJSConnector::finish(int code, const QString &reason)
     Q_EMIT closed(closedForInactivity);
 }
 
-// Ends what an earlier open() left, so that it cannot be taken for the new connection. Returns whether
-// the host is to hear of it: an attempt that nobody knows of yet ends without a word, unless the host has
-// closed it and waits for one.
+// Ends what an earlier open() left, so that it cannot be taken for the new connection. Returns
+// whether the host is to hear of it: an attempt that nobody knows of yet ends without a word,
+// unless the host has closed it and waits for one.
 bool SockJSConnector::dropConnection()
 {
     const State ending = state();

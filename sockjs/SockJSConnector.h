@@ -22,17 +22,17 @@ class WebSocketWatch;
 /// The client end of a SockJS connection to the collaboration server's event bus.
 ///
 /// It chooses the transport (a web socket, or HTTP polling or streaming), builds the SockJS URLs,
-/// takes the frames that arrive apart into single text messages, frames the outgoing ones, and closes
-/// the connection after an hour without outgoing messages.
+/// takes the frames that arrive apart into single text messages, frames the outgoing ones, and
+/// closes the connection after an hour without outgoing messages.
 ///
-/// **Signals.** `connected()` when the server has opened the session; `sockJSMessage()` for each message;
-/// `closed()` exactly once for every connection, whoever ended it. All are emitted directly, on the
-/// thread that the connector lives on, and the host may do anything in a slot: send, `close()`, `open()`
-/// again, delete the connector.
+/// **Signals.** `connected()` when the server has opened the session; `sockJSMessage()` for each
+/// message; `closed()` exactly once for every connection, whoever ended it. All are emitted
+/// directly, on the thread that the connector lives on, and the host may do anything in a slot:
+/// send, `close()`, `open()` again, delete the connector.
 ///
 /// **Life.** A connection that is given up is not cut off: what was sent still leaves in the
-/// background, while the event loop turns. Deleting the connector ends everything at once; only what
-/// the system takes without waiting still goes out then.
+/// background, while the event loop turns. Deleting the connector ends everything at once; only
+/// what the system takes without waiting still goes out then.
 class TARVOCLIENT_EXPORT SockJSConnector : public QObject
 {
     Q_OBJECT
@@ -48,8 +48,8 @@ public:
     Q_ENUM(PROTOCOL_TYPE)
 
     explicit SockJSConnector(QObject *parent = nullptr);
-    /// Closes the connection if its session is open, which emits `closed()`. A slot that deletes the
-    /// connector must not do so once more then: a QPointer still points to it.
+    /// Closes the connection if its session is open, which emits `closed()`. A slot that deletes
+    /// the connector must not do so once more then: a QPointer still points to it.
     ~SockJSConnector() override;
 
     /// The transports' wire names: "websocket", "xhr-streaming", "xhr-polling". The keys, walked in
@@ -58,30 +58,32 @@ public:
 
     // ---- The robust transport --------------------------------------------------------------------
 
-    /// Whether connections that are opened from now on use the robust transport; off by default, and
-    /// without effect on the connection in use. docs/connection.md puts the two ways side by side.
+    /// Whether connections that are opened from now on use the robust transport; off by default,
+    /// and without effect on the connection in use. docs/connection.md puts the two ways side by
+    /// side.
     ///
-    /// With it on, `open()` returns at once and never blocks the event loop. Each transport has 10 s to
-    /// stand (name, connection, TLS, handshake) and 5 s more for the server's "o"; one that has not, or
-    /// that the server refuses, gives way to the next of the list, under a session id of its own, and
-    /// after the last `closed()` comes from the event loop. Over HTTP a frame is delivered when it
-    /// arrives, requests and posts leave without waiting, and what cannot go on without losing a
-    /// message ends the connection, which `getCloseCode()` and `getCloseReason()` explain.
+    /// With it on, `open()` returns at once and never blocks the event loop. Each transport has 10
+    /// s to stand (name, connection, TLS, handshake) and 5 s more for the server's "o"; one that
+    /// has not, or that the server refuses, gives way to the next of the list, under a session id
+    /// of its own, and after the last `closed()` comes from the event loop. Over HTTP a frame is
+    /// delivered when it arrives, requests and posts leave without waiting, and what cannot go on
+    /// without losing a message ends the connection, which `getCloseCode()` and `getCloseReason()`
+    /// explain.
     void setRobustTransport(bool robust);
     bool isRobustTransport() const { return robust; }
-    /// How long the receiving side of a robust HTTP transport may be silent, in milliseconds, once the
-    /// server has sent a heartbeat on it, before the connection ends with code 1006: 60,000 by default, 0
-    /// for any time. Takes effect at once.
+    /// How long the receiving side of a robust HTTP transport may be silent, in milliseconds, once
+    /// the server has sent a heartbeat on it, before the connection ends with code 1006: 60,000 by
+    /// default, 0 for any time. Takes effect at once.
     void setHeartbeatTimeout(int ms);
-    /// After how many milliseconds without a frame or a pong a robust web socket sends a ping: 20,000 by
-    /// default, 0 for never. When neither follows within 10,000 ms (30,000 ms while a part of a frame has
-    /// arrived), the connection ends with code 1006. Takes effect at once.
+    /// After how many milliseconds without a frame or a pong a robust web socket sends a ping:
+    /// 20,000 by default, 0 for never. When neither follows within 10,000 ms (30,000 ms while a
+    /// part of a frame has arrived), the connection ends with code 1006. Takes effect at once.
     void setSilenceTimeout(int ms);
     /// Why the connection has ended, valid from `closed()` until the next `open()`; 0 before.
     ///
-    /// The server's own code, from a close frame of SockJS over HTTP and from that of the web socket; 1000
-    /// after the host's own `close()` or an hour without messages; 1006 for the rest, and by
-    /// default for every connection over XHR that is lost. 0 when another `open()` has ended it.
+    /// The server's own code, from a close frame of SockJS over HTTP and from that of the web
+    /// socket; 1000 after the host's own `close()` or `open()`, or an hour without messages; 1006 for
+    /// the rest, and by default for every connection over XHR that is lost.
     int getCloseCode() const { return closeCode; }
     /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
     QString getCloseReason() const { return closeReason; }
@@ -100,13 +102,13 @@ public:
     /// `open()` again or delete the connector, each of which ends the wait. An XHR attempt blocks
     /// for up to 30,000 ms.
     bool open(QUrl url, QList<PROTOCOL_TYPE> protocols);
-    /// Ends the connection, or the attempt in progress. `closed()` is emitted before this returns when
-    /// the transport is a web socket, and from the event loop when it is XHR, by default once the
-    /// transport's thread has ended. Without a connection nothing happens.
+    /// Ends the connection, or the attempt in progress. `closed()` is emitted before this returns
+    /// when the transport is a web socket, and from the event loop when it is XHR, by default once
+    /// the transport's thread has ended. Without a connection nothing happens.
     void close();
     /// Sends one text message, in a SockJS frame, on the transport in use; without one it is lost
-    /// silently, and over a robust HTTP transport also before `connected()`. Does not wait. `keepAlive`
-    /// marks the channel's ping, which does not count as activity.
+    /// silently, and over a robust HTTP transport also before `connected()`. Does not wait.
+    /// `keepAlive` marks the channel's ping, which does not count as activity.
     ///
     /// In what goes out, every "[ " has lost its space and every " ]" too, inside the message as
     /// well: the service knows the frames so.
@@ -114,10 +116,12 @@ public:
     /// Sends a map as JSON text; counts as activity.
     void sendMessage(QVariantMap message);
 
-    /// Whether the SockJS session is open: the server's "o" frame was seen and nothing has ended it.
+    /// Whether the SockJS session is open: the server's "o" frame was seen and nothing has ended
+    /// it.
     bool isConnected() const { return m_connected; }
-    /// The wire name of the transport that has started, "websocket", "xhr-streaming" or "xhr-polling", also
-    /// before the session is open; empty before one has started, and from `close()` on.
+    /// The wire name of the transport that has started, "websocket", "xhr-streaming" or
+    /// "xhr-polling", also before the session is open; empty before one has started, and from
+    /// `close()` on.
     QString getTransport() const;
     /// Whether messages are still leaving, on this connection or on one that was given up.
     bool isSending() const;
@@ -136,9 +140,9 @@ Q_SIGNALS:
 public Q_SLOTS:
     /// Opens the session by hand: sets the connected state and emits `connected()`. Not used here.
     void onConnected();
-    /// The transport has ended. Before the session was open, a web socket that nobody asked to close
-    /// gives way to XHR polling; in every other case `closed()` follows. With the robust transport
-    /// only an end that the host asked for comes here.
+    /// The transport has ended. Before the session was open, a web socket that nobody asked to
+    /// close gives way to XHR polling; in every other case `closed()` follows. With the robust
+    /// transport only an end that the host asked for comes here.
     void onClosed();
     /// Takes one SockJS frame.
     void onTextMessageReceived(QString frame);
@@ -155,8 +159,8 @@ protected:
 private:
     friend struct SockJSProbe;
 
-    // What the connector is doing. Nothing is kept for it: the members below tell, some of which the
-    // public slots set.
+    // What the connector is doing. Nothing is kept for it: the members below tell, some of which
+    // the public slots set.
     enum class State {
         IDLE,    // there is no transport
         TRYING,  // an attempt waits for its answer; nobody has heard of it yet

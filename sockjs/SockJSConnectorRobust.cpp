@@ -1,5 +1,5 @@
-// The robust way to open a connection and to end one: every transport of the list has its time, one that
-// fails gives way to the next, and every end has a reason. Nothing in here waits.
+// The robust way to open a connection and to end one: every transport of the list has its time, one
+// that fails gives way to the next, and every end has a reason. Nothing in here waits.
 #include "sockjs/SockJSConnector.h"
 
 #include "sockjs/CloseReason.h"
@@ -44,8 +44,8 @@ void SockJSConnector::setSilenceTimeout(int ms)
 
 // ---- Opening ------------------------------------------------------------------------------------
 
-// Tries the next transport of the list, under a session id of its own: a stream that something between us
-// and the server holds back has opened its session there already.
+// Tries the next transport of the list, under a session id of its own: a stream that something
+// between us and the server holds back has opened its session there already.
 void SockJSConnector::tryNext()
 {
     bool isTrying = false;
@@ -132,8 +132,8 @@ void SockJSConnector::onTransportEnded(int code, const QString &reason)
     finish(code, reason);
 }
 
-// A slot of the host that waits may have left some; and these slots may close and open, too. Returns whether
-// the connection that ends is still to be told of.
+// A slot of the host that waits may have left some; and these slots may close and open, too.
+// Returns whether the connection that ends is still to be told of.
 bool SockJSConnector::deliverLastMessages()
 {
     const QPointer<SockJSConnector> self(this);

@@ -38,13 +38,15 @@ const QLatin1String REPEATED_PATH_END("xhr");
 constexpr int RECEIVING_PATIENCE_MS = 2000;
 
 const QLatin1String LINE_END("\r\n");
-// Behind the payload of the worker's requests, whose length does not count them: the server expects them.
+// Behind the payload of the worker's requests, whose length does not count them: the server expects
+// them.
 const QLatin1String LINE_ENDS_BEHIND("\r\n\r\n");
 
 constexpr int STATUS_OK = 200;
 constexpr int STATUS_NO_CONTENT = 204;
 
-// A proxy that asks for credentials first would have a post sent twice, unless it is tunnelled through.
+// A proxy that asks for credentials first would have a post sent twice, unless it is tunnelled
+// through.
 QNetworkProxy postingProxy(QNetworkProxy proxy, bool isRobust)
 {
     if (proxy.port() == 0)
@@ -162,8 +164,8 @@ bool SockJSXHRPolling::startWorker(bool ssl, const QNetworkProxy &proxy)
 //     worker::finished  -> thread::quit, at once, so that the thread ends without our event loop
 //     worker::finished  => onWorkerFinished, from our event loop: frees thread, worker, requests
 //
-// The destructor does not wait for our event loop; it does the last step itself. The worker is freed
-// here, not by its thread, because until then it is called from here.
+// The destructor does not wait for our event loop; it does the last step itself. The worker is
+// freed here, not by its thread, because until then it is called from here.
 void SockJSXHRPolling::startWorkerThread()
 {
     workerThread = new QThread;
@@ -220,8 +222,8 @@ void SockJSXHRPolling::releaseWorker()
     requests.clear();
 }
 
-// Servers end a session, and drop its messages, when the receiving connection goes, so that stays up
-// until the posts that wait have been answered. Nothing that arrives on it is heard any more.
+// Servers end a session, and drop its messages, when the receiving connection goes, so that stays
+// up until the posts that wait have been answered. Nothing that arrives on it is heard any more.
 void SockJSXHRPolling::keepReceivingSocket()
 {
     if (!posts->isSending() || receivingSocket->state() != QAbstractSocket::ConnectedState) {
@@ -351,9 +353,9 @@ void SockJSXHRPolling::onReconnected()
     doPoll();
 }
 
-// What was not answered on the lost connection never will be. A poll that has not gone out on it goes
-// out on the new one: a second beside it would go round for ever, and servers end a session that is
-// polled twice at a time.
+// What was not answered on the lost connection never will be. A poll that has not gone out on it
+// goes out on the new one: a second beside it would go round for ever, and servers end a session
+// that is polled twice at a time.
 void SockJSXHRPolling::onWorkerReconnected()
 {
     const QList<XHRRequest *> unanswered = worker->takeUnanswered();

@@ -24,22 +24,22 @@ class XHRReceiver;
 /// **Receiving** runs over one persistent connection, written by hand, on a worker thread: requests
 /// for "/xhr" (polling), the next one after each response, or one for "/xhr_streaming". **Sending**
 /// runs apart from it, as POST requests to "/xhr_send" through a network access manager; they leave
-/// one after another, so that messages cannot overtake each other. A post that makes no progress for
-/// 30,000 ms, or takes 120,000 ms in all, is given up; at most 64 MiB of messages wait for their turn.
-/// What is lost is logged. Both halves share the server's cookies and the system's proxy. HTTP status
-/// codes are not read on either.
+/// one after another, so that messages cannot overtake each other. A post that makes no progress
+/// for 30,000 ms, or takes 120,000 ms in all, is given up; at most 64 MiB of messages wait for
+/// their turn. What is lost is logged. Both halves share the server's cookies and the system's
+/// proxy. HTTP status codes are not read on either.
 ///
-/// **The robust way.** After `setRobustTransport(true)` an XHRReceiver takes the worker's place: it asks by
-/// itself, as soon as the answer before is whole, delivers frames as they arrive, and tells why it ends.
-/// Messages that wait leave in one post, at most 10,000 ms without progress and 60,000 ms in all, and one
-/// that fails ends the connection, as does every status but 200 and 204.
+/// **The robust way.** After `setRobustTransport(true)` an XHRReceiver takes the worker's place: it
+/// asks by itself, as soon as the answer before is whole, delivers frames as they arrive, and tells
+/// why it ends. Messages that wait leave in one post, at most 10,000 ms without progress and 60,000
+/// ms in all, and one that fails ends the connection, as does every status but 200 and 204.
 ///
-/// **Life.** The connector makes the transport and drives it on its own thread, the host's. `close()`
-/// ends the receiving half; posts that are waiting then still leave, for up to 30,000 ms and as long as
-/// the transport lives. Servers end a session when its receiving connection goes, so that stays up for
-/// them meanwhile, unheard. The transport may be deleted in any state, also from a slot connected to
-/// it: the worker's thread, its socket and all requests are then gone when the destructor returns,
-/// which takes milliseconds.
+/// **Life.** The connector makes the transport and drives it on its own thread, the host's.
+/// `close()` ends the receiving half; posts that are waiting then still leave, for up to 30,000 ms
+/// and as long as the transport lives. Servers end a session when its receiving connection goes, so
+/// that stays up for them meanwhile, unheard. The transport may be deleted in any state, also from
+/// a slot connected to it: the worker's thread, its socket and all requests are then gone when the
+/// destructor returns, which takes milliseconds.
 class TARVOCLIENT_EXPORT SockJSXHRPolling : public QObject
 {
     Q_OBJECT
@@ -51,33 +51,35 @@ public:
 
     /// Which way the next `start()` takes; the robust one does not block, and returns true.
     void setRobustTransport(bool robust) { this->robust = robust; }
-    /// For the robust way: milliseconds without a byte from the server, once it has sent heartbeats, before
-    /// the connection ends; 0 for any time.
+    /// For the robust way: milliseconds without a byte from the server, once it has sent
+    /// heartbeats, before the connection ends; 0 for any time.
     void setHeartbeatTimeout(int ms);
-    /// Why the connection ended by itself, in the robust way: from `connectionClosed()` on; 0 before.
+    /// Why the connection ended by itself, in the robust way: from `connectionClosed()` on; 0
+    /// before.
     int getCloseCode() const { return closeCode; }
     QString getCloseReason() const { return closeReason; }
 
     /// Connects to `host`:`port`, with TLS when `ssl`, and starts polling under the session path
-    /// `path`; `streaming` takes "/xhr_streaming" instead of "/xhr". Blocks the calling thread while
-    /// the name is looked up and then for up to 30,000 ms. False, with a debug line, when no
+    /// `path`; `streaming` takes "/xhr_streaming" instead of "/xhr". Blocks the calling thread
+    /// while the name is looked up and then for up to 30,000 ms. False, with a debug line, when no
     /// connection came about. An earlier connection ends without a word.
     bool start(QString host, int port, bool ssl, QString path, bool streaming);
     /// Posts one framed message to "/xhr_send". Returns at once; a failure is logged, not reported.
-    /// Works after `close()` too: such messages have 30,000 ms in all, counted from the first of those
-    /// that wait together.
+    /// Works after `close()` too: such messages have 30,000 ms in all, counted from the first of
+    /// those that wait together.
     void sendTextMessage(QString message);
     /// Whether messages are still on their way to "/xhr_send", or wait for their turn. False within
     /// 30,000 ms after `close()`, when nothing more is sent.
     bool isSending() const;
     /// Whether `start()` was told to stream.
     bool isStreaming() const { return streaming; }
-    /// Ends the polling. `connectionClosed()` follows from the event loop, once the worker has ended.
+    /// Ends the polling. `connectionClosed()` follows from the event loop, once the worker has
+    /// ended.
     void close();
 
-    /// Queues a raw POST for `path` with the body `payload` on the worker's connection. False, with a
-    /// debug line, when the transport is closed or the queue refused it; false in the robust way, whose
-    /// connection is for its own requests.
+    /// Queues a raw POST for `path` with the body `payload` on the worker's connection. False, with
+    /// a debug line, when the transport is closed or the queue refused it; false in the robust way,
+    /// whose connection is for its own requests.
     bool doRequestXHR(const QString &path, const QString &payload);
     /// Queues the next polling request.
     void doPoll();
@@ -88,7 +90,8 @@ public:
 
 Q_SIGNALS:
     /// The receiving half has ended: after `close()`, because the server could not be reached any
-    /// more, or, in the robust way, for what `getCloseReason()` says. Emitted once for a `start()` that succeeded.
+    /// more, or, in the robust way, for what `getCloseReason()` says. Emitted once for a `start()`
+    /// that succeeded.
     void connectionClosed();
     /// The body of one response: one SockJS frame.
     void textMessageReceived(QString message);

@@ -4,11 +4,12 @@
 
 class QWebSocket;
 
-// The part of a web socket that reads the frames, a child without a public type; null if there is none.
+// The part of a web socket that reads the frames, a child without a public type; null if there is
+// none.
 QObject *frameReaderOf(const QWebSocket *socket);
 
-// Tells of the server's close frame. From outside, the toolkit's own goodbye to a server that makes a mistake
-// looks the same.
+// Tells of the server's close frame. From outside, the toolkit's own goodbye to a server that makes
+// a mistake looks the same.
 //
 // A child of the socket.
 class WebSocketCloseFrame : public QObject

@@ -24,7 +24,8 @@ WebSocketWatch::WebSocketWatch(QWebSocket *socket, int silenceMs)
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::pong, this, &WebSocketWatch::heard, Qt::QueuedConnection);
     connect(&m_patience, &Patience::ended, this, &WebSocketWatch::onSilence);
-    // The toolkit ends a connection when nothing comes of a frame for 5 s. Here that is ours to say.
+    // The toolkit ends a connection when nothing comes of a frame for 5 s. Here that is ours to
+    // say.
     const QObject *reader = frameReaderOf(socket);
     m_frameTimer = reader ? reader->findChild<QTimer *>() : nullptr;
     if (m_frameTimer)

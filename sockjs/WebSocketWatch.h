@@ -7,8 +7,8 @@
 
 class QWebSocket;
 
-// Notices that a web socket's line is dead, which the system tells only after many minutes: after a silence
-// it sends a ping, and when neither a frame nor a pong follows, it says so.
+// Notices that a web socket's line is dead, which the system tells only after many minutes: after a
+// silence it sends a ping, and when neither a frame nor a pong follows, it says so.
 //
 // It lives on the socket's thread and is deleted with it, or before.
 class WebSocketWatch : public QObject

@@ -9,8 +9,8 @@
 
 #include <memory>
 
-// The transport's end of a ReceivingLine: owns the thread that the line lives on, and hands on what the line
-// reports, in order, from the event loop of the thread that the receiver lives on.
+// The transport's end of a ReceivingLine: owns the thread that the line lives on, and hands on what
+// the line reports, in order, from the event loop of the thread that the receiver lives on.
 //
 // It may be deleted at any time. Its line, the connection and the thread are gone then; that takes
 // milliseconds, and what the line has reported and nobody has heard is dropped.
@@ -28,7 +28,8 @@ public:
     // "Set-Cookie" lines, one a line, that have come with the answer to a post.
     void addCookies(const QByteArray &setCookies);
     void setHeartbeatTimeout(int ms);
-    // ended() comes with this, behind all that has arrived, unless it is on its way with another reason.
+    // ended() comes with this, behind all that has arrived, unless it is on its way with another
+    // reason.
     void end(int code, const QString &reason);
     // Goes on, so that the server keeps the session, but reports nothing any more beside cookies.
     void mute();

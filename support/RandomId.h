@@ -11,7 +11,8 @@ namespace Tarvo
 // within one second are equal; whoever needs distinct ones sets them.
 QString randomId();
 
-// An id of the same form from the system's random generator, which no other host and no second call gives.
+// An id of the same form from the system's random generator, which no other host and no second call
+// gives.
 QString uniqueRandomId();
 
 } // namespace Tarvo
