@@ -99,7 +99,6 @@ void ReceivingLine::ask()
     }
     m_state = State::ASKING;
     m_isAnswerEmpty = true;
-    m_hasAnswerBegun = false;
     m_sinceAsked.start();
     const QString cookies = Tarvo::cookieLine(m_cookies.cookiesForUrl(m_request.url));
     m_socket->write(m_request.header + cookies.toUtf8() + "\r\n");
@@ -182,7 +181,6 @@ void ReceivingLine::onConnectionLost()
     }
     // What the server said before it went is read first.
     if (!lastBytes.isEmpty()) {
-        m_hasAnswerBegun = true;
         m_reader.append(lastBytes);
         readAnswer();
     }
@@ -218,7 +216,7 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
 {
     if (wasOrderly && m_reader.endOfInput() == HttpResponseReader::Found::END) {
         onAnswerWhole();
-    } else if ((wasOrderly || hasCrossed()) && !m_hasAnswerBegun && !m_isRepeated) {
+    } else if ((wasOrderly || hasCrossed()) && !hasAnswerBegun() && !m_isRepeated) {
         TARVO_LOG(sockjs, "[SockJSXHRPolling] Connection ended before an answer, asking once more");
         m_isRepeated = true;
         m_state = State::RESTING;
@@ -228,6 +226,12 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
         end(Tarvo::Close::ABNORMAL,
             QStringLiteral("The connection to the server broke: %0").arg(why));
     }
+}
+
+// Line ends are no answer.
+bool ReceivingLine::hasAnswerBegun() const
+{
+    return m_reader.hasBegun() || m_reader.hasPending();
 }
 
 // A server that closes a connection behind its answer resets it when the next request is there already.
@@ -262,7 +266,6 @@ void ReceivingLine::onReadyRead()
             endUnasked();
         return;
     }
-    m_hasAnswerBegun = true;
     m_reader.append(m_socket->readAll());
     readAnswer();
 }

@@ -103,6 +103,7 @@ private:
     void onConnectionLostAtRest(const QByteArray &lastBytes);
     void onNotConnected(const QString &why);
     void onUnanswered(bool wasOrderly, const QString &why);
+    bool hasAnswerBegun() const;
     bool hasCrossed() const;
     void dropSocket();
 
@@ -141,11 +142,10 @@ private:
 
     Tarvo::HttpResponseReader m_reader;
     Tarvo::FrameReader m_frames;
-    bool m_isAnswerEmpty = true;   // no frame of it has come
-    bool m_hasAnswerBegun = false; // a byte of it has come
-    bool m_isRepeated = false;     // the request was asked before, and met an end
-    bool m_wasAnswered = false;    // there has been an answer with status 200
-    bool m_isOpen = false;         // the server has said "o"
+    bool m_isAnswerEmpty = true; // no frame of it has come
+    bool m_isRepeated = false;   // the request was asked before, and met an end
+    bool m_wasAnswered = false;  // there has been an answer with status 200
+    bool m_isOpen = false;       // the server has said "o"
 
     bool m_hasHeartbeats = false; // the server has sent one
     int m_heartbeatTimeoutMs = 0;
