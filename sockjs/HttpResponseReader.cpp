@@ -135,7 +135,7 @@ HttpResponseReader::Step HttpResponseReader::step(QByteArray *piece)
 {
     switch (m_state) {
     case State::BETWEEN:
-        return m_over ? Found::NOTHING_YET : readStatusLine();
+        return m_over ? passOverLineEnds() : readStatusLine();
     case State::HEADER:
         return m_hasStatusLine ? readHeaderLine() : readStatusLine();
     case State::LENGTH_BODY:
@@ -188,9 +188,15 @@ HttpResponseReader::Found HttpResponseReader::fail(const QString &problem)
 // ---- The header ---------------------------------------------------------------------------------
 
 // Empty lines in front of an answer belong to nobody: services send them behind a body.
-HttpResponseReader::Step HttpResponseReader::readStatusLine()
+HttpResponseReader::Found HttpResponseReader::passOverLineEnds()
 {
     while (takeLineEnd()) { }
+    return Found::NOTHING_YET;
+}
+
+HttpResponseReader::Step HttpResponseReader::readStatusLine()
+{
+    passOverLineEnds();
     if (isLineEndCutShort())
         return Found::NOTHING_YET;
     if (m_state == State::BETWEEN)

@@ -58,7 +58,8 @@ public:
 
     // Bytes of an answer have been read that is not whole yet.
     bool hasBegun() const { return m_state != State::BETWEEN; }
-    // Bytes were appended and not yet read. Those behind an answer that isLast() are never read.
+    // Bytes were appended and not yet read. Behind an answer that isLast() only
+    // line ends are read.
     bool hasPending() const { return !m_bytes.isEmpty(); }
 
     // Of the last HEADER.
@@ -95,6 +96,7 @@ private:
     using Step = std::optional<Found>;
 
     Step step(QByteArray *piece);
+    Found passOverLineEnds();
     Step readStatusLine();
     Step readHeaderLine();
     Step readBody(QByteArray *piece);

@@ -1,12 +1,6 @@
 #include "sockjs/Patience.h"
 
-namespace
-{
-
-// Enough for all that waits in the event queue and in the system's buffers.
-constexpr int LAST_LOOK_MS = 100;
-
-} // namespace
+#include <utility>
 
 Patience::Patience(QObject *parent) : QObject(parent)
 {
@@ -14,9 +8,9 @@ Patience::Patience(QObject *parent) : QObject(parent)
     connect(&m_timer, &QTimer::timeout, this, &Patience::onTimeout);
 }
 
-void Patience::start(int ms)
+void Patience::start(int ms, int lastLookMs)
 {
-    m_isLastLook = false;
+    m_lastLookMs = lastLookMs;
     m_timer.start(ms);
 }
 
@@ -27,10 +21,8 @@ void Patience::stop()
 
 void Patience::onTimeout()
 {
-    if (m_isLastLook) {
+    if (m_lastLookMs > 0)
+        m_timer.start(std::exchange(m_lastLookMs, 0));
+    else
         Q_EMIT ended();
-        return;
-    }
-    m_isLastLook = true;
-    m_timer.start(LAST_LOOK_MS);
 }

@@ -11,9 +11,13 @@ class Patience : public QObject
     Q_DISABLE_COPY(Patience)
 
 public:
+    // Enough for all that waits in the event queue and in the system's buffers.
+    static constexpr int LAST_LOOK_MS = 100;
+
     explicit Patience(QObject *parent = nullptr);
 
-    void start(int ms);
+    // With `lastLookMs` 0 the time is over on the dot.
+    void start(int ms, int lastLookMs = LAST_LOOK_MS);
     void stop();
     bool isActive() const { return m_timer.isActive(); }
 
@@ -24,5 +28,5 @@ private:
     void onTimeout();
 
     QTimer m_timer{this};
-    bool m_isLastLook = false;
+    int m_lastLookMs = 0; // 0 once it has begun
 };

@@ -62,6 +62,7 @@ PostQueue::Limits PostQueue::robust()
     limits.longestMs = 60000;
     limits.joinedBytes = 64LL * 1024;
     limits.idleMs = 3000;
+    limits.lastLookMs = Patience::LAST_LOOK_MS;
     limits.mayRepeat = false;
     return limits;
 }
@@ -110,8 +111,8 @@ void PostQueue::sendNext()
 {
     m_idle.stop();
     m_reply = post(takeNext());
-    m_patience.start(m_limits.patienceMs);
-    m_longest.start(m_limits.longestMs);
+    m_patience.start(m_limits.patienceMs, m_limits.lastLookMs);
+    m_longest.start(m_limits.longestMs, m_limits.lastLookMs);
 
     const int number = ++m_posts;
     const auto onProgress = [=] { this->onProgress(number); };
@@ -175,7 +176,7 @@ void PostQueue::onProgress(int post)
 {
     if (post != m_posts || !m_patience.isActive())
         return;
-    m_patience.start(m_limits.patienceMs);
+    m_patience.start(m_limits.patienceMs, m_limits.lastLookMs);
     Q_EMIT progressed();
 }
 

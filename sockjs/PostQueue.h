@@ -37,6 +37,8 @@ public:
         qint64 joinedBytes = 0;
         // For a connection without a post; 0 leaves that to the toolkit.
         int idleMs = 0;
+        // How long what has come is looked at before either time counts as over.
+        int lastLookMs = 0;
         // Whether the toolkit may post again when a connection ends without an answer. The server
         // may have read the first post by then.
         bool mayRepeat = true;

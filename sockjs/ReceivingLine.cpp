@@ -30,6 +30,9 @@ constexpr int LONGEST_PAUSE_MS = 5000;
 // thousands of times a second.
 constexpr int PAUSE_AFTER_EMPTY_MS = 10;
 
+// For what has arrived when the line is told to end.
+constexpr int LAST_LOOK_MS = 100;
+
 // What the toolkit reads ahead of us.
 constexpr int READ_AHEAD_BYTES = 256 * 1024;
 
@@ -100,7 +103,6 @@ void ReceivingLine::ask()
     }
     m_state = State::ASKING;
     m_isAnswerEmpty = true;
-    m_hasAnswerBegun = false;
     m_sinceAsked.start();
     const QString cookies = Tarvo::cookieLine(m_cookies.cookiesForUrl(m_request.url));
     m_socket->write(m_request.header + cookies.toUtf8() + "\r\n");
@@ -183,7 +185,6 @@ void ReceivingLine::onConnectionLost()
     }
     // What the server said before it went is read first.
     if (!lastBytes.isEmpty()) {
-        m_hasAnswerBegun = true;
         m_reader.append(lastBytes);
         readAnswer();
     }
@@ -219,7 +220,7 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
 {
     if (wasOrderly && m_reader.endOfInput() == HttpResponseReader::Found::END) {
         onAnswerWhole();
-    } else if ((wasOrderly || hasCrossed()) && !m_hasAnswerBegun && !m_isRepeated) {
+    } else if ((wasOrderly || hasCrossed()) && !hasAnswerBegun() && !m_isRepeated) {
         TARVO_LOG(sockjs, "[SockJSXHRPolling] Connection ended before an answer, asking once more");
         m_isRepeated = true;
         m_state = State::RESTING;
@@ -229,6 +230,12 @@ void ReceivingLine::onUnanswered(bool wasOrderly, const QString &why)
         end(Tarvo::Close::ABNORMAL,
             QStringLiteral("The connection to the server broke: %0").arg(why));
     }
+}
+
+// Line ends are no answer.
+bool ReceivingLine::hasAnswerBegun() const
+{
+    return m_reader.hasBegun() || m_reader.hasPending();
 }
 
 // A server that closes a connection behind its answer resets it when the next request is there
@@ -264,7 +271,6 @@ void ReceivingLine::onReadyRead()
             endUnasked();
         return;
     }
-    m_hasAnswerBegun = true;
     m_reader.append(m_socket->readAll());
     readAnswer();
 }
@@ -403,6 +409,11 @@ void ReceivingLine::onSilence()
     }
     end(Tarvo::Close::ABNORMAL,
         QStringLiteral("The server was silent for %0 ms").arg(m_heartbeatTimeoutMs));
+}
+
+void ReceivingLine::endSoon(int code, const QString &reason)
+{
+    QTimer::singleShot(LAST_LOOK_MS, this, [=] { end(code, reason); });
 }
 
 void ReceivingLine::endUnasked()

@@ -73,8 +73,9 @@ public:
     void setHeartbeatTimeout(int ms);
     // The host has caught up.
     void goOn();
-    // Ends the line, unless it has ended.
-    void end(int code, const QString &reason);
+    // Ends the line with this, unless it ends by itself before: what has arrived is read first, the
+    // server's own word about an end, which a post that fails often is the first sign of, among it.
+    void endSoon(int code, const QString &reason);
 
 Q_SIGNALS:
     // The first connection stands.
@@ -105,6 +106,7 @@ private:
     void onConnectionLostAtRest(const QByteArray &lastBytes);
     void onNotConnected(const QString &why);
     void onUnanswered(bool wasOrderly, const QString &why);
+    bool hasAnswerBegun() const;
     bool hasCrossed() const;
     void dropSocket();
 
@@ -120,6 +122,7 @@ private:
     void heardSomething();
     void onSilence();
     void endUnasked();
+    void end(int code, const QString &reason);
 
     const Server m_server;
     const Backlog m_backlog;
@@ -142,11 +145,10 @@ private:
 
     Tarvo::HttpResponseReader m_reader;
     Tarvo::FrameReader m_frames;
-    bool m_isAnswerEmpty = true;   // no frame of it has come
-    bool m_hasAnswerBegun = false; // a byte of it has come
-    bool m_isRepeated = false;     // the request was asked before, and met an end
-    bool m_wasAnswered = false;    // there has been an answer with status 200
-    bool m_isOpen = false;         // the server has said "o"
+    bool m_isAnswerEmpty = true; // no frame of it has come
+    bool m_isRepeated = false;   // the request was asked before, and met an end
+    bool m_wasAnswered = false;  // there has been an answer with status 200
+    bool m_isOpen = false;       // the server has said "o"
 
     bool m_hasHeartbeats = false; // the server has sent one
     int m_heartbeatTimeoutMs = 0;

@@ -204,6 +204,7 @@ QWebSocket *SockJSConnector::startWebSocket()
     socket->setMaxAllowedIncomingFrameSize(MAX_MESSAGE_BYTES);
     endWebSocket(takeWebSocket());
     webSocket = socket;
+    adopted = false;
     openState = OPEN_PENDING;
     hasCloseFrame = false;
     hearWebSocket();

@@ -16,8 +16,10 @@
 namespace
 {
 
-// For the name, the connection, TLS and the handshake. Over HTTP the receiver minds it.
+// For the name, the connection, TLS and the handshake.
 constexpr int STANDING_MS = 10000;
+// Over HTTP the receiver minds that and knows more; it only has to have been given its thread.
+constexpr int RECEIVER_MS = 11000;
 // From there to the server's "o".
 constexpr int OPENING_MS = 5000;
 
@@ -53,10 +55,10 @@ void SockJSConnector::tryNext()
         sessionId = Tarvo::uniqueRandomId();
         isTrying = tryNextProtocol();
     }
-    if (!isTrying)
+    if (isTrying)
+        attempt->start(webSocket ? STANDING_MS : RECEIVER_MS);
+    else
         giveUp();
-    else if (webSocket)
-        attempt->start(STANDING_MS);
 }
 
 // From the event loop, since open() may have called.

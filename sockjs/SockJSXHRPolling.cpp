@@ -385,13 +385,13 @@ bool SockJSXHRPolling::startReceiver(bool ssl, const QNetworkProxy &proxy)
 {
     receiver = new XHRReceiver({host, port, ssl, proxy}, this);
     connect(receiver, &XHRReceiver::frameCame, this, [this](const QString &frame) {
-        isOpen = true;
+        hasHeard = true;
         deliver(frame);
     });
     connect(receiver, &XHRReceiver::cookiesCame, this, &SockJSXHRPolling::storeCookies);
     connect(receiver, &XHRReceiver::ended, this, &SockJSXHRPolling::endAtOnce);
     receiver->setHeartbeatTimeout(heartbeatTimeoutMs);
-    isOpen = false;
+    hasHeard = false;
     const QUrl url(sessionUrl);
     receiver->start(
         {requestHeader(pollPath(), QString()).toUtf8(), url, cookieJar->cookiesForUrl(url)});
@@ -479,7 +479,7 @@ QString SockJSXHRPolling::failureOf(const QNetworkReply *reply) const
     if (status == STATUS_OK || status == STATUS_NO_CONTENT)
         return QString();
     const QString phrase = reply->attribute(QNetworkRequest::HttpReasonPhraseAttribute).toString();
-    return Tarvo::Close::httpFailure(status, phrase.toUtf8(), isOpen);
+    return Tarvo::Close::httpFailure(status, phrase.toUtf8(), hasHeard);
 }
 
 // The robust way sends nothing behind a gap, and tells of it once what has come before is heard.

@@ -156,8 +156,8 @@ private:
 
     bool robust = false; // what the next start() does
     XHRReceiver *receiver =
-        nullptr;         // a child; takes the place of worker and socket, and is kept like it
-    bool isOpen = false; // the receiver has delivered a frame
+        nullptr;           // a child; takes the place of worker and socket, and is kept like it
+    bool hasHeard = false; // the receiver has delivered a frame
     int heartbeatTimeoutMs = 60000;
     int closeCode = 0;
     QString closeReason;

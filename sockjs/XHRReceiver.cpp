@@ -48,7 +48,7 @@ void XHRReceiver::setHeartbeatTimeout(int ms)
 
 void XHRReceiver::end(int code, const QString &reason)
 {
-    tellLine([line = m_line, code, reason] { line->end(code, reason); });
+    tellLine([line = m_line, code, reason] { line->endSoon(code, reason); });
 }
 
 void XHRReceiver::mute()

@@ -121,6 +121,8 @@ void tst_SockJSRobustAnswers::answersThatEndTheConnectionAreFollowedByANewOne_da
     row("Connection: close, chunked",
         {OK + "Connection: close\r\nTransfer-Encoding: chunked\r\n\r\n" + chunk(FRAME) + END_CHUNK},
         {"x"});
+    row("Connection: close, line ends behind it",
+        {reply(FRAME, "200 OK", "Connection: close\r\n") + "\r\n\r\n"}, {"x"});
     row("Connection: close, 204", {"HTTP/1.1 204 No Content\r\nConnection: close\r\n\r\n"}, {});
     row("length, then an end nobody announced", {reply(FRAME)}, {"x"});
 }

@@ -14,6 +14,7 @@ private Q_SLOTS:
     void connectionThatBreaksWithoutAByteIsAskedForAgainOnce_data();
     void connectionThatBreaksWithoutAByteIsAskedForAgainOnce();
     void firstRequestIsAskedAgainToo();
+    void lateLineEndsAreNoByteOfAnAnswer();
     void resetEndsTheConnection_data();
     void resetEndsTheConnection();
     void resetOfANewConnectionEndsTheConnection();
@@ -171,6 +172,14 @@ void tst_SockJSRobustFaults::firstRequestIsAskedAgainToo()
     run.verifyGoodbye();
     QCOMPARE(run.connected.size(), 1);
     QCOMPARE(run.server.requests(0), run.server.requests(1).mid(0, 1));
+}
+
+void tst_SockJSRobustFaults::lateLineEndsAreNoByteOfAnAnswer()
+{
+    RobustRun run({POLLED_OPEN + Script{expectRequest(), send("\r\n"), close()}, SAYS_GOODBYE});
+    run.open();
+    run.verifyGoodbye();
+    QCOMPARE(run.requestCount(), 3);
 }
 
 void tst_SockJSRobustFaults::resetEndsTheConnection_data()
