@@ -15,9 +15,12 @@ QObject *frameReaderOf(const QWebSocket *socket)
 
 WebSocketCloseFrame::WebSocketCloseFrame(QWebSocket *socket) : QObject(socket)
 {
+    // The meta-object system knows the signal without a blank in its name.
+    // clang-format off
     if (const QObject *reader = frameReaderOf(socket))
-        connect(reader, SIGNAL(closeReceived(QWebSocketProtocol::CloseCode, QString)), this,
+        connect(reader, SIGNAL(closeReceived(QWebSocketProtocol::CloseCode,QString)), this,
                 SIGNAL(came()));
+    // clang-format on
     else
         connect(socket, &QWebSocket::aboutToClose, this, &WebSocketCloseFrame::came);
 }
