@@ -30,6 +30,13 @@ qint64 residentMiB()
     return file.readAll().split(' ').value(1).toLongLong() * 4096 / (1024 * 1024);
 }
 
+// Those of the server are among them, too. The address sanitizer keeps what is freed, up to 256 MiB.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr qint64 MOST_GROWTH_MIB = 600;
+#else
+constexpr qint64 MOST_GROWTH_MIB = 250;
+#endif
+
 } // namespace
 
 // The server gives up a session that is not polled for five seconds.
@@ -74,8 +81,7 @@ void tst_SockJSRobustBusy::serverWaitsForABusyHost()
     const qint64 before = residentMiB();
     QThread::msleep(3000);
     const qint64 grown = residentMiB() - before;
-    // Those of the server are among them, too.
-    QVERIFY2(grown < 250, qPrintable(QString::number(grown)));
+    QVERIFY2(grown < MOST_GROWTH_MIB, qPrintable(QString::number(grown)));
 }
 
 void tst_SockJSRobustBusy::everythingArrivesBehindAFullBacklog_data()
