@@ -11,14 +11,17 @@
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
+#include <QtCore/QUrl>
 #include <QtCore/QVariant>
 #include <QtNetwork/QAuthenticator>
+#include <QtNetwork/QNetworkCookie>
+#include <QtNetwork/QNetworkProxy>
 #include <QtNetwork/QNetworkReply>
+#include <QtNetwork/QSslCertificate>
 #include <QtNetwork/QSslError>
 
 class PresenterCollab;
 class QNetworkAccessManager;
-class QUrl;
 
 /// The host's entry point to the classroom service: signs a teacher in, creates and starts a class
 /// session, opens its real-time channel, uploads files and stops the session again.
@@ -74,6 +77,24 @@ public:
         FailureHandler failure;
     };
 
+    /// What became of a request. A plain value.
+    struct Reply {
+        /// The toolkit's verdict; `TimeoutError` when the client has given up waiting, and
+        /// `OperationCanceledError` after `abortRequests()`.
+        QNetworkReply::NetworkError error = QNetworkReply::NoError;
+        /// Of the answer; 0 when none came.
+        int httpStatus = 0;
+        /// Seconds from its arrival that the answer asks to wait ("Retry-After", which may also name a
+        /// date); -1 without that.
+        int retryAfter = -1;
+        /// Where the answer redirects to; empty when it does not.
+        QUrl redirect;
+        /// The decoded body.
+        QString text;
+        /// The toolkit's words for `error`.
+        QString errorText;
+    };
+
     /// Parts the fields of a multipart form: "----boundary".
     static const QString MULTIPART_BOUNDARY;
 
@@ -108,6 +129,39 @@ public:
     QString getCollabServerUrl() const { return collabServerUrl; }
     /// The learners that `doGetLearners` found last.
     QList<Tarvo::Learner> getLearners() const { return learners; }
+
+    /// The transports that `startWebsocket` opened the channel with, in their order.
+    QStringList getSockJSProtocols() const { return sockJSProtocols; }
+    /// What became of the request that was handled last; all values are as constructed before the first.
+    Reply getLastReply() const { return lastReply; }
+    /// Whether the service has confirmed the last `doStopSession`, or the destructor's: a reply without
+    /// an error, and without an error key, came to it.
+    bool wasStopConfirmed() const { return stopConfirmed; }
+
+    // ---- Settings for the network ------------------------------------------------------------------
+
+    /// Certificates to trust beside the system's, for requests and channels that are begun from now on.
+    void setTrustedCertificates(const QList<QSslCertificate> &certificates);
+    /// The proxy for everything that is begun from now on: requests, web sockets, HTTP polling and its
+    /// posts. Without one (type DefaultProxy) channels ask the system, as always.
+    void setProxy(const QNetworkProxy &proxy);
+    /// The service's cookies, all of them, and others in their place: with them another client of the
+    /// same service is signed in, too.
+    QList<QNetworkCookie> getCookies() const;
+    void setCookies(const QList<QNetworkCookie> &cookies);
+    /// How long a request is waited for, 10,000 ms by default.
+    void setRequestTimeout(int ms);
+    /// Moves the client to another address of the service, or back after a redirect.
+    void setServerUrl(const QString &server);
+    /// Ends every request that is open, which fails as if it had been waited for in vain, with
+    /// `OperationCanceledError`. A waiting operation then returns.
+    void abortRequests();
+    /// Does that, and forgets every connection to the service, but not the cookies: the next request
+    /// makes a new one. For a network that has changed, or a computer that has slept.
+    void resetConnections();
+    /// Forgets password, device token and OAuth code: `reLogin` does nothing then, and a
+    /// `doStartSession` that finds nobody signed in fails.
+    void forgetCredentials();
 
     // ---- Requests ----------------------------------------------------------------------------------
 
@@ -324,5 +378,8 @@ private:
     int processed = 0;                  // how often requestProcessed() was emitted
     bool ending = false;                // the destructor has begun
     bool robustTransport = false;       // setRobustTransport()
-    QPointer<PresenterCollab> living;   // collab; a host may cut every connection of the channel
+    Reply lastReply;
+    bool stopConfirmed = false;
+    int requestTimeoutMs = 10000;
+    QPointer<PresenterCollab> living; // collab; a host may cut every connection of the channel
 };

@@ -12,6 +12,8 @@
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
 #include <QtCore/QVariant>
+#include <QtNetwork/QNetworkProxy>
+#include <QtNetwork/QSslCertificate>
 
 #if defined(Q_MOC_RUN) && defined(TARVOCLIENT_LIBRARY)
 // For moc alone, and not for that of a host, whose types of these names are others: what asks a
@@ -83,6 +85,16 @@ public:
     void setHeartbeatTimeout(int ms);
     /// See `SockJSConnector::setSilenceTimeout()`: 20,000 ms by default, 0 for none.
     void setSilenceTimeout(int ms);
+
+    /// Certificates to trust beside the system's, for connections that are opened from now on.
+    void setTrustedCertificates(const QList<QSslCertificate> &certificates);
+    /// The proxy for connections that are opened from now on; one of type DefaultProxy, as by default,
+    /// stands for the system's.
+    void setProxy(const QNetworkProxy &proxy);
+    /// Asks the collaboration server for a sign of life at once. When none comes within `timeoutMs`, the
+    /// connection ends with code 1006. Only with the robust transport, and while it is open; otherwise
+    /// nothing happens.
+    void probe(int timeoutMs);
 
     /// Connects with the transports named in `protocols` ("websocket", "xhr-streaming",
     /// "xhr-polling"), tried in that order; unknown names are skipped, and with none left every
@@ -170,6 +182,9 @@ public:
     /// The id of the poll started last; empty before the first. `pausePoll()`, `resumePoll()` and
     /// `stopPoll()` carry it.
     QString getCurrentPollId() const { return currentPollId; }
+    /// The id that answers to the poll started last carry: its question's, or the poll id for the kinds
+    /// without a question; empty before the first.
+    QString getCurrentQuestionId() const { return currentQuestionId; }
     /// True from the server's word that the session is open until the connection is closed.
     bool isConnected() const;
     /// The wire name of the transport that has started, "websocket", "xhr-streaming" or
@@ -229,4 +244,5 @@ private:
     SockJSConnector *connector;                    // child
     CollaborationMessageHandler *m_messageHandler; // child
     int pingIntervalMs = 60000;
+    QString currentQuestionId; // of the poll started last
 };

@@ -1,0 +1,1 @@
+#include "host/SessionKeeper.h"
