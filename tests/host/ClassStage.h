@@ -28,6 +28,14 @@ public:
     {
     }
 
+    // The service is there until the session has been stopped.
+    ~ClassStage()
+    {
+        host.reset();
+        (void)QTest::qWaitFor([this] { return hasNoSessionNow(); }, 2000);
+    }
+    Q_DISABLE_COPY_MOVE(ClassStage)
+
     bool enter(LiveClass::State state)
     {
         switch (state) {
@@ -64,13 +72,13 @@ public:
     // The service forgets who is signed in, and the channel goes.
     void loseSignIn()
     {
-        classroom.remove(u"/classroom/sign-ins"_s);
+        classroom.remove(u"sign-ins"_s);
         loseChannel();
     }
-    void loseChannel() { classroom.remove(u"/classroom/connections"_s); }
+    void loseChannel() { classroom.remove(u"connections"_s); }
     void hang(const QString &path)
     {
-        classroom.post(u"/classroom/faults"_s, {{u"path"_s, path}, {u"delayMs"_s, HANGING_MS}});
+        classroom.post(u"faults"_s, {{u"path"_s, path}, {u"delayMs"_s, HANGING_MS}});
     }
 
     bool is(LiveClass::State state) const
@@ -93,9 +101,10 @@ public:
     // Whether the service has no session any more.
     bool hasNoSession()
     {
-        return QTest::qWaitFor(
-            [&] { return classroom.get(u"/classroom/sessions"_s).toArray().isEmpty(); }, LIMIT_MS);
+        return QTest::qWaitFor([&] { return hasNoSessionNow(); }, LIMIT_MS);
     }
+
+    bool hasNoSessionNow() { return classroom.get(u"sessions"_s).toArray().isEmpty(); }
 
     Classroom classroom;
     OutageProxy proxy;

@@ -87,7 +87,7 @@ void tst_LiveClass::startShowsTheCodeThatLearnersTypeIn()
 {
     ClassStage stage;
     QVERIFY(stage.enter(LiveClass::Live));
-    const QJsonArray sessions = stage.classroom.get(u"/classroom/sessions"_s).toArray();
+    const QJsonArray sessions = stage.classroom.get(u"sessions"_s).toArray();
     QCOMPARE(sessions.size(), 1);
     QCOMPARE(stage.host->sessionCode(), sessions.first().toObject().value(u"code"_s).toString());
     QCOMPARE(stage.host->transport(), u"websocket"_s);
@@ -256,7 +256,7 @@ void tst_LiveClass::lessonAndCardAnswerTheRemote()
     QVERIFY(ClassStage::succeeds(lesson.host->showLesson(u"L1"_s, u"Rivers"_s)));
     QVERIFY(ClassStage::succeeds(lesson.host->showCard(2, 3)));
     QSignalSpy commands(lesson.host.get(), &LiveClass::remoteCommand);
-    lesson.classroom.post(u"/classroom/remote"_s, {{u"command"_s, u"requestLessonInfo"_s}});
+    lesson.classroom.post(u"remote"_s, {{u"command"_s, u"requestLessonInfo"_s}});
     QCOMPARE(lesson.classroom.received(u"currentLesson"_s).size(), 1);
     QCOMPARE(lesson.classroom.received(u"currentCard"_s).size(), 1);
     QTRY_COMPARE(commands.size(), 1);
