@@ -8,6 +8,7 @@
 #include <QtCore/QMap>
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
@@ -18,10 +19,16 @@
 #include <QtNetwork/QNetworkProxy>
 #include <QtNetwork/QNetworkReply>
 #include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslError>
 
 class PresenterCollab;
 class QNetworkAccessManager;
+
+namespace Tarvo
+{
+class CookieJar;
+} // namespace Tarvo
 
 /// The host's entry point to the classroom service: signs a teacher in, creates and starts a class
 /// session, opens its real-time channel, uploads files and stops the session again.
@@ -141,6 +148,7 @@ public:
     // ---- Settings for the network ------------------------------------------------------------------
 
     /// Certificates to trust beside the system's, for requests and channels that are begun from now on.
+    /// New ones are asked over new connections; see `resetConnections()`.
     void setTrustedCertificates(const QList<QSslCertificate> &certificates);
     /// The proxy for everything that is begun from now on: requests, web sockets, HTTP polling and its
     /// posts. Without one (type DefaultProxy) channels ask the system, as always.
@@ -154,10 +162,12 @@ public:
     /// Moves the client to another address of the service, or back after a redirect.
     void setServerUrl(const QString &server);
     /// Ends every request that is open, which fails as if it had been waited for in vain, with
-    /// `OperationCanceledError`. A waiting operation then returns.
+    /// `OperationCanceledError`. A waiting operation then returns without its next request: false or a
+    /// null text, but `doGetUserName` and `doStopSession` return what they do after any failure.
     void abortRequests();
     /// Does that, and forgets every connection to the service, but not the cookies: the next request
-    /// makes a new one. For a network that has changed, or a computer that has slept.
+    /// makes a new one. For a network that has changed, or a computer that has slept. What the host
+    /// has connected to the client's network manager is not connected to the new one's.
     void resetConnections();
     /// Forgets password, device token and OAuth code: `reLogin` does nothing then, and a
     /// `doStartSession` that finds nobody signed in fails.
@@ -165,8 +175,8 @@ public:
 
     // ---- Requests ----------------------------------------------------------------------------------
 
-    /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms until a reply has
-    /// been handled; a reply that is still missing then is aborted and counts as failed. The content
+    /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms, or the time of
+    /// `setRequestTimeout()`, until a reply has been handled; a reply that is still missing then is aborted and counts as failed. The content
     /// type is JSON, or that of a form parted by `MULTIPART_BOUNDARY` if `multipart` is set. Handlers
     /// may be null. The client may be gone when a waiting call returns.
     void doRequest(bool wait, const QUrl &url, const QByteArray &body, SuccessHandler success,
@@ -314,9 +324,17 @@ private:
     QNetworkReply *send(const QUrl &url, const QByteArray &body, SuccessHandler success,
                         FailureHandler failure, bool multipart);
     void waitForReply(QNetworkReply *reply);
+    bool goesOnAfter(QNetworkReply *reply);
     void queueFinished(QNetworkReply *reply);
     bool followRedirect(const QNetworkReply *reply);
-    void handleReply(QNetworkReply *reply);
+    void handleReply(QNetworkReply *reply, const QString &body);
+    void noteReply(const QNetworkReply *reply, const QString &body);
+    void noteStop();
+    static void giveUp(QNetworkReply *reply);
+
+    QNetworkAccessManager *makeManager();
+    void renewManager();
+    void dropOldManagers();
 
     bool signIn(const QString &path, const QString &body);
     bool signInAgain();
@@ -381,5 +399,13 @@ private:
     Reply lastReply;
     bool stopConfirmed = false;
     int requestTimeoutMs = 10000;
+    int operationRequests = 0;                  // that were waited for so far
+    QSet<int> endedRequests;                    // their numbers, until the operations have noticed
+    bool wasStopEnded = false;                  // by the host, the last time
+    Tarvo::CookieJar *cookieJar;                // a child; every manager's
+    QList<QNetworkAccessManager *> oldManagers; // with replies that have not been handled
+    QList<QSslCertificate> trustedCertificates; // for channels
+    QSslConfiguration tls;                      // the same for requests; null for the default
+    QNetworkProxy proxy;                        // of type DefaultProxy for none
     QPointer<PresenterCollab> living; // collab; a host may cut every connection of the channel
 };

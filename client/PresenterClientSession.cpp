@@ -85,6 +85,8 @@ PresenterCollab *PresenterClient::makeChannel()
     auto *channel =
         new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken);
     channel->setRobustTransport(robustTransport);
+    channel->setTrustedCertificates(trustedCertificates);
+    channel->setProxy(proxy);
     connect(channel, &QObject::destroyed, this, [this](QObject *gone) {
         gone->setParent(nullptr);
         if (collab == gone)
@@ -120,7 +122,7 @@ bool PresenterClient::startCreatedSession()
         && lastErrorKey.isNull();
 }
 
-// A failed join is not detected. Returns whether the client still exists.
+// A failed join is not detected. Returns whether the operation goes on.
 bool PresenterClient::joinSession()
 {
     return post(JOIN_PATH, JOIN_BODY.arg(sessionCode, userId),
@@ -192,6 +194,8 @@ void PresenterClient::getLearnersResponse(QString body)
 
 bool PresenterClient::doStopSession()
 {
+    stopConfirmed = false;
+    wasStopEnded = false;
     if (sessionToken.isNull()) {
         TARVO_LOG(rest, "[PresenterClient] No session to stop!");
         return false;
@@ -225,8 +229,10 @@ bool PresenterClient::closeChannel()
 bool PresenterClient::postStop(const QString &body)
 {
     stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
-    if (!survives([&] { waitForReply(stopReply); }))
+    bool goesOn = false;
+    if (!survives([&] { goesOn = goesOnAfter(stopReply); }))
         return false;
     stopReply = nullptr;
+    wasStopEnded = !goesOn;
     return true;
 }
