@@ -24,8 +24,6 @@
 namespace
 {
 
-constexpr int REPLY_WAIT_MS = 10000;
-
 // As a body comes, and inflated. The service's own replies have some KiB.
 constexpr int MAX_REPLY_BYTES = 64 * 1024 * 1024;
 
@@ -90,20 +88,10 @@ const QString PresenterClient::MULTIPART_BOUNDARY = QStringLiteral("----boundary
 
 PresenterClient::PresenterClient(QObject *parent, QString server)
     : QObject(parent), protocolVersion(Tarvo::TarvoCollabMessage::PROTOCOL_VERSION),
-      serverUrl(server), networkManager(new QNetworkAccessManager(this))
+      cookieJar(new Tarvo::CookieJar(this))
 {
-    if (serverUrl.endsWith(QLatin1Char('/')))
-        serverUrl.chop(1);
-
-    // The service keeps its session in cookies: one jar for the client's whole life.
-    Tarvo::makeCookieJar(networkManager, this);
-
-    connect(networkManager, &QNetworkAccessManager::finished, this,
-            &PresenterClient::queueFinished);
-    connect(networkManager, &QNetworkAccessManager::sslErrors, this,
-            &PresenterClient::slotSslErrors);
-    connect(networkManager, &QNetworkAccessManager::authenticationRequired, this,
-            &PresenterClient::authenticationRequired);
+    setServerUrl(server);
+    networkManager = makeManager();
     connect(this, &PresenterClient::requestProcessed, this, [this] { ++processed; });
     connect(&pingTimer, &QTimer::timeout, this, &PresenterClient::onPingTimer);
 }
@@ -166,13 +154,12 @@ void PresenterClient::doRequest(bool wait, const QUrl &url, const QString &body,
     doRequest(wait, url, body, success, nullptr, false);
 }
 
-// Sends a JSON text to a path of the service and waits for the reply. Returns whether the client still
-// exists; what became of the request is for the handlers to say.
+// Sends a JSON text to a path of the service and waits for the reply. Returns whether the operation goes
+// on; what became of the request is for the handlers to say.
 bool PresenterClient::post(const QString &path, const QString &body, SuccessHandler success,
                            FailureHandler failure)
 {
-    return survives(
-        [&] { doRequest(true, QUrl(serverUrl + path), body, success, failure, false); });
+    return goesOn([&] { doRequest(true, QUrl(serverUrl + path), body, success, failure, false); });
 }
 
 QNetworkReply *PresenterClient::send(const QUrl &url, const QByteArray &body,
@@ -180,7 +167,10 @@ QNetworkReply *PresenterClient::send(const QUrl &url, const QByteArray &body,
 {
     const QString contentType =
         multipart ? FORM_CONTENT_TYPE + MULTIPART_BOUNDARY : QString(Tarvo::JSON_CONTENT_TYPE);
-    QNetworkReply *reply = networkManager->post(Tarvo::plainRequest(url, contentType), body);
+    QNetworkRequest request = Tarvo::plainRequest(url, contentType);
+    if (!tls.isNull())
+        request.setSslConfiguration(tls);
+    QNetworkReply *reply = networkManager->post(request, body);
     replyCallbacks.insert(reply, CALLBACKS{success, failure});
     connect(reply, &QNetworkReply::readyRead, reply, [reply] { abortTooLarge(reply); });
     return reply;
@@ -197,14 +187,18 @@ void PresenterClient::waitForReply(QNetworkReply *reply)
     const auto ended = [&] {
         return !self || !pending || processed != before || !replyCallbacks.contains(reply);
     };
-    Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(ended, REPLY_WAIT_MS);
+    const bool inTime =
+        Tarvo::Wait(QEventLoop::ExcludeUserInputEvents).until(ended, requestTimeoutMs);
 
     if (!self)
         return;
     if (!pending) {
         replyCallbacks.remove(reply); // the host has deleted it
     } else if (replyCallbacks.contains(pending)) {
-        pending->abort();
+        if (inTime)
+            pending->abort();
+        else
+            giveUp(pending);
         QCoreApplication::sendPostedEvents(&replyReceiver, QEvent::MetaCall);
     }
 }
@@ -222,14 +216,17 @@ void PresenterClient::queueFinished(QNetworkReply *reply)
 
 void PresenterClient::slotRequestFinished(QNetworkReply *reply)
 {
+    const QString body = readBody(reply);
+    noteReply(reply, body);
     const bool isAlive = survives([&] {
         if (!followRedirect(reply))
-            handleReply(reply);
+            handleReply(reply, body);
     });
     if (!isAlive)
         return; // and the reply is gone, too
     replyCallbacks.remove(reply);
     reply->deleteLater();
+    dropOldManagers();
     Q_EMIT requestProcessed();
 }
 
@@ -250,10 +247,11 @@ bool PresenterClient::followRedirect(const QNetworkReply *reply)
 
 // Only the transport decides here what failed. A reply that came whole and says in its keys that the
 // operation failed goes to the success handler, which reads them.
-void PresenterClient::handleReply(QNetworkReply *reply)
+void PresenterClient::handleReply(QNetworkReply *reply, const QString &body)
 {
-    const QString body = readBody(reply);
     TARVO_LOG(rest, "[REST Response] ", body);
+    if (reply == stopReply)
+        noteStop();
 
     // A derived class's handlers have lost their object when the destructor waits.
     const CALLBACKS none{nullptr, nullptr};
@@ -267,6 +265,14 @@ void PresenterClient::handleReply(QNetworkReply *reply)
     TARVO_LOG(rest, "ERROR: ", Tarvo::withoutUserInfo(reply->errorString()), "\nRESPONSE: ", body);
     if (callbacks.failure)
         (this->*callbacks.failure)(reply, body);
+}
+
+// The service obeys a request that it neither redirects nor answers with an error key.
+void PresenterClient::noteStop()
+{
+    const JsonReply reply(lastReply.text);
+    stopConfirmed = lastReply.error == QNetworkReply::NoError && lastReply.redirect.isEmpty()
+        && errorKeyIn(reply.firstOf(ERROR_KEYS)).isNull();
 }
 
 void PresenterClient::authenticationRequired(QNetworkReply *, QAuthenticator *authenticator)

@@ -18,10 +18,16 @@
 #include <QtNetwork/QNetworkProxy>
 #include <QtNetwork/QNetworkReply>
 #include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslConfiguration>
 #include <QtNetwork/QSslError>
 
 class PresenterCollab;
 class QNetworkAccessManager;
+
+namespace Tarvo
+{
+class CookieJar;
+} // namespace Tarvo
 
 /// The host's entry point to the classroom service: signs a teacher in, creates and starts a class
 /// session, opens its real-time channel, uploads files and stops the session again.
@@ -154,10 +160,12 @@ public:
     /// Moves the client to another address of the service, or back after a redirect.
     void setServerUrl(const QString &server);
     /// Ends every request that is open, which fails as if it had been waited for in vain, with
-    /// `OperationCanceledError`. A waiting operation then returns.
+    /// `OperationCanceledError`. A waiting operation then returns without its next request: false or a
+    /// null text, but `doGetUserName` and `doStopSession` return what they do after any failure.
     void abortRequests();
     /// Does that, and forgets every connection to the service, but not the cookies: the next request
-    /// makes a new one. For a network that has changed, or a computer that has slept.
+    /// makes a new one. For a network that has changed, or a computer that has slept. What the host
+    /// has connected to the client's network manager is not connected to the new one's.
     void resetConnections();
     /// Forgets password, device token and OAuth code: `reLogin` does nothing then, and a
     /// `doStartSession` that finds nobody signed in fails.
@@ -165,8 +173,8 @@ public:
 
     // ---- Requests ----------------------------------------------------------------------------------
 
-    /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms until a reply has
-    /// been handled; a reply that is still missing then is aborted and counts as failed. The content
+    /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms, or the time of
+    /// `setRequestTimeout()`, until a reply has been handled; a reply that is still missing then is aborted and counts as failed. The content
     /// type is JSON, or that of a form parted by `MULTIPART_BOUNDARY` if `multipart` is set. Handlers
     /// may be null. The client may be gone when a waiting call returns.
     void doRequest(bool wait, const QUrl &url, const QByteArray &body, SuccessHandler success,
@@ -309,6 +317,14 @@ private:
         return !self.isNull();
     }
 
+    // Does a step of an operation. Returns whether the operation goes on: not without the client, nor
+    // when the host has ended the requests meanwhile.
+    template<typename Step> bool goesOn(const Step &step)
+    {
+        const int before = aborts;
+        return survives(step) && aborts == before;
+    }
+
     bool post(const QString &path, const QString &body, SuccessHandler success,
               FailureHandler failure = nullptr);
     QNetworkReply *send(const QUrl &url, const QByteArray &body, SuccessHandler success,
@@ -316,7 +332,13 @@ private:
     void waitForReply(QNetworkReply *reply);
     void queueFinished(QNetworkReply *reply);
     bool followRedirect(const QNetworkReply *reply);
-    void handleReply(QNetworkReply *reply);
+    void handleReply(QNetworkReply *reply, const QString &body);
+    void noteReply(const QNetworkReply *reply, const QString &body);
+    void noteStop();
+    static void giveUp(QNetworkReply *reply);
+
+    QNetworkAccessManager *makeManager();
+    void dropOldManagers();
 
     bool signIn(const QString &path, const QString &body);
     bool signInAgain();
@@ -381,5 +403,11 @@ private:
     Reply lastReply;
     bool stopConfirmed = false;
     int requestTimeoutMs = 10000;
+    int aborts = 0;                             // how often abortRequests() has ended something
+    Tarvo::CookieJar *cookieJar;                // a child; every manager's
+    QList<QNetworkAccessManager *> oldManagers; // with replies that have not been handled
+    QList<QSslCertificate> trustedCertificates; // for channels
+    QSslConfiguration tls;                      // the same for requests; null for the default
+    QNetworkProxy proxy;                        // of type DefaultProxy for none
     QPointer<PresenterCollab> living; // collab; a host may cut every connection of the channel
 };

@@ -85,6 +85,8 @@ PresenterCollab *PresenterClient::makeChannel()
     auto *channel =
         new PresenterCollab(this, collabServerUrl, sessionCode, sessionToken, userToken);
     channel->setRobustTransport(robustTransport);
+    channel->setTrustedCertificates(trustedCertificates);
+    channel->setProxy(proxy);
     connect(channel, &QObject::destroyed, this, [this](QObject *gone) {
         gone->setParent(nullptr);
         if (collab == gone)
@@ -120,7 +122,7 @@ bool PresenterClient::startCreatedSession()
         && lastErrorKey.isNull();
 }
 
-// A failed join is not detected. Returns whether the client still exists.
+// A failed join is not detected. Returns whether the operation goes on.
 bool PresenterClient::joinSession()
 {
     return post(JOIN_PATH, JOIN_BODY.arg(sessionCode, userId),
@@ -192,6 +194,7 @@ void PresenterClient::getLearnersResponse(QString body)
 
 bool PresenterClient::doStopSession()
 {
+    stopConfirmed = false;
     if (sessionToken.isNull()) {
         TARVO_LOG(rest, "[PresenterClient] No session to stop!");
         return false;

@@ -232,9 +232,8 @@ void PresenterClient::getDeviceAccessTokenResponse(QString body)
 
 QString PresenterClient::doGetUserName()
 {
-    if (!post(USER_PATH, NO_ARGUMENTS, &PresenterClient::userNameResponse))
-        return QString();
-    return userId;
+    const auto ask = [&] { post(USER_PATH, NO_ARGUMENTS, &PresenterClient::userNameResponse); };
+    return survives(ask) ? userId : QString();
 }
 
 void PresenterClient::userNameResponse(QString body)
@@ -246,7 +245,7 @@ void PresenterClient::userNameResponse(QString body)
 bool PresenterClient::doLogout()
 {
     pingTimer.stop();
-    if (hasSession() && !survives([&] { doStopSession(); }))
+    if (hasSession() && !goesOn([&] { doStopSession(); }))
         return false;
     return !loggedIn
         || (post(LOGOUT_PATH, NO_ARGUMENTS, &PresenterClient::logoutResponse) && !loggedIn);

@@ -79,6 +79,21 @@ void PresenterCollab::setSilenceTimeout(int ms)
     connector->setSilenceTimeout(ms);
 }
 
+void PresenterCollab::setTrustedCertificates(const QList<QSslCertificate> &certificates)
+{
+    connector->setTrustedCertificates(certificates);
+}
+
+void PresenterCollab::setProxy(const QNetworkProxy &proxy)
+{
+    connector->setProxy(proxy);
+}
+
+void PresenterCollab::probe(int timeoutMs)
+{
+    connector->probe(PING_MESSAGE, timeoutMs);
+}
+
 // ---- Opening and closing -------------------------------------------------------------------------
 
 void PresenterCollab::open(QStringList protocols)

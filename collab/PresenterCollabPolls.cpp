@@ -46,12 +46,14 @@ QuestionBase *PresenterCollab::createPollQuestion(POLL_TYPE pollType, ORDINAL_TY
 void PresenterCollab::startPoll(POLL_TYPE pollType, ORDINAL_TYPE ordinalType, int count, int unused)
 {
     currentPollId = QUuid::createUuid().toString(QUuid::WithoutBraces);
+    currentQuestionId = currentPollId;
     const std::unique_ptr<QuestionBase> question(
         createPollQuestion(pollType, ordinalType, count, unused));
     if (question) {
         auto *card = new Card(question.get());
         card->setBackgroundImage(getCardImageRef(true));
         question->setcard(card);
+        currentQuestionId = question->id();
         sendQuestion(sessionToken, question.get());
     } else {
         publishMessage64(sessionToken, TYPE_POLL,

@@ -3,6 +3,7 @@
 #include "host/Action.h"
 #include "host/HostExport.h"
 
+#include <QtCore/QCoreApplication>
 #include <QtCore/QMetaType>
 #include <QtCore/QString>
 
@@ -13,6 +14,7 @@ namespace Tarvo
 class TARVOHOST_EXPORT Failure
 {
     Q_GADGET
+    Q_DECLARE_TR_FUNCTIONS(Tarvo::Failure)
     Q_PROPERTY(Tarvo::Action::Type action READ action)
     Q_PROPERTY(Reason reason READ reason)
     Q_PROPERTY(QString key READ key)
@@ -64,8 +66,8 @@ public:
 
     /// No failure.
     Failure() = default;
-    /// `key` is the service's error key, if it gave one; `detail` a word of the machine's own, such as
-    /// the name of what could not be sent.
+    /// `key` is the service's error key, if it gave one. `detail` is told with `InvalidArgument`: the name
+    /// of what cannot be sent and perhaps why, as "the lesson's name: it holds a double quote".
     Failure(Action::Type action, Reason reason, const QString &key = QString(),
             const QString &detail = QString());
 
@@ -84,6 +86,10 @@ public:
     explicit operator bool() const { return m_reason != NoReason; }
 
 private:
+    QString sentence() const;
+    QString beginning() const;
+    QString clause() const;
+
     Action::Type m_action = Action::None;
     Reason m_reason = NoReason;
     QString m_key;

@@ -2,7 +2,7 @@
 
 #include "host/Operation.h"
 
-#include <QtCore/QHash>
+#include <QtCore/QMap>
 
 namespace Tarvo
 {
@@ -23,7 +23,7 @@ public:
     bool finish(int id, const Failure &failure);
 
 private:
-    QHash<int, std::shared_ptr<OperationState>> m_running;
+    QMap<int, std::shared_ptr<OperationState>> m_running;
     int m_lastId = 0;
 };
 

@@ -14,6 +14,12 @@ void Patience::start(int ms, int lastLookMs)
     m_timer.start(ms);
 }
 
+void Patience::startOrShorten(int ms)
+{
+    if (!m_timer.isActive() || m_timer.remainingTime() > ms)
+        start(ms);
+}
+
 void Patience::stop()
 {
     m_timer.stop();

@@ -18,6 +18,8 @@ public:
 
     // With `lastLookMs` 0 the time is over on the dot.
     void start(int ms, int lastLookMs = LAST_LOOK_MS);
+    // The same, but an end that comes sooner already stays.
+    void startOrShorten(int ms);
     void stop();
     bool isActive() const { return m_timer.isActive(); }
 

@@ -75,6 +75,7 @@ PostQueue::PostQueue(QNetworkAccessManager *manager, const Limits &limits, QObje
         timer->setSingleShot(true);
     connect(&m_patience, &Patience::ended, this, &PostQueue::giveUp);
     connect(&m_longest, &Patience::ended, this, &PostQueue::giveUp);
+    connect(&m_answering, &Patience::ended, this, [this] { Q_EMIT silent(m_answeringMs); });
     connect(&m_remaining, &QTimer::timeout, this, &PostQueue::onTimeIsUp);
     connect(&m_idle, &QTimer::timeout, manager, &QNetworkAccessManager::clearConnectionCache);
 }
@@ -115,9 +116,15 @@ void PostQueue::sendNext()
     m_longest.start(m_limits.longestMs, m_limits.lastLookMs);
 
     const int number = ++m_posts;
-    const auto onProgress = [=] { this->onProgress(number); };
-    connect(m_reply, &QNetworkReply::uploadProgress, this, onProgress, Qt::QueuedConnection);
-    connect(m_reply, &QNetworkReply::downloadProgress, this, onProgress, Qt::QueuedConnection);
+    const auto onUploadProgress = [=] { this->onUploadProgress(number); };
+    const auto onDownloadProgress = [=] {
+        onProgress(number);
+        if (number == m_posts)
+            m_answering.stop();
+    };
+    connect(m_reply, &QNetworkReply::uploadProgress, this, onUploadProgress, Qt::QueuedConnection);
+    connect(m_reply, &QNetworkReply::downloadProgress, this, onDownloadProgress,
+            Qt::QueuedConnection);
 }
 
 QNetworkReply *PostQueue::post(const Post &next)
@@ -180,6 +187,24 @@ void PostQueue::onProgress(int post)
     Q_EMIT progressed();
 }
 
+// The system takes some of a post without the far end, so that this is no answer yet.
+void PostQueue::onUploadProgress(int post)
+{
+    onProgress(post);
+    if (post == m_postBefore && m_answering.isActive())
+        m_answering.start(m_answeringMs);
+}
+
+void PostQueue::expectAnswer(int timeoutMs)
+{
+    const int ms = qMax(0, timeoutMs);
+    const bool isFirst = !m_answering.isActive();
+    if (isFirst)
+        m_postBefore = m_reply ? m_posts : 0;
+    m_answeringMs = isFirst ? ms : qMin(ms, m_answeringMs);
+    m_answering.startOrShorten(ms);
+}
+
 // The reply ends with an error, and comes back as one that has finished.
 void PostQueue::giveUp()
 {
@@ -196,6 +221,7 @@ void PostQueue::replyFinished(const QNetworkReply *reply)
     m_reply = nullptr;
     m_patience.stop();
     m_longest.stop();
+    m_answering.stop();
     if (!m_waiting.isEmpty()) {
         sendNext();
         return;
@@ -217,12 +243,14 @@ void PostQueue::limitIdleness()
 void PostQueue::finish()
 {
     m_finishing = true;
+    m_answering.stop();
     limitRest();
 }
 
 void PostQueue::drop()
 {
     m_dropped = true;
+    m_answering.stop();
     forgetWaiting();
     giveUp();
 }
@@ -232,6 +260,7 @@ void PostQueue::goOn()
     m_finishing = false;
     m_dropped = false;
     m_remaining.stop();
+    m_answering.stop();
 }
 
 void PostQueue::limitRest()

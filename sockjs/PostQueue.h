@@ -63,6 +63,10 @@ public:
     void drop();
     // Takes either back.
     void goOn();
+    // Waits for a sign that the far end is there: an answer to the post under way, or else to the next
+    // one, within `timeoutMs`. One that was under way before may take longer while it goes out. Of
+    // several such waits the one that ends first counts.
+    void expectAnswer(int timeoutMs);
 
 Q_SIGNALS:
     // A byte of a post has gone out, or one of its answer has come.
@@ -71,6 +75,8 @@ Q_SIGNALS:
     void drained();
     // Messages are lost, for this reason. A post that fails is told by its reply instead.
     void lost(const QString &reason);
+    // The sign that was waited for so long has not come.
+    void silent(int forMs);
 
 private:
     struct Post {
@@ -87,6 +93,7 @@ private:
     void limitRest();
     void limitIdleness();
     void onProgress(int post);
+    void onUploadProgress(int post);
     void giveUp();
     void onTimeIsUp();
 
@@ -102,4 +109,7 @@ private:
     QTimer m_idle;                    // for the connection, from the last post on
     bool m_finishing = false;         // finish() was called
     bool m_dropped = false;           // drop() was called
+    Patience m_answering;             // runs while an answer is expected
+    int m_answeringMs = 0;
+    int m_postBefore = 0; // the number of the post that was under way when that began
 };

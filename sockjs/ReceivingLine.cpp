@@ -141,6 +141,8 @@ void ReceivingLine::connectToServer()
     });
     const auto port = quint16(m_server.port);
     if (auto *tlsSocket = qobject_cast<QSslSocket *>(m_socket)) {
+        if (!m_server.tls.isNull())
+            tlsSocket->setSslConfiguration(m_server.tls);
         connect(tlsSocket, &QSslSocket::encrypted, this, &ReceivingLine::onEstablished);
         tlsSocket->connectToHostEncrypted(m_server.host, port);
     } else {

@@ -14,6 +14,7 @@
 #include <QtNetwork/QNetworkCookie>
 #include <QtNetwork/QNetworkCookieJar>
 #include <QtNetwork/QNetworkProxy>
+#include <QtNetwork/QSslConfiguration>
 
 #include <atomic>
 #include <memory>
@@ -46,6 +47,7 @@ public:
         int port = 0;
         bool ssl = false;
         QNetworkProxy proxy;
+        QSslConfiguration tls = {}; // a null one is the default
     };
     // What it asks for, beside the cookies.
     struct Request {

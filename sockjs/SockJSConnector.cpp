@@ -11,6 +11,7 @@
 #include "support/Log.h"
 #include "support/RandomId.h"
 #include "support/SystemProxy.h"
+#include "support/Trust.h"
 #include "support/Utf8.h"
 #include "support/Wait.h"
 
@@ -113,6 +114,16 @@ QString SockJSConnector::transportName() const
     return PROTOCOL_TYPE_STR().value(xhrPolling->isStreaming() ? XHR_STREAMING : XHR_POLLING);
 }
 
+void SockJSConnector::setTrustedCertificates(const QList<QSslCertificate> &certificates)
+{
+    tls = Tarvo::trusting(certificates);
+}
+
+void SockJSConnector::setProxy(const QNetworkProxy &proxy)
+{
+    this->proxy = proxy;
+}
+
 // ---- Opening ------------------------------------------------------------------------------------
 
 bool SockJSConnector::open(QUrl url, QList<PROTOCOL_TYPE> protocols)
@@ -194,7 +205,9 @@ QString SockJSConnector::sessionPath() const
 
 QWebSocket *SockJSConnector::startWebSocket()
 {
-    Tarvo::announceProxy(Tarvo::systemProxy());
+    const bool hasProxy = proxy.type() != QNetworkProxy::DefaultProxy;
+    if (!hasProxy)
+        Tarvo::announceProxy(Tarvo::systemProxy());
     const QString url = QLatin1String(ssl ? "wss://" : "ws://") + Tarvo::urlHost(host)
         + QLatin1Char(':') + QString::number(port) + sessionPath() + WEBSOCKET_SUFFIX;
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket url = ", url);
@@ -202,6 +215,10 @@ QWebSocket *SockJSConnector::startWebSocket()
     auto *socket = new QWebSocket;
     socket->setMaxAllowedIncomingMessageSize(MAX_MESSAGE_BYTES);
     socket->setMaxAllowedIncomingFrameSize(MAX_MESSAGE_BYTES);
+    if (hasProxy)
+        socket->setProxy(proxy);
+    if (!tls.isNull())
+        socket->setSslConfiguration(tls);
     endWebSocket(takeWebSocket());
     webSocket = socket;
     adopted = false;
@@ -333,6 +350,8 @@ bool SockJSConnector::openXHRPolling(bool streaming)
     auto *transport = new SockJSXHRPolling(this);
     transport->setRobustTransport(isRobust);
     transport->setHeartbeatTimeout(heartbeatTimeoutMs);
+    transport->setTlsConfiguration(tls);
+    transport->setProxy(proxy);
     xhrPolling = transport;
     if (!transport->start(host, port, ssl, sessionPath(), streaming)) {
         delete takeXHRPolling();

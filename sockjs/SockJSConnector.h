@@ -10,6 +10,9 @@
 #include <QtCore/QStringList>
 #include <QtCore/QUrl>
 #include <QtCore/QVariant>
+#include <QtNetwork/QNetworkProxy>
+#include <QtNetwork/QSslCertificate>
+#include <QtNetwork/QSslConfiguration>
 
 #include <memory>
 
@@ -79,6 +82,14 @@ public:
     /// 20,000 by default, 0 for never. When neither follows within 10,000 ms (30,000 ms while a
     /// part of a frame has arrived), the connection ends with code 1006. Takes effect at once.
     void setSilenceTimeout(int ms);
+    /// Asks the server of a robust connection for a sign of life at once; without one, or before its
+    /// session is open, nothing happens. When none comes within `timeoutMs`, the connection ends
+    /// with code 1006. Of several probes the one that ends first counts.
+    ///
+    /// Over a web socket that is a ping, and the sign any frame or pong; a part of a frame has up to
+    /// 30,000 ms to become whole. Over HTTP `message` is posted, as `sendMessage(message, true)` does,
+    /// and the sign is the server's answer, or that to a post that is under way anyway.
+    void probe(const QString &message, int timeoutMs);
     /// Why the connection has ended, valid from `closed()` until the next `open()`; 0 before.
     ///
     /// The server's own code, from a close frame of SockJS over HTTP and from that of the web
@@ -87,6 +98,15 @@ public:
     int getCloseCode() const { return closeCode; }
     /// The reason in words: the server's own, or the library's for the codes 1000 and 1006.
     QString getCloseReason() const { return closeReason; }
+
+    // ---- The network -----------------------------------------------------------------------------
+
+    /// Certificates to trust beside the system's, for connections that are opened from now on, over
+    /// whichever transport.
+    void setTrustedCertificates(const QList<QSslCertificate> &certificates);
+    /// The proxy for connections that are opened from now on. With one of type DefaultProxy, as by
+    /// default, the system is asked, and its proxy announced in the environment.
+    void setProxy(const QNetworkProxy &proxy);
 
     // ---- A connection ----------------------------------------------------------------------------
 
@@ -236,4 +256,7 @@ private:
     std::unique_ptr<Patience> attempt; // with the transport that is being tried
     WebSocketWatch *watch = nullptr;   // the web socket's child; looks after it while it is in use
     QStringList failures;              // why the transports tried so far gave way
+
+    QSslConfiguration tls; // null for the toolkit's default
+    QNetworkProxy proxy;   // of type DefaultProxy for the system's
 };

@@ -44,6 +44,20 @@ void SockJSConnector::setSilenceTimeout(int ms)
         watch->setSilence(ms);
 }
 
+// A post that is under way already will have to be answered anyway.
+void SockJSConnector::probe(const QString &message, int timeoutMs)
+{
+    if (!isRobust || state() != State::OPEN)
+        return;
+    if (watch)
+        watch->probe(timeoutMs);
+    if (!xhrPolling)
+        return;
+    xhrPolling->expectAnswer(timeoutMs);
+    if (!xhrPolling->isSending())
+        sendMessage(message, true);
+}
+
 // ---- Opening ------------------------------------------------------------------------------------
 
 // Tries the next transport of the list, under a session id of its own: a stream that something

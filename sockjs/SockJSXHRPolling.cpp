@@ -46,10 +46,10 @@ constexpr int STATUS_OK = 200;
 constexpr int STATUS_NO_CONTENT = 204;
 
 // A proxy that asks for credentials first would have a post sent twice, unless it is tunnelled
-// through.
-QNetworkProxy postingProxy(QNetworkProxy proxy, bool isRobust)
+// through. Where the system names none, an application's own may carry the posts.
+QNetworkProxy postingProxy(QNetworkProxy proxy, bool isSystems, bool isRobust)
 {
-    if (proxy.port() == 0)
+    if (isSystems && proxy.port() == 0)
         return QNetworkProxy(QNetworkProxy::DefaultProxy);
     if (isRobust)
         proxy.setCapabilities(proxy.capabilities() & ~QNetworkProxy::CachingCapability);
@@ -92,6 +92,7 @@ SockJSXHRPolling::SockJSXHRPolling(QObject *parent)
             receivingPatience.start();
     });
     connect(posts, &PostQueue::lost, this, &SockJSXHRPolling::onMessageLost);
+    connect(posts, &PostQueue::silent, this, &SockJSXHRPolling::onSilent);
     connect(posts, &PostQueue::drained, this, [this] {
         // Until the worker has ended, the socket is its own; and an open class goes on receiving.
         if (!worker && (closed || !receiver))
@@ -135,8 +136,9 @@ bool SockJSXHRPolling::start(QString host, int port, bool ssl, QString path, boo
     if (sessionUrl.endsWith(slash))
         sessionUrl.chop(1);
 
-    const QNetworkProxy proxy = Tarvo::systemProxy();
-    networkAccessManager->setProxy(postingProxy(proxy, robust));
+    const bool isSystems = ownProxy.type() == QNetworkProxy::DefaultProxy;
+    const QNetworkProxy proxy = isSystems ? Tarvo::systemProxy() : ownProxy;
+    networkAccessManager->setProxy(postingProxy(proxy, isSystems, robust));
     return robust ? startReceiver(ssl, proxy) : startWorker(ssl, proxy);
 }
 
@@ -144,6 +146,8 @@ bool SockJSXHRPolling::startWorker(bool ssl, const QNetworkProxy &proxy)
 {
     QTcpSocket *socket = ssl ? new QSslSocket : new QTcpSocket;
     socket->setProxy(proxy);
+    if (ssl && !tls.isNull())
+        qobject_cast<QSslSocket *>(socket)->setSslConfiguration(tls);
     receivingSocket = socket;
     worker = new SockJSXHRPollingWorker(nullptr, socket, host, port, ssl, keepAlive);
     if (!worker->connectToServer()) {
@@ -383,7 +387,7 @@ int SockJSXHRPolling::getCookieCount()
 
 bool SockJSXHRPolling::startReceiver(bool ssl, const QNetworkProxy &proxy)
 {
-    receiver = new XHRReceiver({host, port, ssl, proxy}, this);
+    receiver = new XHRReceiver({host, port, ssl, proxy, tls}, this);
     connect(receiver, &XHRReceiver::frameCame, this, [this](const QString &frame) {
         hasHeard = true;
         deliver(frame);
@@ -454,6 +458,8 @@ void SockJSXHRPolling::sendTextMessage(QString message)
     QNetworkRequest request =
         Tarvo::plainRequest(QUrl(sessionUrl + SENDING_SUFFIX), Tarvo::JSON_CONTENT_TYPE);
     request.setRawHeader("Connection", connectionHeader(keepAlive).toLatin1());
+    if (!tls.isNull())
+        request.setSslConfiguration(tls);
     posts->append(request, message.toUtf8());
 }
 
@@ -491,6 +497,19 @@ void SockJSXHRPolling::onMessageLost(const QString &reason)
     posts->drop();
     receiver->end(Tarvo::Close::ABNORMAL,
                   QStringLiteral("A message could not be sent: %0").arg(reason));
+}
+
+void SockJSXHRPolling::expectAnswer(int timeoutMs)
+{
+    if (receiver && !closed)
+        posts->expectAnswer(timeoutMs);
+}
+
+void SockJSXHRPolling::onSilent(int forMs)
+{
+    receiver->end(Tarvo::Close::ABNORMAL,
+                  QStringLiteral("The server did not answer within %0 ms").arg(forMs));
+    posts->drop();
 }
 
 // The connector's goodbye: the transport ends itself once its last message has left.

@@ -8,11 +8,12 @@
 #include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QTimer>
+#include <QtNetwork/QNetworkProxy>
+#include <QtNetwork/QSslConfiguration>
 
 class PostQueue;
 class QNetworkAccessManager;
 class QNetworkCookieJar;
-class QNetworkProxy;
 class QNetworkReply;
 class QTcpSocket;
 class QThread;
@@ -54,6 +55,15 @@ public:
     /// For the robust way: milliseconds without a byte from the server, once it has sent
     /// heartbeats, before the connection ends; 0 for any time.
     void setHeartbeatTimeout(int ms);
+    /// The TLS settings of connections from the next `start()` on, for both halves; a null
+    /// configuration stands for the toolkit's default.
+    void setTlsConfiguration(const QSslConfiguration &configuration) { tls = configuration; }
+    /// Their proxy; one of type DefaultProxy, as by default, stands for the system's.
+    void setProxy(const QNetworkProxy &proxy) { ownProxy = proxy; }
+    /// For the robust way: ends the connection unless an answer to the post under way, or else to
+    /// the next one, comes within `timeoutMs`. A post that still goes out then has that long from
+    /// its last progress on.
+    void expectAnswer(int timeoutMs);
     /// Why the connection ended by itself, in the robust way: from `connectionClosed()` on; 0
     /// before.
     int getCloseCode() const { return closeCode; }
@@ -125,6 +135,7 @@ private:
 
     QString failureOf(const QNetworkReply *reply) const;
     void onMessageLost(const QString &reason);
+    void onSilent(int forMs);
     void keepReceivingSocket();
     void dropReceivingConnection();
     void releaseWhenSent();
@@ -161,4 +172,7 @@ private:
     int heartbeatTimeoutMs = 60000;
     int closeCode = 0;
     QString closeReason;
+
+    QSslConfiguration tls; // null for the default
+    QNetworkProxy ownProxy;
 };

@@ -24,6 +24,7 @@ WebSocketWatch::WebSocketWatch(QWebSocket *socket, int silenceMs)
             Qt::QueuedConnection);
     connect(socket, &QWebSocket::pong, this, &WebSocketWatch::heard, Qt::QueuedConnection);
     connect(&m_patience, &Patience::ended, this, &WebSocketWatch::onSilence);
+    connect(&m_probing, &Patience::ended, this, &WebSocketWatch::onProbeUnanswered);
     // The toolkit ends a connection when nothing comes of a frame for 5 s. Here that is ours to
     // say.
     const QObject *reader = frameReaderOf(socket);
@@ -44,9 +45,18 @@ void WebSocketWatch::setSilence(int ms)
         m_patience.stop();
 }
 
+void WebSocketWatch::probe(int timeoutMs)
+{
+    if (!m_probing.isActive())
+        m_sinceProbe.start();
+    m_probing.startOrShorten(qMax(0, timeoutMs));
+    m_socket->ping();
+}
+
 void WebSocketWatch::heard()
 {
     m_sinceHeard.start();
+    m_probing.stop();
     setSilence(m_silenceMs);
 }
 
@@ -56,9 +66,31 @@ void WebSocketWatch::onSilence()
         m_sincePing.start();
         m_patience.start(ANSWER_WAIT_MS);
         m_socket->ping();
-    } else if (m_frameTimer && m_frameTimer->isActive() && !m_sincePing.hasExpired(FRAME_WAIT_MS)) {
-        m_patience.start(int(FRAME_WAIT_MS - m_sincePing.elapsed()));
+    } else if (const int rest = restForFrame(m_sincePing)) {
+        m_patience.start(rest);
     } else {
-        Q_EMIT isDead(int(m_sinceHeard.elapsed()));
+        tellDeath();
     }
+}
+
+void WebSocketWatch::onProbeUnanswered()
+{
+    if (const int rest = restForFrame(m_sinceProbe))
+        m_probing.start(rest);
+    else
+        tellDeath();
+}
+
+// How long what is missing of a frame may still take; 0 when no part of one has come.
+int WebSocketWatch::restForFrame(const QElapsedTimer &sincePing) const
+{
+    const bool isPartThere = m_frameTimer && m_frameTimer->isActive();
+    return isPartThere ? int(qMax<qint64>(0, FRAME_WAIT_MS - sincePing.elapsed())) : 0;
+}
+
+void WebSocketWatch::tellDeath()
+{
+    m_patience.stop();
+    m_probing.stop();
+    Q_EMIT isDead(int(m_sinceHeard.elapsed()));
 }

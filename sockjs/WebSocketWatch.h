@@ -8,7 +8,8 @@
 class QWebSocket;
 
 // Notices that a web socket's line is dead, which the system tells only after many minutes: after a
-// silence it sends a ping, and when neither a frame nor a pong follows, it says so.
+// silence, or when it is asked to, it sends a ping, and when neither a frame nor a pong follows, it
+// says so.
 //
 // It lives on the socket's thread and is deleted with it, or before.
 class WebSocketWatch : public QObject
@@ -22,6 +23,9 @@ public:
 
     // After how long a silence the ping goes out; 0 for never. Takes effect at once.
     void setSilence(int ms);
+    // Sends a ping now, which must be answered within `timeoutMs`, or earlier if an earlier probe says
+    // so.
+    void probe(int timeoutMs);
 
 Q_SIGNALS:
     // Nothing has come for so long; the last thing that is emitted.
@@ -30,6 +34,9 @@ Q_SIGNALS:
 private:
     void heard();
     void onSilence();
+    void onProbeUnanswered();
+    int restForFrame(const QElapsedTimer &sincePing) const;
+    void tellDeath();
 
     QWebSocket *m_socket;
     QTimer *m_frameTimer = nullptr; // the toolkit's; runs while it has a part of a frame
@@ -37,4 +44,6 @@ private:
     Patience m_patience{this};
     QElapsedTimer m_sinceHeard;
     QElapsedTimer m_sincePing; // not valid while none is unanswered
+    Patience m_probing{this};  // runs while a probe is unanswered
+    QElapsedTimer m_sinceProbe;
 };

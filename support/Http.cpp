@@ -3,7 +3,6 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QUrl>
 #include <QtNetwork/QNetworkAccessManager>
-#include <QtNetwork/QNetworkCookieJar>
 
 namespace Tarvo
 {
@@ -31,12 +30,18 @@ QString withoutUserInfo(QString text)
     return text.remove(userInfo);
 }
 
-QNetworkCookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner)
+CookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner)
 {
-    auto *jar = new QNetworkCookieJar(owner);
+    auto *jar = new CookieJar(owner);
+    shareCookieJar(jar, manager);
+    return jar;
+}
+
+void shareCookieJar(CookieJar *jar, QNetworkAccessManager *manager)
+{
+    QObject *const owner = jar->parent();
     manager->setCookieJar(jar);
     jar->setParent(owner);
-    return jar;
 }
 
 } // namespace Tarvo

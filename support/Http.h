@@ -1,10 +1,10 @@
 #pragma once
 
 #include <QtCore/QString>
+#include <QtNetwork/QNetworkCookieJar>
 #include <QtNetwork/QNetworkRequest>
 
 class QNetworkAccessManager;
-class QNetworkCookieJar;
 class QObject;
 class QUrl;
 
@@ -24,7 +24,18 @@ QString urlHost(const QString &host);
 // The text without user and password in its URLs, fit to be printed.
 QString withoutUserInfo(QString text);
 
+// A jar that can be emptied into another.
+class CookieJar : public QNetworkCookieJar
+{
+public:
+    using QNetworkCookieJar::allCookies;
+    using QNetworkCookieJar::QNetworkCookieJar;
+    using QNetworkCookieJar::setAllCookies;
+};
+
 // A jar for the manager's cookies, a child of `owner`: left to itself, the manager would own it.
-QNetworkCookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner);
+CookieJar *makeCookieJar(QNetworkAccessManager *manager, QObject *owner);
+// Has the manager use that jar, too, which stays its owner's.
+void shareCookieJar(CookieJar *jar, QNetworkAccessManager *manager);
 
 } // namespace Tarvo

@@ -1,0 +1,286 @@
+// Who is there, what they answer, and what the remote wants. What the host asks for has a file of its
+// own.
+#include "host/Lesson.h"
+
+#include "host/QuestionRecords.h"
+
+#include "collab/PresenterAssessment.h"
+#include "collab/PresenterCollab.h"
+#include "model/QuestionBase.h"
+#include "model/RemoteControlMessage.h"
+
+namespace Tarvo
+{
+
+namespace
+{
+
+// Answers that wait for the list of learners, and devices that were told of; more are passed over.
+constexpr int MAX_HELD_BACK = 20000;
+constexpr int MAX_TOLD = 1000;
+// No service gives longer ids.
+constexpr int MAX_ID_LENGTH = 200;
+// What waits for a host whose thread stands still.
+constexpr std::size_t MAX_WAITING = 500000;
+
+Learner cut(Learner learner)
+{
+    learner.userName.truncate(LiveClass::MAX_NAME_LENGTH);
+    learner.deviceType.truncate(LiveClass::MAX_NAME_LENGTH);
+    return learner;
+}
+
+} // namespace
+
+Lesson::Lesson(ToHost &host, QObject *parent) : QObject(parent), m_host(host) { }
+
+Lesson::~Lesson() = default;
+
+// ---- The session ---------------------------------------------------------------------------------
+
+void Lesson::begin(PresenterCollab *channel)
+{
+    m_channel = channel;
+    m_roster.clear();
+    m_activity = LiveClass::NoActivity;
+    m_questions.clear();
+    m_answers.clear();
+    m_past.clear();
+    m_isPaused = false;
+    m_pauseIsOwed = false;
+    m_stopIsOwed = false;
+    m_heldBack.clear();
+    m_listIsOnItsWay = false;
+    m_newSinceLoss.clear();
+    m_told.clear();
+    m_shown = {};
+    m_sinceFixedPoll.invalidate();
+    m_host.post(Notices::SessionBegins{});
+    hear(channel);
+}
+
+void Lesson::hear(PresenterCollab *channel)
+{
+    connect(channel, &PresenterCollab::learnerJoin, this, &Lesson::learnerJoined);
+    connect(channel, &PresenterCollab::learnerUnregister, this, &Lesson::learnerLeft);
+    connect(channel, &PresenterCollab::learnerPollResponse, this,
+            [this](const QString &deviceId, const QString &questionId, int responseTimeMs,
+                   const QString &answer) {
+                answerCame({deviceId, questionId, responseTimeMs,
+                            answer.left(LiveClass::MAX_ANSWER_LENGTH)});
+            });
+    connect(channel, &PresenterCollab::remoteControl, this, &Lesson::remoteCame);
+}
+
+void Lesson::end()
+{
+    if (isRunning())
+        endActivity();
+    tellPaused(false);
+    m_assessmentLink.reset();
+    const QStringList gone = m_roster.deviceIds();
+    for (const QString &deviceId : gone)
+        learnerLeft(deviceId);
+    if (m_channel)
+        m_channel->disconnect(this);
+    m_channel = nullptr;
+}
+
+bool Lesson::isOpen() const
+{
+    return m_channel && m_channel->isConnected();
+}
+
+// ---- Who is there --------------------------------------------------------------------------------
+
+void Lesson::learnerJoined(const Learner &joined)
+{
+    if (joined.deviceId.isEmpty() || joined.deviceId.size() > MAX_ID_LENGTH)
+        return;
+    const Learner learner = cut(joined);
+    if (m_isListing)
+        m_joinedMeanwhile.insert(learner.deviceId);
+    const Roster::Change change = m_roster.join(learner);
+    if (change != Roster::Nothing)
+        m_host.post(Notices::LearnersAre{{learner}, change == Roster::New});
+    if (change == Roster::New && m_activity == LiveClass::Assessment && isOpen())
+        giveActivityTo(learner.deviceId);
+}
+
+void Lesson::learnerLeft(const QString &deviceId)
+{
+    m_joinedMeanwhile.remove(deviceId);
+    if (m_roster.remove(deviceId))
+        m_host.post(Notices::LearnerIsGone{deviceId});
+}
+
+void Lesson::listingBegins()
+{
+    m_isListing = true;
+    m_joinedMeanwhile.clear();
+}
+
+void Lesson::learnersAre(const QList<Learner> &listed)
+{
+    m_isListing = false;
+    QVector<Learner> come;
+    QVector<Learner> renamed;
+    QSet<QString> there = m_joinedMeanwhile;
+    for (const Learner &one : listed) {
+        const Learner learner = cut(one);
+        there.insert(learner.deviceId);
+        const Roster::Change change = m_roster.list(learner);
+        if (change == Roster::New) {
+            come.append(learner);
+            m_newSinceLoss.insert(learner.deviceId);
+        } else if (change == Roster::Renamed) {
+            renamed.append(learner);
+        }
+    }
+    if (!come.isEmpty())
+        m_host.post(Notices::LearnersAre{come, true});
+    if (!renamed.isEmpty())
+        m_host.post(Notices::LearnersAre{renamed, false});
+
+    const QStringList known = m_roster.deviceIds();
+    for (const QString &deviceId : known) {
+        if (!there.contains(deviceId))
+            learnerLeft(deviceId);
+    }
+
+    m_listIsOnItsWay = false;
+    const QVector<Answer> heldBack = std::exchange(m_heldBack, {});
+    for (const Answer &answer : heldBack) {
+        if (m_roster.belongs(answer.deviceId))
+            take(answer);
+        else
+            tellFailure(Failure::UnknownDevice, answer.deviceId);
+    }
+}
+
+// Whoever waits is heard with the next list.
+void Lesson::listingFailed()
+{
+    m_isListing = false;
+    m_listIsOnItsWay = false;
+}
+
+void Lesson::cameBack()
+{
+    const QSet<QString> come = std::exchange(m_newSinceLoss, {});
+    if (m_stopIsOwed) {
+        sendStop();
+        m_stopIsOwed = false;
+    } else if (isRunning()) {
+        for (const QString &deviceId : come)
+            giveActivityTo(deviceId);
+    }
+    if (m_pauseIsOwed)
+        sendPause(m_isPaused);
+    m_pauseIsOwed = false;
+}
+
+// ---- What they answer ----------------------------------------------------------------------------
+
+void Lesson::answerCame(const Answer &answer)
+{
+    if (answer.deviceId.size() > MAX_ID_LENGTH || answer.questionId.size() > MAX_ID_LENGTH)
+        return;
+    if (m_roster.belongs(answer.deviceId))
+        take(answer);
+    else
+        holdBack(answer);
+}
+
+// Devices repeat an answer until they know that it has arrived: the same again says nothing new.
+void Lesson::take(const Answer &answer)
+{
+    const auto isAsked = [&](const CountedQuestion &question) {
+        return question.id == answer.questionId;
+    };
+    const bool isCounted =
+        isRunning() && std::any_of(m_questions.cbegin(), m_questions.cend(), isAsked);
+    if (!isCounted && !m_past.contains(answer.questionId))
+        return;
+    QString &known = m_answers[answer.questionId][answer.deviceId];
+    if ((!known.isNull() && known == answer.text) || m_host.size() > MAX_WAITING)
+        return;
+    known = answer.text.isNull() ? QStringLiteral("") : answer.text;
+    m_host.post(Notices::AnswerCame{answer.deviceId, answer.questionId, answer.text,
+                                    answer.responseTimeMs, !isCounted});
+}
+
+void Lesson::holdBack(const Answer &answer)
+{
+    if (m_told.contains(answer.deviceId) || m_heldBack.size() >= MAX_HELD_BACK)
+        return;
+    m_heldBack.append(answer);
+    if (m_listIsOnItsWay)
+        return;
+    m_listIsOnItsWay = true;
+    Q_EMIT listIsWanted();
+}
+
+void Lesson::questionAskedFor(const QString &deviceId, int number)
+{
+    const int index = number - m_assessment.firstNumber;
+    if (m_activity != LiveClass::Assessment || !m_roster.isThere(deviceId) || index < 0
+        || index >= m_assessment.questions.size())
+        return;
+    const auto question = recordOf(m_assessment, index, assessmentQuestionId(index));
+    m_assessmentLink->sendQuestion(deviceId, question.get());
+}
+
+// ---- The remote ----------------------------------------------------------------------------------
+
+bool Lesson::isRemote(const QString &from)
+{
+    if (!m_roster.isThere(from))
+        return true;
+    tellFailure(Failure::ForeignCommand, from);
+    return false;
+}
+
+void Lesson::remoteCame(const RemoteControlMessage &message)
+{
+    if (!isRemote(message.from))
+        return;
+    const QString &command = message.type;
+    if (command == QLatin1String("requestLessonInfo")
+        || command == QLatin1String("requestLesson")) {
+        if (!m_shown.id.isEmpty())
+            m_channel->sendCurrentLessonToRemote(m_shown.id, m_shown.name);
+        if (m_shown.card > 0)
+            m_channel->sendCurrentCardToRemote(m_shown.card, m_shown.total);
+    } else if (command == QLatin1String("presenterActive")) {
+        m_channel->sendPresenterIsActiveToRemote();
+    } else if (command == QLatin1String("pause") && isRunning()) {
+        pause();
+    } else if (command == QLatin1String("resume")) {
+        resume();
+    }
+    m_host.post(Notices::CommandCame{command, message.data});
+    if (command == QLatin1String("stopSession"))
+        Q_EMIT stopIsWanted();
+}
+
+// ---- Telling -------------------------------------------------------------------------------------
+
+void Lesson::tellPaused(bool isPaused)
+{
+    if (m_isPaused == isPaused)
+        return;
+    m_isPaused = isPaused;
+    m_host.post(Notices::PausedIs{isPaused});
+}
+
+// Each device once.
+void Lesson::tellFailure(Failure::Reason reason, const QString &deviceId)
+{
+    if (m_told.contains(deviceId) || m_told.size() >= MAX_TOLD)
+        return;
+    m_told.insert(deviceId);
+    m_host.post(Notices::SomethingFailed{Failure(Action::None, reason, QString(), deviceId)});
+}
+
+} // namespace Tarvo
