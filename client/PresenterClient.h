@@ -157,6 +157,9 @@ public:
     void setCookies(const QList<QNetworkCookie> &cookies);
     /// How long a request is waited for, 10,000 ms by default.
     void setRequestTimeout(int ms);
+    /// How often a keep-alive is sent while somebody is signed in, 60,000 ms by default; 0 for never, for
+    /// hosts that call `sendKeepAlive()` when no other operation waits.
+    void setKeepAliveInterval(int ms);
     /// Moves the client to another address of the service, or back after a redirect.
     void setServerUrl(const QString &server);
     /// Ends every request that is open, which fails as if it had been waited for in vain, with
@@ -403,6 +406,7 @@ private:
     Reply lastReply;
     bool stopConfirmed = false;
     int requestTimeoutMs = 10000;
+    int keepAliveMs = 60000;
     int aborts = 0;                             // how often abortRequests() has ended something
     Tarvo::CookieJar *cookieJar;                // a child; every manager's
     QList<QNetworkAccessManager *> oldManagers; // with replies that have not been handled

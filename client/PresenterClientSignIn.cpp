@@ -34,8 +34,6 @@ const QLatin1String SUCCESS_MARK("success");
 const QLatin1String REGISTRATION_MARK("registration");
 const QLatin1String DATA_MARK("\"data\":");
 
-constexpr int KEEP_ALIVE_MS = 60000;
-
 // The user's registration with the source system added as its last property. The place for it is
 // found by the last double quote, as registrations end in a text value.
 QString completedRegistration(QString registration)
@@ -68,6 +66,15 @@ void PresenterClient::serverCheckResponse(QString body)
 void PresenterClient::sendKeepAlive()
 {
     post(KEEP_ALIVE_PATH, QString(), &PresenterClient::serverCheckResponse);
+}
+
+void PresenterClient::setKeepAliveInterval(int ms)
+{
+    keepAliveMs = ms;
+    if (ms <= 0)
+        pingTimer.stop();
+    else if (loggedIn)
+        pingTimer.start(ms);
 }
 
 void PresenterClient::onPingTimer()
@@ -119,7 +126,8 @@ bool PresenterClient::signIn(const QString &path, const QString &body)
               &PresenterClient::loginFailureResponse)
         || !loggedIn)
         return false;
-    pingTimer.start(KEEP_ALIVE_MS);
+    if (keepAliveMs > 0)
+        pingTimer.start(keepAliveMs);
     return true;
 }
 
