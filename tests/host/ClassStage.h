@@ -20,7 +20,7 @@ public:
 
     static constexpr int LIMIT_MS = 20000;
     // The service takes its time, so that the class stays where it is.
-    static constexpr int HANGING_MS = 4000;
+    static constexpr int HANGING_MS = 2000;
 
     explicit ClassStage(const QStringList &options = {})
         : classroom(options), proxy(quint16(QUrl(classroom.url()).port())),
@@ -32,7 +32,7 @@ public:
     ~ClassStage()
     {
         host.reset();
-        (void)QTest::qWaitFor([this] { return hasNoSessionNow(); }, 2000);
+        (void)QTest::qWaitFor([this] { return hasNoSessionNow(); }, 1000);
     }
     Q_DISABLE_COPY_MOVE(ClassStage)
 
