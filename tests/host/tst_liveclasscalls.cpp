@@ -181,8 +181,7 @@ void tst_LiveClassCalls::classMayGoInASlotOfEverySignal_data()
     QTest::newRow("pausedChanged") << QByteArray("pausedChanged()");
     QTest::newRow("attemptChanged") << QByteArray("attemptChanged()");
     QTest::newRow("reasonChanged") << QByteArray("reasonChanged()");
-    QTest::newRow("operationFinished")
-        << QByteArray("operationFinished(int,Tarvo::Failure)");
+    QTest::newRow("operationFinished") << QByteArray("operationFinished(int,Tarvo::Failure)");
     QTest::newRow("failed") << QByteArray("failed(Tarvo::Failure)");
     QTest::newRow("learnerJoined") << QByteArray("learnerJoined(Tarvo::Learner)");
     QTest::newRow("learnerLeft") << QByteArray("learnerLeft(QString)");
