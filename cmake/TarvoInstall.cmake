@@ -1,17 +1,27 @@
-# Installs the library, its headers under include/tarvoclient/ with the tree's relative paths, the
-# CMake package TarvoClient and the pkg-config file tarvoclient.pc.
+# Installs the library and the host kit, their headers under include/tarvoclient/ with the tree's relative
+# paths, the CMake package TarvoClient and the pkg-config files tarvoclient.pc and tarvohost.pc.
 
 include(CMakePackageConfigHelpers)
 set(TARVO_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/TarvoClient")
 
-install(TARGETS tarvoclient EXPORT TarvoClientTargets
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+set(tarvo_installed_libraries tarvoclient)
+if(TARGET tarvohost)
+  list(APPEND tarvo_installed_libraries tarvohost)
+  # The kit finds the library beside itself, wherever the tree is moved.
+  set_target_properties(tarvohost PROPERTIES
+    BUILD_RPATH_USE_ORIGIN ON
+    INSTALL_RPATH "$ORIGIN")
+endif()
 
-get_target_property(tarvo_public_headers tarvoclient TARVO_PUBLIC_HEADERS)
-foreach(header IN LISTS tarvo_public_headers)
-  get_filename_component(folder "${header}" DIRECTORY)
-  install(FILES "${PROJECT_SOURCE_DIR}/${header}"
-    DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tarvoclient/${folder}")
+foreach(library IN LISTS tarvo_installed_libraries)
+  install(TARGETS ${library} EXPORT TarvoClientTargets
+    LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+  get_target_property(headers ${library} TARVO_PUBLIC_HEADERS)
+  foreach(header IN LISTS headers)
+    get_filename_component(folder "${header}" DIRECTORY)
+    install(FILES "${PROJECT_SOURCE_DIR}/${header}"
+      DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tarvoclient/${folder}")
+  endforeach()
 endforeach()
 
 install(EXPORT TarvoClientTargets
@@ -28,11 +38,11 @@ install(FILES
   "${PROJECT_BINARY_DIR}/TarvoClientConfigVersion.cmake"
   DESTINATION "${TARVO_CMAKE_DIR}")
 
-# tarvoclient.pc names the prefix relative to the folder that it lies in, so it is right under any prefix
+# A pkg-config file names the prefix relative to the folder that it lies in, so it is right under any prefix
 # that is named at installation, and after the tree was moved. An absolute library folder does not lead
 # to the prefix; the file then names that of the configuration, as the CMake package does. The file gives
 # hosts -fPIC, which Qt's headers demand and Qt's own files leave out.
-function(tarvo_configure_pkg_config file)
+function(tarvo_install_pkg_config library)
   if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
     set(prefix "${CMAKE_INSTALL_PREFIX}")
     set(libdir "${CMAKE_INSTALL_LIBDIR}")
@@ -47,9 +57,11 @@ function(tarvo_configure_pkg_config file)
   else()
     set(includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
   endif()
-  configure_file("${PROJECT_SOURCE_DIR}/cmake/tarvoclient.pc.in" "${file}" @ONLY)
+  set(file "${PROJECT_BINARY_DIR}/${library}.pc")
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in" "${file}" @ONLY)
+  install(FILES "${file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()
 
-tarvo_configure_pkg_config("${PROJECT_BINARY_DIR}/tarvoclient.pc")
-install(FILES "${PROJECT_BINARY_DIR}/tarvoclient.pc"
-  DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+foreach(library IN LISTS tarvo_installed_libraries)
+  tarvo_install_pkg_config(${library})
+endforeach()

@@ -3,16 +3,35 @@
 # to OFF, or CMAKE_DISABLE_FIND_PACKAGE_<package> to ON.
 
 find_package(Qt5 5.15 QUIET COMPONENTS Test)
+find_package(Qt5 5.15 QUIET COMPONENTS Widgets)
+find_package(Qt5 5.15 QUIET COMPONENTS Quick)
 find_package(LibLZMA QUIET)
 find_package(Node ${TARVO_NODE_VERSION} QUIET)
 find_package(PkgConfig QUIET)
+if(TARGET Qt5::qmake)
+  get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
+  execute_process(COMMAND "${qmake}" -query QT_INSTALL_QML
+    OUTPUT_VARIABLE qml_folder
+    OUTPUT_STRIP_TRAILING_WHITESPACE
+    ERROR_QUIET)
+endif()
+find_file(QT_QUICK_MODULE QtQuick.2/qmldir
+  PATHS "${qml_folder}"
+  NO_DEFAULT_PATH
+  DOC "The QML module QtQuick, which programs load when they run")
 find_program(LZMA_ALONE_EXECUTABLE lzma_alone DOC "The LZMA SDK's own program")
 find_program(OPENSSL_EXECUTABLE openssl DOC "openssl, which makes the tests' certificates")
 find_file(CLASSROOM_PACKAGES .package-lock.json
   PATHS "${PROJECT_SOURCE_DIR}/classroom/node_modules"
   NO_DEFAULT_PATH
   DOC "npm's list of the packages that it installed for the classroom service")
-mark_as_advanced(LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES)
+mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES)
+
+if(Qt5Quick_FOUND AND QT_QUICK_MODULE)
+  set(has_quick TRUE)
+else()
+  set(has_quick FALSE)
+endif()
 
 set(TARVO_TEST_TOOLS "")
 
@@ -24,6 +43,9 @@ macro(tarvo_test_tool tool found name)
 endmacro()
 
 tarvo_test_tool(qt_test "${Qt5Test_FOUND}" "Qt Test (Debian package qtbase5-dev)")
+tarvo_test_tool(widgets "${Qt5Widgets_FOUND}" "Qt Widgets (Debian package qtbase5-dev)")
+tarvo_test_tool(quick ${has_quick}
+  "Qt Quick (Debian packages qtdeclarative5-dev and qml-module-qtquick2)")
 tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")
 tarvo_test_tool(liblzma "${LibLZMA_FOUND}" "liblzma (Debian package liblzma-dev)")
 tarvo_test_tool(lzma_alone "${LZMA_ALONE_EXECUTABLE}" "lzma_alone (Debian package lzma-alone)")

@@ -175,11 +175,9 @@ void ClassRunner::channelClosed(bool forInactivity)
         return;
     }
     const int code = m_channel->getCloseCode();
-    const bool isOnPurpose = code != 0 && code != CODE_BROKEN && code != CODE_CLOSED;
-    if (m_channelIs == Channel::Opening)
-        channelFailed(Failure::ChannelNotOpened);
-    else
-        channelFailed(isOnPurpose ? Failure::EndedByService : Failure::ConnectionLost);
+    m_isClosedOnPurpose = code != 0 && code != CODE_BROKEN && code != CODE_CLOSED;
+    channelFailed(m_channelIs == Channel::Opening ? Failure::ChannelNotOpened
+                                                  : Failure::ConnectionLost);
 }
 
 void ClassRunner::channelFailed(Failure::Reason reason)
@@ -223,6 +221,7 @@ void ClassRunner::becomeLive(int turn)
     if (!happens(ClassEvent::ChannelOpened))
         return;
     m_isAttempting = false;
+    m_isClosedOnPurpose = false;
     m_attempt = 0;
     tellAttempt();
     m_working.start(m_settings.workingMs);
@@ -342,10 +341,12 @@ void ClassRunner::sessionIsGone()
         startFailed({Action::Start, Failure::SessionOver});
         return;
     }
-    if (!happens(ClassEvent::SessionGone, Failure::SessionOver))
+    const Failure::Reason reason =
+        m_isClosedOnPurpose ? Failure::EndedByService : Failure::SessionOver;
+    if (!happens(ClassEvent::SessionGone, reason))
         return;
     stopSession();
-    m_notices->post(Notices::SessionIsOver{Failure::SessionOver});
+    m_notices->post(Notices::SessionIsOver{reason});
 }
 
 // ---- Uploads -------------------------------------------------------------------------------------
@@ -355,7 +356,7 @@ void ClassRunner::upload(int id, const QString &fileName, const QByteArray &byte
     if (bytes.isEmpty() || fileName.isEmpty() || fileName.contains(QLatin1Char('"'))) {
         finish(id,
                {Action::UploadImage, Failure::InvalidArgument, QString(),
-                QStringLiteral("an empty file, or a name with a quotation mark")});
+                QStringLiteral("the file: it is empty, or its name holds a quotation mark")});
         return;
     }
     enqueue([=](int turn) { uploadNow(turn, id, fileName, bytes); });
@@ -385,7 +386,7 @@ void ClassRunner::showImage(int id, const QByteArray &png)
     if (!png.startsWith(PNG_SIGNATURE)) {
         finish(id,
                {Action::ShowImage, Failure::InvalidArgument, QString(),
-                QStringLiteral("a picture that is no PNG image")});
+                QStringLiteral("the picture: it is no PNG image")});
         return;
     }
     enqueue([=](int turn) { showImageNow(turn, id, png); });

@@ -57,7 +57,7 @@ void ClassRunner::signIn(int id, const ClassSettings &settings, const Credential
         || !isSendable(credentials.deviceId)) {
         signInEnded(id,
                     {Action::SignIn, Failure::InvalidArgument, QString(),
-                     QStringLiteral("a name or password with a quotation mark or a backslash")});
+                     QStringLiteral("the name or password: it holds a quotation mark or a backslash")});
         return;
     }
     if (m_hasSession && !areSameTeacher(credentials, m_credentials)) {

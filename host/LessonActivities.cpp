@@ -23,7 +23,11 @@ constexpr int MAX_PAST = 200;
 // More options than devices can show.
 constexpr int MAX_OPTIONS = 100;
 
-const QLatin1String UNSENDABLE("a text with a quotation mark, a backslash or a line break");
+const QLatin1String UNSENDABLE_ADDRESS(
+    "the address: it holds a quotation mark, a backslash or a line break");
+const QLatin1String UNSENDABLE_LESSON(
+    "the lesson's name: it holds a quotation mark, a backslash or a line break");
+const QLatin1String NOT_THERE("this: the learner is not in the class");
 
 const QLatin1String USER_ADDRESS(".user.");
 
@@ -104,7 +108,7 @@ Failure Lesson::startAssessment(const Assessment &assessment)
         return Failure(Action::StartAssessment, reason, QString(), why);
     };
     if (assessment.questions.isEmpty())
-        return fails(Failure::InvalidArgument, QStringLiteral("it has no questions"));
+        return fails(Failure::InvalidArgument, QStringLiteral("the assessment: it has no questions"));
     for (const AssessmentQuestion &question : assessment.questions) {
         const QString why = whyNotAskable(question);
         if (!why.isEmpty())
@@ -238,7 +242,7 @@ Failure Lesson::showImage(const QByteArray &png)
 Failure Lesson::showImageAt(const QString &url)
 {
     if (url.isEmpty() || !isSendable(url))
-        return {Action::ShowImage, Failure::InvalidArgument, QString(), UNSENDABLE};
+        return {Action::ShowImage, Failure::InvalidArgument, QString(), UNSENDABLE_ADDRESS};
     if (!isOpen())
         return {Action::ShowImage, Failure::NotConnected};
     m_channel->clearCardImage(); // image data would win over an address
@@ -250,7 +254,7 @@ Failure Lesson::showImageAt(const QString &url)
 Failure Lesson::showLesson(const QString &id, const QString &name)
 {
     if (!isSendable(id) || !isSendable(name))
-        return {Action::ShowLesson, Failure::InvalidArgument, QString(), UNSENDABLE};
+        return {Action::ShowLesson, Failure::InvalidArgument, QString(), UNSENDABLE_LESSON};
     if (!isOpen())
         return {Action::ShowLesson, Failure::NotConnected};
     m_shown.id = id;
@@ -280,7 +284,7 @@ Failure Lesson::sendText(const QStringList &deviceIds, const QString &text)
     PresenterAssessment sender(nullptr, m_channel);
     for (const QString &deviceId : deviceIds) {
         if (!m_roster.isThere(deviceId))
-            return {Action::SendText, Failure::UnknownDevice};
+            return {Action::SendText, Failure::InvalidArgument, QString(), NOT_THERE};
         sender.sendMessage(deviceId, text, true, false);
     }
     return {};
@@ -289,7 +293,7 @@ Failure Lesson::sendText(const QStringList &deviceIds, const QString &text)
 Failure Lesson::removeLearner(const QString &deviceId)
 {
     if (!m_roster.isThere(deviceId))
-        return {Action::RemoveLearner, Failure::UnknownDevice};
+        return {Action::RemoveLearner, Failure::InvalidArgument, QString(), NOT_THERE};
     if (!isOpen())
         return {Action::RemoveLearner, Failure::NotConnected};
     m_channel->removeLearner(deviceId);

@@ -11,6 +11,7 @@ namespace Tarvo
 LiveClass::LiveClass(QObject *parent)
     : QObject(parent), d(std::make_unique<LiveClassPrivate>(this))
 {
+    qRegisterMetaType<Operation>(); // Qt Quick calls nothing that returns what it does not know
 }
 
 LiveClass::~LiveClass() = default;

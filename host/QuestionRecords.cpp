@@ -71,14 +71,14 @@ QString whyNotAskable(const AssessmentQuestion &question)
 {
     const std::unique_ptr<QuestionBase> record = emptyRecord(question.kind);
     if (!record)
-        return QStringLiteral("this kind of poll has no question");
+        return QStringLiteral("the question: this kind has no words");
     const bool takesChoices = qobject_cast<QuestionBaseWithOptions *>(record.get());
     if (!takesChoices && !question.choices.isEmpty())
-        return QStringLiteral("this kind of question has no options");
+        return QStringLiteral("the question: this kind has no options");
     if (takesChoices && question.choices.size() < (isYesNo(question.kind) ? 2 : 1))
-        return QStringLiteral("this kind of question needs options");
+        return QStringLiteral("the question: this kind needs options");
     if (question.choices.size() > MAX_CHOICES)
-        return QStringLiteral("a question has at most %1 options").arg(MAX_CHOICES);
+        return QStringLiteral("the question: it has more than %1 options").arg(MAX_CHOICES);
     return QString();
 }
 

@@ -20,11 +20,16 @@ run(${CMAKE_COMMAND} -S "${CMAKE_CURRENT_LIST_DIR}/host" -B "${WORK_DIR}/build" 
   "-DHEADER_DIR=${tree}/include/tarvoclient")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2)
 
-# Nobody listens on port 1: the host loads the library, is refused and says so.
-foreach(host IN ITEMS by-package by-pkg-config)
+# Nobody listens on port 1: the host loads its libraries, is refused and says so.
+function(expect_refusal host words)
   execute_process(COMMAND "${WORK_DIR}/build/${host}" http://127.0.0.1:1 teacher secret
     RESULT_VARIABLE result ERROR_VARIABLE output TIMEOUT 60)
-  if(NOT result EQUAL 1 OR NOT output MATCHES "The session did not start:")
+  if(NOT result EQUAL 1 OR NOT output MATCHES "${words}")
     message(FATAL_ERROR "${host} ended with ${result} and wrote:\n${output}")
   endif()
+endfunction()
+
+foreach(way IN ITEMS by-package by-pkg-config)
+  expect_refusal(${way} "The session did not start:")
+  expect_refusal(kit-${way} "The class did not begin: Tarvo::Failure::Refused\n")
 endforeach()

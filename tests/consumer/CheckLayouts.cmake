@@ -1,31 +1,46 @@
-# The installed tarvoclient.pc and the CMake package name the places where the tree was installed,
+# The installed pkg-config files and the CMake package name the places where the tree was installed,
 # whatever its folders are called: the files are used as they were installed.
 cmake_minimum_required(VERSION 3.16)
 include("${CMAKE_CURRENT_LIST_DIR}/InstallLayout.cmake")
 
-# expect_pc(<file> <prefix> <libdir> <includedir>) compares the whole file.
-function(expect_pc file prefix libdir includedir)
-  file(READ "${file}" actual)
-  string(CONCAT expected
-    "prefix=${prefix}\n"
-    "libdir=${libdir}\n"
-    "includedir=${includedir}\n"
-    "\n"
+# expect_pc(<folder> <prefix> <libdir> <includedir>) compares both files whole.
+function(expect_pc folder prefix libdir includedir)
+  string(CONCAT places "prefix=${prefix}\n" "libdir=${libdir}\n" "includedir=${includedir}\n" "\n")
+  expect_text("${folder}/tarvoclient.pc" "${places}"
     "Name: tarvoclient\n"
     "Description: Client library for live classroom sessions\n"
     "Version: ${VERSION}\n"
     "Requires: Qt5Core >= 5.15 Qt5Network >= 5.15 Qt5WebSockets >= 5.15\n"
     "Libs: -L\${libdir} -ltarvoclient\n"
     "Cflags: -I\${includedir} -fPIC\n")
+  expect_text("${folder}/tarvohost.pc" "${places}"
+    "Name: tarvohost\n"
+    "Description: Host kit on top of tarvoclient: a live class as one object\n"
+    "Version: ${VERSION}\n"
+    "Requires: tarvoclient\n"
+    "Libs: -L\${libdir} -ltarvohost\n"
+    "Cflags: -I\${includedir} -fPIC\n")
+endfunction()
+
+function(expect_text file)
+  file(READ "${file}" actual)
+  string(CONCAT expected ${ARGN})
   if(NOT actual STREQUAL expected)
     message(FATAL_ERROR "${file} reads\n${actual}\ninstead of\n${expected}")
   endif()
 endfunction()
 
-# expect_flags(<pkg-config folder> <flag>...) compares the flags that are not the toolkit's.
-function(expect_flags folder)
+# expect_flags(<pkg-config folder> <header folder> <library folder>) compares the flags that are not the
+# toolkit's.
+function(expect_flags folder headers libraries)
   set(ENV{PKG_CONFIG_PATH} "${folder}")
-  execute_process(COMMAND "${PKG_CONFIG}" --cflags --libs tarvoclient
+  set(common "-I${headers}" -fPIC "-L${libraries}")
+  expect_flags_of(tarvoclient ${common} -ltarvoclient)
+  expect_flags_of(tarvohost ${common} -ltarvohost -ltarvoclient)
+endfunction()
+
+function(expect_flags_of library)
+  execute_process(COMMAND "${PKG_CONFIG}" --cflags --libs ${library}
     OUTPUT_VARIABLE flags ERROR_VARIABLE error RESULT_VARIABLE result)
   separate_arguments(flags UNIX_COMMAND "${flags}")
   list(FILTER flags EXCLUDE REGEX "[/l]Qt5|/qt5|^-DQT_")
@@ -39,7 +54,9 @@ function(expect_package folder libraries headers)
   run(${CMAKE_COMMAND} -S "${CMAKE_CURRENT_LIST_DIR}/package" -B "${WORK_DIR}/package"
     "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" "-DCMAKE_PREFIX_PATH=${PREFIX_PATH}"
     "-DTarvoClient_DIR=${folder}")
-  set(expected "-- headers: ${headers}\n-- library: ${libraries}/libtarvoclient.so.${VERSION}\n")
+  string(CONCAT expected "-- headers: ${headers}\n"
+    "-- library: ${libraries}/libtarvoclient.so.${VERSION}\n"
+    "-- kit: ${libraries}/libtarvohost.so.${VERSION}\n")
   string(FIND "${output}" "${expected}" at)
   if(at EQUAL -1)
     message(FATAL_ERROR "The package in ${folder} says\n${output}instead of\n${expected}")
@@ -50,29 +67,26 @@ file(REMOVE_RECURSE "${WORK_DIR}")
 set(tree "${WORK_DIR}/tree")
 
 install_layout("${tree}" -DCMAKE_INSTALL_LIBDIR=lib)
-expect_pc("${tree}/lib/pkgconfig/tarvoclient.pc"
+expect_pc("${tree}/lib/pkgconfig"
   "\${pcfiledir}/../.." "\${prefix}/lib" "\${prefix}/include/tarvoclient")
 expect_flags("${tree}/lib/pkgconfig"
-  "-I${tree}/lib/pkgconfig/../../include/tarvoclient" -fPIC
-  "-L${tree}/lib/pkgconfig/../../lib" -ltarvoclient)
+  "${tree}/lib/pkgconfig/../../include/tarvoclient" "${tree}/lib/pkgconfig/../../lib")
 expect_package("${tree}/lib/cmake/TarvoClient" "${tree}/lib" "${tree}/include/tarvoclient")
 
 file(RENAME "${tree}" "${WORK_DIR}/moved")
 set(tree "${WORK_DIR}/moved")
 expect_flags("${tree}/lib/pkgconfig"
-  "-I${tree}/lib/pkgconfig/../../include/tarvoclient" -fPIC
-  "-L${tree}/lib/pkgconfig/../../lib" -ltarvoclient)
+  "${tree}/lib/pkgconfig/../../include/tarvoclient" "${tree}/lib/pkgconfig/../../lib")
 expect_package("${tree}/lib/cmake/TarvoClient" "${tree}/lib" "${tree}/include/tarvoclient")
 
 set(tree "${WORK_DIR}/multiarch")
 install_layout("${tree}"
   -DCMAKE_INSTALL_LIBDIR=lib/x86_64-linux-gnu -DCMAKE_INSTALL_INCLUDEDIR=include/x86_64-linux-gnu)
 set(folder "${tree}/lib/x86_64-linux-gnu/pkgconfig")
-expect_pc("${folder}/tarvoclient.pc" "\${pcfiledir}/../../.."
+expect_pc("${folder}" "\${pcfiledir}/../../.."
   "\${prefix}/lib/x86_64-linux-gnu" "\${prefix}/include/x86_64-linux-gnu/tarvoclient")
 expect_flags("${folder}"
-  "-I${folder}/../../../include/x86_64-linux-gnu/tarvoclient" -fPIC
-  "-L${folder}/../../../lib/x86_64-linux-gnu" -ltarvoclient)
+  "${folder}/../../../include/x86_64-linux-gnu/tarvoclient" "${folder}/../../../lib/x86_64-linux-gnu")
 expect_package("${tree}/lib/x86_64-linux-gnu/cmake/TarvoClient" "${tree}/lib/x86_64-linux-gnu"
   "${tree}/include/x86_64-linux-gnu/tarvoclient")
 
@@ -80,18 +94,18 @@ expect_package("${tree}/lib/x86_64-linux-gnu/cmake/TarvoClient" "${tree}/lib/x86
 set(tree "${WORK_DIR}/configured")
 set(libraries "${WORK_DIR}/absolute/libraries")
 install_layout("${tree}" "-DCMAKE_INSTALL_LIBDIR=${libraries}")
-expect_pc("${libraries}/pkgconfig/tarvoclient.pc"
+expect_pc("${libraries}/pkgconfig"
   "${tree}" "${libraries}" "\${prefix}/include/tarvoclient")
 expect_flags("${libraries}/pkgconfig"
-  "-I${tree}/include/tarvoclient" -fPIC "-L${libraries}" -ltarvoclient)
+  "${tree}/include/tarvoclient" "${libraries}")
 expect_package("${libraries}/cmake/TarvoClient" "${libraries}" "${tree}/include/tarvoclient")
 
 # Staged, since CMake takes no absolute header folder that lies in the source tree.
 set(ENV{DESTDIR} "${WORK_DIR}/root")
 install_layout(/opt/classroom -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_INSTALL_INCLUDEDIR=/opt/headers)
 set(tree "${WORK_DIR}/root/opt/classroom")
-expect_pc("${tree}/lib/pkgconfig/tarvoclient.pc"
+expect_pc("${tree}/lib/pkgconfig"
   "\${pcfiledir}/../.." "\${prefix}/lib" "/opt/headers/tarvoclient")
 expect_flags("${tree}/lib/pkgconfig"
-  "-I/opt/headers/tarvoclient" -fPIC "-L${tree}/lib/pkgconfig/../../lib" -ltarvoclient)
+  "/opt/headers/tarvoclient" "${tree}/lib/pkgconfig/../../lib")
 expect_package("${tree}/lib/cmake/TarvoClient" "${tree}/lib" "/opt/headers/tarvoclient")

@@ -1,5 +1,5 @@
-# The installed console host loads the library that was installed with it, not the one in the build
-# folder; and the whole tree is moved, since it was staged for another place.
+# The installed console host and the installed kit load the library that was installed with them, not the
+# one in the build folder; and the whole tree is moved, since it was staged for another place.
 cmake_minimum_required(VERSION 3.16)
 
 file(REMOVE_RECURSE "${WORK_DIR}")
@@ -10,13 +10,16 @@ if(NOT result EQUAL 0)
   message(FATAL_ERROR "The installation failed (${result}):\n${output}")
 endif()
 
-set(program "${WORK_DIR}/opt/classroom/${BINDIR}/tarvo-presenter")
-execute_process(COMMAND ldd "${program}" OUTPUT_VARIABLE libraries ERROR_VARIABLE libraries)
-string(REGEX MATCH "libtarvoclient[.]so[.]1 => ([^ \n]+)" found "${libraries}")
-get_filename_component(library "${CMAKE_MATCH_1}" ABSOLUTE)
-if(NOT library STREQUAL "${WORK_DIR}/opt/classroom/${LIBDIR}/libtarvoclient.so.1")
-  message(FATAL_ERROR "${program} loads\n${libraries}")
-endif()
+set(tree "${WORK_DIR}/opt/classroom")
+set(program "${tree}/${BINDIR}/tarvo-presenter")
+foreach(file IN ITEMS "${program}" "${tree}/${LIBDIR}/libtarvohost.so.1")
+  execute_process(COMMAND ldd "${file}" OUTPUT_VARIABLE libraries ERROR_VARIABLE libraries)
+  string(REGEX MATCH "libtarvoclient[.]so[.]1 => ([^ \n]+)" found "${libraries}")
+  get_filename_component(library "${CMAKE_MATCH_1}" ABSOLUTE)
+  if(NOT library STREQUAL "${tree}/${LIBDIR}/libtarvoclient.so.1")
+    message(FATAL_ERROR "${file} loads\n${libraries}")
+  endif()
+endforeach()
 
 execute_process(COMMAND "${program}" --help OUTPUT_VARIABLE output RESULT_VARIABLE result)
 if(NOT result EQUAL 0 OR NOT output MATCHES "^Usage: [^\n]*tarvo-presenter [[]options[]]\n")

@@ -1,4 +1,4 @@
-# Installs the library in folders of a test's choice. Needs SOURCE_DIR, LIBRARY (the built one),
+# Installs the libraries in folders of a test's choice. Needs SOURCE_DIR, BUILD_DIR (where they were built),
 # WORK_DIR, C_COMPILER, CXX_COMPILER, PREFIX_PATH and LZMASDK_SOURCE_DIR.
 
 unset(ENV{DESTDIR}) # where the caller stages is not for us
@@ -15,7 +15,7 @@ endfunction()
 # install_layout(<prefix> argument...)
 #
 # Configures the tree with the arguments, for another prefix than the one it is then installed under.
-# The library is not built once more: the built one is lent to it.
+# The libraries are not built once more: the built ones are lent to it.
 function(install_layout prefix)
   set(build "${WORK_DIR}/layout")
   file(REMOVE "${build}/CMakeCache.txt")
@@ -24,8 +24,9 @@ function(install_layout prefix)
     "-DCMAKE_PREFIX_PATH=${PREFIX_PATH}" "-DLZMASDK_SOURCE_DIR=${LZMASDK_SOURCE_DIR}"
     -DTARVO_BUILD_TESTS=OFF -DTARVO_BUILD_EXAMPLES=OFF
     "-DCMAKE_INSTALL_PREFIX=${WORK_DIR}/configured" ${ARGN})
-  get_filename_component(folder "${LIBRARY}" DIRECTORY)
-  file(GLOB libraries "${folder}/libtarvoclient.so*")
+  file(GLOB libraries "${BUILD_DIR}/libtarvoclient.so*")
   file(COPY ${libraries} DESTINATION "${build}")
+  file(GLOB libraries "${BUILD_DIR}/host/libtarvohost.so*")
+  file(COPY ${libraries} DESTINATION "${build}/host")
   run(${CMAKE_COMMAND} --install "${build}" --prefix "${prefix}")
 endfunction()

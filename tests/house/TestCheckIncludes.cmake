@@ -49,3 +49,24 @@ expect("model/Card.h and model/Learner.h include each other"
 expect("collab/Channel.h includes client/Client.h, which collab/ may not;client/Client.h and collab/Channel.h include each other"
   client/Client.h "#include \"collab/Channel.h\""
   collab/Channel.h "#include \"client/Client.h\"")
+
+# The host kit.
+set(collab_lists "tarvo_library_sources(\n  HEADERS\n    Channel.h\n    Card.h\n  PRIVATE_HEADERS\n    Inner.h)")
+expect(""
+  host/Class.cpp "#include \"host/Class.h\"\n#include \"client/Client.h\"\n#include \"collab/Card.h\""
+  client/CMakeLists.txt "tarvo_library_sources(SOURCES Client.cpp HEADERS Client.h)"
+  collab/CMakeLists.txt "${collab_lists}")
+expect("host/Class.h includes collab/Inner.h, which host/ may not"
+  host/Class.h "#include \"collab/Inner.h\"\n#include \"collab/Channel.h\""
+  collab/CMakeLists.txt "${collab_lists}")
+expect("host/Class.h includes support/Export.h, which host/ may not"
+  host/Class.h "#include \"support/Export.h\""
+  support/CMakeLists.txt "tarvo_library_sources(HEADERS Export.h)")
+expect("host/Class.h includes sockjs/Socket.h, which host/ may not"
+  host/Class.h "#include \"sockjs/Socket.h\""
+  sockjs/CMakeLists.txt "tarvo_library_sources(HEADERS Socket.h)")
+expect("host/Class.h includes compression/Block.h, which host/ may not"
+  host/Class.h "#include \"compression/Block.h\""
+  compression/CMakeLists.txt "tarvo_library_sources(HEADERS Block.h)")
+expect("client/Client.h includes host/Class.h, which client/ may not"
+  client/Client.h "#include \"host/Class.h\"")

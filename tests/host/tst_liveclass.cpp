@@ -1,0 +1,292 @@
+#include "ClassStage.h"
+
+#include "model/OrdinalType.h"
+#include "model/PollType.h"
+
+using namespace Tarvo;
+
+// A lesson as a window teaches it, against the service and its simulated learners.
+class tst_LiveClass : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void signInTellsWhoIsSignedIn();
+    void startShowsTheCodeThatLearnersTypeIn();
+    void learnersAreShown();
+    void answersOfAPollAreCounted();
+    void questionWithWordsIsCountedByItsOptions();
+    void pollsOfTheFixedKindsLeaveASecondApart();
+    void secondActivityIsRefusedWhileOneRuns();
+    void pauseAndResumeReachTheDevices();
+    void stoppingAnActivityLiftsItsPause();
+    void assessmentIsAnsweredQuestionByQuestion();
+    void imageIsShownByItsAddress();
+    void imageIsSentWholeWhenTheServiceTakesNoUpload();
+    void textReachesEveryLearner();
+    void removedLearnerIsGone();
+    void lessonAndCardAnswerTheRemote();
+    void stopIsConfirmed();
+    void nextSessionBeginsAnew();
+};
+
+namespace
+{
+
+const QStringList FIVE_LEARNERS{u"--learners"_s,    u"5"_s, u"--join-every"_s, u"1"_s,
+                                u"--learner-stay"_s, u"0"_s, u"--think"_s,      u"50"_s};
+const QByteArray PNG("\x89PNG\r\n\x1a\n, for all that devices care");
+
+// A session with five learners in it.
+class Lesson : public ClassStage
+{
+public:
+    explicit Lesson(const QStringList &options = FIVE_LEARNERS) : ClassStage(options) { }
+
+    bool begin()
+    {
+        return enter(LiveClass::Live)
+            && QTest::qWaitFor([this] { return host->learners()->rowCount() == 5; }, LIMIT_MS);
+    }
+    int respondents() const
+    {
+        return host->results()->index(0, 0).data(LiveClass::RespondentsRole).toInt();
+    }
+    bool areAnswered(int count) const
+    {
+        return QTest::qWaitFor([&] { return respondents() == count; }, LIMIT_MS);
+    }
+    QStringList texts(QAbstractItemModel *model, int role) const
+    {
+        QStringList texts;
+        for (int row = 0; row < model->rowCount(); ++row)
+            texts.append(model->index(row, 0).data(role).toString());
+        return texts;
+    }
+    int ticks() const
+    {
+        int ticks = 0;
+        for (int row = 0; row < host->results()->rowCount(); ++row)
+            ticks += host->results()->index(row, 0).data(LiveClass::CountRole).toInt();
+        return ticks;
+    }
+};
+
+} // namespace
+
+void tst_LiveClass::signInTellsWhoIsSignedIn()
+{
+    ClassStage stage;
+    QSignalSpy names(stage.host.get(), &LiveClass::userNameChanged);
+    QVERIFY(stage.enter(LiveClass::SignedIn));
+    QCOMPARE(stage.host->userName(), u"teacher"_s);
+    QCOMPARE(names.size(), 1);
+}
+
+void tst_LiveClass::startShowsTheCodeThatLearnersTypeIn()
+{
+    ClassStage stage;
+    QVERIFY(stage.enter(LiveClass::Live));
+    const QJsonArray sessions = stage.classroom.get(u"sessions"_s).toArray();
+    QCOMPARE(sessions.size(), 1);
+    QCOMPARE(stage.host->sessionCode(), sessions.first().toObject().value(u"code"_s).toString());
+    QCOMPARE(stage.host->transport(), u"websocket"_s);
+}
+
+void tst_LiveClass::learnersAreShown()
+{
+    Lesson lesson;
+    QSignalSpy joined(lesson.host.get(), &LiveClass::learnerJoined);
+    QVERIFY(lesson.begin());
+    QCOMPARE(joined.size(), 5);
+    QStringList names = lesson.texts(lesson.host->learners(), LiveClass::NameRole);
+    names.sort();
+    QCOMPARE(names, (QStringList{u"Ada"_s, u"Ben"_s, u"Cleo"_s, u"Dan"_s, u"Eva"_s}));
+}
+
+void tst_LiveClass::answersOfAPollAreCounted()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QSignalSpy answered(lesson.host.get(), &LiveClass::answered);
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPoll(PollType::YES_NO_OTHER, OrdinalType::YES_NO, 2)));
+    QCOMPARE(lesson.host->activity(), LiveClass::Poll);
+    QVERIFY(lesson.areAnswered(5));
+    QCOMPARE(lesson.texts(lesson.host->results(), LiveClass::LabelRole),
+             (QStringList{u"A YES"_s, u"B NO"_s}));
+    QCOMPARE(lesson.ticks(), 5);
+    QCOMPARE(answered.size(), 5);
+}
+
+void tst_LiveClass::questionWithWordsIsCountedByItsOptions()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->ask(u"Which is longest?"_s, PollType::MULTIPLE,
+                         {u"Danube"_s, u"Rhine"_s, u"Volga"_s})));
+    QVERIFY(lesson.areAnswered(5));
+    QCOMPARE(lesson.texts(lesson.host->results(), LiveClass::LabelRole),
+             (QStringList{u"A Danube"_s, u"B Rhine"_s, u"C Volga"_s}));
+    const QModelIndex first = lesson.host->results()->index(0, 0);
+    QCOMPARE(first.data(LiveClass::QuestionTextRole).toString(), u"Which is longest?"_s);
+}
+
+void tst_LiveClass::pollsOfTheFixedKindsLeaveASecondApart()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPoll(PollType::TRUE_FALSE, OrdinalType::TRUE_FALSE, 2)));
+    QVERIFY(lesson.areAnswered(5));
+    QVERIFY(ClassStage::succeeds(lesson.host->stopActivity()));
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPoll(PollType::TRUE_FALSE, OrdinalType::TRUE_FALSE, 2)));
+    QVERIFY(lesson.areAnswered(5));
+}
+
+void tst_LiveClass::secondActivityIsRefusedWhileOneRuns()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->ask(u"Why?"_s, PollType::TEXT)));
+    QCOMPARE(ClassStage::failureOf(lesson.host->ask(u"Why not?"_s, PollType::TEXT)),
+             Failure::NotAllowed);
+}
+
+void tst_LiveClass::pauseAndResumeReachTheDevices()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->ask(u"Why?"_s, PollType::TEXT)));
+    QVERIFY(ClassStage::succeeds(lesson.host->pause()));
+    QVERIFY(lesson.host->isPaused());
+    QCOMPARE(lesson.classroom.received(u"pause"_s, 5).size(), 5);
+    QVERIFY(ClassStage::succeeds(lesson.host->resume()));
+    QVERIFY(!lesson.host->isPaused());
+    QCOMPARE(lesson.classroom.received(u"resume"_s, 5).size(), 5);
+}
+
+void tst_LiveClass::stoppingAnActivityLiftsItsPause()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->ask(u"Why?"_s, PollType::TEXT)));
+    QVERIFY(ClassStage::succeeds(lesson.host->pause()));
+    QVERIFY(ClassStage::succeeds(lesson.host->stopActivity()));
+    QCOMPARE(lesson.host->activity(), LiveClass::NoActivity);
+    QVERIFY(!lesson.host->isPaused());
+    QCOMPARE(lesson.classroom.received(u"resume"_s, 5).size(), 5);
+    QCOMPARE(lesson.classroom.received(u"pollStop"_s, 5).size(), 5);
+}
+
+void tst_LiveClass::assessmentIsAnsweredQuestionByQuestion()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    Assessment assessment;
+    assessment.title = u"Rivers"_s;
+    assessment.questions = {
+        {PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, u"Which?"_s,
+         {{u"A"_s, u"Danube"_s}, {u"B"_s, u"Rhine"_s}}, {}},
+        {PollType::NUMBER, OrdinalType::GENERIC, u"How many?"_s, {}, {}},
+    };
+    QVERIFY(ClassStage::succeeds(lesson.host->startAssessment(assessment)));
+    QCOMPARE(lesson.host->activity(), LiveClass::Assessment);
+    QVERIFY(lesson.areAnswered(5));
+    const auto answersToTheSecond = [&] {
+        const int last = lesson.host->results()->rowCount() - 1;
+        const QModelIndex row = lesson.host->results()->index(last, 0);
+        return row.data(LiveClass::QuestionTextRole).toString() == u"How many?"_s
+            ? row.data(LiveClass::RespondentsRole).toInt()
+            : 0;
+    };
+    QTRY_COMPARE_WITH_TIMEOUT(answersToTheSecond(), 5, ClassStage::LIMIT_MS);
+    QVERIFY(ClassStage::succeeds(lesson.host->stopActivity()));
+    QCOMPARE(lesson.classroom.received(u"assessmentStop"_s, 5).size(), 5);
+}
+
+void tst_LiveClass::imageIsShownByItsAddress()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->showImage(PNG)));
+    const QUrl shown(lesson.classroom.shownImage());
+    QVERIFY(shown.toString().startsWith(lesson.proxy.url()));
+    QCOMPARE(lesson.classroom.download(shown.path() + u'?' + shown.query()), PNG);
+}
+
+void tst_LiveClass::imageIsSentWholeWhenTheServiceTakesNoUpload()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    lesson.classroom.fail(u"/vantora/resource/uploadResourceFile"_s, 500, QString());
+    QVERIFY(ClassStage::succeeds(lesson.host->showImage(PNG)));
+    QCOMPARE(lesson.classroom.shownImage(),
+             u"data:image/png;base64,"_s + QString::fromLatin1(PNG.toBase64()));
+}
+
+void tst_LiveClass::textReachesEveryLearner()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->sendText(u"Say \"hi\""_s)));
+    QCOMPARE(lesson.classroom.received(u"dialogShow"_s, 5).size(), 5);
+    const QJsonObject data = lesson.classroom.receivedOne(u"dialogShow"_s).toObject();
+    QCOMPARE(data.value(u"data"_s).toObject().value(u"text"_s).toString(), u"Say \"hi\""_s);
+}
+
+void tst_LiveClass::removedLearnerIsGone()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QSignalSpy left(lesson.host.get(), &LiveClass::learnerLeft);
+    const QString ada = lesson.classroom.deviceId(0);
+    QVERIFY(ClassStage::succeeds(lesson.host->removeLearner(ada)));
+    QTRY_COMPARE(left.size(), 1);
+    QCOMPARE(left.first().first().toString(), ada);
+    QTRY_COMPARE(lesson.classroom.learners().size(), 4);
+}
+
+void tst_LiveClass::lessonAndCardAnswerTheRemote()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->showLesson(u"L1"_s, u"Rivers"_s)));
+    QVERIFY(ClassStage::succeeds(lesson.host->showCard(2, 3)));
+    QSignalSpy commands(lesson.host.get(), &LiveClass::remoteCommand);
+    lesson.classroom.post(u"remote"_s, {{u"command"_s, u"requestLessonInfo"_s}});
+    QCOMPARE(lesson.classroom.received(u"currentLesson"_s).size(), 1);
+    QCOMPARE(lesson.classroom.received(u"currentCard"_s).size(), 1);
+    QTRY_COMPARE(commands.size(), 1);
+    QCOMPARE(commands.first().first().toString(), u"requestLessonInfo"_s);
+}
+
+void tst_LiveClass::stopIsConfirmed()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QSignalSpy ended(lesson.host.get(), &LiveClass::ended);
+    QVERIFY(ClassStage::succeeds(lesson.host->stop()));
+    QCOMPARE(lesson.host->state(), LiveClass::Ended);
+    QVERIFY(lesson.hasNoSession());
+    QTRY_COMPARE(ended.size(), 1);
+    QCOMPARE(ended.first().first().value<Failure::Reason>(), Failure::NoReason);
+    QCOMPARE(lesson.host->sessionCode(), QString());
+}
+
+void tst_LiveClass::nextSessionBeginsAnew()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->stop()));
+    QVERIFY(ClassStage::succeeds(lesson.host->start()));
+    QTRY_COMPARE_WITH_TIMEOUT(lesson.host->learners()->rowCount(), 5, ClassStage::LIMIT_MS);
+    QVERIFY(ClassStage::succeeds(lesson.host->ask(u"Why?"_s, PollType::TEXT)));
+    QVERIFY(lesson.areAnswered(5));
+}
+
+QTEST_MAIN(tst_LiveClass)
+
+#include "tst_liveclass.moc"
