@@ -109,6 +109,7 @@ PresenterClient::~PresenterClient()
         else if (replyCallbacks.contains(stopReply))
             waitForReply(stopReply);
     }
+    qDeleteAll(std::exchange(oldManagers, {}));
     delete networkManager;
     networkManager = nullptr;
 }
@@ -159,7 +160,7 @@ void PresenterClient::doRequest(bool wait, const QUrl &url, const QString &body,
 bool PresenterClient::post(const QString &path, const QString &body, SuccessHandler success,
                            FailureHandler failure)
 {
-    return goesOn([&] { doRequest(true, QUrl(serverUrl + path), body, success, failure, false); });
+    return goesOnAfter(send(QUrl(serverUrl + path), body.toUtf8(), success, failure, false));
 }
 
 QNetworkReply *PresenterClient::send(const QUrl &url, const QByteArray &body,

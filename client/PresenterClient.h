@@ -8,6 +8,7 @@
 #include <QtCore/QMap>
 #include <QtCore/QObject>
 #include <QtCore/QPointer>
+#include <QtCore/QSet>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QTimer>
@@ -147,6 +148,7 @@ public:
     // ---- Settings for the network ------------------------------------------------------------------
 
     /// Certificates to trust beside the system's, for requests and channels that are begun from now on.
+    /// New ones are asked over new connections; see `resetConnections()`.
     void setTrustedCertificates(const QList<QSslCertificate> &certificates);
     /// The proxy for everything that is begun from now on: requests, web sockets, HTTP polling and its
     /// posts. Without one (type DefaultProxy) channels ask the system, as always.
@@ -320,19 +322,12 @@ private:
         return !self.isNull();
     }
 
-    // Does a step of an operation. Returns whether the operation goes on: not without the client, nor
-    // when the host has ended the requests meanwhile.
-    template<typename Step> bool goesOn(const Step &step)
-    {
-        const int before = aborts;
-        return survives(step) && aborts == before;
-    }
-
     bool post(const QString &path, const QString &body, SuccessHandler success,
               FailureHandler failure = nullptr);
     QNetworkReply *send(const QUrl &url, const QByteArray &body, SuccessHandler success,
                         FailureHandler failure, bool multipart);
     void waitForReply(QNetworkReply *reply);
+    bool goesOnAfter(QNetworkReply *reply);
     void queueFinished(QNetworkReply *reply);
     bool followRedirect(const QNetworkReply *reply);
     void handleReply(QNetworkReply *reply, const QString &body);
@@ -341,6 +336,7 @@ private:
     static void giveUp(QNetworkReply *reply);
 
     QNetworkAccessManager *makeManager();
+    void renewManager();
     void dropOldManagers();
 
     bool signIn(const QString &path, const QString &body);
@@ -407,7 +403,9 @@ private:
     bool stopConfirmed = false;
     int requestTimeoutMs = 10000;
     int keepAliveMs = 60000;
-    int aborts = 0;                             // how often abortRequests() has ended something
+    int operationRequests = 0;                  // that were waited for so far
+    QSet<int> endedRequests;                    // their numbers, until the operations have noticed
+    bool wasStopEnded = false;                  // by the host, the last time
     Tarvo::CookieJar *cookieJar;                // a child; every manager's
     QList<QNetworkAccessManager *> oldManagers; // with replies that have not been handled
     QList<QSslCertificate> trustedCertificates; // for channels

@@ -18,6 +18,13 @@ namespace
 
 // Marks a reply that the client has given up waiting for.
 constexpr char OVERDUE[] = "tarvoOverdue";
+// The number of a request that an operation waits for.
+constexpr char NUMBER[] = "tarvoNumber";
+
+QList<QNetworkReply *> repliesOf(const QNetworkAccessManager *manager)
+{
+    return manager->findChildren<QNetworkReply *>(QString(), Qt::FindDirectChildrenOnly);
+}
 
 } // namespace
 
@@ -25,8 +32,12 @@ constexpr char OVERDUE[] = "tarvoOverdue";
 
 void PresenterClient::setTrustedCertificates(const QList<QSslCertificate> &certificates)
 {
+    if (certificates == trustedCertificates)
+        return;
     trustedCertificates = certificates;
     tls = Tarvo::trusting(certificates);
+    // A manager makes a connection again with what it was first made with.
+    renewManager();
 }
 
 void PresenterClient::setProxy(const QNetworkProxy &proxy)
@@ -80,28 +91,43 @@ QNetworkAccessManager *PresenterClient::makeManager()
     return manager;
 }
 
+// Waits for the reply of an operation's request. Returns whether the operation goes on: not without the
+// client, nor when the host has ended the request.
+bool PresenterClient::goesOnAfter(QNetworkReply *reply)
+{
+    const int number = ++operationRequests;
+    reply->setProperty(NUMBER, number);
+    return survives([&] { waitForReply(reply); }) && !endedRequests.remove(number);
+}
+
 // They are handled like others that fail, from the event loop; the operations that wait for them hear of
 // it there. One whose answer has come, and has only not been handled, is left alone.
 void PresenterClient::abortRequests()
 {
-    const auto replies =
-        networkManager->findChildren<QNetworkReply *>(QString(), Qt::FindDirectChildrenOnly);
     QList<QPointer<QNetworkReply>> open;
-    for (QNetworkReply *reply : replies) {
-        if (replyCallbacks.contains(reply) && !reply->isFinished())
-            open.append(reply);
+    for (const QNetworkAccessManager *manager : oldManagers + QList{networkManager}) {
+        for (QNetworkReply *reply : repliesOf(manager)) {
+            if (replyCallbacks.contains(reply) && !reply->isFinished())
+                open.append(reply);
+        }
     }
-    if (!open.isEmpty())
-        ++aborts;
     for (const QPointer<QNetworkReply> &reply : qAsConst(open)) {
-        if (reply)
-            reply->abort();
+        if (!reply)
+            continue;
+        if (const int number = reply->property(NUMBER).toInt())
+            endedRequests.insert(number);
+        reply->abort();
     }
 }
 
 void PresenterClient::resetConnections()
 {
     abortRequests();
+    renewManager();
+}
+
+void PresenterClient::renewManager()
+{
     oldManagers.append(networkManager);
     networkManager = makeManager();
     dropOldManagers();
@@ -112,8 +138,7 @@ void PresenterClient::resetConnections()
 void PresenterClient::dropOldManagers()
 {
     const auto isUsed = [this](const QNetworkAccessManager *manager) {
-        const auto replies =
-            manager->findChildren<QNetworkReply *>(QString(), Qt::FindDirectChildrenOnly);
+        const auto replies = repliesOf(manager);
         return std::any_of(replies.begin(), replies.end(),
                            [this](QNetworkReply *reply) { return replyCallbacks.contains(reply); });
     };

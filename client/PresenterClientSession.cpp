@@ -195,6 +195,7 @@ void PresenterClient::getLearnersResponse(QString body)
 bool PresenterClient::doStopSession()
 {
     stopConfirmed = false;
+    wasStopEnded = false;
     if (sessionToken.isNull()) {
         TARVO_LOG(rest, "[PresenterClient] No session to stop!");
         return false;
@@ -228,8 +229,10 @@ bool PresenterClient::closeChannel()
 bool PresenterClient::postStop(const QString &body)
 {
     stopReply = send(QUrl(serverUrl + STOP_PATH), body.toUtf8(), nullptr, nullptr, false);
-    if (!survives([&] { waitForReply(stopReply); }))
+    bool goesOn = false;
+    if (!survives([&] { goesOn = goesOnAfter(stopReply); }))
         return false;
     stopReply = nullptr;
+    wasStopEnded = !goesOn;
     return true;
 }

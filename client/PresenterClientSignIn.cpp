@@ -253,7 +253,7 @@ void PresenterClient::userNameResponse(QString body)
 bool PresenterClient::doLogout()
 {
     pingTimer.stop();
-    if (hasSession() && !goesOn([&] { doStopSession(); }))
+    if (hasSession() && (!survives([&] { doStopSession(); }) || wasStopEnded))
         return false;
     return !loggedIn
         || (post(LOGOUT_PATH, NO_ARGUMENTS, &PresenterClient::logoutResponse) && !loggedIn);

@@ -12,11 +12,11 @@ namespace
 constexpr int NOTHING = -1;
 constexpr int LONGEST_S = 86400;
 
-// The forms of a date in HTTP, the first of which is the one in use.
+// The forms of a date in HTTP, behind the day of the week; the first is the one in use.
 const QLatin1String DATE_FORMATS[] = {
-    QLatin1String("ddd, dd MMM yyyy hh:mm:ss 'GMT'"),
-    QLatin1String("dddd, dd-MMM-yy hh:mm:ss 'GMT'"),
-    QLatin1String("ddd MMM d hh:mm:ss yyyy"),
+    QLatin1String("dd MMM yyyy hh:mm:ss 'GMT'"),
+    QLatin1String("dd-MMM-yy hh:mm:ss 'GMT'"),
+    QLatin1String("MMM d hh:mm:ss yyyy"),
 };
 
 // The toolkit takes a year of two digits for one of the last century.
@@ -26,7 +26,7 @@ constexpr int CENTURY = 100;
 // Not valid when the text is no date.
 QDateTime httpDate(const QByteArray &text)
 {
-    const QString words = QString::fromLatin1(text).simplified();
+    const QString words = QString::fromLatin1(text).simplified().section(QLatin1Char(' '), 1);
     for (const QLatin1String format : DATE_FORMATS) {
         QDateTime date = QLocale::c().toDateTime(words, format);
         if (!date.isValid())

@@ -195,11 +195,14 @@ void ClassRunner::hurry(int ms)
 void ClassRunner::endNow()
 {
     const QString code = m_client ? m_client->getSessionCode() : QString();
-    if (m_client && (m_hasSession || m_startIsUnclear) && !stopSession()) {
+    const bool hasSession = m_client && (m_hasSession || m_startIsUnclear);
+    if (hasSession && !stopSession()) {
         qWarning("[LiveClass] The session %s may still be open: the service has not confirmed "
                  "that it has stopped.",
                  qPrintable(code));
     }
+    if (hasSession)
+        enter(LiveClass::Ended, Failure::NoReason);
     m_client.reset();
     Q_EMIT finished();
 }

@@ -124,6 +124,7 @@ private:
     void stopNow();
     void signOutNow(int id);
     bool stopSession();
+    void retireChannel();
     void sessionIsGone();
     void endSession(Failure::Reason reason);
     void endNow();
@@ -178,9 +179,10 @@ private:
 
     Lesson m_lesson;
     QPointer<PresenterCollab> m_channel; // the client's child
+    QPointer<PresenterCollab> m_retired; // of the session before
     Channel m_channelIs = Channel::None;
     bool m_isClosedOnPurpose = false; // by the server, when it closed last
-    QTimer m_opening; // looks whether the channel is open, which it does not say
+    QTimer m_opening;                 // looks whether the channel is open, which it does not say
     QTimer m_openingLimit;
     QTimer m_probing;
     QTimer m_listing; // the learners are read at most once a second

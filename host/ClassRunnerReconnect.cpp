@@ -21,6 +21,7 @@ void ClassRunner::lose(Failure::Reason reason)
     if (!happens(ClassEvent::ChannelLost, reason))
         return;
     interrupt();
+    m_lesson.wentAway();
     m_attempt = 0;
     m_attemptBegan.invalidate();
     scheduleAttempt(-1);

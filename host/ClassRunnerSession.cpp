@@ -70,8 +70,7 @@ Failure ClassRunner::openSession(int turn)
             return {};
         if (!failure) {
             m_channel = channel;
-            connect(channel, &PresenterCollab::connectionClosed, this,
-                    &ClassRunner::channelClosed);
+            connect(channel, &PresenterCollab::connectionClosed, this, &ClassRunner::channelClosed);
             m_lesson.begin(channel);
             watchOpening(Channel::Opening);
             return {};
@@ -92,7 +91,8 @@ Failure ClassRunner::startSession(PresenterCollab **channel)
     const bool isMade = m_client->startWebsocket(channel);
     m_openingLimit.stop();
     m_hasSession = !m_client->getSessionToken().isEmpty();
-    m_startIsUnclear = isMade && !m_hasSession;
+    const bool isAnswered = m_client->getLastReply().error == QNetworkReply::NoError;
+    m_startIsUnclear = !m_hasSession && (isMade || !isAnswered);
     if (!isMade)
         return lastFailure(Action::Start, Failure::UnexpectedAnswer);
     if (!m_hasSession)
@@ -122,8 +122,12 @@ void ClassRunner::startFailed(const Failure &failure)
 // Without the robust transport this waits.
 void ClassRunner::openChannel(Channel as)
 {
-    watchOpening(as);
+    m_channelIs = Channel::None; // what is left of an earlier connection ends now
+    if (!m_settings.isRobust)
+        watchOpening(as);
     m_channel->open(m_client->getSockJSProtocols());
+    if (m_settings.isRobust)
+        watchOpening(as);
 }
 
 void ClassRunner::watchOpening(Channel as)
@@ -154,7 +158,7 @@ void ClassRunner::channelOpened()
 // Closing it would send every device away, so it is left to itself, until it is opened again.
 void ClassRunner::channelNotOpened()
 {
-    if (m_channelIs == Channel::None) { // while the client waits for it
+    if (m_channelIs == Channel::None && m_client) { // while the client waits for it
         const auto channels = m_client->findChildren<PresenterCollab *>();
         for (PresenterCollab *channel : channels)
             channel->close();
@@ -187,6 +191,8 @@ void ClassRunner::channelFailed(Failure::Reason reason)
     m_openingLimit.stop();
     m_probing.stop();
     m_working.stop();
+    if (m_channel && !m_channel->isConnected())
+        m_channel->close(); // an attempt that is still under way
     if (m_state == LiveClass::Live) {
         lose(reason);
     } else if (m_state == LiveClass::Starting) {
@@ -310,7 +316,17 @@ void ClassRunner::stopNow()
     m_notices->post(Notices::SessionIsOver{m_endReason});
 }
 
-// Whether the service has confirmed it. The channel goes later: its last word may still be on its way.
+// Its last word may still be on its way, so it goes with the next one, or with the client.
+void ClassRunner::retireChannel()
+{
+    delete m_retired;
+    m_retired = m_channel;
+    m_channel = nullptr;
+    if (m_retired)
+        m_retired->disconnect(this);
+}
+
+// Whether the service has confirmed it.
 bool ClassRunner::stopSession()
 {
     for (QTimer *timer : {&m_opening, &m_openingLimit, &m_probing, &m_working, &m_listing})
@@ -330,6 +346,7 @@ bool ClassRunner::stopSession()
     m_hasSession = false;
     m_startIsUnclear = false;
     m_lesson.end();
+    retireChannel();
     m_notices->post(Notices::CodeIs{QString()});
     return isConfirmed;
 }
@@ -403,8 +420,8 @@ void ClassRunner::showImageNow(int turn, int id, const QByteArray &png)
         const bool isUploaded =
             m_client->doUploadResource(QStringLiteral("image.png"), png, &resource, &path);
         if (!isInterrupted(turn)) {
-            failure = isUploaded ? m_lesson.showImageAt(m_serverUrl + path)
-                                 : m_lesson.showImage(png);
+            failure =
+                isUploaded ? m_lesson.showImageAt(m_serverUrl + path) : m_lesson.showImage(png);
         }
     }
     finish(id, failure);

@@ -19,8 +19,8 @@ bool isSendable(const QString &text)
 
 bool areSameTeacher(const Credentials &a, const Credentials &b)
 {
-    const bool isSameUser = a.kind == Credentials::OAuth || b.kind == Credentials::OAuth
-        || a.userId == b.userId;
+    const bool isSameUser =
+        a.kind == Credentials::OAuth || b.kind == Credentials::OAuth || a.userId == b.userId;
     return a.server == b.server && isSameUser;
 }
 
@@ -55,9 +55,10 @@ void ClassRunner::signIn(int id, const ClassSettings &settings, const Credential
 {
     if (!isSendable(credentials.userId) || !isSendable(credentials.secret)
         || !isSendable(credentials.deviceId)) {
-        signInEnded(id,
-                    {Action::SignIn, Failure::InvalidArgument, QString(),
-                     QStringLiteral("the name or password: it holds a quotation mark or a backslash")});
+        signInEnded(
+            id,
+            {Action::SignIn, Failure::InvalidArgument, QString(),
+             QStringLiteral("the name or password: it holds a quotation mark or a backslash")});
         return;
     }
     if (m_hasSession && !areSameTeacher(credentials, m_credentials)) {
@@ -151,7 +152,8 @@ void ClassRunner::signInEnded(int id, const Failure &failure)
     m_signInLossIsTold = false;
     m_keepAlive.start();
     m_notices->post(Notices::UserIs{m_signedInAs});
-    const bool isRenewed = happens(ClassEvent::SignInAccepted) ? false
+    const bool isRenewed = happens(ClassEvent::SignInAccepted)
+        ? false
         : m_hasSession && happens(ClassEvent::SignInRenewed, Failure::ConnectionLost);
     finish(id);
     if (isRenewed)
@@ -216,10 +218,12 @@ void ClassRunner::signOutNow(int id)
             failure = {Action::SignOut, Failure::StopUnconfirmed};
         m_notices->post(Notices::SessionIsOver{Failure::NoReason});
     }
-    m_client->setServerUrl(m_serverUrl);
-    if (m_client->isLoggedIn() && !m_client->doLogout() && !failure)
-        failure = lastFailure(Action::SignOut, Failure::UnexpectedAnswer);
     m_keepAlive.stop();
+    if (m_client) {
+        m_client->setServerUrl(m_serverUrl);
+        if (m_client->isLoggedIn() && !m_client->doLogout() && !failure)
+            failure = lastFailure(Action::SignOut, Failure::UnexpectedAnswer);
+    }
     m_client.reset();
     m_credentials = {};
     m_notices->post(Notices::UserIs{QString()});

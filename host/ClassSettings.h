@@ -23,7 +23,11 @@ struct ClassSettings {
 
 // Where and as whom a teacher signs in.
 struct Credentials {
-    enum Kind { Password, DeviceToken, OAuth };
+    enum Kind {
+        Password,
+        DeviceToken,
+        OAuth
+    };
 
     Kind kind = Password;
     QString server;

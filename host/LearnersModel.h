@@ -6,6 +6,9 @@
 #include <QtCore/QHash>
 #include <QtCore/QVector>
 
+#include <memory>
+#include <vector>
+
 namespace Tarvo
 {
 
@@ -16,6 +19,9 @@ class LearnersModel : public QAbstractListModel
     Q_OBJECT
 
 public:
+    // More learners are not shown.
+    static constexpr int MAX_ROWS = 20000;
+
     explicit LearnersModel(QObject *parent = nullptr);
 
     int rowCount(const QModelIndex &parent = {}) const override;
@@ -36,7 +42,27 @@ public:
     // Tells what has changed since the last time.
     void flush();
 
+    // The name that somebody has, or had when the row was removed during the activity; empty for
+    // others.
     QString nameOf(const QString &deviceId) const;
+
+private:
+    struct Row;
+
+    // Who is new among them, for the end of the list; the others' rows are brought up to date.
+    std::vector<Row *> takeIn(const QVector<Learner> &learners);
+    void comeBack(Row *row, const Learner &learner);
+    void change(Row *row, int aspects);
+    void removeRows(int first, int last);
+    // Removes the last rows before `end` of people who are gone; returns the row to go on before.
+    int removeLastGone(int end);
+    // Tells the next change from this row on; returns the row to go on with.
+    int tellChange(int from);
+
+    QHash<QString, std::shared_ptr<Row>> m_rowOf; // by device
+    std::vector<Row *> m_rows;                    // as they are shown
+    QHash<QString, QString> m_nameOfGone; // by device; whose rows were removed during the activity
+    bool m_isChanged = false;
 };
 
 } // namespace Tarvo

@@ -23,11 +23,18 @@ constexpr int MAX_ID_LENGTH = 200;
 // What waits for a host whose thread stands still.
 constexpr std::size_t MAX_WAITING = 500000;
 
-Learner cut(Learner learner)
+// Never in the middle of a character.
+QString cut(const QString &text, int length)
 {
-    learner.userName.truncate(LiveClass::MAX_NAME_LENGTH);
-    learner.deviceType.truncate(LiveClass::MAX_NAME_LENGTH);
-    return learner;
+    if (text.size() <= length)
+        return text;
+    return text.left(text.at(length - 1).isHighSurrogate() ? length - 1 : length);
+}
+
+Learner cut(const Learner &learner)
+{
+    return {learner.deviceId, cut(learner.userName, LiveClass::MAX_NAME_LENGTH),
+            cut(learner.deviceType, LiveClass::MAX_NAME_LENGTH)};
 }
 
 } // namespace
@@ -67,7 +74,7 @@ void Lesson::hear(PresenterCollab *channel)
             [this](const QString &deviceId, const QString &questionId, int responseTimeMs,
                    const QString &answer) {
                 answerCame({deviceId, questionId, responseTimeMs,
-                            answer.left(LiveClass::MAX_ANSWER_LENGTH)});
+                            cut(answer, LiveClass::MAX_ANSWER_LENGTH)});
             });
     connect(channel, &PresenterCollab::remoteControl, this, &Lesson::remoteCame);
 }
@@ -163,6 +170,11 @@ void Lesson::listingFailed()
 {
     m_isListing = false;
     m_listIsOnItsWay = false;
+}
+
+void Lesson::wentAway()
+{
+    m_newSinceLoss.clear();
 }
 
 void Lesson::cameBack()

@@ -50,6 +50,8 @@ public:
     void learnersAre(const QList<Learner> &listed);
     // The list could not be had.
     void listingFailed();
+    // The channel is gone.
+    void wentAway();
     // The channel is back, and the learners have been listed: who has come meanwhile gets what is running,
     // and what the host has wished is done.
     void cameBack();

@@ -108,7 +108,8 @@ Failure Lesson::startAssessment(const Assessment &assessment)
         return Failure(Action::StartAssessment, reason, QString(), why);
     };
     if (assessment.questions.isEmpty())
-        return fails(Failure::InvalidArgument, QStringLiteral("the assessment: it has no questions"));
+        return fails(Failure::InvalidArgument,
+                     QStringLiteral("the assessment: it has no questions"));
     for (const AssessmentQuestion &question : assessment.questions) {
         const QString why = whyNotAskable(question);
         if (!why.isEmpty())

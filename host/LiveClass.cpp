@@ -8,8 +8,7 @@
 namespace Tarvo
 {
 
-LiveClass::LiveClass(QObject *parent)
-    : QObject(parent), d(std::make_unique<LiveClassPrivate>(this))
+LiveClass::LiveClass(QObject *parent) : QObject(parent), d(std::make_unique<LiveClassPrivate>(this))
 {
     qRegisterMetaType<Operation>(); // Qt Quick calls nothing that returns what it does not know
 }
@@ -180,16 +179,14 @@ Operation LiveClass::startPoll(int kind, int ordinals, int count)
 
 Operation LiveClass::ask(const QString &text, int kind, const QStringList &options)
 {
-    const AssessmentQuestion question =
-        questionWithWords(text, PollType::POLL_TYPE(kind), options);
+    const AssessmentQuestion question = questionWithWords(text, PollType::POLL_TYPE(kind), options);
     return d->perform(Action::Ask, [question](Lesson &lesson) { return lesson.ask(question); });
 }
 
 Operation LiveClass::startAssessment(const Tarvo::Assessment &assessment)
 {
-    return d->perform(Action::StartAssessment, [assessment](Lesson &lesson) {
-        return lesson.startAssessment(assessment);
-    });
+    return d->perform(Action::StartAssessment,
+                      [assessment](Lesson &lesson) { return lesson.startAssessment(assessment); });
 }
 
 Operation LiveClass::stopActivity()
@@ -217,15 +214,13 @@ Operation LiveClass::showImage(const QByteArray &png)
 
 Operation LiveClass::showImageAt(const QString &url)
 {
-    return d->perform(Action::ShowImage,
-                      [url](Lesson &lesson) { return lesson.showImageAt(url); });
+    return d->perform(Action::ShowImage, [url](Lesson &lesson) { return lesson.showImageAt(url); });
 }
 
 Operation LiveClass::uploadImage(const QString &fileName, const QByteArray &bytes)
 {
-    return d->request(Action::UploadImage, [=](ClassRunner &runner, int id) {
-        runner.upload(id, fileName, bytes);
-    });
+    return d->request(Action::UploadImage,
+                      [=](ClassRunner &runner, int id) { runner.upload(id, fileName, bytes); });
 }
 
 Operation LiveClass::showLesson(const QString &id, const QString &name)
@@ -242,16 +237,14 @@ Operation LiveClass::showCard(int number, int total)
 
 Operation LiveClass::sendText(const QString &text)
 {
-    return d->perform(Action::SendText, [text](Lesson &lesson) {
-        return lesson.sendText(lesson.present(), text);
-    });
+    return d->perform(Action::SendText,
+                      [text](Lesson &lesson) { return lesson.sendText(lesson.present(), text); });
 }
 
 Operation LiveClass::sendTextTo(const QString &deviceId, const QString &text)
 {
-    return d->perform(Action::SendText, [=](Lesson &lesson) {
-        return lesson.sendText({deviceId}, text);
-    });
+    return d->perform(Action::SendText,
+                      [=](Lesson &lesson) { return lesson.sendText({deviceId}, text); });
 }
 
 Operation LiveClass::removeLearner(const QString &deviceId)

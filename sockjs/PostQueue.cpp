@@ -117,14 +117,12 @@ void PostQueue::sendNext()
 
     const int number = ++m_posts;
     const auto onUploadProgress = [=] { this->onUploadProgress(number); };
-    const auto onDownloadProgress = [=] {
-        onProgress(number);
-        if (number == m_posts)
-            m_answering.stop();
-    };
+    const auto onProgress = [=] { this->onProgress(number); };
+    const auto onAnswer = [=] { this->onAnswer(number); };
     connect(m_reply, &QNetworkReply::uploadProgress, this, onUploadProgress, Qt::QueuedConnection);
-    connect(m_reply, &QNetworkReply::downloadProgress, this, onDownloadProgress,
-            Qt::QueuedConnection);
+    connect(m_reply, &QNetworkReply::downloadProgress, this, onProgress, Qt::QueuedConnection);
+    connect(m_reply, &QNetworkReply::metaDataChanged, this, onAnswer, Qt::QueuedConnection);
+    connect(m_reply, &QNetworkReply::readyRead, this, onAnswer, Qt::QueuedConnection);
 }
 
 QNetworkReply *PostQueue::post(const Post &next)
@@ -193,6 +191,13 @@ void PostQueue::onUploadProgress(int post)
     onProgress(post);
     if (post == m_postBefore && m_answering.isActive())
         m_answering.start(m_answeringMs);
+}
+
+// The toolkit does not tell of every byte as a progress.
+void PostQueue::onAnswer(int post)
+{
+    if (post == m_posts)
+        m_answering.stop();
 }
 
 void PostQueue::expectAnswer(int timeoutMs)

@@ -94,6 +94,7 @@ private:
     void limitIdleness();
     void onProgress(int post);
     void onUploadProgress(int post);
+    void onAnswer(int post);
     void giveUp();
     void onTimeIsUp();
 

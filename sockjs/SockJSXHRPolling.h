@@ -55,8 +55,8 @@ public:
     /// For the robust way: milliseconds without a byte from the server, once it has sent
     /// heartbeats, before the connection ends; 0 for any time.
     void setHeartbeatTimeout(int ms);
-    /// The TLS settings of connections from the next `start()` on, for both halves; a null
-    /// configuration stands for the toolkit's default.
+    /// The TLS settings of both halves, to be made before `start()`; a null configuration stands for
+    /// the toolkit's default.
     void setTlsConfiguration(const QSslConfiguration &configuration) { tls = configuration; }
     /// Their proxy; one of type DefaultProxy, as by default, stands for the system's.
     void setProxy(const QNetworkProxy &proxy) { ownProxy = proxy; }

@@ -2,6 +2,8 @@
 
 #include "client/ServiceTest.h"
 
+#include <functional>
+
 inline const QByteArray PATH = "/vantora/test";
 
 // A client whose handlers note what they were given.
@@ -20,10 +22,17 @@ public:
         return !succeeded.isEmpty();
     }
 
-    void onSuccess(QString body) { succeeded.append(body); }
+    void onSuccess(QString body)
+    {
+        succeeded.append(body);
+        statuses.append(getLastReply().httpStatus);
+        if (whenSucceeding)
+            whenSucceeding();
+    }
     void onFailure(QNetworkReply *reply, QString body)
     {
         failed.append(body);
+        statuses.append(getLastReply().httpStatus);
         error = reply->error();
     }
 
@@ -32,7 +41,9 @@ public:
 
     QStringList succeeded;
     QStringList failed;
+    QList<int> statuses; // of the last reply, when a handler ran
     QNetworkReply::NetworkError error = QNetworkReply::NoError;
+    std::function<void()> whenSucceeding;
 };
 
 inline const PresenterClient::SuccessHandler NotingClient::SUCCESS_HANDLER =

@@ -20,13 +20,21 @@ public:
 
     static constexpr int LIMIT_MS = 20000;
     // The service takes its time, so that the class stays where it is.
-    static constexpr int HANGING_MS = 4000;
+    static constexpr int HANGING_MS = 2000;
 
     explicit ClassStage(const QStringList &options = {})
         : classroom(options), proxy(quint16(QUrl(classroom.url()).port())),
           host(std::make_unique<LiveClass>())
     {
     }
+
+    // The service is there until the session has been stopped.
+    ~ClassStage()
+    {
+        host.reset();
+        (void)QTest::qWaitFor([this] { return hasNoSessionNow(); }, 1000);
+    }
+    Q_DISABLE_COPY_MOVE(ClassStage)
 
     bool enter(LiveClass::State state)
     {
@@ -64,13 +72,13 @@ public:
     // The service forgets who is signed in, and the channel goes.
     void loseSignIn()
     {
-        classroom.remove(u"/classroom/sign-ins"_s);
+        classroom.remove(u"sign-ins"_s);
         loseChannel();
     }
-    void loseChannel() { classroom.remove(u"/classroom/connections"_s); }
+    void loseChannel() { classroom.remove(u"connections"_s); }
     void hang(const QString &path)
     {
-        classroom.post(u"/classroom/faults"_s, {{u"path"_s, path}, {u"delayMs"_s, HANGING_MS}});
+        classroom.post(u"faults"_s, {{u"path"_s, path}, {u"delayMs"_s, HANGING_MS}});
     }
 
     bool is(LiveClass::State state) const
@@ -93,9 +101,10 @@ public:
     // Whether the service has no session any more.
     bool hasNoSession()
     {
-        return QTest::qWaitFor(
-            [&] { return classroom.get(u"/classroom/sessions"_s).toArray().isEmpty(); }, LIMIT_MS);
+        return QTest::qWaitFor([&] { return hasNoSessionNow(); }, LIMIT_MS);
     }
+
+    bool hasNoSessionNow() { return classroom.get(u"sessions"_s).toArray().isEmpty(); }
 
     Classroom classroom;
     OutageProxy proxy;

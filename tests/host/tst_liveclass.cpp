@@ -33,7 +33,7 @@ private Q_SLOTS:
 namespace
 {
 
-const QStringList FIVE_LEARNERS{u"--learners"_s,    u"5"_s, u"--join-every"_s, u"1"_s,
+const QStringList FIVE_LEARNERS{u"--learners"_s,     u"5"_s, u"--join-every"_s, u"1"_s,
                                 u"--learner-stay"_s, u"0"_s, u"--think"_s,      u"50"_s};
 const QByteArray PNG("\x89PNG\r\n\x1a\n, for all that devices care");
 
@@ -87,7 +87,7 @@ void tst_LiveClass::startShowsTheCodeThatLearnersTypeIn()
 {
     ClassStage stage;
     QVERIFY(stage.enter(LiveClass::Live));
-    const QJsonArray sessions = stage.classroom.get(u"/classroom/sessions"_s).toArray();
+    const QJsonArray sessions = stage.classroom.get(u"sessions"_s).toArray();
     QCOMPARE(sessions.size(), 1);
     QCOMPARE(stage.host->sessionCode(), sessions.first().toObject().value(u"code"_s).toString());
     QCOMPARE(stage.host->transport(), u"websocket"_s);
@@ -123,9 +123,8 @@ void tst_LiveClass::questionWithWordsIsCountedByItsOptions()
 {
     Lesson lesson;
     QVERIFY(lesson.begin());
-    QVERIFY(ClassStage::succeeds(
-        lesson.host->ask(u"Which is longest?"_s, PollType::MULTIPLE,
-                         {u"Danube"_s, u"Rhine"_s, u"Volga"_s})));
+    QVERIFY(ClassStage::succeeds(lesson.host->ask(u"Which is longest?"_s, PollType::MULTIPLE,
+                                                  {u"Danube"_s, u"Rhine"_s, u"Volga"_s})));
     QVERIFY(lesson.areAnswered(5));
     QCOMPARE(lesson.texts(lesson.host->results(), LiveClass::LabelRole),
              (QStringList{u"A Danube"_s, u"B Rhine"_s, u"C Volga"_s}));
@@ -188,8 +187,11 @@ void tst_LiveClass::assessmentIsAnsweredQuestionByQuestion()
     Assessment assessment;
     assessment.title = u"Rivers"_s;
     assessment.questions = {
-        {PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, u"Which?"_s,
-         {{u"A"_s, u"Danube"_s}, {u"B"_s, u"Rhine"_s}}, {}},
+        {PollType::MULTIPLE,
+         OrdinalType::ALPHA_UPPER,
+         u"Which?"_s,
+         {{u"A"_s, u"Danube"_s}, {u"B"_s, u"Rhine"_s}},
+         {}},
         {PollType::NUMBER, OrdinalType::GENERIC, u"How many?"_s, {}, {}},
     };
     QVERIFY(ClassStage::succeeds(lesson.host->startAssessment(assessment)));
@@ -256,7 +258,7 @@ void tst_LiveClass::lessonAndCardAnswerTheRemote()
     QVERIFY(ClassStage::succeeds(lesson.host->showLesson(u"L1"_s, u"Rivers"_s)));
     QVERIFY(ClassStage::succeeds(lesson.host->showCard(2, 3)));
     QSignalSpy commands(lesson.host.get(), &LiveClass::remoteCommand);
-    lesson.classroom.post(u"/classroom/remote"_s, {{u"command"_s, u"requestLessonInfo"_s}});
+    lesson.classroom.post(u"remote"_s, {{u"command"_s, u"requestLessonInfo"_s}});
     QCOMPARE(lesson.classroom.received(u"currentLesson"_s).size(), 1);
     QCOMPARE(lesson.classroom.received(u"currentCard"_s).size(), 1);
     QTRY_COMPARE(commands.size(), 1);

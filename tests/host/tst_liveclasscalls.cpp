@@ -99,7 +99,7 @@ void teachEverything(ClassStage &stage, const QPointer<LiveClass> &host)
     next([](LiveClass &one) { return one.uploadImage(u"a.png"_s, "x"); });
     next([](LiveClass &one) { return one.showLesson(u"\""_s, QString()); });
     if (host)
-        stage.classroom.post(u"/classroom/remote"_s, {{u"command"_s, u"nextCard"_s}});
+        stage.classroom.post(u"remote"_s, {{u"command"_s, u"nextCard"_s}});
     next([&](LiveClass &one) { return one.removeLearner(stage.classroom.deviceId(0)); });
     if (host)
         stage.loseChannel();
@@ -159,12 +159,15 @@ void tst_LiveClassCalls::classMayGoInEveryState()
     QFETCH(LiveClass::State, state);
     ClassStage stage;
     QVERIFY(stage.enter(state));
+    // A session that cannot be reached, or that the teacher has lost, stays behind, with a word.
+    const bool staysBehind = state == LiveClass::Reconnecting || state == LiveClass::SignInNeeded;
+    if (staysBehind)
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"may still be open"_s));
+    QElapsedTimer timer;
+    timer.start();
     stage.host.reset();
-    stage.proxy.setMode(OutageProxy::Pass);
-    // Only a session that cannot be reached stays behind, and one that the teacher has lost.
-    const bool isReachable =
-        state != LiveClass::Reconnecting && state != LiveClass::SignInNeeded;
-    QCOMPARE(stage.hasNoSession(), isReachable);
+    QVERIFY(timer.elapsed() < 100);
+    QVERIFY(staysBehind || stage.hasNoSession());
 }
 
 void tst_LiveClassCalls::classMayGoInASlotOfEverySignal_data()
@@ -178,8 +181,7 @@ void tst_LiveClassCalls::classMayGoInASlotOfEverySignal_data()
     QTest::newRow("pausedChanged") << QByteArray("pausedChanged()");
     QTest::newRow("attemptChanged") << QByteArray("attemptChanged()");
     QTest::newRow("reasonChanged") << QByteArray("reasonChanged()");
-    QTest::newRow("operationFinished")
-        << QByteArray("operationFinished(int,Tarvo::Failure)");
+    QTest::newRow("operationFinished") << QByteArray("operationFinished(int,Tarvo::Failure)");
     QTest::newRow("failed") << QByteArray("failed(Tarvo::Failure)");
     QTest::newRow("learnerJoined") << QByteArray("learnerJoined(Tarvo::Learner)");
     QTest::newRow("learnerLeft") << QByteArray("learnerLeft(QString)");
