@@ -35,7 +35,7 @@ class CookieJar;
 ///
 /// **Operations wait.** Every `do...` operation (and `checkServer`, `sendKeepAlive`, `reLogin` and
 /// `startWebsocket`) sends POST requests and waits for each reply in a local event
-/// loop, at most 10,000 ms a request. User input is kept back meanwhile, but timers, sockets
+/// loop, at most 10,000 ms a request by default. User input is kept back meanwhile, but timers, sockets
 /// and slots of the host run. The client is meant to have one request in flight at a time: the first
 /// reply that is handled ends every wait in progress, and the requests that are still open then are
 /// aborted and fail.
@@ -179,9 +179,10 @@ public:
     // ---- Requests ----------------------------------------------------------------------------------
 
     /// Sends `body` to `url` as a POST and, if `wait` is set, waits up to 10,000 ms, or the time of
-    /// `setRequestTimeout()`, until a reply has been handled; a reply that is still missing then is aborted and counts as failed. The content
-    /// type is JSON, or that of a form parted by `MULTIPART_BOUNDARY` if `multipart` is set. Handlers
-    /// may be null. The client may be gone when a waiting call returns.
+    /// `setRequestTimeout()`, until a reply has been handled; a reply that is still missing then is
+    /// aborted and counts as failed. The content type is JSON, or that of a form parted by
+    /// `MULTIPART_BOUNDARY` if `multipart` is set. Handlers may be null. The client may be gone when a
+    /// waiting call returns.
     void doRequest(bool wait, const QUrl &url, const QByteArray &body, SuccessHandler success,
                    FailureHandler failure, bool multipart);
     /// The same with a text, which is sent as UTF-8.

@@ -167,9 +167,8 @@ void PresenterClient::noteReply(const QNetworkReply *reply, const QString &body)
 
     lastReply = Reply();
     lastReply.error = reply->error();
-    lastReply.errorText = Tarvo::withoutUserInfo(reply->errorString());
-    if (lastReply.error == QNetworkReply::NoError)
-        lastReply.errorText.clear();
+    if (lastReply.error != QNetworkReply::NoError)
+        lastReply.errorText = Tarvo::withoutUserInfo(reply->errorString());
     if (lastReply.error == QNetworkReply::OperationCanceledError
         && reply->property(OVERDUE).toBool()) {
         lastReply.error = QNetworkReply::TimeoutError;

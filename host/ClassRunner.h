@@ -154,6 +154,7 @@ private:
     void loseSignIn();
     void attemptFailed(Failure::Reason reason, int retryAfterS = -1);
     void tellAttempt();
+    void lookAfterChannel();
     void somethingChanged();
     int requestTimeoutMs() const;
 

@@ -120,12 +120,23 @@ void ClassRunner::reconnectNow(int id)
     finish(id);
 }
 
+// Over HTTP what is sent may get through while what is received has no connection any more, so a
+// channel there is opened anew rather than asked.
+void ClassRunner::lookAfterChannel()
+{
+    const bool isWebSocket = m_channel && m_channel->getTransport() == QLatin1String("websocket");
+    if (isWebSocket || !m_settings.isRobust)
+        probe();
+    else if (m_channelIs == Channel::Open)
+        openChannel(Channel::Renewing);
+}
+
 // The computer has slept, or a network has come up: the connection may be dead, and what could not be
 // reached may be there now. An attempt that began before is not waited for.
 void ClassRunner::somethingChanged()
 {
     if (m_state == LiveClass::Live) {
-        probe();
+        lookAfterChannel();
     } else if (m_state == LiveClass::Reconnecting) {
         interrupt();
         beginAttempt();

@@ -151,7 +151,9 @@ void ClassRunner::channelOpened()
     m_notices->post(Notices::TransportIs{m_channel->getTransport()});
     const bool isRenewed = m_channelIs == Channel::Renewing;
     m_channelIs = Channel::Open;
-    if (!isRenewed)
+    if (isRenewed)
+        wantLearners();
+    else
         enqueue([this](int turn) { becomeLive(turn); });
 }
 

@@ -27,8 +27,8 @@ class XHRReceiver;
 /// runs apart from it, as POST requests to "/xhr_send" through a network access manager; they leave
 /// one after another, so that messages cannot overtake each other. A post that makes no progress
 /// for 30,000 ms, or takes 120,000 ms in all, is given up; at most 64 MiB of messages wait for
-/// their turn. What is lost is logged. Both halves share the server's cookies and the system's
-/// proxy. HTTP status codes are not read on either.
+/// their turn. What is lost is logged. Both halves share the server's cookies and the
+/// proxy, the system's by default. HTTP status codes are not read on either.
 ///
 /// **The robust way.** After `setRobustTransport(true)` an XHRReceiver takes the worker's place: it
 /// asks by itself, as soon as the answer before is whole, delivers frames as they arrive, and tells

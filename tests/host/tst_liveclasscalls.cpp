@@ -100,7 +100,8 @@ void teachEverything(ClassStage &stage, const QPointer<LiveClass> &host)
     next([](LiveClass &one) { return one.showLesson(u"\""_s, QString()); });
     if (host)
         stage.classroom.post(u"remote"_s, {{u"command"_s, u"nextCard"_s}});
-    next([&](LiveClass &one) { return one.removeLearner(stage.classroom.deviceId(0)); });
+    const QString ada = host ? stage.classroom.deviceId(0) : QString();
+    next([&](LiveClass &one) { return one.removeLearner(ada); });
     if (host)
         stage.loseChannel();
     comes([&] { return host->state() == LiveClass::Reconnecting; });
