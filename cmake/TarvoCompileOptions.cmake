@@ -9,10 +9,17 @@ function(tarvo_set_compile_options target)
   endif()
 endfunction()
 
+if(TARVO_SANITIZE AND TARVO_SANITIZE_THREADS)
+  message(FATAL_ERROR "TARVO_SANITIZE and TARVO_SANITIZE_THREADS exclude each other: a program takes one of them.")
+endif()
 if(TARVO_SANITIZE)
   # For the whole tree: the library, the LZMA SDK inside it and every program that loads it.
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+endif()
+if(TARVO_SANITIZE_THREADS)
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
 endif()
 
 if(TARVO_BUILD_FUZZERS)

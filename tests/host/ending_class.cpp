@@ -46,20 +46,22 @@ void endWhen(const QByteArray &how, std::unique_ptr<LiveClass> &lesson)
 {
     LiveClass *const own = lesson.get();
     const auto isStarting = [own] { return own->state() == LiveClass::Starting; };
-    QObject::connect(own, &LiveClass::stateChanged, qApp, [&lesson, how, isStarting] {
-        if (how == "starting" && isStarting())
-            endHost();
-        if (lesson->state() != LiveClass::Live)
-            return;
-        if (how == "deleted")
-            lesson.reset();
-        endHost();
-    });
+    QObject::connect(own, &LiveClass::stateChanged, QCoreApplication::instance(),
+                     [&lesson, how, isStarting] {
+                         if (how == "starting" && isStarting())
+                             endHost();
+                         if (lesson->state() != LiveClass::Live)
+                             return;
+                         if (how == "deleted")
+                             lesson.reset();
+                         endHost();
+                     });
     // The transport is told when the channel is open, before the class is live.
-    QObject::connect(own, &LiveClass::transportChanged, qApp, [how, isStarting] {
-        if (how == "opening" && isStarting())
-            endHost();
-    });
+    QObject::connect(own, &LiveClass::transportChanged, QCoreApplication::instance(),
+                     [how, isStarting] {
+                         if (how == "opening" && isStarting())
+                             endHost();
+                     });
 }
 
 } // namespace
@@ -71,12 +73,12 @@ int main(int argc, char *argv[])
     endWhen(argv[2], lesson);
     const auto start = [own = lesson.get()] {
         own->start().then(
-            qApp, [] {}, giveUp);
+            QCoreApplication::instance(), [] {}, giveUp);
     };
     lesson
         ->signIn(QString::fromLocal8Bit(argv[3]), QStringLiteral("teacher"),
                  QStringLiteral("secret"))
-        .then(qApp, start, giveUp);
+        .then(QCoreApplication::instance(), start, giveUp);
     const int result = QCoreApplication::exec();
     return result == 0 ? OWN_CODE : result; // the class goes before the application does
 }
