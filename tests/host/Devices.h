@@ -14,7 +14,7 @@
 class Devices
 {
 public:
-    // `url` is the service's own.
+    // `url` is the service's own, an http one.
     explicit Devices(const QString &url);
     ~Devices();
     Q_DISABLE_COPY_MOVE(Devices)
