@@ -100,7 +100,7 @@ private:
             const QByteArray bytes = m_waiting.dequeue().bytes;
             if (bytes.isNull())
                 m_to->disconnectFromHost();
-            else if (m_to->state() != QTcpSocket::UnconnectedState)
+            else if (m_to->isValid())
                 m_to->write(bytes);
         }
         if (!m_isHeld && !m_waiting.isEmpty())
