@@ -13,7 +13,7 @@ namespace
 {
 
 // What the notices may take of the host's thread before its other events have their turn.
-constexpr qint64 SLICE_NS = 2 * 1000 * 1000;
+constexpr qint64 SLICE_NS = 2000000;
 // The models tell their changes together, at most 60 times a second.
 constexpr int FLUSH_MS = 17;
 // The learners that are put into the model at once.
