@@ -319,7 +319,7 @@ void tst_Freezes::rowsChangeSixtyTimesASecondAtMost()
     }
     qInfo("a row changed %d and %d times a second", results.mostInASecond(),
           learners.mostInASecond());
-    QVERIFY(results.mostInASecond() >= 10 && learners.mostInASecond() >= 10);
+    QVERIFY(results.mostInASecond() > 1 && learners.mostInASecond() > 1);
     QVERIFY(results.mostInASecond() <= 60);
     QVERIFY(learners.mostInASecond() <= 60);
 }
