@@ -105,8 +105,10 @@ bool PresenterClient::goesOnAfter(QNetworkReply *reply)
 void PresenterClient::abortRequests()
 {
     QList<QPointer<QNetworkReply>> open;
-    for (const QNetworkAccessManager *manager : oldManagers + QList{networkManager}) {
-        for (QNetworkReply *reply : repliesOf(manager)) {
+    const auto managers = oldManagers + QList{networkManager};
+    for (const QNetworkAccessManager *manager : managers) {
+        const auto replies = repliesOf(manager);
+        for (QNetworkReply *reply : replies) {
             if (replyCallbacks.contains(reply) && !reply->isFinished())
                 open.append(reply);
         }

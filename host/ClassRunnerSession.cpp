@@ -313,7 +313,8 @@ void ClassRunner::stopNow()
     happens(ClassEvent::StopEnded, m_endReason);
     if (m_stopIds.isEmpty() && failure)
         m_notices->post(Notices::SomethingFailed{failure});
-    for (int id : std::exchange(m_stopIds, {}))
+    const QList<int> stopIds = std::exchange(m_stopIds, {});
+    for (int id : stopIds)
         finish(id, failure);
     m_notices->post(Notices::SessionIsOver{m_endReason});
 }

@@ -140,13 +140,13 @@ void LearnersModel::remove(const QString &deviceId)
     if (shown == m_rows.end())
         return;
     const int index = static_cast<int>(shown - m_rows.begin());
-    removeRows(index, index);
+    removeRange(index, index);
 }
 
 void LearnersModel::clear()
 {
     if (!m_rows.empty())
-        removeRows(0, rowCount() - 1);
+        removeRange(0, rowCount() - 1);
 }
 
 void LearnersModel::beginActivity()
@@ -178,11 +178,11 @@ int LearnersModel::removeLastGone(int end)
     while (first > 0 && !isPresent(first - 1))
         --first;
     if (first < end)
-        removeRows(first, end - 1);
+        removeRange(first, end - 1);
     return first;
 }
 
-void LearnersModel::removeRows(int first, int last)
+void LearnersModel::removeRange(int first, int last)
 {
     beginRemoveRows({}, first, last);
     const auto begin = m_rows.begin() + first;

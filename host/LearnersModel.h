@@ -53,7 +53,7 @@ private:
     std::vector<Row *> takeIn(const QVector<Learner> &learners);
     void comeBack(Row *row, const Learner &learner);
     void change(Row *row, int aspects);
-    void removeRows(int first, int last);
+    void removeRange(int first, int last);
     // Removes the last rows before `end` of people who are gone; returns the row to go on before.
     int removeLastGone(int end);
     // Tells the next change from this row on; returns the row to go on with.

@@ -217,7 +217,7 @@ void Lesson::take(const Answer &answer)
     QString &known = m_answers[answer.questionId][answer.deviceId];
     if ((!known.isNull() && known == answer.text) || m_host.size() > MAX_WAITING)
         return;
-    known = answer.text.isNull() ? QStringLiteral("") : answer.text;
+    known = answer.text.isNull() ? QString(QLatin1String("")) : answer.text;
     m_host.post(Notices::AnswerCame{answer.deviceId, answer.questionId, answer.text,
                                     answer.responseTimeMs, !isCounted});
 }
