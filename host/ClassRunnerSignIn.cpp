@@ -176,12 +176,17 @@ void ClassRunner::completeRegistration(int id, const QString &data)
 
 // ---- Staying signed in ---------------------------------------------------------------------------
 
-// Once, with what the host has let us keep.
+// With what the host has let us keep, until it is refused: more tries may lock the teacher out.
 bool ClassRunner::signInAgain(int turn)
 {
     if (!m_settings.keepsPassword || m_credentials.secret.isEmpty() || isInterrupted(turn))
         return false;
-    return !tryCredentials(QString());
+    const Failure failure = tryCredentials(QString());
+    if (failure.reason() == Failure::SignInRefused) {
+        m_credentials.secret.clear();
+        m_client->forgetCredentials();
+    }
+    return !failure;
 }
 
 void ClassRunner::keepAlive(int turn)
