@@ -179,6 +179,7 @@ private:
     Lesson m_lesson;
     QPointer<PresenterCollab> m_channel; // the client's child
     Channel m_channelIs = Channel::None;
+    bool m_isReplacing = false;       // a connection by a new one
     bool m_isClosedOnPurpose = false; // by the server, when it closed last
     QTimer m_opening; // looks whether the channel is open, which it does not say
     QTimer m_openingLimit;

@@ -131,11 +131,13 @@ void ClassRunner::startFailed(const Failure &failure)
 
 // ---- The channel ---------------------------------------------------------------------------------
 
-// Without the robust transport this waits.
+// Without the robust transport this waits. What is left of the connection before ends first, and says so.
 void ClassRunner::openChannel(Channel as)
 {
     watchOpening(as);
+    m_isReplacing = true;
     m_channel->open(m_client->getSockJSProtocols());
+    m_isReplacing = false;
 }
 
 void ClassRunner::watchOpening(Channel as)
@@ -177,7 +179,7 @@ void ClassRunner::channelNotOpened()
 
 void ClassRunner::channelClosed(bool forInactivity)
 {
-    if (m_channelIs == Channel::None)
+    if (m_channelIs == Channel::None || m_isReplacing)
         return;
     if (forInactivity && m_state == LiveClass::Live && m_channelIs == Channel::Open) {
         enqueue([this](int turn) {

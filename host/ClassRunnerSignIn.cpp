@@ -151,10 +151,12 @@ void ClassRunner::signInEnded(int id, const Failure &failure)
     m_signInLossIsTold = false;
     m_keepAlive.start();
     m_notices->post(Notices::UserIs{m_signedInAs});
-    const bool isRenewed = happens(ClassEvent::SignInAccepted) ? false
-        : m_hasSession && happens(ClassEvent::SignInRenewed, Failure::ConnectionLost);
+    if (m_hasSession)
+        happens(ClassEvent::SignInRenewed, Failure::ConnectionLost);
+    else
+        happens(ClassEvent::SignInAccepted);
     finish(id);
-    if (isRenewed)
+    if (m_hasSession)
         beginAttempt();
 }
 
