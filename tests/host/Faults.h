@@ -29,6 +29,13 @@ inline QJsonObject refusal(int status, const QString &key)
     return {{u"status"_s, status}, {u"body"_s, u"{\"errorMsgKeys\":[\"%1\"]}"_s.arg(key)}};
 }
 
+// Maintenance that is over after so many seconds.
+inline QJsonObject tellingToWait(int seconds)
+{
+    const QJsonObject headers{{u"Retry-After"_s, QString::number(seconds)}};
+    return {{u"status"_s, 503}, {u"headers"_s, headers}};
+}
+
 // The same again.
 inline QJsonObject twice(QJsonObject fault)
 {
