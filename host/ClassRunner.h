@@ -182,6 +182,7 @@ private:
     QPointer<PresenterCollab> m_channel; // the client's child
     QPointer<PresenterCollab> m_retired; // of the session before
     Channel m_channelIs = Channel::None;
+    bool m_isReplacing = false;       // a connection by a new one
     bool m_isClosedOnPurpose = false; // by the server, when it closed last
     QTimer m_opening;                 // looks whether the channel is open, which it does not say
     QTimer m_openingLimit;

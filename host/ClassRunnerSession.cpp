@@ -13,6 +13,8 @@ namespace
 
 // The reply to the start, or to the join, may be lost on the way; asking once more mends that.
 constexpr int START_TRIES = 2;
+// Where the collaboration server is, and which transports the tenant prefers.
+constexpr int REQUESTS_BEFORE_START = 2;
 // Every transport has its time: 15 s each.
 constexpr int MAX_OPENING_MS = 50000;
 constexpr int LISTING_DISTANCE_MS = 1000;
@@ -30,6 +32,7 @@ const char PNG_SIGNATURE[] = "\x89PNG\r\n\x1a\n";
 void ClassRunner::start(int id)
 {
     m_startId = id;
+    m_startIsUnclear = false;
     m_endReason = Failure::NoReason;
     enqueue([this](int turn) { startNow(turn); });
 }
@@ -45,15 +48,13 @@ void ClassRunner::startNow(int turn)
         startFailed(failure);
 }
 
+// The client signs in again, once, if it must and may.
 Failure ClassRunner::createSession(int turn)
 {
     m_client->setServerUrl(m_serverUrl);
-    bool isCreated = m_client->doStartSession(QString());
-    if (!isCreated && !m_client->isLoggedIn() && !isInterrupted(turn)) {
-        if (!signInAgain(turn))
-            return {Action::Start, Failure::SignInOver};
-        isCreated = m_client->doStartSession(QString());
-    }
+    const bool isCreated = m_client->doStartSession(QString());
+    if (!isCreated && !m_client->isLoggedIn() && !isInterrupted(turn))
+        return {Action::Start, Failure::SignInOver};
     if (!isCreated)
         return lastFailure(Action::Start, Failure::UnexpectedAnswer);
     m_notices->post(Notices::CodeIs{m_client->getSessionCode()});
@@ -86,13 +87,23 @@ Failure ClassRunner::openSession(int turn)
 // not join it: nobody could be heard in it.
 Failure ClassRunner::startSession(PresenterCollab **channel)
 {
-    m_startIsUnclear = true;
+    const int turn = m_turn;
+    int answers = 0;
+    const auto counting =
+        connect(m_client.get(), &PresenterClient::requestProcessed, this, [this, turn, &answers] {
+            if (!isInterrupted(turn))
+                ++answers;
+        });
     m_openingLimit.start(MAX_OPENING_MS); // without the robust transport this waits for the channel
     const bool isMade = m_client->startWebsocket(channel);
     m_openingLimit.stop();
+    disconnect(counting);
     m_hasSession = !m_client->getSessionToken().isEmpty();
-    const bool isAnswered = m_client->getLastReply().error == QNetworkReply::NoError;
-    m_startIsUnclear = !m_hasSession && (isMade || !isAnswered);
+    // An interrupted start may reach the service all the same.
+    if (isMade || (isInterrupted(turn) && answers >= REQUESTS_BEFORE_START))
+        m_startIsUnclear = true;
+    if (m_hasSession)
+        m_startIsUnclear = false;
     if (!isMade)
         return lastFailure(Action::Start, Failure::UnexpectedAnswer);
     if (!m_hasSession)
@@ -119,15 +130,13 @@ void ClassRunner::startFailed(const Failure &failure)
 
 // ---- The channel ---------------------------------------------------------------------------------
 
-// Without the robust transport this waits.
+// Without the robust transport this waits. What is left of the connection before ends first, and says so.
 void ClassRunner::openChannel(Channel as)
 {
-    m_channelIs = Channel::None; // what is left of an earlier connection ends now
-    if (!m_settings.isRobust)
-        watchOpening(as);
+    watchOpening(as);
+    m_isReplacing = true;
     m_channel->open(m_client->getSockJSProtocols());
-    if (m_settings.isRobust)
-        watchOpening(as);
+    m_isReplacing = false;
 }
 
 void ClassRunner::watchOpening(Channel as)
@@ -171,7 +180,7 @@ void ClassRunner::channelNotOpened()
 
 void ClassRunner::channelClosed(bool forInactivity)
 {
-    if (m_channelIs == Channel::None)
+    if (m_channelIs == Channel::None || m_isReplacing)
         return;
     if (forInactivity && m_state == LiveClass::Live && m_channelIs == Channel::Open) {
         enqueue([this](int turn) {

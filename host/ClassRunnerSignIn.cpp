@@ -152,11 +152,12 @@ void ClassRunner::signInEnded(int id, const Failure &failure)
     m_signInLossIsTold = false;
     m_keepAlive.start();
     m_notices->post(Notices::UserIs{m_signedInAs});
-    const bool isRenewed = happens(ClassEvent::SignInAccepted)
-        ? false
-        : m_hasSession && happens(ClassEvent::SignInRenewed, Failure::ConnectionLost);
+    if (m_hasSession)
+        happens(ClassEvent::SignInRenewed, Failure::ConnectionLost);
+    else
+        happens(ClassEvent::SignInAccepted);
     finish(id);
-    if (isRenewed)
+    if (m_hasSession)
         beginAttempt();
 }
 
@@ -178,12 +179,17 @@ void ClassRunner::completeRegistration(int id, const QString &data)
 
 // ---- Staying signed in ---------------------------------------------------------------------------
 
-// Once, with what the host has let us keep.
+// With what the host has let us keep, until it is refused: more tries may lock the teacher out.
 bool ClassRunner::signInAgain(int turn)
 {
     if (!m_settings.keepsPassword || m_credentials.secret.isEmpty() || isInterrupted(turn))
         return false;
-    return !tryCredentials(QString());
+    const Failure failure = tryCredentials(QString());
+    if (failure.reason() == Failure::SignInRefused) {
+        m_credentials.secret.clear();
+        m_client->forgetCredentials();
+    }
+    return !failure;
 }
 
 void ClassRunner::keepAlive(int turn)

@@ -307,6 +307,15 @@ test('replies are compressed on request', async (t) => {
   assert.equal(reply.json.data.userLoginId, 'teacher');
 });
 
+test('faults can set headers', async (t) => {
+  const { rest } = await signedIn(t);
+  const path = '/vantora/session/create';
+  await rest.control('POST', 'faults', { path, status: 503, headers: { 'Retry-After': '7' } });
+  const reply = await rest.postJson(path);
+  assert.deepEqual([reply.status, reply.headers.get('retry-after')], [503, '7']);
+  assert.equal((await rest.postJson(path)).headers.get('retry-after'), null);
+});
+
 test('faults replace, delay or drop replies as often as asked', async (t) => {
   const { rest } = await signedIn(t);
   const path = '/vantora/session/create';

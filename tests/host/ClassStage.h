@@ -31,8 +31,10 @@ public:
     // The service is there until the session has been stopped.
     ~ClassStage()
     {
+        const bool hasSession = !host || !host->sessionCode().isEmpty();
         host.reset();
-        (void)QTest::qWaitFor([this] { return hasNoSessionNow(); }, 1000);
+        if (hasSession)
+            (void)QTest::qWaitFor([this] { return hasNoSessionNow(); }, 1000);
     }
     Q_DISABLE_COPY_MOVE(ClassStage)
 
@@ -76,9 +78,12 @@ public:
         loseChannel();
     }
     void loseChannel() { classroom.remove(u"connections"_s); }
-    void hang(const QString &path)
+    void hang(const QString &path) { fault(path, {{u"delayMs"_s, HANGING_MS}}); }
+    // The next request to the path goes wrong in this way; see Faults.h.
+    void fault(const QString &path, QJsonObject how)
     {
-        classroom.post(u"faults"_s, {{u"path"_s, path}, {u"delayMs"_s, HANGING_MS}});
+        how.insert(u"path"_s, path);
+        classroom.post(u"faults"_s, how);
     }
 
     bool is(LiveClass::State state) const
@@ -97,6 +102,12 @@ public:
     static Tarvo::Failure::Reason failureOf(const Tarvo::Operation &operation)
     {
         return ends(operation) ? operation.failure().reason() : Tarvo::Failure::NoReason;
+    }
+    // A simulated learner comes and is shown.
+    bool hasLearner()
+    {
+        classroom.post(u"learners"_s, {});
+        return QTest::qWaitFor([&] { return host->learners()->rowCount() == 1; }, LIMIT_MS);
     }
     // Whether the service has no session any more.
     bool hasNoSession()

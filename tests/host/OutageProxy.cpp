@@ -72,6 +72,7 @@ public:
         m_isHeld = held;
         deliver();
     }
+    void refuseWebSockets() { m_refusesWebSockets = true; }
 
 private:
     struct Piece {
@@ -82,6 +83,8 @@ private:
     void take()
     {
         const QByteArray bytes = m_from->readAll();
+        if (m_refusesWebSockets && bytes.toLower().contains("upgrade: websocket"))
+            return m_from->disconnectFromHost();
         if (!bytes.isEmpty())
             m_waiting.enqueue({QDeadlineTimer(m_delayMs, Qt::PreciseTimer), bytes});
         deliver();
@@ -111,6 +114,7 @@ private:
     QTcpSocket *m_to;
     const int &m_delayMs;
     bool m_isHeld = false;
+    bool m_refusesWebSockets = false;
     QQueue<Piece> m_waiting;
     QTimer m_next;
 };
@@ -136,6 +140,7 @@ public:
                 lane->setHeld(held);
         }
     }
+    void refuseWebSockets() { m_there->refuseWebSockets(); }
     void close()
     {
         if (takeLanesAway()) {
@@ -223,7 +228,10 @@ private:
             answerWithBadGateway(client);
         } else {
             m_links.push_back(std::make_unique<Link>(client, m_service, replyDelayMs));
-            treat(*m_links.back());
+            if (m_mode == NoWebSockets)
+                m_links.back()->refuseWebSockets();
+            else
+                treat(*m_links.back());
         }
     }
 
@@ -236,6 +244,7 @@ private:
         case Restart:
         case NameGone:
         case BadGateway:
+        case NoWebSockets:
             return link.close();
         case Reset:
             return link.reset();

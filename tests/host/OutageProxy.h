@@ -18,7 +18,8 @@ public:
         Stall,      // nothing goes through; what waits is delivered afterwards
         Mute,       // connections carry nothing any more, also afterwards, and stay open
         BadGateway, // connections are closed in order; on new ones each request is answered with 502
-        NameGone    // as Restart, and the name in url() is not known
+        NoWebSockets, // connections are closed in order, new ones that ask for a web socket, too
+        NameGone      // as Restart, and the name in url() is not known
     };
 
     explicit OutageProxy(quint16 service);

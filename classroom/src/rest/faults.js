@@ -7,11 +7,12 @@ export class Faults {
   #pending = [];
 
   /**
-   * Adds a fault: {path, times, delayMs, status, body, hangUp}. It applies to the next `times`
-   * requests of the path (1 unless given). With only a delay the real reply follows.
+   * Adds a fault: {path, times, delayMs, status, body, headers, hangUp}. It applies to the next
+   * `times` requests of the path (1 unless given). With only a delay the real reply follows; the
+   * headers go with a status or body.
    */
-  add({ path, times = 1, delayMs = 0, status, body, hangUp = false }) {
-    this.#pending.push({ path, times, delayMs, status, body, hangUp });
+  add({ path, times = 1, delayMs = 0, status, body, headers = {}, hangUp = false }) {
+    this.#pending.push({ path, times, delayMs, status, body, headers, hangUp });
   }
 
   clear() {
@@ -34,6 +35,6 @@ export class Faults {
     }
     return fault.status === undefined && fault.body === undefined
       ? null
-      : { status: fault.status ?? 200, body: fault.body ?? '' };
+      : { status: fault.status ?? 200, body: fault.body ?? '', headers: fault.headers };
   }
 }
