@@ -6,8 +6,6 @@
 
 #include "collab/PresenterCollab.h"
 
-#include <QtCore/QThread>
-
 namespace Tarvo
 {
 
@@ -104,7 +102,7 @@ void ClassRunner::startPoll(int id, int kind, int ordinals, int count)
         if (nextState(m_state, ClassEvent::BeginActivity))
             startPoll(id, kind, ordinals, count);
         else
-            finish(id, {Action::StartPoll, Failure::Abandoned});
+            finish(id, {Action::StartPoll, whyInterrupted()});
     });
 }
 
@@ -156,8 +154,25 @@ void ClassRunner::work()
 void ClassRunner::interrupt()
 {
     ++m_turn;
-    if (m_client)
-        m_client->abortRequests();
+    if (m_isStopping)
+        return; // the service is to hear of that
+    abort();
+}
+
+// The job that waits ends.
+void ClassRunner::abort()
+{
+    if (!m_client)
+        return;
+    m_client->abortRequests();
+    if (!m_settings.isRobust)
+        endOpening();
+}
+
+// Why what was asked for has not been sent.
+Failure::Reason ClassRunner::whyInterrupted() const
+{
+    return m_state == LiveClass::Reconnecting ? Failure::NotConnected : Failure::Abandoned;
 }
 
 // The key of a certificate's trouble outlives it.
@@ -183,26 +198,23 @@ void ClassRunner::end()
         return;
     m_isEnding = true;
     m_nextAttempt.stop();
+    if (m_startId)
+        finish(std::exchange(m_startId, 0), {Action::Start, Failure::Abandoned});
     interrupt();
     enqueue([this](int) { endNow(); });
 }
 
 void ClassRunner::hurry(int ms)
 {
-    QTimer::singleShot(ms, this, &ClassRunner::interrupt);
+    QTimer::singleShot(ms, this, &ClassRunner::abort);
 }
 
 void ClassRunner::endNow()
 {
-    const QString code = m_client ? m_client->getSessionCode() : QString();
-    const bool hasSession = m_client && (m_hasSession || m_startIsUnclear);
-    if (hasSession && !stopSession()) {
-        qWarning("[LiveClass] The session %s may still be open: the service has not confirmed "
-                 "that it has stopped.",
-                 qPrintable(code));
-    }
-    if (hasSession)
+    if (m_client && (m_hasSession || m_startIsUnclear)) {
+        stopSession();
         enter(LiveClass::Ended, Failure::NoReason);
+    }
     m_client.reset();
     Q_EMIT finished();
 }

@@ -100,6 +100,8 @@ private:
     void enqueue(Job job);
     void work();
     void interrupt();
+    void abort();
+    Failure::Reason whyInterrupted() const;
     bool isInterrupted(int turn) const { return turn != m_turn; }
     Failure::Reason lastReason() const;
     Failure lastFailure(Action::Type action, Failure::Reason otherwise) const;
@@ -137,6 +139,7 @@ private:
     void lookAtChannel();
     void channelOpened();
     void channelNotOpened();
+    void endOpening();
     void channelClosed(bool forInactivity);
     void channelFailed(Failure::Reason reason);
     void becomeLive(int turn);
@@ -167,6 +170,7 @@ private:
     bool m_isWorking = false;
     int m_turn = 0; // changes with every interrupt()
     bool m_isEnding = false;
+    bool m_isStopping = false; // stopSession() waits
 
     ClassSettings m_settings;
     Credentials m_credentials;
@@ -189,8 +193,8 @@ private:
     QTimer m_probing;
     QTimer m_listing; // the learners are read at most once a second
     QElapsedTimer m_sinceListing;
-    int m_startId = 0; // the operation that waits for the channel
-    QList<int> m_stopIds;
+    int m_startId = 0;                               // the operation that waits for the channel
+    int m_stopId = 0;                                // the operation that waits for the stop
     Failure::Reason m_endReason = Failure::NoReason; // of a session that is being stopped
 
     Backoff m_backoff;

@@ -49,7 +49,9 @@ void ClassRunner::tellAttempt()
 
 void ClassRunner::beginAttempt()
 {
-    m_nextAttempt.stop();
+    for (QTimer *timer : {&m_nextAttempt, &m_opening, &m_openingLimit})
+        timer->stop();
+    m_channelIs = Channel::None; // an attempt that is still under way does not count
     m_attempt = qMax(1, m_attempt);
     m_isAttempting = true;
     m_attemptBegan.start();
@@ -62,7 +64,7 @@ void ClassRunner::attemptNow(int turn)
     if (isInterrupted(turn) || m_state != LiveClass::Reconnecting || !m_isAttempting)
         return;
     const Failure::Reason reason = prepareAttempt(turn);
-    if (isInterrupted(turn) || m_state != LiveClass::Reconnecting)
+    if (isInterrupted(turn) || m_state != LiveClass::Reconnecting || !m_isAttempting)
         return;
     if (reason == Failure::SignInOver || reason == Failure::SignInRefused)
         loseSignIn();
@@ -86,7 +88,8 @@ Failure::Reason ClassRunner::prepareAttempt(int turn)
     if (signInAgain(turn))
         return Failure::NoReason;
     const Failure::Reason why = lastReason();
-    return why == Failure::NoReason ? Failure::SignInRefused : why;
+    const bool isRefused = m_credentials.secret.isEmpty() || why == Failure::NoReason;
+    return isRefused ? Failure::SignInRefused : why;
 }
 
 // Trying it for ever would lock the teacher out.
@@ -95,6 +98,8 @@ void ClassRunner::loseSignIn()
     m_isAttempting = false;
     m_channelIs = Channel::None;
     m_credentials.secret.clear();
+    m_client->forgetCredentials();
+    m_signInLossIsTold = true;
     m_attempt = 0;
     happens(ClassEvent::SignInLost, Failure::SignInOver);
     tellAttempt();

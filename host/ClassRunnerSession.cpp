@@ -120,6 +120,10 @@ void ClassRunner::startFailed(const Failure &failure)
     m_opening.stop();
     m_openingLimit.stop();
     happens(isSignedOut ? ClassEvent::SignInLost : ClassEvent::StartFailed, failure.reason());
+    if (isSignedOut) {
+        m_keepAlive.stop();
+        m_notices->post(Notices::UserIs{QString()});
+    }
     if (m_startId)
         finish(std::exchange(m_startId, 0), failure);
     if (m_hasSession)
@@ -133,9 +137,14 @@ void ClassRunner::startFailed(const Failure &failure)
 // Without the robust transport this waits. What is left of the connection before ends first, and says so.
 void ClassRunner::openChannel(Channel as)
 {
+    m_channel->setRobustTransport(m_settings.isRobust);
+    m_channel->setTrustedCertificates(m_settings.certificates);
+    m_channel->setProxy(m_settings.proxy);
+    const QStringList &chosen = m_settings.transports;
+    m_lesson.wentAway();
     watchOpening(as);
     m_isReplacing = true;
-    m_channel->open(m_client->getSockJSProtocols());
+    m_channel->open(chosen.isEmpty() ? m_client->getSockJSProtocols() : chosen);
     m_isReplacing = false;
 }
 
@@ -169,13 +178,21 @@ void ClassRunner::channelOpened()
 // Closing it would send every device away, so it is left to itself, until it is opened again.
 void ClassRunner::channelNotOpened()
 {
-    if (m_channelIs == Channel::None && m_client) { // while the client waits for it
-        const auto channels = m_client->findChildren<PresenterCollab *>();
-        for (PresenterCollab *channel : channels)
+    if (m_channelIs == Channel::None)
+        endOpening(); // the client waits for it
+    else
+        channelFailed(Failure::ChannelNotOpened);
+}
+
+// Ends the wait of an opening without the robust transport.
+void ClassRunner::endOpening()
+{
+    const auto channels =
+        m_client ? m_client->findChildren<PresenterCollab *>() : QList<PresenterCollab *>();
+    for (PresenterCollab *channel : channels) {
+        if (!channel->isConnected())
             channel->close();
-        return;
     }
-    channelFailed(Failure::ChannelNotOpened);
 }
 
 void ClassRunner::channelClosed(bool forInactivity)
@@ -230,13 +247,14 @@ void ClassRunner::becomeLive(int turn)
         if (reason == Failure::SignInOver)
             loseSignIn();
         else
-            attemptFailed(reason);
+            attemptFailed(reason, m_client->getLastReply().retryAfter);
         return;
     }
     if (reason != Failure::NoReason)
         m_listing.start(LISTING_AGAIN_MS);
     if (!happens(ClassEvent::ChannelOpened))
         return;
+    m_nextAttempt.stop();
     m_isAttempting = false;
     m_isClosedOnPurpose = false;
     m_attempt = 0;
@@ -294,13 +312,15 @@ void ClassRunner::readLearners(int turn)
         sessionIsGone();
     else if (reason != Failure::NoReason)
         m_listing.start(LISTING_AGAIN_MS);
+    else if (m_channelIs == Channel::Open)
+        m_lesson.cameBack();
 }
 
 // ---- Stopping ------------------------------------------------------------------------------------
 
 void ClassRunner::stop(int id)
 {
-    m_stopIds.append(id);
+    m_stopId = id;
     endSession(Failure::NoReason);
 }
 
@@ -320,11 +340,10 @@ void ClassRunner::stopNow()
     const Failure failure =
         isConfirmed ? Failure() : Failure(Action::Stop, Failure::StopUnconfirmed);
     happens(ClassEvent::StopEnded, m_endReason);
-    if (m_stopIds.isEmpty() && failure)
+    if (m_stopId)
+        finish(std::exchange(m_stopId, 0), failure);
+    else if (failure)
         m_notices->post(Notices::SomethingFailed{failure});
-    const QList<int> stopIds = std::exchange(m_stopIds, {});
-    for (int id : stopIds)
-        finish(id, failure);
     m_notices->post(Notices::SessionIsOver{m_endReason});
 }
 
@@ -350,10 +369,18 @@ bool ClassRunner::stopSession()
     tellAttempt();
     m_client->setServerUrl(m_serverUrl);
 
+    const QString code = m_client->getSessionCode();
     bool isConfirmed = !m_startIsUnclear;
+    m_isStopping = true;
     if (m_hasSession) {
         m_client->doStopSession();
         isConfirmed = m_client->wasStopConfirmed() || lastReason() == Failure::SessionOver;
+    }
+    m_isStopping = false;
+    if (m_isEnding && !isConfirmed) {
+        qWarning("[LiveClass] The session %s may still be open: the service has not confirmed "
+                 "that it has stopped.",
+                 qPrintable(code));
     }
     m_hasSession = false;
     m_startIsUnclear = false;
@@ -404,7 +431,9 @@ void ClassRunner::uploadNow(int turn, int id, const QString &fileName, const QBy
         m_notices->post(Notices::FileIsUploaded{resource, m_serverUrl + path});
         finish(id);
     } else if (isInterrupted(turn)) {
-        finish(id, {Action::UploadImage, Failure::Abandoned});
+        finish(id,
+               {Action::UploadImage,
+                m_state == LiveClass::Reconnecting ? Failure::ConnectionLost : Failure::Abandoned});
     } else {
         finish(id, lastFailure(Action::UploadImage, Failure::UnexpectedAnswer));
     }
@@ -426,7 +455,7 @@ void ClassRunner::showImageNow(int turn, int id, const QByteArray &png)
 {
     QString resource;
     QString path;
-    Failure failure{Action::ShowImage, Failure::Abandoned};
+    Failure failure{Action::ShowImage, whyInterrupted()};
     if (!isInterrupted(turn)) {
         m_client->setServerUrl(m_serverUrl);
         const bool isUploaded =

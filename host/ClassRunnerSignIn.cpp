@@ -1,6 +1,7 @@
 // Signing in, staying signed in, signing out.
 #include "host/ClassRunner.h"
 
+#include "host/QuestionRecords.h"
 #include "host/ReplyReason.h"
 
 namespace Tarvo
@@ -10,12 +11,6 @@ namespace
 {
 
 constexpr int MAX_REQUEST_MS = 10000;
-
-// The client writes these into JSON as they are: the service could not read the request.
-bool isSendable(const QString &text)
-{
-    return !text.contains(QLatin1Char('"')) && !text.contains(QLatin1Char('\\'));
-}
 
 bool areSameTeacher(const Credentials &a, const Credentials &b)
 {
@@ -219,11 +214,12 @@ void ClassRunner::signOut(int id)
 void ClassRunner::signOutNow(int id)
 {
     Failure failure;
-    if (m_hasSession) {
+    if (m_hasSession || m_startIsUnclear) {
         if (!stopSession())
             failure = {Action::SignOut, Failure::StopUnconfirmed};
         m_notices->post(Notices::SessionIsOver{Failure::NoReason});
     }
+    m_notices->post(Notices::CodeIs{QString()});
     m_keepAlive.stop();
     if (m_client) {
         m_client->setServerUrl(m_serverUrl);

@@ -9,6 +9,9 @@
 #include "model/QuestionBase.h"
 #include "model/RemoteControlMessage.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace Tarvo
 {
 
@@ -17,11 +20,17 @@ namespace
 
 // Answers that wait for the list of learners, and devices that were told of; more are passed over.
 constexpr int MAX_HELD_BACK = 20000;
+constexpr qint64 MAX_HELD_BACK_BYTES = 16 * 1024 * 1024;
 constexpr int MAX_TOLD = 1000;
 // No service gives longer ids.
 constexpr int MAX_ID_LENGTH = 200;
 // What waits for a host whose thread stands still.
-constexpr std::size_t MAX_WAITING = 500000;
+constexpr std::size_t MAX_WAITING = 200000;
+constexpr std::size_t MAX_WAITING_BYTES = 128 * 1024 * 1024;
+// Learners that are told of together.
+constexpr int MAX_TOGETHER = 200;
+// The remote's questions are answered no faster.
+constexpr int REMOTE_ANSWER_MS = 200;
 
 // Never in the middle of a character.
 QString cut(const QString &text, int length)
@@ -58,9 +67,12 @@ void Lesson::begin(PresenterCollab *channel)
     m_stopIsOwed = false;
     m_heldBack.clear();
     m_listIsOnItsWay = false;
+    m_heldBackBytes = 0;
+    m_isAway = false;
     m_newSinceLoss.clear();
     m_told.clear();
     m_shown = {};
+    m_sinceRemoteAnswer.invalidate();
     m_sinceFixedPoll.invalidate();
     m_host.post(Notices::SessionBegins{});
     hear(channel);
@@ -109,7 +121,9 @@ void Lesson::learnerJoined(const Learner &joined)
         m_joinedMeanwhile.insert(learner.deviceId);
     const Roster::Change change = m_roster.join(learner);
     if (change != Roster::Nothing)
-        m_host.post(Notices::LearnersAre{{learner}, change == Roster::New});
+        tell(Notices::LearnersAre{{learner}, change == Roster::New});
+    if (change == Roster::New)
+        m_told.remove(learner.deviceId);
     if (change == Roster::New && m_activity == LiveClass::Assessment && isOpen())
         giveActivityTo(learner.deviceId);
 }
@@ -118,7 +132,7 @@ void Lesson::learnerLeft(const QString &deviceId)
 {
     m_joinedMeanwhile.remove(deviceId);
     if (m_roster.remove(deviceId))
-        m_host.post(Notices::LearnerIsGone{deviceId});
+        tell(Notices::LearnerIsGone{deviceId, deviceId == m_removing});
 }
 
 void Lesson::listingBegins()
@@ -130,39 +144,59 @@ void Lesson::listingBegins()
 void Lesson::learnersAre(const QList<Learner> &listed)
 {
     m_isListing = false;
+    m_listIsOnItsWay = false;
+    dropUnlisted(listed);
+
     QVector<Learner> come;
     QVector<Learner> renamed;
-    QSet<QString> there = m_joinedMeanwhile;
     for (const Learner &one : listed) {
         const Learner learner = cut(one);
-        there.insert(learner.deviceId);
         const Roster::Change change = m_roster.list(learner);
-        if (change == Roster::New) {
+        if (change == Roster::New)
             come.append(learner);
-            m_newSinceLoss.insert(learner.deviceId);
-        } else if (change == Roster::Renamed) {
+        else if (change == Roster::Renamed)
             renamed.append(learner);
-        }
     }
-    if (!come.isEmpty())
-        m_host.post(Notices::LearnersAre{come, true});
-    if (!renamed.isEmpty())
-        m_host.post(Notices::LearnersAre{renamed, false});
+    tellOf(come, true);
+    tellOf(renamed, false);
 
-    const QStringList known = m_roster.deviceIds();
-    for (const QString &deviceId : known) {
-        if (!there.contains(deviceId))
-            learnerLeft(deviceId);
-    }
-
-    m_listIsOnItsWay = false;
     const QVector<Answer> heldBack = std::exchange(m_heldBack, {});
+    m_heldBackBytes = 0;
+    QSet<QString> haveIt;
+    for (const Answer &answer : heldBack)
+        haveIt.insert(answer.deviceId);
+    for (const Learner &learner : qAsConst(come)) {
+        if (m_isAway)
+            m_newSinceLoss.insert(learner.deviceId);
+        else if (m_activity == LiveClass::Assessment && isOpen()
+                 && !haveIt.contains(learner.deviceId))
+            giveActivityTo(learner.deviceId);
+    }
     for (const Answer &answer : heldBack) {
         if (m_roster.belongs(answer.deviceId))
             take(answer);
         else
             tellFailure(Failure::UnknownDevice, answer.deviceId);
     }
+}
+
+// Who has joined since the list was asked for need not be in it yet.
+void Lesson::dropUnlisted(const QList<Learner> &listed)
+{
+    QSet<QString> there = m_joinedMeanwhile;
+    for (const Learner &learner : listed)
+        there.insert(learner.deviceId);
+    const QStringList known = m_roster.deviceIds();
+    for (const QString &deviceId : known) {
+        if (!there.contains(deviceId))
+            learnerLeft(deviceId);
+    }
+}
+
+void Lesson::tellOf(const QVector<Learner> &learners, bool areNew)
+{
+    for (int first = 0; first < learners.size(); first += MAX_TOGETHER)
+        m_host.post(Notices::LearnersAre{learners.mid(first, MAX_TOGETHER), areNew});
 }
 
 // Whoever waits is heard with the next list.
@@ -174,22 +208,23 @@ void Lesson::listingFailed()
 
 void Lesson::wentAway()
 {
-    m_newSinceLoss.clear();
+    if (!std::exchange(m_isAway, true))
+        m_newSinceLoss.clear();
 }
 
 void Lesson::cameBack()
 {
+    if (!std::exchange(m_isAway, false))
+        return;
     const QSet<QString> come = std::exchange(m_newSinceLoss, {});
-    if (m_stopIsOwed) {
-        sendStop();
-        m_stopIsOwed = false;
-    } else if (isRunning()) {
-        for (const QString &deviceId : come)
-            giveActivityTo(deviceId);
-    }
-    if (m_pauseIsOwed)
+    if (std::exchange(m_pauseIsOwed, false))
         sendPause(m_isPaused);
-    m_pauseIsOwed = false;
+    if (std::exchange(m_stopIsOwed, false))
+        sendStop();
+    if (!isRunning())
+        return;
+    for (const QString &deviceId : come)
+        giveActivityTo(deviceId);
 }
 
 // ---- What they answer ----------------------------------------------------------------------------
@@ -215,18 +250,21 @@ void Lesson::take(const Answer &answer)
     if (!isCounted && !m_past.contains(answer.questionId))
         return;
     QString &known = m_answers[answer.questionId][answer.deviceId];
-    if ((!known.isNull() && known == answer.text) || m_host.size() > MAX_WAITING)
+    if ((!known.isNull() && known == answer.text) || isHostFarBehind())
         return;
     known = answer.text.isNull() ? QString(QLatin1String("")) : answer.text;
-    m_host.post(Notices::AnswerCame{answer.deviceId, answer.questionId, answer.text,
-                                    answer.responseTimeMs, !isCounted});
+    tell(Notices::AnswerCame{answer.deviceId, answer.questionId, answer.text, answer.responseTimeMs,
+                             !isCounted},
+         answer.text.size());
 }
 
 void Lesson::holdBack(const Answer &answer)
 {
-    if (m_told.contains(answer.deviceId) || m_heldBack.size() >= MAX_HELD_BACK)
+    if (m_told.contains(answer.deviceId) || m_heldBack.size() >= MAX_HELD_BACK
+        || m_heldBackBytes > MAX_HELD_BACK_BYTES)
         return;
     m_heldBack.append(answer);
+    m_heldBackBytes += answer.text.size() * qint64(sizeof(QChar));
     if (m_listIsOnItsWay)
         return;
     m_listIsOnItsWay = true;
@@ -235,10 +273,11 @@ void Lesson::holdBack(const Answer &answer)
 
 void Lesson::questionAskedFor(const QString &deviceId, int number)
 {
-    const int index = number - m_assessment.firstNumber;
-    if (m_activity != LiveClass::Assessment || !m_roster.isThere(deviceId) || index < 0
-        || index >= m_assessment.questions.size())
+    const qint64 place = qint64(number) - m_assessment.firstNumber;
+    if (m_activity != LiveClass::Assessment || !m_roster.isThere(deviceId) || place < 0
+        || place >= m_assessment.questions.size())
         return;
+    const int index = int(place);
     const auto question = recordOf(m_assessment, index, assessmentQuestionId(index));
     m_assessmentLink->sendQuestion(deviceId, question.get());
 }
@@ -253,6 +292,17 @@ bool Lesson::isRemote(const QString &from)
     return false;
 }
 
+void Lesson::answerRemote()
+{
+    if (m_sinceRemoteAnswer.isValid() && !m_sinceRemoteAnswer.hasExpired(REMOTE_ANSWER_MS))
+        return;
+    m_sinceRemoteAnswer.start();
+    if (!m_shown.id.isEmpty())
+        m_channel->sendCurrentLessonToRemote(m_shown.id, m_shown.name);
+    if (m_shown.card > 0)
+        m_channel->sendCurrentCardToRemote(m_shown.card, m_shown.total);
+}
+
 void Lesson::remoteCame(const RemoteControlMessage &message)
 {
     if (!isRemote(message.from))
@@ -260,10 +310,7 @@ void Lesson::remoteCame(const RemoteControlMessage &message)
     const QString &command = message.type;
     if (command == QLatin1String("requestLessonInfo")
         || command == QLatin1String("requestLesson")) {
-        if (!m_shown.id.isEmpty())
-            m_channel->sendCurrentLessonToRemote(m_shown.id, m_shown.name);
-        if (m_shown.card > 0)
-            m_channel->sendCurrentCardToRemote(m_shown.card, m_shown.total);
+        answerRemote();
     } else if (command == QLatin1String("presenterActive")) {
         m_channel->sendPresenterIsActiveToRemote();
     } else if (command == QLatin1String("pause") && isRunning()) {
@@ -271,12 +318,24 @@ void Lesson::remoteCame(const RemoteControlMessage &message)
     } else if (command == QLatin1String("resume")) {
         resume();
     }
-    m_host.post(Notices::CommandCame{command, message.data});
+    tell(Notices::CommandCame{command, message.data});
     if (command == QLatin1String("stopSession"))
         Q_EMIT stopIsWanted();
 }
 
 // ---- Telling -------------------------------------------------------------------------------------
+
+// A host that does not keep up with what devices do loses some of it, before all memory is gone.
+bool Lesson::isHostFarBehind() const
+{
+    return m_host.size() >= MAX_WAITING || m_host.bytes() >= MAX_WAITING_BYTES;
+}
+
+void Lesson::tell(Notice notice, int characters)
+{
+    if (!isHostFarBehind())
+        m_host.post(std::move(notice), std::size_t(characters) * sizeof(QChar));
+}
 
 void Lesson::tellPaused(bool isPaused)
 {

@@ -101,10 +101,13 @@ private:
 
     void learnerJoined(const Learner &learner);
     void learnerLeft(const QString &deviceId);
+    void dropUnlisted(const QList<Learner> &listed);
+    void tellOf(const QVector<Learner> &learners, bool areNew);
     void answerCame(const Answer &answer);
     void take(const Answer &answer);
     void holdBack(const Answer &answer);
     void questionAskedFor(const QString &deviceId, int number);
+    void answerRemote();
     void remoteCame(const RemoteControlMessage &message);
     bool isRemote(const QString &from);
 
@@ -114,6 +117,8 @@ private:
     QString assessmentQuestionId(int index) const;
     void sendPause(bool pause);
     void sendStop();
+    bool isHostFarBehind() const;
+    void tell(Notice notice, int characters = 0);
     void tellPaused(bool isPaused);
     void tellFailure(Failure::Reason reason, const QString &detail);
 
@@ -138,13 +143,17 @@ private:
 
     // Answers of devices that are not listed wait for the list.
     QVector<Answer> m_heldBack;
+    qint64 m_heldBackBytes = 0;
     bool m_listIsOnItsWay = false;
     bool m_isListing = false;
     QSet<QString> m_joinedMeanwhile;
+    bool m_isAway = false; // the channel is gone
     QSet<QString> m_newSinceLoss;
+    QString m_removing;   // by the host, at this moment
     QSet<QString> m_told; // devices that were told of to the host
 
     Shown m_shown;
+    QElapsedTimer m_sinceRemoteAnswer;
 };
 
 } // namespace Tarvo

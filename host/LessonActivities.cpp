@@ -20,8 +20,6 @@ namespace
 constexpr int POLL_DISTANCE_MS = 1000;
 // Whose late answers are told apart.
 constexpr int MAX_PAST = 200;
-// More options than devices can show.
-constexpr int MAX_OPTIONS = 100;
 
 const QLatin1String UNSENDABLE_ADDRESS(
     "the address: it holds a quotation mark, a backslash or a line break");
@@ -30,15 +28,6 @@ const QLatin1String UNSENDABLE_LESSON(
 const QLatin1String NOT_THERE("this: the learner is not in the class");
 
 const QLatin1String USER_ADDRESS(".user.");
-
-// The channel writes these texts into JSON as they are.
-bool isSendable(const QString &text)
-{
-    return std::none_of(text.begin(), text.end(), [](QChar character) {
-        return character == QLatin1Char('"') || character == QLatin1Char('\\')
-            || character < QLatin1Char(' ');
-    });
-}
 
 bool hasOrdinals(int ordinals)
 {
@@ -61,7 +50,7 @@ Failure Lesson::startPoll(int kind, int ordinals, int count)
     const auto pollType = PollType::POLL_TYPE(kind);
     const auto ordinalType = OrdinalType::ORDINAL_TYPE(ordinals);
     if (!PollType::POLL_TYPE_STR().contains(pollType) || !hasOrdinals(ordinals) || count < 0
-        || count > MAX_OPTIONS)
+        || count > MAX_CHOICES)
         return {Action::StartPoll, Failure::InvalidArgument};
     if (isRunning())
         return {Action::StartPoll, Failure::NotAllowed};
@@ -141,6 +130,9 @@ void Lesson::beginActivity(LiveClass::Activity activity, const QVector<CountedQu
     m_activity = activity;
     m_questions = questions;
     m_newSinceLoss.clear();
+    m_told.clear();
+    m_stopIsOwed = false;
+    m_pauseIsOwed = false;
     tellPaused(false);
     m_host.post(Notices::QuestionsBegin{questions});
     m_host.post(Notices::ActivityIs{activity});
@@ -297,7 +289,9 @@ Failure Lesson::removeLearner(const QString &deviceId)
         return {Action::RemoveLearner, Failure::InvalidArgument, QString(), NOT_THERE};
     if (!isOpen())
         return {Action::RemoveLearner, Failure::NotConnected};
+    m_removing = deviceId;
     m_channel->removeLearner(deviceId);
+    m_removing.clear();
     return {};
 }
 

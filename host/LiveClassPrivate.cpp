@@ -74,19 +74,20 @@ bool LiveClassPrivate::event(QEvent *event)
 {
     if (event->type() != ToHost::WAKE)
         return QObject::event(event);
-    for (Notice &notice : m_toHost->take())
-        m_notices.push_back(std::move(notice));
     if (!m_work.isActive())
         m_work.start(0);
     return true;
 }
 
-// The host may do anything in a slot, deleting the class included.
+// What cannot be told yet stays in the mailbox, where it is counted. The host may do anything in a slot,
+// deleting the class included.
 void LiveClassPrivate::work()
 {
     const QPointer<LiveClassPrivate> self(this);
     QElapsedTimer slice;
     slice.start();
+    if (m_notices.empty())
+        m_notices = m_toHost->take();
     while (!m_notices.empty() && slice.nsecsElapsed() < SLICE_NS) {
         const Notice notice = std::move(m_notices.front());
         m_notices.pop_front();
@@ -104,8 +105,14 @@ void LiveClassPrivate::work()
     letJoin();
     if (!self)
         return;
-    if (!m_notices.empty())
+    if (!m_notices.empty() || m_toHost->size() > 0)
         m_work.start(0);
+}
+
+void LiveClassPrivate::changed()
+{
+    if (!m_flush.isActive())
+        m_flush.start(FLUSH_MS);
 }
 
 void LiveClassPrivate::flush()
@@ -174,6 +181,8 @@ void LiveClassPrivate::tell(const Notices::QuestionsBegin &notice)
     learners.beginActivity();
     if (self)
         results.begin(notice.questions);
+    if (self)
+        changed();
 }
 
 void LiveClassPrivate::tell(const Notices::SessionBegins &)
@@ -186,8 +195,11 @@ void LiveClassPrivate::tell(const Notices::SessionBegins &)
 
 void LiveClassPrivate::tell(const Notices::LearnersAre &notice)
 {
-    if (!m_joining.isEmpty() && m_areJoiningNew != notice.areNew)
+    const QPointer<LiveClassPrivate> self(this);
+    if (m_areJoiningNew != notice.areNew)
         letJoin();
+    if (!self)
+        return;
     m_joining += notice.learners;
     m_areJoiningNew = notice.areNew;
 }
@@ -197,13 +209,14 @@ void LiveClassPrivate::letJoin()
 {
     const QPointer<LiveClassPrivate> self(this);
     const QVector<Learner> joining = std::exchange(m_joining, {});
+    const bool areNew = m_areJoiningNew;
     if (joining.isEmpty())
         return;
     learners.join(joining);
-    if (self && !m_flush.isActive())
-        m_flush.start(FLUSH_MS);
+    if (self)
+        changed();
     for (const Learner &learner : joining) {
-        if (!self || !m_areJoiningNew)
+        if (!self || !areNew)
             return;
         Q_EMIT q->learnerJoined(learner);
     }
@@ -212,11 +225,13 @@ void LiveClassPrivate::letJoin()
 void LiveClassPrivate::tell(const Notices::LearnerIsGone &notice)
 {
     const QPointer<LiveClassPrivate> self(this);
-    learners.leave(notice.deviceId);
+    if (notice.isRemoved)
+        learners.remove(notice.deviceId);
+    else
+        learners.leave(notice.deviceId);
     if (!self)
         return;
-    if (!m_flush.isActive())
-        m_flush.start(FLUSH_MS);
+    changed();
     Q_EMIT q->learnerLeft(notice.deviceId);
 }
 
@@ -229,8 +244,7 @@ void LiveClassPrivate::tell(const Notices::AnswerCame &notice)
     }
     learners.answer(notice.deviceId, notice.answer);
     results.answer(notice.deviceId, notice.questionId, notice.answer, notice.responseTimeMs);
-    if (!m_flush.isActive())
-        m_flush.start(FLUSH_MS);
+    changed();
     Q_EMIT q->answered(notice.deviceId, notice.questionId, notice.answer, notice.responseTimeMs);
 }
 

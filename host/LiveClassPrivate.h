@@ -54,6 +54,7 @@ protected:
 
 private:
     void work();
+    void changed();
     void flush();
     void letJoin();
 

@@ -23,13 +23,15 @@ public:
     Mailbox() = default;
     Q_DISABLE_COPY_MOVE(Mailbox)
 
-    // From any thread. False, and nothing is kept, when the receiver has closed it.
-    bool post(Item item)
+    // From any thread. False, and nothing is kept, when the receiver has closed it. `bytes` is what the
+    // item weighs, if that is worth counting.
+    bool post(Item item, std::size_t bytes = 0)
     {
         const std::lock_guard lock(m_mutex);
         if (m_isClosed)
             return false;
         m_items.push_back(std::move(item));
+        m_bytes += bytes;
         if (m_items.size() == 1)
             wake();
         return true;
@@ -40,6 +42,11 @@ public:
     {
         const std::lock_guard lock(m_mutex);
         return m_items.size();
+    }
+    std::size_t bytes() const
+    {
+        const std::lock_guard lock(m_mutex);
+        return m_bytes;
     }
 
     // On the receiver's thread.
@@ -64,6 +71,7 @@ public:
         std::deque<Item> items;
         const std::lock_guard lock(m_mutex);
         m_items.swap(items);
+        m_bytes = 0;
         return items;
     }
 
@@ -76,6 +84,7 @@ private:
 
     mutable std::mutex m_mutex;
     std::deque<Item> m_items;
+    std::size_t m_bytes = 0;
     QObject *m_receiver = nullptr;
     bool m_isClosed = false;
 };

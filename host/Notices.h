@@ -51,6 +51,7 @@ struct LearnersAre { // who came, came back, or has another name now
 };
 struct LearnerIsGone {
     QString deviceId;
+    bool isRemoved; // by the host
 };
 struct AnswerCame {
     QString deviceId;

@@ -6,6 +6,8 @@
 
 #include <QtCore/QMetaProperty>
 
+#include <algorithm>
+
 namespace Tarvo
 {
 
@@ -13,7 +15,6 @@ namespace
 {
 
 constexpr int LETTERS = 26;
-constexpr int MAX_CHOICES = 100;
 
 // What the kit sets itself.
 const char *const OWN_PROPERTIES[] = {
@@ -50,6 +51,14 @@ QStringList usualOptions(PollType::POLL_TYPE kind)
 }
 
 } // namespace
+
+bool isSendable(const QString &text)
+{
+    return std::none_of(text.begin(), text.end(), [](QChar character) {
+        return character == QLatin1Char('"') || character == QLatin1Char('\\')
+            || character < QLatin1Char(' ');
+    });
+}
 
 AssessmentQuestion questionWithWords(const QString &text, PollType::POLL_TYPE kind,
                                      const QStringList &options)

@@ -14,6 +14,12 @@ namespace Tarvo
 class AssessmentOptions;
 class QuestionBase;
 
+// More than devices can show.
+constexpr int MAX_CHOICES = 100;
+
+// Whether a text can stand in the requests and messages that are written without any escaping.
+bool isSendable(const QString &text);
+
 // What a question with words needs to be sent and counted.
 AssessmentQuestion questionWithWords(const QString &text, PollType::POLL_TYPE kind,
                                      const QStringList &options);

@@ -43,6 +43,9 @@ std::optional<double> finiteNumber(const QString &text)
     return std::nullopt;
 }
 
+// The most choices that one answer names.
+constexpr int MAX_TICKS = 100;
+
 QStringList partsOf(const QString &answer)
 {
     QStringList parts;
@@ -114,7 +117,9 @@ QuestionTally::Answer &QuestionTally::answerOf(const QString &deviceId)
 QStringList QuestionTally::choicesNamedIn(const QString &answer) const
 {
     const QString whole = answer.trimmed();
-    if (m_kind != PollType::MULTIPLE || isChoice(whole))
+    // Nobody ticks so many: each of them would be a row.
+    const bool isTooMuch = whole.size() > MAX_TICKS && whole.count(QLatin1Char(',')) >= MAX_TICKS;
+    if (m_kind != PollType::MULTIPLE || isTooMuch || isChoice(whole))
         return {whole};
     if (whole.contains(QLatin1Char(','))) {
         QStringList named = partsOf(whole);
