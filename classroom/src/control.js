@@ -8,7 +8,7 @@ const ROOT = '/classroom';
 const MAX_WAIT_MS = 60_000;
 
 // Query fields that say how to read the journal; all others have to match the entries.
-const READING = ['since', 'count', 'wait'];
+const READING = ['since', 'count', 'wait', 'only'];
 
 export class Control {
   #services;
@@ -77,14 +77,16 @@ export class Control {
     response.end(`${JSON.stringify(result ?? {})}\n`);
   }
 
-  // since=N: entries after number N; wait=MS: wait up to so long until there are count=N (1) of them.
+  // since=N: entries after number N; wait=MS: wait up to so long until there are count=N (1) of them;
+  // only=FIELD: nothing of them but this field, as they may hold megabytes.
   async #readJournal(query, fixed = {}) {
     const { journal } = this.#services;
     const filter = { ...Object.fromEntries(query), ...fixed };
     READING.forEach((name) => delete filter[name]);
     const waitMs = Math.min(Number(query.get('wait') ?? 0), MAX_WAIT_MS);
     const entries = await journal.waitFor(Number(query.get('since') ?? 0), filter, Number(query.get('count') ?? 1), waitMs);
-    return { last: journal.lastNumber, entries };
+    const only = query.get('only');
+    return { last: journal.lastNumber, entries: only === null ? entries : entries.map((entry) => ({ [only]: entry[only] })) };
   }
 
   async #addLearners({ sessionToken, count = 1 }) {

@@ -102,6 +102,7 @@ test('a polling presenter that lets 4 s pass between two polls keeps its session
   await until(async () => (await rest.control('GET', 'journal?kind=busRequest')).entries.length === 2);
   assert.equal((await rest.control('GET', 'connections')).list.length, 1);
   assert.equal((await rest.control('GET', 'journal?kind=open')).entries.length, 1);
+  assert.deepEqual((await rest.control('GET', 'journal?kind=open&only=kind')).entries, [{ kind: 'open' }]);
 });
 
 test("with the SockJS server's stock settings a session is given up 5 s after its last poll", async (t) => {

@@ -53,7 +53,7 @@ public:
     // The image of the card that a learner's device got: its address or all of its data.
     QString shownImage();
     // Entries now, without waiting.
-    int countNow(const QString &kind, const Filter &filter = {});
+    int countNow(const QString &kind, Filter filter = {});
     // Requests of the REST interface so far, by their path.
     int requestsTo(const QString &path);
     // How often the presenter's card, "heavy" and "disconnect" have come, also after the session's end:
