@@ -140,7 +140,8 @@ private:
     bool m_isListing = false;
     QSet<QString> m_joinedMeanwhile;
     QSet<QString> m_newSinceLoss;
-    QSet<QString> m_told; // devices that were told of to the host
+    QSet<QString> m_unlisted; // devices that have answered, and have not joined since
+    QHash<int, QSet<QString>> m_told; // devices that were told of to the host, by the reason
 
     Shown m_shown;
 };
