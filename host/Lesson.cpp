@@ -70,6 +70,7 @@ void Lesson::begin(PresenterCollab *channel)
     m_heldBackBytes = 0;
     m_isAway = false;
     m_newSinceLoss.clear();
+    m_unlisted.clear();
     m_told.clear();
     m_shown = {};
     m_sinceRemoteAnswer.invalidate();
@@ -117,13 +118,12 @@ void Lesson::learnerJoined(const Learner &joined)
     if (joined.deviceId.isEmpty() || joined.deviceId.size() > MAX_ID_LENGTH)
         return;
     const Learner learner = cut(joined);
+    m_unlisted.remove(learner.deviceId);
     if (m_isListing)
         m_joinedMeanwhile.insert(learner.deviceId);
     const Roster::Change change = m_roster.join(learner);
     if (change != Roster::Nothing)
         tell(Notices::LearnersAre{{learner}, change == Roster::New});
-    if (change == Roster::New)
-        m_told.remove(learner.deviceId);
     if (change == Roster::New && m_activity == LiveClass::Assessment && isOpen())
         giveActivityTo(learner.deviceId);
 }
@@ -173,10 +173,13 @@ void Lesson::learnersAre(const QList<Learner> &listed)
             giveActivityTo(learner.deviceId);
     }
     for (const Answer &answer : heldBack) {
-        if (m_roster.belongs(answer.deviceId))
+        if (m_roster.belongs(answer.deviceId)) {
             take(answer);
-        else
-            tellFailure(Failure::UnknownDevice, answer.deviceId);
+            continue;
+        }
+        if (m_unlisted.size() < MAX_TOLD)
+            m_unlisted.insert(answer.deviceId);
+        tellFailure(Failure::UnknownDevice, answer.deviceId);
     }
 }
 
@@ -260,7 +263,7 @@ void Lesson::take(const Answer &answer)
 
 void Lesson::holdBack(const Answer &answer)
 {
-    if (m_told.contains(answer.deviceId) || m_heldBack.size() >= MAX_HELD_BACK
+    if (m_unlisted.contains(answer.deviceId) || m_heldBack.size() >= MAX_HELD_BACK
         || m_heldBackBytes > MAX_HELD_BACK_BYTES)
         return;
     m_heldBack.append(answer);
@@ -348,9 +351,10 @@ void Lesson::tellPaused(bool isPaused)
 // Each device once.
 void Lesson::tellFailure(Failure::Reason reason, const QString &deviceId)
 {
-    if (m_told.contains(deviceId) || m_told.size() >= MAX_TOLD)
+    QSet<QString> &told = m_told[reason];
+    if (told.contains(deviceId) || told.size() >= MAX_TOLD)
         return;
-    m_told.insert(deviceId);
+    told.insert(deviceId);
     m_host.post(Notices::SomethingFailed{Failure(Action::None, reason, QString(), deviceId)});
 }
 

@@ -149,8 +149,9 @@ private:
     QSet<QString> m_joinedMeanwhile;
     bool m_isAway = false; // the channel is gone
     QSet<QString> m_newSinceLoss;
-    QString m_removing;   // by the host, at this moment
-    QSet<QString> m_told; // devices that were told of to the host
+    QString m_removing;               // by the host, at this moment
+    QSet<QString> m_unlisted;         // devices that have answered, and have not joined since
+    QHash<int, QSet<QString>> m_told; // devices that were told of to the host, by the reason
 
     Shown m_shown;
     QElapsedTimer m_sinceRemoteAnswer;

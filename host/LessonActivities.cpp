@@ -130,7 +130,7 @@ void Lesson::beginActivity(LiveClass::Activity activity, const QVector<CountedQu
     m_activity = activity;
     m_questions = questions;
     m_newSinceLoss.clear();
-    m_told.clear();
+    m_unlisted.clear(); // the list may have been behind
     m_stopIsOwed = false;
     m_pauseIsOwed = false;
     tellPaused(false);

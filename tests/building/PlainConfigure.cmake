@@ -74,7 +74,7 @@ function(tools_of result file)
     list(APPEND needed lzma_alone)
   endif()
   if(file MATCHES "tst_lzmajavascript|^tests/e2e/|^classroom/test/"
-      OR text MATCHES "e2e/(Classroom|LiveSession)[.]h|\"ClassStage[.]h")
+      OR text MATCHES "e2e/(Classroom|LiveSession)[.]h|\"(ClassStage|HostedClass)[.]h")
     list(APPEND needed node classroom)
   endif()
   if(text MATCHES "TestCertificates|'openssl'"
