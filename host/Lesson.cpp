@@ -20,13 +20,13 @@ namespace
 
 // Answers that wait for the list of learners, and devices that were told of; more are passed over.
 constexpr int MAX_HELD_BACK = 20000;
-constexpr qint64 MAX_HELD_BACK_BYTES = 16 * 1024 * 1024;
+constexpr qint64 MAX_HELD_BACK_BYTES = 16LL * 1024 * 1024;
 constexpr int MAX_TOLD = 1000;
 // No service gives longer ids.
 constexpr int MAX_ID_LENGTH = 200;
 // What waits for a host whose thread stands still.
 constexpr std::size_t MAX_WAITING = 200000;
-constexpr std::size_t MAX_WAITING_BYTES = 128 * 1024 * 1024;
+constexpr std::size_t MAX_WAITING_BYTES = 128ULL * 1024 * 1024;
 // Learners that are told of together.
 constexpr int MAX_TOGETHER = 200;
 // The remote's questions are answered no faster.
