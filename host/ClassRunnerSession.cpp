@@ -88,11 +88,11 @@ Failure ClassRunner::openSession(int turn)
 Failure ClassRunner::startSession(PresenterCollab **channel)
 {
     const int turn = m_turn;
-    int answers = 0;
+    const auto answers = std::make_shared<int>(0);
     const auto counting =
-        connect(m_client.get(), &PresenterClient::requestProcessed, this, [this, turn, &answers] {
+        connect(m_client.get(), &PresenterClient::requestProcessed, this, [this, turn, answers] {
             if (!isInterrupted(turn))
-                ++answers;
+                ++*answers;
         });
     m_openingLimit.start(MAX_OPENING_MS); // without the robust transport this waits for the channel
     const bool isMade = m_client->startWebsocket(channel);
@@ -100,7 +100,7 @@ Failure ClassRunner::startSession(PresenterCollab **channel)
     disconnect(counting);
     m_hasSession = !m_client->getSessionToken().isEmpty();
     // An interrupted start may reach the service all the same.
-    if (isMade || (isInterrupted(turn) && answers >= REQUESTS_BEFORE_START))
+    if (isMade || (isInterrupted(turn) && *answers >= REQUESTS_BEFORE_START))
         m_startIsUnclear = true;
     if (m_hasSession)
         m_startIsUnclear = false;
