@@ -107,6 +107,7 @@ private:
     Failure lastFailure(Action::Type action, Failure::Reason otherwise) const;
 
     // ---- Signing in ---------------------------------------------------------------------------------
+    QNetworkProxy proxy() const;
     void makeClient(const QString &server);
     void configureClient();
     void signInNow(int turn, int id);

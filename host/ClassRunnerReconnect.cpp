@@ -78,6 +78,7 @@ void ClassRunner::attemptNow(int turn)
 Failure::Reason ClassRunner::prepareAttempt(int turn)
 {
     m_client->resetConnections();
+    m_client->setProxy(proxy());
     m_client->setServerUrl(m_serverUrl);
     m_client->doGetUserName();
     const Failure::Reason reason = lastReason();

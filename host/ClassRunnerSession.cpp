@@ -139,7 +139,7 @@ void ClassRunner::openChannel(Channel as)
 {
     m_channel->setRobustTransport(m_settings.isRobust);
     m_channel->setTrustedCertificates(m_settings.certificates);
-    m_channel->setProxy(m_settings.proxy);
+    m_channel->setProxy(proxy());
     const QStringList &chosen = m_settings.transports;
     m_lesson.wentAway();
     watchOpening(as);

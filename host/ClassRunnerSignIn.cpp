@@ -4,6 +4,9 @@
 #include "host/QuestionRecords.h"
 #include "host/ReplyReason.h"
 
+#include <QtCore/QUrl>
+#include <QtNetwork/QNetworkProxyFactory>
+
 namespace Tarvo
 {
 
@@ -26,6 +29,17 @@ int ClassRunner::requestTimeoutMs() const
     return qMin(MAX_REQUEST_MS, m_settings.silenceMs);
 }
 
+// The system is asked each time, since a laptop moves from one network to another. What the application
+// has set for other purposes does not count.
+QNetworkProxy ClassRunner::proxy() const
+{
+    if (m_settings.proxy.type() != QNetworkProxy::DefaultProxy)
+        return m_settings.proxy;
+    const QNetworkProxyQuery query{QUrl(m_serverUrl)};
+    const QList<QNetworkProxy> proxies = QNetworkProxyFactory::systemProxyForQuery(query);
+    return proxies.isEmpty() ? QNetworkProxy(QNetworkProxy::NoProxy) : proxies.first();
+}
+
 void ClassRunner::makeClient(const QString &server)
 {
     m_client = std::make_unique<PresenterClient>(nullptr, server);
@@ -36,7 +50,7 @@ void ClassRunner::makeClient(const QString &server)
 void ClassRunner::configureClient()
 {
     m_client->setTrustedCertificates(m_settings.certificates);
-    m_client->setProxy(m_settings.proxy);
+    m_client->setProxy(proxy());
     m_client->setRequestTimeout(requestTimeoutMs());
     m_client->setKeepAliveInterval(0); // it would end the wait of the request under way
     m_client->setSockJSOverrideProtocols(m_settings.transports);

@@ -124,7 +124,8 @@ public:
     void setRobustTransport(bool robust);
     /// Certificates to trust beside the system's, such as a school's own root.
     void setTrustedCertificates(const QList<QSslCertificate> &certificates);
-    /// The proxy for everything; without it the system's.
+    /// The proxy for everything; without it the one that the system names for the service, never the
+    /// application's.
     void setProxy(const QNetworkProxy &proxy);
     /// The longest pause between two attempts to connect, 30,000 ms by default.
     void setLongestPause(int ms);

@@ -13,6 +13,7 @@ class tst_LiveClass : public QObject
 private Q_SLOTS:
     void signInTellsWhoIsSignedIn();
     void startShowsTheCodeThatLearnersTypeIn();
+    void applicationsProxyIsNotUsed();
     void learnersAreShown();
     void answersOfAPollAreCounted();
     void questionWithWordsIsCountedByItsOptions();
@@ -91,6 +92,15 @@ void tst_LiveClass::startShowsTheCodeThatLearnersTypeIn()
     QCOMPARE(sessions.size(), 1);
     QCOMPARE(stage.host->sessionCode(), sessions.first().toObject().value(u"code"_s).toString());
     QCOMPARE(stage.host->transport(), u"websocket"_s);
+}
+
+void tst_LiveClass::applicationsProxyIsNotUsed()
+{
+    ClassStage stage;
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, u"127.0.0.1"_s, 9});
+    const bool isLive = stage.enter(LiveClass::Live);
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
+    QVERIFY(isLive);
 }
 
 void tst_LiveClass::learnersAreShown()
