@@ -87,9 +87,9 @@ private:
     // What the channel is doing.
     enum class Channel {
         None,
-        Opening,  // for the first time, or in an attempt to come back
-        Open,     // and heard
-        Renewing, // after an hour without messages, without a word to the host
+        Opening, // for the first time, or in an attempt to come back
+        Open,    // and heard
+        Renewing, // without a word to the host: after an hour without messages, or over HTTP after sleep
     };
 
     // ---- Requests, states, jobs --------------------------------------------------------------------

@@ -455,17 +455,15 @@ void ClassRunner::showImageNow(int turn, int id, const QByteArray &png)
 {
     QString resource;
     QString path;
-    Failure failure{Action::ShowImage, whyInterrupted()};
+    bool isUploaded = false;
     if (!isInterrupted(turn)) {
         m_client->setServerUrl(m_serverUrl);
-        const bool isUploaded =
-            m_client->doUploadResource(QStringLiteral("image.png"), png, &resource, &path);
-        if (!isInterrupted(turn)) {
-            failure =
-                isUploaded ? m_lesson.showImageAt(m_serverUrl + path) : m_lesson.showImage(png);
-        }
+        isUploaded = m_client->doUploadResource(QStringLiteral("image.png"), png, &resource, &path);
     }
-    finish(id, failure);
+    if (isInterrupted(turn))
+        finish(id, {Action::ShowImage, whyInterrupted()});
+    else
+        finish(id, isUploaded ? m_lesson.showImageAt(m_serverUrl + path) : m_lesson.showImage(png));
 }
 
 } // namespace Tarvo

@@ -160,7 +160,8 @@ public:
     /// failure; `NoReason` otherwise.
     Failure::Reason reason() const;
     /// The learners of the session, a row each: see `LearnerRole`. Rows are inserted, changed and
-    /// removed, never reset; who leaves stays as not present until the next activity begins.
+    /// removed, never reset; who leaves stays as not present until the next activity begins, who is
+    /// removed by `removeLearner()` goes at once.
     QAbstractItemModel *learners() const;
     /// The answers of the activity that runs or ran last: see `ResultRole`. Choices come first, in their
     /// order, then free answers as they came.
@@ -196,7 +197,8 @@ public Q_SLOTS:
     Tarvo::Operation stop();
     /// Stops the session, if there is one, and signs out; ends a sign-in that is under way.
     Tarvo::Operation signOut();
-    /// Tries at once to come back; asks the channel for a sign of life when it is there.
+    /// Tries at once to come back. When the channel is there, asks it for a sign of life over a web
+    /// socket, and opens it anew, without a word, over HTTP. Done when that has begun.
     Tarvo::Operation reconnectNow();
 
     // ---- Activities --------------------------------------------------------------------------------
