@@ -2,10 +2,13 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QDeadlineTimer>
-#include <QtCore/QThread>
+#include <QtCore/QEventLoop>
 
 #include <algorithm>
+#include <chrono>
+#include <future>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -20,28 +23,49 @@ namespace
 constexpr int LAST_WAIT_MS = 5000;
 constexpr int GIVING_UP_MS = 4500;
 
-class RunnerThread : public QThread
+// The thread of one runner. Not a QThread: its wait() returns before the thread has freed what other
+// libraries keep for it (OpenSSL its random numbers), and the process must not end in the midst of that.
+class RunnerThread
 {
 public:
-    RunnerThread(std::shared_ptr<ToRunner> requests, std::shared_ptr<ToHost> notices)
-        : m_requests(std::move(requests)), m_notices(std::move(notices))
+    RunnerThread(std::shared_ptr<ToRunner> requests, const std::shared_ptr<ToHost> &notices)
+        : m_requests(std::move(requests)), m_thread(run, m_requests, notices, std::move(m_ended))
     {
     }
 
     ToRunner &requests() { return *m_requests; }
 
-protected:
-    void run() override
+    // Waits for the thread, and true once it has gone.
+    bool join(const QDeadlineTimer &deadline)
     {
-        ClassRunner runner(m_requests, m_notices);
-        QObject::connect(&runner, &ClassRunner::finished, this, &QThread::quit,
-                         Qt::DirectConnection);
-        exec();
+        const std::chrono::milliseconds rest(deadline.remainingTime());
+        if (m_hasEnded.wait_for(rest) != std::future_status::ready)
+            return false;
+        m_thread.join();
+        return true;
     }
 
+    // It ends with the process.
+    void abandon() { m_thread.detach(); }
+
 private:
+    static void run(const std::shared_ptr<ToRunner> &requests,
+                    const std::shared_ptr<ToHost> &notices, std::promise<void> ended)
+    {
+        QEventLoop loop;
+        {
+            ClassRunner runner(requests, notices);
+            QObject::connect(&runner, &ClassRunner::finished, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        ended.set_value();
+    }
+
     const std::shared_ptr<ToRunner> m_requests;
-    const std::shared_ptr<ToHost> m_notices;
+    std::promise<void> m_ended;
+    const std::future<void> m_hasEnded = m_ended.get_future();
+    std::thread m_thread;
 };
 
 class Keeper
@@ -50,10 +74,9 @@ public:
     void add(std::unique_ptr<RunnerThread> thread)
     {
         const std::lock_guard lock(m_mutex);
-        const auto isOver = [](const auto &one) { return one->isFinished(); };
+        const auto isOver = [](const auto &one) { return one->join(QDeadlineTimer(0)); };
         m_threads.erase(std::remove_if(m_threads.begin(), m_threads.end(), isOver),
                         m_threads.end());
-        thread->start();
         m_threads.push_back(std::move(thread));
     }
 
@@ -71,16 +94,16 @@ public:
                 {Action::None, 0, [](ClassRunner &runner, int) { runner.hurry(GIVING_UP_MS); }});
         }
         const QDeadlineTimer deadline(LAST_WAIT_MS);
-        for (auto &thread : threads) {
-            if (!thread->wait(deadline))
-                abandon(thread.release());
+        for (const auto &thread : threads) {
+            if (!thread->join(deadline))
+                abandon(*thread);
         }
     }
 
 private:
-    // A thread that runs cannot be deleted; it ends with the process.
-    static void abandon(RunnerThread *)
+    static void abandon(RunnerThread &thread)
     {
+        thread.abandon();
         qWarning("[LiveClass] A session may still be open: the application has ended before the "
                  "service has confirmed that it has stopped.");
     }
