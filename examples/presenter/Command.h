@@ -4,6 +4,7 @@
 #include "model/PollType.h"
 
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 #include <variant>
 
@@ -13,6 +14,7 @@ namespace Host::Commands
 {
 
 struct Help {
+    QString command; // empty: all of them
 };
 struct ListLearners {
 };
@@ -20,6 +22,13 @@ struct StartPoll {
     Tarvo::PollType::POLL_TYPE kind;
     Tarvo::OrdinalType::ORDINAL_TYPE ordinal;
     int count; // of options
+};
+struct Ask {
+    QString text;
+    Tarvo::PollType::POLL_TYPE kind;
+    QStringList options;
+};
+struct ShowAnswers { // who has answered what, and who has not
 };
 struct Stop {
 };
@@ -81,11 +90,11 @@ namespace Host
 {
 
 using Command =
-    std::variant<Commands::Help, Commands::ListLearners, Commands::StartPoll, Commands::Stop,
-                 Commands::Pause, Commands::Resume, Commands::ShowResults, Commands::SetImage,
-                 Commands::Upload, Commands::ShowCard, Commands::SetLesson,
-                 Commands::SetCurrentCard, Commands::StartAssessment, Commands::SendMessage,
-                 Commands::RemoveLearner, Commands::Wait, Commands::AwaitLearners,
-                 Commands::AwaitResponses, Commands::Quit>;
+    std::variant<Commands::Help, Commands::ListLearners, Commands::StartPoll, Commands::Ask,
+                 Commands::ShowAnswers, Commands::Stop, Commands::Pause, Commands::Resume,
+                 Commands::ShowResults, Commands::SetImage, Commands::Upload, Commands::ShowCard,
+                 Commands::SetLesson, Commands::SetCurrentCard, Commands::StartAssessment,
+                 Commands::SendMessage, Commands::RemoveLearner, Commands::Wait,
+                 Commands::AwaitLearners, Commands::AwaitResponses, Commands::Quit>;
 
 } // namespace Host

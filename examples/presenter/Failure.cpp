@@ -1,6 +1,6 @@
 #include "Failure.h"
 
-#include "TextWidth.h"
+#include "console/TextWidth.h"
 
 namespace Host
 {

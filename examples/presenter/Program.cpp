@@ -1,9 +1,9 @@
 #include "Program.h"
 
 #include "CommandParser.h"
-#include "Input.h"
-#include "Lesson.h"
 #include "Runner.h"
+#include "console/Input.h"
+#include "lesson/Lesson.h"
 
 #include <QtCore/QCoreApplication>
 
@@ -159,9 +159,9 @@ void Program::lineTyped(const QString &text)
         return; // what had been read already
     ParsedCommand parsed = parseCommand(text);
     if (parsed.command)
-        m_runner->add({std::move(*parsed.command), text.trimmed(), m_lineNumber});
+        m_runner->add({std::move(*parsed.command), text.trimmed(), m_lineNumber, QString()});
     else if (!parsed.error.isEmpty())
-        commandFailed({Commands::Help{}, text.trimmed(), m_lineNumber}, parsed.error);
+        commandFailed({Commands::Help{}, text.trimmed(), m_lineNumber, QString()}, parsed.error);
 }
 
 void Program::inputEnded()

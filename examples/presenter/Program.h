@@ -3,7 +3,7 @@
 #include "Options.h"
 #include "Script.h"
 #include "Session.h"
-#include "Terminal.h"
+#include "console/Terminal.h"
 
 #include <QtCore/QObject>
 #include <QtCore/QTimer>

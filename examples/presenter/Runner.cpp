@@ -1,6 +1,6 @@
 #include "Runner.h"
 
-#include "Lesson.h"
+#include "Performer.h"
 
 namespace Host
 {
@@ -10,7 +10,7 @@ namespace
 
 // What a command is to the runner.
 enum class Role {
-    ForLesson,
+    ForPerformer,
     Wait,
     AwaitLearners,
     AwaitResponses,
@@ -27,16 +27,16 @@ Role roleOf(const Command &command)
         return Role::AwaitResponses;
     if (std::holds_alternative<Commands::Quit>(command))
         return Role::Quit;
-    return Role::ForLesson;
+    return Role::ForPerformer;
 }
 
 } // namespace
 
-Runner::Runner(Lesson &lesson, QObject *parent) : QObject(parent), m_lesson(lesson)
+Runner::Runner(Performer &performer, QObject *parent) : QObject(parent), m_performer(performer)
 {
     m_timer.setSingleShot(true);
     connect(&m_timer, &QTimer::timeout, this, &Runner::waitIsOver);
-    connect(&lesson, &Lesson::changed, this, &Runner::lookAtCondition, Qt::QueuedConnection);
+    connect(&performer, &Performer::changed, this, &Runner::lookAtCondition, Qt::QueuedConnection);
 }
 
 void Runner::add(const ScriptLine &line)
@@ -86,25 +86,27 @@ void Runner::start(const ScriptLine &line)
     case Role::AwaitLearners: {
         const auto awaited = std::get<Commands::AwaitLearners>(line.command);
         return await(line, awaited.timeoutMs,
-                     [this, awaited] { return m_lesson.learnerCount() >= awaited.count; });
+                     [this, awaited] { return m_performer.learnerCount() >= awaited.count; });
     }
     case Role::AwaitResponses: {
         const auto awaited = std::get<Commands::AwaitResponses>(line.command);
         return await(line, awaited.timeoutMs, [this, awaited] {
             const bool isForAll = awaited.count == Commands::AwaitResponses::ALL;
-            return m_lesson.responseCount()
-                >= (isForAll ? m_lesson.expectedResponses() : awaited.count);
+            return m_performer.responseCount()
+                >= (isForAll ? m_performer.expectedResponses() : awaited.count);
         });
     }
-    case Role::ForLesson:
+    case Role::ForPerformer:
         break;
     }
     m_isBusy = true;
-    const std::optional<QString> error = m_lesson.execute(line.command);
-    m_isBusy = false;
-    if (error)
-        emit failed(line, *error);
-    emit idle();
+    m_performer.execute(line.command, [this, line](const std::optional<QString> &error) {
+        m_isBusy = false;
+        if (error)
+            emit failed(line, *error);
+        emit idle();
+        runNext();
+    });
 }
 
 void Runner::await(const ScriptLine &line, int timeoutMs, std::function<bool()> condition)
@@ -135,8 +137,8 @@ void Runner::waitIsOver()
     if (isAwait) {
         emit failed(line,
                     QStringLiteral("It has not come to that in time (learners: %1, responses: %2).")
-                        .arg(m_lesson.learnerCount())
-                        .arg(m_lesson.responseCount()));
+                        .arg(m_performer.learnerCount())
+                        .arg(m_performer.responseCount()));
     }
     runNext();
 }

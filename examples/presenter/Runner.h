@@ -12,7 +12,7 @@
 namespace Host
 {
 
-class Lesson;
+class Performer;
 
 // Runs commands one after another: each when the one before is done, and those behind a wait or an
 // await when it is over.
@@ -21,7 +21,7 @@ class Runner : public QObject
     Q_OBJECT
 
 public:
-    explicit Runner(Lesson &lesson, QObject *parent = nullptr);
+    explicit Runner(Performer &performer, QObject *parent = nullptr);
 
     void add(const ScriptLine &line);
     // Nothing is added any more; finished() follows the last command.
@@ -47,7 +47,7 @@ private:
     void lookAtCondition();
     void waitIsOver();
 
-    Lesson &m_lesson;
+    Performer &m_performer;
     QQueue<ScriptLine> m_lines;
     std::optional<ScriptLine> m_current; // the wait or await that the others are behind
     std::function<bool()> m_condition;   // of an await

@@ -35,7 +35,7 @@ Script parseScript(const QString &text, const QString &fileName)
             script.errors.append(
                 QStringLiteral("%1:%2: %3").arg(fileName, QString::number(i + 1), parsed.error));
         } else if (parsed.command) {
-            script.lines.append({std::move(*parsed.command), line, i + 1});
+            script.lines.append({std::move(*parsed.command), line, i + 1, QString()});
         }
     }
     return script;

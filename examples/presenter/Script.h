@@ -13,7 +13,8 @@ namespace Host
 struct ScriptLine {
     Command command;
     QString text;
-    int number; // of the line, from 1
+    int number;    // of the line, from 1
+    QString error; // what is wrong with it; the command is to be passed over then
 };
 
 // A whole script. It is read before anything is sent, so that a misspelt last line does not end a

@@ -4,8 +4,8 @@
 #include "Options.h"
 #include "Program.h"
 #include "Script.h"
-#include "SignalPipe.h"
-#include "Terminal.h"
+#include "console/SignalPipe.h"
+#include "console/Terminal.h"
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTimer>

@@ -1,4 +1,4 @@
-#include "AssessmentFile.h"
+#include "lesson/AssessmentFile.h"
 #include "support/Text.h"
 
 #include "model/AssessmentOptions.h"

@@ -1,5 +1,5 @@
-#include "Bars.h"
-#include "TextWidth.h"
+#include "console/Bars.h"
+#include "console/TextWidth.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

@@ -1,4 +1,4 @@
-#include "LineEditor.h"
+#include "console/LineEditor.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

@@ -1,4 +1,4 @@
-#include "LiveScreen.h"
+#include "console/LiveScreen.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

@@ -1,4 +1,4 @@
-#include "Results.h"
+#include "lesson/Results.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

@@ -1,7 +1,7 @@
 #include "CommandParser.h"
-#include "Lesson.h"
 #include "Runner.h"
-#include "Terminal.h"
+#include "console/Terminal.h"
+#include "lesson/Lesson.h"
 #include "support/Text.h"
 
 #include "client/PresenterClient.h"
@@ -77,7 +77,7 @@ void tst_Runner::add(const QString &line)
 {
     const ParsedCommand parsed = parseCommand(line);
     QVERIFY2(parsed.command, qPrintable(parsed.error));
-    m_runner->add({*parsed.command, line, 1});
+    m_runner->add({*parsed.command, line, 1, QString()});
 }
 
 void tst_Runner::join(const QString &device)

@@ -1,4 +1,4 @@
-#include "Tally.h"
+#include "lesson/Tally.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

@@ -1,4 +1,4 @@
-#include "TextWidth.h"
+#include "console/TextWidth.h"
 
 #include <QtCore/QTextBoundaryFinder>
 #include <QtCore/QVector>

@@ -1,6 +1,6 @@
-#include "LiveScreen.h"
+#include "console/LiveScreen.h"
 
-#include "TextWidth.h"
+#include "console/TextWidth.h"
 
 namespace Host
 {

@@ -1,4 +1,4 @@
-#include "AssessmentFile.h"
+#include "lesson/AssessmentFile.h"
 
 #include "model/AssessmentOptions.h"
 #include "model/PollQuestion.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "Bars.h"
-#include "LineEditor.h"
-#include "LiveScreen.h"
+#include "console/Bars.h"
+#include "console/LineEditor.h"
+#include "console/LiveScreen.h"
 
 #include <QtCore/QMutex>
 #include <QtCore/QObject>

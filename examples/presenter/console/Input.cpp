@@ -1,6 +1,6 @@
-#include "Input.h"
+#include "console/Input.h"
 
-#include "Terminal.h"
+#include "console/Terminal.h"
 
 #include <QtCore/QSocketNotifier>
 

@@ -1,4 +1,4 @@
-#include "Terminal.h"
+#include "console/Terminal.h"
 
 #include <cerrno>
 #include <clocale>

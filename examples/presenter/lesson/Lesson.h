@@ -1,13 +1,12 @@
 #pragma once
 
-#include "AssessmentFile.h"
-#include "Command.h"
-#include "Results.h"
-#include "Roster.h"
+#include "Performer.h"
+#include "lesson/AssessmentFile.h"
+#include "lesson/Results.h"
+#include "lesson/Roster.h"
 
 #include "model/RemoteControlMessage.h"
 
-#include <QtCore/QObject>
 #include <QtCore/QPointer>
 
 #include <memory>
@@ -24,7 +23,7 @@ class Terminal;
 
 // What happens in an open session: carries commands out on the channel, follows the learners and
 // counts what they answer, answers the remote, and shows all of it.
-class Lesson : public QObject
+class Lesson : public Performer
 {
     Q_OBJECT
 
@@ -34,23 +33,20 @@ public:
            QObject *parent = nullptr);
     ~Lesson() override;
 
-    // Carries a command out; what is wrong if it could not be. Waits, awaits and quit are not the
-    // lesson's. May wait for the service, while the event loop turns.
-    std::optional<QString> execute(const Command &command);
+    // May wait for the service, while the event loop turns.
+    void execute(const Command &command, const Done &done) override;
 
     // Asks the service who was there before the channel opened.
     void findLearners();
 
-    int learnerCount() const { return m_roster.count(); }
-    int responseCount() const { return m_results.responses(); }
-    // How many responses there are when everybody has answered.
-    int expectedResponses() const { return m_roster.count() * m_results.questions(); }
+    int learnerCount() const override { return m_roster.count(); }
+    int responseCount() const override { return m_results.responses(); }
+    int expectedResponses() const override { return m_roster.count() * m_results.questions(); }
 
     // Draws what changes in place anew; after the window has changed its size.
     void redraw();
 
 Q_SIGNALS:
-    void changed();       // a learner came or went, or a response was counted
     void stopRequested(); // by the remote
 
 private:

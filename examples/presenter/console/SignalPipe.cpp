@@ -1,4 +1,4 @@
-#include "SignalPipe.h"
+#include "console/SignalPipe.h"
 
 #include <QtCore/QSocketNotifier>
 

@@ -1,6 +1,6 @@
-#include "Results.h"
+#include "lesson/Results.h"
 
-#include "TextWidth.h"
+#include "console/TextWidth.h"
 
 namespace Host
 {

@@ -1,4 +1,4 @@
-#include "Tally.h"
+#include "lesson/Tally.h"
 
 #include <QtCore/QMap>
 #include <QtCore/QStringList>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Tally.h"
+#include "lesson/Tally.h"
 
 #include "model/OrdinalType.h"
 #include "model/PollType.h"

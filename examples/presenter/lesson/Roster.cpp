@@ -1,4 +1,4 @@
-#include "Roster.h"
+#include "lesson/Roster.h"
 
 namespace Host
 {

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Bars.h"
-#include "Tally.h"
+#include "console/Bars.h"
+#include "lesson/Tally.h"
 
 #include <QtCore/QSet>
 #include <QtCore/QString>

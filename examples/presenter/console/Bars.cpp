@@ -1,6 +1,6 @@
-#include "Bars.h"
+#include "console/Bars.h"
 
-#include "TextWidth.h"
+#include "console/TextWidth.h"
 
 #include <algorithm>
 

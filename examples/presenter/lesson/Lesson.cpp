@@ -1,8 +1,8 @@
-#include "Lesson.h"
+#include "lesson/Lesson.h"
 
 #include "CommandParser.h"
-#include "Terminal.h"
-#include "TextWidth.h"
+#include "console/Terminal.h"
+#include "console/TextWidth.h"
 
 #include "client/PresenterClient.h"
 #include "collab/PresenterAssessment.h"
@@ -74,7 +74,7 @@ ReadFile readFile(const QString &name)
 
 Lesson::Lesson(PresenterClient &client, PresenterCollab &channel, Terminal &terminal,
                QObject *parent)
-    : QObject(parent), m_client(client), m_channel(&channel), m_terminal(terminal)
+    : Performer(parent), m_client(client), m_channel(&channel), m_terminal(terminal)
 {
     connect(&channel, &PresenterCollab::learnerJoin, this, &Lesson::learnerJoined);
     connect(&channel, &PresenterCollab::learnerUnregister, this, &Lesson::learnerLeft);
@@ -94,11 +94,12 @@ Lesson::Lesson(PresenterClient &client, PresenterCollab &channel, Terminal &term
 
 Lesson::~Lesson() = default;
 
-std::optional<QString> Lesson::execute(const Command &command)
+void Lesson::execute(const Command &command, const Done &done)
 {
-    if (!m_channel)
-        return QStringLiteral("The session is over.");
-    return std::visit([this](const auto &one) { return run(one); }, command);
+    if (m_channel)
+        done(std::visit([this](const auto &one) { return run(one); }, command));
+    else
+        done(QStringLiteral("The session is over."));
 }
 
 void Lesson::findLearners()
