@@ -91,16 +91,16 @@ void ClassRunner::perform(int id, const std::function<Failure(Lesson &)> &what)
 }
 
 // Questions that are made within one second share an id, so the next poll may have to wait a little.
-void ClassRunner::startPoll(int id, int kind, int ordinals, int count)
+void ClassRunner::startPoll(int id, const FixedPoll &poll)
 {
     const int delayMs = m_lesson.pollDelayMs();
     if (delayMs == 0) {
-        finish(id, m_lesson.startPoll(kind, ordinals, count));
+        finish(id, m_lesson.startPoll(poll));
         return;
     }
     QTimer::singleShot(delayMs, this, [=] {
         if (nextState(m_state, ClassEvent::BeginActivity))
-            startPoll(id, kind, ordinals, count);
+            startPoll(id, poll);
         else
             finish(id, {Action::StartPoll, whyInterrupted()});
     });

@@ -58,7 +58,8 @@ public:
     void stop(int id);
     void signOut(int id);
     void reconnectNow(int id);
-    void startPoll(int id, int kind, int ordinals, int count);
+    void startPoll(int id, const FixedPoll &poll);
+    void startPollWithImage(int id, const FixedPoll &poll, const QByteArray &png);
     void showImage(int id, const QByteArray &png);
     void upload(int id, const QString &fileName, const QByteArray &bytes);
     // What the lesson does at once.
@@ -79,6 +80,11 @@ private:
     // Takes the turn in which it was asked for: when another has begun, there is nothing to do but to
     // say so.
     using Job = std::function<void(int turn)>;
+    // What was asked for, by its number.
+    struct Operated {
+        Action::Type action;
+        int id;
+    };
     struct WaitingJob {
         int turn;
         Job run;
@@ -132,7 +138,9 @@ private:
     void endSession(Failure::Reason reason);
     void endNow();
     void uploadNow(int turn, int id, const QString &fileName, const QByteArray &bytes);
-    void showImageNow(int turn, int id, const QByteArray &png);
+    using Show = std::function<void(const Picture &)>;
+    void withPicture(const Operated &operated, const QByteArray &png, const Show &show);
+    void uploadPicture(int turn, const Operated &operated, const QByteArray &png, const Show &show);
 
     // ---- The channel --------------------------------------------------------------------------------
     void openChannel(Channel as);

@@ -441,17 +441,35 @@ void ClassRunner::uploadNow(int turn, int id, const QString &fileName, const QBy
 
 void ClassRunner::showImage(int id, const QByteArray &png)
 {
+    withPicture({Action::ShowImage, id}, png,
+                [=](const Picture &picture) { finish(id, m_lesson.showImage(picture)); });
+}
+
+void ClassRunner::startPollWithImage(int id, const FixedPoll &poll, const QByteArray &png)
+{
+    if (const Failure failure = m_lesson.whyNoPoll(poll)) {
+        finish(id, failure);
+        return;
+    }
+    withPicture({Action::StartPoll, id}, png, [=](const Picture &picture) {
+        startPoll(id, {poll.kind, poll.ordinals, poll.count, picture});
+    });
+}
+
+void ClassRunner::withPicture(const Operated &operated, const QByteArray &png, const Show &show)
+{
     if (!png.startsWith(PNG_SIGNATURE)) {
-        finish(id,
-               {Action::ShowImage, Failure::InvalidArgument, QString(),
+        finish(operated.id,
+               {operated.action, Failure::InvalidArgument, QString(),
                 QStringLiteral("the picture: it is no PNG image")});
         return;
     }
-    enqueue([=](int turn) { showImageNow(turn, id, png); });
+    enqueue([=](int turn) { uploadPicture(turn, operated, png, show); });
 }
 
 // A service that takes no upload is no reason not to show it.
-void ClassRunner::showImageNow(int turn, int id, const QByteArray &png)
+void ClassRunner::uploadPicture(int turn, const Operated &operated, const QByteArray &png,
+                                const Show &show)
 {
     QString resource;
     QString path;
@@ -461,9 +479,9 @@ void ClassRunner::showImageNow(int turn, int id, const QByteArray &png)
         isUploaded = m_client->doUploadResource(QStringLiteral("image.png"), png, &resource, &path);
     }
     if (isInterrupted(turn))
-        finish(id, {Action::ShowImage, whyInterrupted()});
+        finish(operated.id, {operated.action, whyInterrupted()});
     else
-        finish(id, isUploaded ? m_lesson.showImageAt(m_serverUrl + path) : m_lesson.showImage(png));
+        show(isUploaded ? Picture{m_serverUrl + path, {}} : Picture{{}, png});
 }
 
 } // namespace Tarvo

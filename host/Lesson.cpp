@@ -90,6 +90,7 @@ void Lesson::hear(PresenterCollab *channel)
                             cut(answer, LiveClass::MAX_ANSWER_LENGTH)});
             });
     connect(channel, &PresenterCollab::remoteControl, this, &Lesson::remoteCame);
+    connect(channel, &PresenterCollab::controllerRegister, this, &Lesson::tellRemote);
 }
 
 void Lesson::end()
@@ -104,6 +105,7 @@ void Lesson::end()
     if (m_channel)
         m_channel->disconnect(this);
     m_channel = nullptr;
+    tellRemote(false);
 }
 
 bool Lesson::isOpen() const
@@ -321,6 +323,7 @@ void Lesson::remoteCame(const RemoteControlMessage &message)
     } else if (command == QLatin1String("resume")) {
         resume();
     }
+    tellRemote(true); // the service tells only of its end
     tell(Notices::CommandCame{command, message.data});
     if (command == QLatin1String("stopSession"))
         Q_EMIT stopIsWanted();
@@ -332,6 +335,12 @@ void Lesson::remoteCame(const RemoteControlMessage &message)
 bool Lesson::isHostFarBehind() const
 {
     return m_host.size() >= MAX_WAITING || m_host.bytes() >= MAX_WAITING_BYTES;
+}
+
+void Lesson::tellRemote(bool isThere)
+{
+    if (std::exchange(m_hasRemote, isThere) != isThere)
+        tell(Notices::RemoteIs{isThere});
 }
 
 void Lesson::tell(Notice notice, int characters)

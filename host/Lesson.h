@@ -2,6 +2,7 @@
 
 #include "host/Assessment.h"
 #include "host/CountedQuestion.h"
+#include "host/FixedPoll.h"
 #include "host/Notices.h"
 #include "host/Roster.h"
 
@@ -60,17 +61,19 @@ public:
 
     // How long the next poll of a fixed kind has to wait: questions made in one second share an id.
     int pollDelayMs() const;
-    Failure startPoll(int kind, int ordinals, int count);
+    Failure startPoll(const FixedPoll &poll);
+    // Why it could not be started now.
+    Failure whyNoPoll(const FixedPoll &poll) const;
     Failure ask(const AssessmentQuestion &question);
     Failure startAssessment(const Assessment &assessment);
     Failure stopActivity();
     Failure pause();
     Failure resume();
-    Failure showImage(const QByteArray &png);
-    Failure showImageAt(const QString &url);
+    Failure showImage(const Picture &picture);
     Failure showLesson(const QString &id, const QString &name);
     Failure showCard(int number, int total);
-    Failure sendText(const QStringList &deviceIds, const QString &text);
+    Failure sendText(const QStringList &deviceIds, const QString &text,
+                     LiveClass::TextOption option);
     Failure removeLearner(const QString &deviceId);
     // Everybody who is there.
     QStringList present() const { return m_roster.deviceIds(); }
@@ -115,9 +118,11 @@ private:
     void endActivity();
     void giveActivityTo(const QString &deviceId);
     QString assessmentQuestionId(int index) const;
+    void setPicture(const Picture &picture);
     void sendPause(bool pause);
     void sendStop();
     bool isHostFarBehind() const;
+    void tellRemote(bool isThere);
     void tell(Notice notice, int characters = 0);
     void tellPaused(bool isPaused);
     void tellFailure(Failure::Reason reason, const QString &detail);
@@ -153,6 +158,7 @@ private:
     QSet<QString> m_unlisted;         // devices that have answered, and have not joined since
     QHash<int, QSet<QString>> m_told; // devices that were told of to the host, by the reason
 
+    bool m_hasRemote = false;
     Shown m_shown;
     QElapsedTimer m_sinceRemoteAnswer;
 };

@@ -6,6 +6,7 @@
 #include "collab/PresenterAssessment.h"
 #include "collab/PresenterCollab.h"
 #include "model/AssessmentOptions.h"
+#include "model/Card.h"
 #include "model/PollQuestion.h"
 
 #include <QtCore/QUuid>
@@ -45,28 +46,44 @@ int Lesson::pollDelayMs() const
     return int(qMax<qint64>(0, POLL_DISTANCE_MS - m_sinceFixedPoll.elapsed()));
 }
 
-Failure Lesson::startPoll(int kind, int ordinals, int count)
+Failure Lesson::whyNoPoll(const FixedPoll &poll) const
 {
-    const auto pollType = PollType::POLL_TYPE(kind);
-    const auto ordinalType = OrdinalType::ORDINAL_TYPE(ordinals);
-    if (!PollType::POLL_TYPE_STR().contains(pollType) || !hasOrdinals(ordinals) || count < 0
-        || count > MAX_CHOICES)
+    if (!PollType::POLL_TYPE_STR().contains(PollType::POLL_TYPE(poll.kind))
+        || !hasOrdinals(poll.ordinals) || poll.count < 0 || poll.count > MAX_CHOICES)
         return {Action::StartPoll, Failure::InvalidArgument};
+    if (!isSendable(poll.picture.url))
+        return {Action::StartPoll, Failure::InvalidArgument, QString(), UNSENDABLE_ADDRESS};
     if (isRunning())
         return {Action::StartPoll, Failure::NotAllowed};
     if (!isOpen())
         return {Action::StartPoll, Failure::NotConnected};
+    return {};
+}
 
+Failure Lesson::startPoll(const FixedPoll &poll)
+{
+    if (const Failure failure = whyNoPoll(poll))
+        return failure;
+    const auto kind = PollType::POLL_TYPE(poll.kind);
+    const auto ordinals = OrdinalType::ORDINAL_TYPE(poll.ordinals);
     m_sinceFixedPoll.start();
-    m_channel->startPoll(pollType, ordinalType, count, 0);
+    setPicture(poll.picture);
+    const QString background = poll.picture.url.isEmpty() && poll.picture.png.isEmpty()
+        ? QString()
+        : m_channel->getCardImageRef(true);
+    m_channel->startPoll(kind, ordinals, poll.count, 0);
     const QString id = m_channel->getCurrentQuestionId();
-    CountedQuestion counted{id, QString(), pollType, {}};
-    m_makeQuestion = [=] {
-        auto question = pollQuestion(pollType, ordinalType, count);
-        if (question)
-            question->setID(id);
+    m_makeQuestion = [=, count = poll.count] {
+        auto question = pollQuestion(kind, ordinals, count);
+        if (!question)
+            return question;
+        question->setID(id);
+        auto *card = new Card(question.get());
+        card->setBackgroundImage(background);
+        question->setcard(card);
         return question;
     };
+    CountedQuestion counted{id, QString(), kind, {}};
     if (const auto question = m_makeQuestion())
         counted.choices = choicesOf(*question);
     beginActivity(LiveClass::Poll, {counted});
@@ -222,24 +239,21 @@ void Lesson::sendStop()
 
 // ---- Pictures, cards, messages -------------------------------------------------------------------
 
-Failure Lesson::showImage(const QByteArray &png)
+// Image data would win over an address.
+void Lesson::setPicture(const Picture &picture)
 {
-    if (!isOpen())
-        return {Action::ShowImage, Failure::NotConnected};
     m_channel->clearCardImage();
-    m_channel->setCardImageData(png);
-    m_channel->showImageCard(false);
-    return {};
+    m_channel->setCardImageRef(picture.url);
+    m_channel->setCardImageData(picture.png);
 }
 
-Failure Lesson::showImageAt(const QString &url)
+Failure Lesson::showImage(const Picture &picture)
 {
-    if (url.isEmpty() || !isSendable(url))
+    if ((picture.url.isEmpty() && picture.png.isEmpty()) || !isSendable(picture.url))
         return {Action::ShowImage, Failure::InvalidArgument, QString(), UNSENDABLE_ADDRESS};
     if (!isOpen())
         return {Action::ShowImage, Failure::NotConnected};
-    m_channel->clearCardImage(); // image data would win over an address
-    m_channel->setCardImageRef(url);
+    setPicture(picture);
     m_channel->showImageCard(false); // the card takes the address as it is, not as a CSS value
     return {};
 }
@@ -269,7 +283,8 @@ Failure Lesson::showCard(int number, int total)
     return {};
 }
 
-Failure Lesson::sendText(const QStringList &deviceIds, const QString &text)
+Failure Lesson::sendText(const QStringList &deviceIds, const QString &text,
+                         LiveClass::TextOption option)
 {
     if (!isOpen())
         return {Action::SendText, Failure::NotConnected};
@@ -278,7 +293,8 @@ Failure Lesson::sendText(const QStringList &deviceIds, const QString &text)
     for (const QString &deviceId : deviceIds) {
         if (!m_roster.isThere(deviceId))
             return {Action::SendText, Failure::InvalidArgument, QString(), NOT_THERE};
-        sender.sendMessage(deviceId, text, true, false);
+        sender.sendMessage(deviceId, text, option != LiveClass::FixedText,
+                           option == LiveClass::ReviewText);
     }
     return {};
 }

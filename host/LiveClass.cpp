@@ -172,9 +172,22 @@ Operation LiveClass::reconnectNow()
 
 Operation LiveClass::startPoll(int kind, int ordinals, int count)
 {
+    return startPollWithImageAt(kind, ordinals, count, QString());
+}
+
+Operation LiveClass::startPollWithImage(int kind, int ordinals, int count, const QByteArray &png)
+{
+    const FixedPoll poll{kind, ordinals, count, {}};
     return d->request(Action::StartPoll, [=](ClassRunner &runner, int id) {
-        runner.startPoll(id, kind, ordinals, count);
+        runner.startPollWithImage(id, poll, png);
     });
+}
+
+Operation LiveClass::startPollWithImageAt(int kind, int ordinals, int count, const QString &url)
+{
+    const FixedPoll poll{kind, ordinals, count, {url, {}}};
+    return d->request(Action::StartPoll,
+                      [poll](ClassRunner &runner, int id) { runner.startPoll(id, poll); });
 }
 
 Operation LiveClass::ask(const QString &text, int kind, const QStringList &options)
@@ -214,7 +227,9 @@ Operation LiveClass::showImage(const QByteArray &png)
 
 Operation LiveClass::showImageAt(const QString &url)
 {
-    return d->perform(Action::ShowImage, [url](Lesson &lesson) { return lesson.showImageAt(url); });
+    return d->perform(Action::ShowImage, [url](Lesson &lesson) {
+        return lesson.showImage({url, {}});
+    });
 }
 
 Operation LiveClass::uploadImage(const QString &fileName, const QByteArray &bytes)
@@ -235,16 +250,17 @@ Operation LiveClass::showCard(int number, int total)
                       [=](Lesson &lesson) { return lesson.showCard(number, total); });
 }
 
-Operation LiveClass::sendText(const QString &text)
+Operation LiveClass::sendText(const QString &text, TextOption option)
 {
-    return d->perform(Action::SendText,
-                      [text](Lesson &lesson) { return lesson.sendText(lesson.present(), text); });
+    return d->perform(Action::SendText, [=](Lesson &lesson) {
+        return lesson.sendText(lesson.present(), text, option);
+    });
 }
 
-Operation LiveClass::sendTextTo(const QString &deviceId, const QString &text)
+Operation LiveClass::sendTextTo(const QString &deviceId, const QString &text, TextOption option)
 {
     return d->perform(Action::SendText,
-                      [=](Lesson &lesson) { return lesson.sendText({deviceId}, text); });
+                      [=](Lesson &lesson) { return lesson.sendText({deviceId}, text, option); });
 }
 
 Operation LiveClass::removeLearner(const QString &deviceId)

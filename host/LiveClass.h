@@ -107,6 +107,14 @@ public:
     };
     Q_ENUM(ResultRole)
 
+    /// How a text is shown on a device.
+    enum TextOption : int {
+        PlainText, ///< the learner can close it
+        FixedText, ///< the learner cannot close it
+        ReviewText ///< as part of the review of a set of questions
+    };
+    Q_ENUM(TextOption)
+
     /// The longest name and answer that are taken from a learner, in characters; the rest is cut off.
     static constexpr int MAX_NAME_LENGTH = 64;
     static constexpr int MAX_ANSWER_LENGTH = 10000;
@@ -207,6 +215,11 @@ public Q_SLOTS:
     /// `Tarvo::OrdinalType::ORDINAL_TYPE`, `count` the number of options. Done when it has left. Two polls
     /// leave at least a second apart.
     Tarvo::Operation startPoll(int kind, int ordinals, int count);
+    /// The same on a picture, such as the slide that is up: a PNG image, uploaded and shown by its
+    /// address, or sent whole when the service takes no upload.
+    Tarvo::Operation startPollWithImage(int kind, int ordinals, int count, const QByteArray &png);
+    /// The same on an image that the devices load from `url`.
+    Tarvo::Operation startPollWithImageAt(int kind, int ordinals, int count, const QString &url);
     /// Asks a question with words of its own, `kind` is a `Tarvo::PollType::POLL_TYPE` that has a question;
     /// `options` are the choices' texts, labelled A, B, C ... (the scale's and the sort's, too).
     Tarvo::Operation ask(const QString &text, int kind, const QStringList &options = {});
@@ -232,9 +245,10 @@ public Q_SLOTS:
     /// Shows on the remote controllers that card `number` of 1 to `total` is up.
     Tarvo::Operation showCard(int number, int total);
     /// Shows a text on the device of each learner who is present.
-    Tarvo::Operation sendText(const QString &text);
+    Tarvo::Operation sendText(const QString &text, Tarvo::LiveClass::TextOption option = PlainText);
     /// Shows a text on one device.
-    Tarvo::Operation sendTextTo(const QString &deviceId, const QString &text);
+    Tarvo::Operation sendTextTo(const QString &deviceId, const QString &text,
+                                Tarvo::LiveClass::TextOption option = PlainText);
     /// Sends one learner's device away.
     Tarvo::Operation removeLearner(const QString &deviceId);
 
@@ -262,6 +276,8 @@ Q_SIGNALS:
     /// An answer came to a question that is over; it is not counted.
     void answeredLate(const QString &deviceId, const QString &question, const QString &answer,
                       int responseTimeMs);
+    /// A remote controller has sent its first command, or has gone.
+    void remoteChanged(bool isThere);
     /// A remote controller sent a command, such as "nextCard". Pause, resume and the session's stop have
     /// been obeyed already, and its questions about lesson and card answered.
     void remoteCommand(const QString &command, const QVariant &data);

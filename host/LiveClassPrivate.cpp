@@ -253,6 +253,11 @@ void LiveClassPrivate::tell(const Notices::CommandCame &notice)
     Q_EMIT q->remoteCommand(notice.command, notice.data);
 }
 
+void LiveClassPrivate::tell(const Notices::RemoteIs &notice)
+{
+    Q_EMIT q->remoteChanged(notice.isThere);
+}
+
 void LiveClassPrivate::tell(const Notices::FileIsUploaded &notice)
 {
     Q_EMIT q->uploaded(notice.id, notice.url);

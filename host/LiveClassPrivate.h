@@ -71,6 +71,7 @@ private:
     void tell(const Notices::LearnerIsGone &notice);
     void tell(const Notices::AnswerCame &notice);
     void tell(const Notices::CommandCame &notice);
+    void tell(const Notices::RemoteIs &notice);
     void tell(const Notices::FileIsUploaded &notice);
     void tell(const Notices::RegistrationIsNeeded &notice);
     void tell(const Notices::SessionIsOver &notice);

@@ -64,6 +64,9 @@ struct CommandCame {
     QString command;
     QVariant data;
 };
+struct RemoteIs {
+    bool isThere;
+};
 struct FileIsUploaded {
     QString id;
     QString url;
@@ -92,8 +95,8 @@ using Notice =
                  Notices::AttemptIs, Notices::ActivityIs, Notices::PausedIs,
                  Notices::QuestionsBegin, Notices::SessionBegins, Notices::LearnersAre,
                  Notices::LearnerIsGone, Notices::AnswerCame, Notices::CommandCame,
-                 Notices::FileIsUploaded, Notices::RegistrationIsNeeded, Notices::SessionIsOver,
-                 Notices::OperationEnded, Notices::SomethingFailed>;
+                 Notices::RemoteIs, Notices::FileIsUploaded, Notices::RegistrationIsNeeded,
+                 Notices::SessionIsOver, Notices::OperationEnded, Notices::SomethingFailed>;
 
 // From the runner to the class.
 using ToHost = Mailbox<Notice>;

@@ -1,6 +1,7 @@
 #include "ClassStage.h"
 #include "Devices.h"
 
+#include "model/OrdinalType.h"
 #include "model/PollType.h"
 
 using namespace Tarvo;
@@ -18,6 +19,7 @@ private Q_SLOTS:
     void pauseAndStopReachTheDevicesAfterwards();
     void messagesFailAtOnceAndMayBeRepeated();
     void whoJoinedMeanwhileGetsTheQuestion();
+    void whoJoinedMeanwhileGetsThePollOnItsImage();
     void whoJoinedMeanwhileGetsTheAssessment();
     void whoJoinedMeanwhileGetsNothingThatWasStopped();
     void whoLeftMeanwhileIsNoLongerPresent();
@@ -181,6 +183,25 @@ void tst_CatchingUp::whoJoinedMeanwhileGetsTheQuestion()
     QCOMPARE(joined.size(), 3);
     stage.devices.answerOnce(stage.question(), {u"A"_s});
     QTRY_COMPARE_WITH_TIMEOUT(stage.respondents(), 5, ClassStage::LIMIT_MS);
+}
+
+void tst_CatchingUp::whoJoinedMeanwhileGetsThePollOnItsImage()
+{
+    AwayStage stage;
+    QVERIFY(stage.enterLive());
+    QVERIFY(ClassStage::succeeds(stage.host->startPollWithImageAt(
+        PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, u"http://x/rivers.png"_s)));
+    QVERIFY(stage.hear(u"questionStart"_s, 1));
+    QVERIFY(stage.goAway());
+    stage.devices.join(stage.host->sessionCode(), 1);
+    QTRY_COMPARE(stage.devices.announced(), 3);
+    QVERIFY(stage.comeBack());
+    QVERIFY(stage.hear(u"questionStart"_s, 2));
+    const QJsonArray asked =
+        stage.classroom.journal(u"publish"_s, {{u"type"_s, u"questionStart"_s}}, 2);
+    QCOMPARE(asked[1][u"data"_s], asked[0][u"data"_s]);
+    QCOMPARE(asked[1][u"data"_s][u"card"_s][u"styles"_s][u"backgroundImage"_s].toString(),
+             u"url('http://x/rivers.png')"_s);
 }
 
 void tst_CatchingUp::whoJoinedMeanwhileGetsTheAssessment()

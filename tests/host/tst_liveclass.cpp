@@ -24,9 +24,17 @@ private Q_SLOTS:
     void assessmentIsAnsweredQuestionByQuestion();
     void imageIsShownByItsAddress();
     void imageIsSentWholeWhenTheServiceTakesNoUpload();
+    void pollStandsOnItsImage();
+    void pollStandsOnItsUploadedImage();
+    void pollsImageIsSentWholeWhenTheServiceTakesNoUpload();
+    void nextPollHasNoImage();
+    void pollOnWhatIsNoPictureIsRefused();
     void textReachesEveryLearner();
+    void textIsShownAsAskedFor_data();
+    void textIsShownAsAskedFor();
     void removedLearnerIsGone();
     void lessonAndCardAnswerTheRemote();
+    void remoteIsToldOfWhenItComesAndGoes();
     void stopIsConfirmed();
     void nextSessionBeginsAnew();
 };
@@ -63,6 +71,13 @@ public:
         for (int row = 0; row < model->rowCount(); ++row)
             texts.append(model->index(row, 0).data(role).toString());
         return texts;
+    }
+    // On which the devices show the latest question.
+    QString backgroundOfQuestion(int number)
+    {
+        const QJsonArray questions = classroom.received(u"questionStart"_s, number * 5);
+        const QJsonValue card = questions.last()[u"data"_s][u"card"_s];
+        return card[u"styles"_s][u"backgroundImage"_s].toString();
     }
     int ticks() const
     {
@@ -239,6 +254,64 @@ void tst_LiveClass::imageIsSentWholeWhenTheServiceTakesNoUpload()
              u"data:image/png;base64,"_s + QString::fromLatin1(PNG.toBase64()));
 }
 
+void tst_LiveClass::pollStandsOnItsImage()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    const QString url = u"https://pictures.example/rivers.png"_s;
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPollWithImageAt(PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, url)));
+    QCOMPARE(lesson.backgroundOfQuestion(1), u"url('https://pictures.example/rivers.png')"_s);
+}
+
+void tst_LiveClass::pollStandsOnItsUploadedImage()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPollWithImage(PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, PNG)));
+    const QString background = lesson.backgroundOfQuestion(1);
+    QVERIFY2(background.startsWith(u"url('"_s + lesson.proxy.url()), qPrintable(background));
+    const QUrl shown(background.mid(5).chopped(2));
+    QCOMPARE(lesson.classroom.download(shown.path() + u'?' + shown.query()), PNG);
+}
+
+void tst_LiveClass::pollsImageIsSentWholeWhenTheServiceTakesNoUpload()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    lesson.classroom.fail(u"/vantora/resource/uploadResourceFile"_s, 500, QString());
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPollWithImage(PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, PNG)));
+    QCOMPARE(lesson.backgroundOfQuestion(1),
+             u"data:image/png;base64,"_s + QString::fromLatin1(PNG.toBase64()));
+}
+
+void tst_LiveClass::nextPollHasNoImage()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QVERIFY(ClassStage::succeeds(lesson.host->startPollWithImageAt(
+        PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, u"http://x/1.png"_s)));
+    QVERIFY(ClassStage::succeeds(lesson.host->stopActivity()));
+    QVERIFY(ClassStage::succeeds(
+        lesson.host->startPoll(PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3)));
+    QCOMPARE(lesson.backgroundOfQuestion(2), QString());
+}
+
+void tst_LiveClass::pollOnWhatIsNoPictureIsRefused()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QCOMPARE(ClassStage::failureOf(lesson.host->startPollWithImage(
+                 PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, "GIF89a")),
+             Failure::InvalidArgument);
+    QCOMPARE(ClassStage::failureOf(lesson.host->startPollWithImageAt(
+                 PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, u"http://x/\".png"_s)),
+             Failure::InvalidArgument);
+    QCOMPARE(lesson.host->activity(), LiveClass::NoActivity);
+}
+
 void tst_LiveClass::textReachesEveryLearner()
 {
     Lesson lesson;
@@ -247,6 +320,31 @@ void tst_LiveClass::textReachesEveryLearner()
     QCOMPARE(lesson.classroom.received(u"dialogShow"_s, 5).size(), 5);
     const QJsonObject data = lesson.classroom.receivedOne(u"dialogShow"_s).toObject();
     QCOMPARE(data.value(u"data"_s).toObject().value(u"text"_s).toString(), u"Say \"hi\""_s);
+}
+
+void tst_LiveClass::textIsShownAsAskedFor_data()
+{
+    QTest::addColumn<LiveClass::TextOption>("option");
+    QTest::addColumn<QString>("type");
+    QTest::addColumn<QJsonObject>("data");
+    const QJsonObject plain{{u"text"_s, u"Hi"_s}, {u"isDismissible"_s, true}};
+    const QJsonObject fixed{{u"text"_s, u"Hi"_s}, {u"isDismissible"_s, false}};
+    const QJsonObject review{{u"text"_s, u"Hi"_s}, {u"showNavigation"_s, true}};
+    QTest::newRow("plain") << LiveClass::PlainText << u"dialogShow"_s << plain;
+    QTest::newRow("fixed") << LiveClass::FixedText << u"dialogShow"_s << fixed;
+    QTest::newRow("review") << LiveClass::ReviewText << u"questionSetReview"_s << review;
+}
+
+void tst_LiveClass::textIsShownAsAskedFor()
+{
+    QFETCH(LiveClass::TextOption, option);
+    QFETCH(QString, type);
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    const QString ada = lesson.classroom.deviceId(0);
+    QVERIFY(ClassStage::succeeds(lesson.host->sendTextTo(ada, u"Hi"_s, option)));
+    const QJsonValue received = lesson.classroom.receivedOne(type);
+    QTEST(received[u"data"_s].toObject(), "data");
 }
 
 void tst_LiveClass::removedLearnerIsGone()
@@ -273,6 +371,20 @@ void tst_LiveClass::lessonAndCardAnswerTheRemote()
     QCOMPARE(lesson.classroom.received(u"currentCard"_s).size(), 1);
     QTRY_COMPARE(commands.size(), 1);
     QCOMPARE(commands.first().first().toString(), u"requestLessonInfo"_s);
+}
+
+void tst_LiveClass::remoteIsToldOfWhenItComesAndGoes()
+{
+    Lesson lesson;
+    QVERIFY(lesson.begin());
+    QSignalSpy remotes(lesson.host.get(), &LiveClass::remoteChanged);
+    lesson.classroom.post(u"remote"_s, {{u"command"_s, u"nextCard"_s}});
+    lesson.classroom.post(u"remote"_s, {{u"command"_s, u"nextCard"_s}});
+    QTRY_COMPARE(remotes.size(), 1);
+    QVERIFY(ClassStage::succeeds(lesson.host->stop()));
+    QTRY_COMPARE(remotes.size(), 2);
+    QCOMPARE(remotes[0][0].toBool(), true);
+    QCOMPARE(remotes[1][0].toBool(), false);
 }
 
 void tst_LiveClass::stopIsConfirmed()

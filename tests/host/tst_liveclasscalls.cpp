@@ -29,6 +29,8 @@ private Q_SLOTS:
 namespace
 {
 
+const QByteArray PNG("\x89PNG\r\n\x1a\n");
+
 using Call = std::function<Operation(LiveClass &)>;
 
 struct NamedCall {
@@ -46,6 +48,9 @@ const std::vector<NamedCall> &harmlessCalls()
         {"stopActivity", [](LiveClass &host) { return host.stopActivity(); }},
         {"startPoll", [](LiveClass &host) { return host.startPoll(0, 0, 2); }},
         {"stopActivity again", [](LiveClass &host) { return host.stopActivity(); }},
+        {"startPollWithImage",
+         [](LiveClass &host) { return host.startPollWithImage(0, 0, 2, PNG); }},
+        {"stopActivity once more", [](LiveClass &host) { return host.stopActivity(); }},
         {"showImage", [](LiveClass &host) { return host.showImageAt(u"http://x/y.png"_s); }},
         {"uploadImage", [](LiveClass &host) { return host.uploadImage(u"a.png"_s, "x"); }},
         {"showLesson", [](LiveClass &host) { return host.showLesson(u"L1"_s, u"Rivers"_s); }},
@@ -131,15 +136,15 @@ void tst_LiveClassCalls::everyCallIsAllowedOrRefused_data()
 {
     QTest::addColumn<LiveClass::State>("state");
     QTest::addColumn<QString>("expected");
-    QTest::newRow("SignedOut") << LiveClass::SignedOut << u"-----------"_s;
-    QTest::newRow("SigningIn") << LiveClass::SigningIn << u"-----------"_s;
-    QTest::newRow("SignInNeeded") << LiveClass::SignInNeeded << u"--+--------"_s;
-    QTest::newRow("SignedIn") << LiveClass::SignedIn << u"-------+---"_s;
-    QTest::newRow("Starting") << LiveClass::Starting << u"-----------"_s;
-    QTest::newRow("Live") << LiveClass::Live << u"+++++++++++"_s;
-    QTest::newRow("Reconnecting") << LiveClass::Reconnecting << u"?-+-?-?????"_s;
-    QTest::newRow("Stopping") << LiveClass::Stopping << u"-----------"_s;
-    QTest::newRow("Ended") << LiveClass::Ended << u"-------+---"_s;
+    QTest::newRow("SignedOut") << LiveClass::SignedOut << u"-------------"_s;
+    QTest::newRow("SigningIn") << LiveClass::SigningIn << u"-------------"_s;
+    QTest::newRow("SignInNeeded") << LiveClass::SignInNeeded << u"--+----------"_s;
+    QTest::newRow("SignedIn") << LiveClass::SignedIn << u"---------+---"_s;
+    QTest::newRow("Starting") << LiveClass::Starting << u"-------------"_s;
+    QTest::newRow("Live") << LiveClass::Live << u"+++++++++++++"_s;
+    QTest::newRow("Reconnecting") << LiveClass::Reconnecting << u"?-+-?-?-?????"_s;
+    QTest::newRow("Stopping") << LiveClass::Stopping << u"-------------"_s;
+    QTest::newRow("Ended") << LiveClass::Ended << u"---------+---"_s;
 }
 
 void tst_LiveClassCalls::everyCallIsAllowedOrRefused()
@@ -188,6 +193,7 @@ void tst_LiveClassCalls::classMayGoInASlotOfEverySignal_data()
     QTest::newRow("learnerLeft") << QByteArray("learnerLeft(QString)");
     QTest::newRow("answered") << QByteArray("answered(QString,QString,QString,int)");
     QTest::newRow("remoteCommand") << QByteArray("remoteCommand(QString,QVariant)");
+    QTest::newRow("remoteChanged") << QByteArray("remoteChanged(bool)");
     QTest::newRow("uploaded") << QByteArray("uploaded(QString,QString)");
     QTest::newRow("ended") << QByteArray("ended(Tarvo::Failure::Reason)");
 }
