@@ -1,5 +1,6 @@
 #include "Diagnostics.h"
 
+#include <QtCore/QMutex>
 #include <QtCore/QString>
 
 #include <cstdio>
@@ -10,8 +11,10 @@ namespace Host
 namespace
 {
 
-// Shared with the message handler, which is a plain function called from any thread.
+// Shared with the message handler, which is a plain function called from any thread, also while the
+// sink goes: a class ends on a thread of its own.
 struct Shared {
+    QRecursiveMutex mutex;
     Diagnostics::Sink sink;
     QtMessageHandler previousHandler = nullptr;
 };
@@ -24,8 +27,11 @@ Shared &shared()
 
 void handleMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
-    if (shared().sink)
-        shared().sink(qFormatLogMessage(type, context, message));
+    {
+        const QMutexLocker lock(&shared().mutex);
+        if (shared().sink)
+            shared().sink(qFormatLogMessage(type, context, message));
+    }
     if (type == QtFatalMsg) // the process ends on return, and its reason has to be read
         std::fputs(qPrintable(message + QLatin1Char('\n')), stderr);
 }
@@ -34,6 +40,7 @@ void handleMessage(QtMsgType type, const QMessageLogContext &context, const QStr
 
 Diagnostics::Diagnostics(Sink sink)
 {
+    const QMutexLocker lock(&shared().mutex);
     shared().sink = std::move(sink);
     shared().previousHandler = qInstallMessageHandler(&handleMessage);
 }
@@ -41,6 +48,7 @@ Diagnostics::Diagnostics(Sink sink)
 Diagnostics::~Diagnostics()
 {
     qInstallMessageHandler(shared().previousHandler);
+    const QMutexLocker lock(&shared().mutex);
     shared().sink = nullptr;
 }
 

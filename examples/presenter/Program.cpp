@@ -1,6 +1,7 @@
 #include "Program.h"
 
 #include "CommandParser.h"
+#include "FailureText.h"
 #include "Runner.h"
 #include "console/Input.h"
 #include "lesson/Lesson.h"
@@ -12,123 +13,124 @@
 namespace Host
 {
 
-Program::Program(Options options, Script script, Terminal &terminal)
-    : m_options(std::move(options)), m_script(std::move(script)), m_terminal(terminal),
-      m_session(m_options)
+namespace
 {
+
+using Tarvo::Failure;
+using Tarvo::LiveClass;
+
+// Answers that are there already are shown before the class ends.
+constexpr int SETTLE_MS = 40;
+// An end that takes longer is worth a line.
+constexpr int PATIENCE_MS = 500;
+
+} // namespace
+
+Program::Program(Options options, Script script, const QList<QSslCertificate> &roots,
+                 Terminal &terminal)
+    : m_options(std::move(options)), m_script(std::move(script)), m_terminal(terminal)
+{
+    setUpClass(roots);
     m_duration.setSingleShot(true);
+    m_patience.setSingleShot(true);
     connect(&m_duration, &QTimer::timeout, this, &Program::timeIsUp);
-    connect(&m_session, &Session::opened, this, &Program::sessionOpened);
-    connect(&m_session, &Session::failed, this, &Program::sessionFailed);
-    connect(&m_session, &Session::closed, this, &Program::sessionClosed);
+    connect(&m_patience, &QTimer::timeout, this,
+            [this] { m_terminal.print(QStringLiteral("Stopping ..., Ctrl-C again to give up")); });
+    connect(&m_live, &LiveClass::stateChanged, this, &Program::stateChanged);
+    connect(&m_live, &LiveClass::ended, this, &Program::classEnded);
+    connect(&m_live, &LiveClass::failed, this, [this](const Failure &failure) {
+        m_isUnconfirmed = m_isUnconfirmed || failure.reason() == Failure::StopUnconfirmed;
+    });
 }
 
 Program::~Program() = default;
+
+void Program::setUpClass(const QList<QSslCertificate> &roots)
+{
+    if (!m_options.transport.isEmpty())
+        m_live.setTransports({m_options.transport});
+    m_live.setRobustTransport(!m_options.compatibleTransport);
+    m_live.setTrustedCertificates(roots);
+    m_live.setKeepPassword(true); // we have it in memory anyway
+}
+
+// ---- Into the class ------------------------------------------------------------------------------
 
 void Program::start()
 {
     m_terminal.print(QStringLiteral("Signing in to %1 as %2 ...")
                          .arg(m_options.server.toString(), m_options.user));
-    m_isInLibrary = true;
-    const std::optional<Failure> failure = m_session.start();
-    m_isInLibrary = false;
-    if (m_session.isInterrupted())
-        end(Interrupted);
-    else if (failure)
-        sessionFailed(*failure);
+    signIn().then(this, [this] { startClass(); });
 }
 
-void Program::interrupt()
+Tarvo::Operation Program::signIn()
 {
-    const bool isSecondTime = m_isEnding || m_session.isInterrupted();
-    if (isSecondTime) {
-        m_terminal.closePrompt();
-        ::_exit(Interrupted);
-    }
-    if (m_isInLibrary && !m_isOpen)
-        m_session.interrupt(); // start() goes on when it has come back
-    else
-        end(m_isOpen ? Success : Interrupted);
+    const Tarvo::Operation operation =
+        m_live.signIn(m_options.server.toString(), m_options.user, m_options.password);
+    operation.then(this, {}, [this](const Failure &failure) {
+        if (m_isLeaving)
+            return;
+        complain(describe(failure, m_options.server.toString()));
+        leave(Failed);
+    });
+    return operation;
 }
 
-void Program::screenChanged()
+void Program::startClass()
 {
-    m_terminal.restore();
-    if (m_lesson)
-        m_lesson->redraw();
+    if (m_isLeaving)
+        return;
+    m_live.start().then(
+        this, [this] { classOpened(); },
+        [this](const Failure &failure) {
+            if (m_isLeaving)
+                return;
+            complain(describe(failure, m_options.server.toString()));
+            leave(Failed);
+        });
 }
 
-// ---- The session ---------------------------------------------------------------------------------
-
-void Program::sessionOpened()
+void Program::classOpened()
 {
-    m_isOpen = true;
+    if (m_isLeaving)
+        return;
     m_terminal.print(QStringLiteral("Session %1 is open over %2.")
-                         .arg(m_session.client().getSessionCode(), m_session.transport()));
-    m_lesson = std::make_unique<Lesson>(m_session.client(), *m_session.channel(), m_terminal);
+                         .arg(m_live.sessionCode(), m_live.transport()));
+    m_lesson = std::make_unique<Lesson>(m_live, m_terminal);
     m_runner = std::make_unique<Runner>(*m_lesson);
-    connect(m_lesson.get(), &Lesson::stopRequested, this, [this] { end(Success); });
     connect(m_runner.get(), &Runner::started, this, &Program::commandStarted);
     connect(m_runner.get(), &Runner::failed, this, &Program::commandFailed);
-    connect(m_runner.get(), &Runner::finished, this, [this] { end(Success); });
-    connect(m_runner.get(), &Runner::idle, this, &Program::endWhenFree);
+    connect(m_runner.get(), &Runner::finished, this, &Program::commandsEnded);
     if (m_options.durationMs > 0)
         m_duration.start(m_options.durationMs);
-    m_isInLibrary = true;
-    m_lesson->findLearners();
-    m_isInLibrary = false;
-    if (m_isEnding) // asked for while the service was asked
-        return endWhenFree();
     if (m_options.scriptFile.isEmpty())
         takeInput();
     else
         takeScript();
 }
 
-void Program::sessionFailed(const Failure &failure)
+void Program::stateChanged()
 {
-    const QStringList lines = describe(failure);
-    for (const QString &line : lines)
-        m_terminal.complain(QStringLiteral("tarvo-presenter: ") + line);
-    end(Failed);
+    switch (m_live.state()) {
+    case LiveClass::SignInNeeded:
+        if (!m_isLeaving)
+            signInAgain();
+        break;
+    case LiveClass::Stopping:
+    case LiveClass::Ended:
+        // Perhaps without our having asked for it. Everybody is still there to be counted.
+        if (m_lesson)
+            m_lesson->wrapUp();
+        break;
+    default:
+        break;
+    }
 }
 
-void Program::end(int exitCode)
+void Program::signInAgain()
 {
-    if (m_isEnding)
-        return;
-    m_isEnding = true;
-    m_exitCode = exitCode;
-    m_duration.stop();
-    if (m_runner)
-        m_runner->clear();
-    endWhenFree();
-}
-
-void Program::endWhenFree()
-{
-    // The client carries one request at a time: stopping the session has to wait until the operation
-    // in progress has come back.
-    const bool isFree = !m_isInLibrary && !(m_runner && m_runner->isBusy());
-    if (m_isEnding && isFree)
-        QTimer::singleShot(0, this, &Program::endNow); // the input may be calling us
-}
-
-void Program::endNow()
-{
-    if (m_isEnded)
-        return;
-    m_isEnded = true;
-    m_input.reset();
-    m_terminal.closePrompt();
-    m_session.stop();
-}
-
-void Program::sessionClosed()
-{
-    if (m_isOpen)
-        m_terminal.print(QStringLiteral("Session stopped."));
-    QCoreApplication::exit(m_exitCode);
+    m_terminal.print(QStringLiteral("Signing in again as %1 ...").arg(m_options.user));
+    signIn();
 }
 
 // ---- Commands ------------------------------------------------------------------------------------
@@ -155,18 +157,20 @@ void Program::takeInput()
 void Program::lineTyped(const QString &text)
 {
     ++m_lineNumber;
-    if (m_isEnding)
+    if (m_isLeaving)
         return; // what had been read already
     ParsedCommand parsed = parseCommand(text);
-    if (parsed.command)
-        m_runner->add({std::move(*parsed.command), text.trimmed(), m_lineNumber, QString()});
-    else if (!parsed.error.isEmpty())
-        commandFailed({Commands::Help{}, text.trimmed(), m_lineNumber, QString()}, parsed.error);
+    if (!parsed.command && parsed.error.isEmpty())
+        return;
+    const Command command = parsed.command.value_or(Commands::Help{});
+    if (!std::holds_alternative<Commands::Quit>(command))
+        m_isMeant = false;
+    m_runner->add({command, text.trimmed(), m_lineNumber, parsed.error});
 }
 
 void Program::inputEnded()
 {
-    if (m_isEnding)
+    if (m_isLeaving)
         return;
     // With a duration, no input at all (such as /dev/null) does not end the session before its time.
     if (m_options.durationMs == 0 || !Input::isNone())
@@ -187,16 +191,147 @@ void Program::commandFailed(const ScriptLine &line, const QString &why)
     // Nobody sits at a script or a pipe to try again, and the commands behind count on this one.
     const QString source =
         m_options.scriptFile.isEmpty() ? QStringLiteral("standard input") : m_options.scriptFile;
-    m_terminal.complain(QStringLiteral("tarvo-presenter: %1:%2: %3: %4")
-                            .arg(source, QString::number(line.number), line.text, why));
-    end(Failed);
+    complain({QStringLiteral("%1:%2: %3: %4")
+                  .arg(source, QString::number(line.number), line.text, why)});
+    leave(Failed);
+}
+
+void Program::screenChanged()
+{
+    m_terminal.restore();
+    if (m_lesson)
+        m_lesson->redraw();
+}
+
+// The last one is done, or was quit.
+void Program::commandsEnded()
+{
+    const bool isAsked = m_terminal.hasPrompt() && m_lesson->isRunning();
+    if (!isAsked || isMeant(QStringLiteral("Something is running; quit again ends the session.")))
+        leave(Success);
 }
 
 void Program::timeIsUp()
 {
     if (const int pending = m_runner->pending(); pending > 0)
         m_terminal.print(QStringLiteral("Time is up; %1 commands have not run.").arg(pending));
-    end(Success);
+    leave(Success);
+}
+
+// ---- Out of the class ----------------------------------------------------------------------------
+
+void Program::interrupt()
+{
+    if (m_isLeaving)
+        return giveUp();
+    if (!m_lesson)
+        return leave(Interrupted);
+    leave(Success);
+}
+
+void Program::terminate()
+{
+    if (m_isLeaving)
+        giveUp();
+    else
+        leave(m_lesson ? Success : Interrupted);
+}
+
+bool Program::isMeant(const QString &howTo)
+{
+    if (m_isMeant)
+        return true;
+    m_isMeant = true;
+    m_terminal.print(howTo);
+    return false;
+}
+
+void Program::leave(int exitCode)
+{
+    if (m_isLeaving)
+        return;
+    m_isLeaving = true;
+    m_exitCode = exitCode;
+    m_duration.stop();
+    m_patience.start(PATIENCE_MS);
+    if (m_runner)
+        m_runner->clear();
+    if (m_lesson)
+        QTimer::singleShot(SETTLE_MS, this, &Program::stopClass);
+    else
+        signOut();
+}
+
+void Program::stopClass()
+{
+    if (m_isOver)
+        return;
+    m_lesson->wrapUp();
+    m_terminal.closePrompt();
+    // While it signs in again, the class is only stopped together with that.
+    m_live.stop().then(this, {}, [this](const Failure &failure) {
+        if (failure.reason() == Failure::NotAllowed)
+            m_live.signOut();
+    });
+}
+
+// By us or by others; failed() has come before if the service has not confirmed it.
+void Program::classEnded(Failure::Reason reason)
+{
+    if (m_isOver || !m_lesson)
+        return; // before it was open: signOut() goes on
+    m_isOver = true;
+    m_terminal.closePrompt();
+    leave(Success);
+    if (m_isUnconfirmed) {
+        complain(describeUnconfirmedStop());
+        m_exitCode = Failed;
+        return quit();
+    }
+    if (reason == Failure::NoReason || reason == Failure::EndedByRemote) {
+        m_terminal.print(QStringLiteral("Session stopped."));
+    } else {
+        complain(describe(Failure(Tarvo::Action::None, reason), m_options.server.toString()));
+        m_exitCode = Failed;
+    }
+    signOut();
+}
+
+void Program::signOut()
+{
+    m_live.signOut().then(
+        this, [this] { quit(); },
+        [this](const Failure &failure) {
+            if (failure.reason() == Failure::StopUnconfirmed) {
+                complain(describeUnconfirmedStop());
+                m_exitCode = Failed;
+            }
+            quit();
+        });
+}
+
+// At once: deleting the class would wait for it.
+void Program::giveUp()
+{
+    m_terminal.closePrompt();
+    if (m_lesson && !m_isOver) {
+        complain(describeUnconfirmedStop());
+        m_exitCode = Failed;
+    }
+    ::_exit(m_exitCode);
+}
+
+void Program::complain(const QStringList &lines)
+{
+    for (const QString &line : lines)
+        m_terminal.complain(QStringLiteral("tarvo-presenter: ") + line);
+}
+
+void Program::quit()
+{
+    m_patience.stop();
+    m_terminal.closePrompt();
+    QCoreApplication::exit(m_exitCode);
 }
 
 } // namespace Host

@@ -2,11 +2,14 @@
 
 #include "Options.h"
 #include "Script.h"
-#include "Session.h"
 #include "console/Terminal.h"
 
+#include "host/LiveClass.h"
+
+#include <QtCore/QList>
 #include <QtCore/QObject>
 #include <QtCore/QTimer>
+#include <QtNetwork/QSslCertificate>
 
 #include <memory>
 
@@ -17,20 +20,23 @@ class Input;
 class Lesson;
 class Runner;
 
-// The program from the command line read to its exit code: opens the session, feeds commands from the
-// script, the prompt or the pipe into the lesson, and ends the session, whoever asks for it.
+// The program from the command line read to its exit code: signs in, starts the class, feeds commands
+// from the script, the prompt or the pipe into the lesson, and ends the class, whoever asks for it.
 class Program : public QObject
 {
     Q_OBJECT
 
 public:
-    // The script is used if the options name one.
-    Program(Options options, Script script, Terminal &terminal);
+    // The script is used if the options name one. The roots are trusted beside the system's.
+    Program(Options options, Script script, const QList<QSslCertificate> &roots,
+            Terminal &terminal);
     ~Program() override;
 
     void start();
-    // The user wants out: Ctrl-C, or the system is shutting down.
+    // Ctrl-C.
     void interrupt();
+    // The system wants the program to end.
+    void terminate();
     void screenChanged();
 
     enum ExitCode {
@@ -41,36 +47,48 @@ public:
     };
 
 private:
-    void sessionOpened();
-    void sessionFailed(const Failure &failure);
-    void sessionClosed();
+    void setUpClass(const QList<QSslCertificate> &roots);
+    Tarvo::Operation signIn();
+    void startClass();
+    void classOpened();
+    void classEnded(Tarvo::Failure::Reason reason);
+    void stateChanged();
+    void signInAgain();
+
     void takeScript();
     void takeInput();
     void lineTyped(const QString &text);
     void inputEnded();
     void commandStarted(const ScriptLine &line);
     void commandFailed(const ScriptLine &line, const QString &why);
+    void commandsEnded();
     void timeIsUp();
 
-    // Ends the session as soon as the library has returned to us; the first code given holds.
-    void end(int exitCode);
-    void endWhenFree();
-    void endNow();
+    // Whether the user has asked to leave once before; says how to otherwise.
+    bool isMeant(const QString &howTo);
+    // Ends the class, if there is one, and then the program; the first code given holds.
+    void leave(int exitCode);
+    void stopClass();
+    void signOut();
+    void giveUp();
+    void complain(const QStringList &lines);
+    void quit();
 
     const Options m_options;
     const Script m_script;
     Terminal &m_terminal;
-    Session m_session;
-    std::unique_ptr<Lesson> m_lesson; // while the session is open
+    Tarvo::LiveClass m_live;
+    std::unique_ptr<Lesson> m_lesson; // from when the class is open
     std::unique_ptr<Runner> m_runner;
     std::unique_ptr<Input> m_input;
     QTimer m_duration;
+    QTimer m_patience;    // before it is said that the end takes its time
     int m_lineNumber = 0; // of standard input
     int m_exitCode = Success;
-    bool m_isInLibrary = false; // waits for the service in a call of its own, not in a command
-    bool m_isOpen = false;
-    bool m_isEnding = false;
-    bool m_isEnded = false;
+    bool m_isMeant = false;
+    bool m_isLeaving = false;
+    bool m_isUnconfirmed = false; // the stop
+    bool m_isOver = false;        // the class; what is left is to sign out
 };
 
 } // namespace Host

@@ -74,6 +74,10 @@ void Runner::runNext()
 void Runner::start(const ScriptLine &line)
 {
     emit started(line);
+    if (!line.error.isEmpty()) {
+        emit failed(line, line.error);
+        return;
+    }
     switch (roleOf(line.command)) {
     case Role::Quit:
         clear();

@@ -1,4 +1,4 @@
-// tarvo-presenter: a console host for live class sessions, on the library's public headers alone.
+// tarvo-presenter: a console host for live class sessions, on the host kit.
 
 #include "Diagnostics.h"
 #include "Options.h"
@@ -9,8 +9,8 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QTimer>
+#include <QtNetwork/QSsl>
 #include <QtNetwork/QSslCertificate>
-#include <QtNetwork/QSslConfiguration>
 
 #include <csignal>
 
@@ -24,15 +24,6 @@ QList<QSslCertificate> readRoots(const QString &fileName)
 {
     const QList<QSslCertificate> roots = QSslCertificate::fromPath(fileName, QSsl::Pem);
     return roots.isEmpty() ? QSslCertificate::fromPath(fileName, QSsl::Der) : roots;
-}
-
-// Names the roots that every TLS connection of this process trusts: the system's and these. Where the
-// toolkit is left to load the system's on demand, every TLS error looks like a missing root.
-void trustRoots(const QList<QSslCertificate> &further)
-{
-    QSslConfiguration configuration = QSslConfiguration::defaultConfiguration();
-    configuration.setCaCertificates(QSslConfiguration::systemCaCertificates() + further);
-    QSslConfiguration::setDefaultConfiguration(configuration);
 }
 
 int refuse(Terminal &terminal, const QStringList &reasons)
@@ -74,15 +65,15 @@ int main(int argc, char *argv[])
                           {QStringLiteral("%1 holds no certificate.").arg(parsed.options.caFile)});
         }
     }
-    trustRoots(furtherRoots);
 
     Diagnostics::Sink sink;
     if (parsed.options.verbose)
         sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
     const Diagnostics diagnostics(sink);
-    Program program(parsed.options, script, terminal);
+    Program program(parsed.options, script, furtherRoots, terminal);
     const SignalPipe signalPipe;
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
+    QObject::connect(&signalPipe, &SignalPipe::terminated, &program, &Program::terminate);
     QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);
     QTimer::singleShot(0, &program, &Program::start);
     return QCoreApplication::exec();

@@ -123,7 +123,7 @@ void tst_Bars::noLineIsEverTooWide_data()
 void tst_Bars::noLineIsEverTooWide()
 {
     QFETCH(int, style);
-    const QVector<TallyRow> rows{{u"A"_s, 1},
+    const QVector<BarRow> rows{{u"A"_s, 1},
                                  {QString(300, QLatin1Char('x')), 23},
                                  {u"山田太郎と花子"_s, 1234567},
                                  {u"e\u0301te\u0301"_s, 0},

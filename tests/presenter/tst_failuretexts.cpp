@@ -1,106 +1,97 @@
-#include "Failure.h"
+#include "FailureText.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>
 
 using namespace Host;
+using Tarvo::Action;
+using Tarvo::Failure;
 
-// What the user reads when a session has failed. The steps before the channel, and the whole way of
-// such a text to standard error, are shown by the tests against the classroom.
+// What the user reads when the way into the class fails. How such a text comes about and reaches
+// standard error is shown by the tests against the classroom.
 class tst_FailureTexts : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void channelThatDidNotOpenIsExplained_data();
-    void channelThatDidNotOpenIsExplained();
-    void lostChannelIsExplained_data();
-    void lostChannelIsExplained();
-    void serversWordsCannotReachTheTerminalAsCommands();
+    void everyTroubleOnTheWayHasItsText_data();
+    void everyTroubleOnTheWayHasItsText();
+    void aCommandsFailureIsOneLine();
 };
 
-namespace
-{
+Q_DECLARE_METATYPE(Tarvo::Action::Type)
 
-void addColumns()
+void tst_FailureTexts::everyTroubleOnTheWayHasItsText_data()
 {
-    QTest::addColumn<Failure>("failure");
-    QTest::addColumn<QString>("why");
+    QTest::addColumn<Action::Type>("action");
+    QTest::addColumn<Failure::Reason>("reason");
+    QTest::addColumn<QString>("what");
     QTest::addColumn<QString>("advice");
-}
-
-} // namespace
-
-Q_DECLARE_METATYPE(Host::Failure)
-
-void tst_FailureTexts::channelThatDidNotOpenIsExplained_data()
-{
-    addColumns();
-    const auto row = [](const char *name, const QString &transport, int code, const char *reason,
-                        const char *why, const char *advice) {
-        QTest::newRow(name) << Failure{Step::Connect, {}, transport, code, QLatin1String(reason)}
-                            << QString::fromLatin1(why) << QString::fromLatin1(advice);
+    const auto row = [](Action::Type action, Failure::Reason reason, const char *what,
+                        const char *advice) {
+        QTest::newRow(what) << action << reason << QString::fromUtf8(what)
+                            << QString::fromUtf8(advice);
     };
-    const char *tryPolling = "Web sockets may be blocked on the way; try --transport xhr-polling.";
-    const char *streaming = "Over xhr-streaming frames arrive when the server ends a response; try "
-                            "--transport xhr-polling.";
-    const char *allTried = "Check the network, or name another transport with --transport.";
-    row("compatible, none started", u""_s, 0, "", "no error key", tryPolling);
-    row("compatible, web socket", u"websocket"_s, 0, "", "no error key", tryPolling);
-    row("compatible, streaming", u"xhr-streaming"_s, 0, "", "no error key", streaming);
-    row("robust, all tried", u""_s, 1006, "refused", "code 1006: refused", allTried);
-    row("robust, streaming", u"xhr-streaming"_s, 1006, "late", "code 1006: late", allTried);
-    row("robust, server's words", u""_s, 2010, "in use", "code 2010: in use", allTried);
+    const char *otherServer =
+        "Signing in failed: what answers at https://there is not the classroom service.";
+    const char *checkAddress = "Check name, port and path in --server. A guest network may want "
+                               "you to sign in with a web browser first.";
+    row(Action::SignIn, Failure::Refused,
+        "Signing in failed: the classroom service takes no connections.",
+        "Check the port in --server, and whether the service runs.");
+    row(Action::SignIn, Failure::NameNotFound,
+        "Signing in failed: no classroom service is known by this address.",
+        "Check the name in --server, and the network.");
+    row(Action::SignIn, Failure::Unreachable,
+        "Signing in failed: the network has no way to the classroom service.",
+        "Check the address in --server, and the network.");
+    row(Action::SignIn, Failure::Tls,
+        "Signing in failed: the connection to the classroom service is not safe.",
+        "Check that --server names an https port, and this computer's date and time; the "
+        "certificate may have expired, too. --verbose tells.");
+    row(Action::SignIn, Failure::UntrustedRoot,
+        "Signing in failed: this computer does not trust the classroom service yet.",
+        "Have the root of the service's certificate installed on this computer, or name its file "
+        "with --ca.");
+    row(Action::SignIn, Failure::Silent,
+        "Signing in failed: the classroom service did not answer in time.",
+        "Check the port in --server, and the network.");
+    row(Action::SignIn, Failure::ConnectionLost,
+        "Signing in failed: the connection to the classroom service broke off.",
+        "Check whether --server has to begin with https://, and the network.");
+    row(Action::SignIn, Failure::Maintenance,
+        "Signing in failed: the classroom service is busy or under maintenance.",
+        "Try again in a few minutes. If it stays so, check name, port and path in --server.");
+    row(Action::SignIn, Failure::SignInRefused,
+        "Signing in failed: the classroom service does not accept what was entered.",
+        "Check --user and the password (TARVO_PASSWORD).");
+    row(Action::SignIn, Failure::RefusedByService, otherServer, checkAddress);
+    row(Action::SignIn, Failure::SignInPage, otherServer, checkAddress);
+    row(Action::SignIn, Failure::UnexpectedAnswer, otherServer, checkAddress);
+    row(Action::Start, Failure::RefusedByService,
+        "Starting the class failed: the classroom service does not allow it.",
+        "Try again in a moment; --verbose shows what the service answered.");
+    row(Action::Start, Failure::ChannelNotOpened,
+        "Starting the class failed: the connection to the learners could not be opened.",
+        "Check the network, or name another transport with --transport. --verbose tells why.");
+    row(Action::None, Failure::SessionOver, "The classroom service no longer knows this class.",
+        "Start a new class.");
 }
 
-void tst_FailureTexts::channelThatDidNotOpenIsExplained()
+void tst_FailureTexts::everyTroubleOnTheWayHasItsText()
 {
-    QFETCH(Failure, failure);
-    QFETCH(QString, why);
+    QFETCH(Action::Type, action);
+    QFETCH(Failure::Reason, reason);
+    QFETCH(QString, what);
     QFETCH(QString, advice);
-    QCOMPARE(describe(failure),
-             QStringList(
-                 {u"The collaboration server did not open the channel (%1)."_s.arg(why), advice}));
+    QCOMPARE(describe(Failure(action, reason), u"https://there"_s), QStringList({what, advice}));
 }
 
-void tst_FailureTexts::lostChannelIsExplained_data()
+void tst_FailureTexts::aCommandsFailureIsOneLine()
 {
-    addColumns();
-    const auto row = [](const char *name, int code, const char *reason, const char *errorKey,
-                        const char *why, const char *advice) {
-        QTest::newRow(name) << Failure{Step::KeepChannel, QLatin1String(errorKey), u"websocket"_s,
-                                       code, QLatin1String(reason)}
-                            << QString::fromLatin1(why) << QString::fromLatin1(advice);
-    };
-    const char *network = "Check the network and start a new session.";
-    const char *again = "Start a new session.";
-    row("nothing is known", 0, "", "", "lost (no error key)", network);
-    row("a key", 0, "", "session.error.x", "lost (error key session.error.x)", network);
-    row("broken", 1006, "silence", "", "lost (code 1006: silence)", network);
-    row("broken, without words", 1006, "", "", "lost (code 1006)", network);
-    row("ended by the server", 3000, "No ping for 10 s", "", "closed (code 3000: No ping for 10 s)",
-        again);
-    row("ended by the server, without words", 3000, "", "", "closed (code 3000)", again);
-    row("idle for an hour", 1000, "idle", "", "closed (code 1000: idle)", again);
-    row("a key and a code", 1001, "bye", "k", "closed (error key k, code 1001: bye)", again);
-}
-
-void tst_FailureTexts::lostChannelIsExplained()
-{
-    QFETCH(Failure, failure);
-    QFETCH(QString, why);
-    QFETCH(QString, advice);
-    QCOMPARE(
-        describe(failure),
-        QStringList({u"The connection to the collaboration server was %1."_s.arg(why), advice}));
-}
-
-void tst_FailureTexts::serversWordsCannotReachTheTerminalAsCommands()
-{
-    const QStringList lines =
-        describe({Step::KeepChannel, {}, {}, 3000, u"\x1b[2Jgone\r\n%1\u202e"_s});
-    QCOMPARE(lines.first(),
-             u"The connection to the collaboration server was closed (code 3000: [2Jgone  %1)."_s);
+    QCOMPARE(describe(Failure(Action::StartPoll, Failure::NotConnected)),
+             u"Starting the poll failed: there is no connection at the moment. Wait until the "
+             "connection is back, then try again."_s);
 }
 
 QTEST_GUILESS_MAIN(tst_FailureTexts)

@@ -2,6 +2,7 @@
 
 #include <QtCore/QSocketNotifier>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -62,17 +63,16 @@ SignalPipe::~SignalPipe()
 void SignalPipe::readPending()
 {
     char numbers[64];
-    const ssize_t count = read(pipeEnds[0], numbers, sizeof(numbers));
-    bool isInterrupted = false;
-    bool isScreenChanged = false;
-    for (ssize_t i = 0; i < count; ++i) {
-        const bool isAboutScreen = numbers[i] == SIGWINCH || numbers[i] == SIGCONT;
-        (isAboutScreen ? isScreenChanged : isInterrupted) = true;
-    }
-    if (isScreenChanged)
+    const ssize_t count = qMax<ssize_t>(0, read(pipeEnds[0], numbers, sizeof(numbers)));
+    const auto has = [&](int number) {
+        return std::find(numbers, numbers + count, number) != numbers + count;
+    };
+    if (has(SIGWINCH) || has(SIGCONT))
         emit screenChanged();
-    if (isInterrupted)
+    if (has(SIGINT))
         emit interrupted();
+    if (has(SIGTERM) || has(SIGHUP))
+        emit terminated();
 }
 
 } // namespace Host

@@ -21,7 +21,8 @@ public:
     Q_DISABLE_COPY_MOVE(SignalPipe)
 
 Q_SIGNALS:
-    void interrupted();   // SIGINT, SIGTERM or SIGHUP
+    void interrupted();   // SIGINT
+    void terminated();    // SIGTERM or SIGHUP
     void screenChanged(); // the window has a new size, or the process was continued
 
 private:

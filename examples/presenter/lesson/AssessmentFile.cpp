@@ -18,12 +18,14 @@ namespace Host
 namespace
 {
 
+using Tarvo::AssessmentQuestion;
+using Tarvo::Choice;
 using Tarvo::OrdinalType;
 using Tarvo::PollType;
 
 constexpr int MAX_CHOICES = 26;
 
-// What the program sets itself.
+// What is set for each class anew.
 const QStringList &ownSettings()
 {
     static const QStringList names{QStringLiteral("assessmentToken"),
@@ -199,7 +201,9 @@ std::optional<PollType::POLL_TYPE> kindNamed(const QString &name)
 
 AssessmentQuestion readQuestion(Reader &reader)
 {
-    AssessmentQuestion question{PollType::TEXT, OrdinalType::GENERIC, {}, {}};
+    AssessmentQuestion question;
+    question.kind = PollType::TEXT;
+    question.labels = OrdinalType::GENERIC;
     const QString kindName = reader.take(QStringLiteral("kind")).toString();
     const auto kind = kindNamed(kindName);
     if (!kind) {
@@ -211,21 +215,11 @@ AssessmentQuestion readQuestion(Reader &reader)
         question.choices = readChoices(reader, question);
     question.properties =
         reader.takeProperties(*emptyQuestion(question.kind)->metaObject(), ownProperties());
+    question.text = question.properties.take(QStringLiteral("instructions")).toString();
     return question;
 }
 
-void setProperties(QObject *object, const QVariantMap &properties)
-{
-    for (auto property = properties.constBegin(); property != properties.constEnd(); ++property)
-        object->setProperty(property.key().toUtf8().constData(), property.value());
-}
-
 } // namespace
-
-int AssessmentFile::firstNumber() const
-{
-    return settings.value(QStringLiteral("startingQuestionNumber"), 0).toInt();
-}
 
 AssessmentFile parseAssessment(const QByteArray &json)
 {
@@ -240,14 +234,19 @@ AssessmentFile parseAssessment(const QByteArray &json)
     }
     Reader reader(QStringLiteral("the assessment"), document.object());
     const QJsonArray questions = reader.take(QStringLiteral("questions")).toArray();
-    file.settings =
+    QVariantMap settings =
         reader.takeProperties(Tarvo::AssessmentOptions::staticMetaObject, ownSettings());
+    file.assessment.title = settings.take(QStringLiteral("title")).toString();
+    const QString firstNumber = QStringLiteral("startingQuestionNumber");
+    if (settings.contains(firstNumber))
+        file.assessment.firstNumber = settings.take(firstNumber).toInt();
+    file.assessment.settings = settings;
     if (questions.isEmpty())
         reader.fail(QStringLiteral("'questions' is a list of at least one question"));
     file.error = reader.error();
     for (int i = 0; i < questions.size() && file.error.isEmpty(); ++i) {
         Reader questionReader(QStringLiteral("question %1").arg(i + 1), questions.at(i).toObject());
-        file.questions.append(readQuestion(questionReader));
+        file.assessment.questions.append(readQuestion(questionReader));
         file.error = questionReader.error();
     }
     return file;
@@ -264,35 +263,6 @@ AssessmentFile readAssessment(const QString &fileName)
     if (!result.error.isEmpty())
         result.error.prepend(fileName + QStringLiteral(": "));
     return result;
-}
-
-std::unique_ptr<Tarvo::AssessmentOptions> makeOptions(const AssessmentFile &file,
-                                                      const QString &assessmentToken)
-{
-    auto options = std::make_unique<Tarvo::AssessmentOptions>(nullptr);
-    setProperties(options.get(), file.settings);
-    options->setassessmentToken(assessmentToken);
-    options->setquestionCount(file.questions.size());
-    return options;
-}
-
-std::unique_ptr<Tarvo::QuestionBase> makeQuestion(const AssessmentFile &file, int index,
-                                                  const QString &id)
-{
-    const AssessmentQuestion &description = file.questions.at(index);
-    std::unique_ptr<Tarvo::QuestionBase> question = emptyQuestion(description.kind);
-    setProperties(question.get(), description.properties);
-    question->setID(id);
-    question->setquestionNumber(file.firstNumber() + index);
-    question->sethasNext(index + 1 < file.questions.size());
-    if (auto *withOptions = qobject_cast<Tarvo::QuestionBaseWithOptions *>(question.get())) {
-        for (int i = 0; i < description.choices.size(); ++i) {
-            const Choice &choice = description.choices.at(i);
-            withOptions->addActivityOption(choice.id, choice.text, i);
-        }
-        withOptions->setOrdinals(description.labels);
-    }
-    return question;
 }
 
 } // namespace Host

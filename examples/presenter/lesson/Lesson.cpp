@@ -1,19 +1,15 @@
 #include "lesson/Lesson.h"
 
 #include "CommandParser.h"
+#include "FailureText.h"
 #include "console/Terminal.h"
 #include "console/TextWidth.h"
+#include "lesson/AssessmentFile.h"
+#include "lesson/Learners.h"
 
-#include "client/PresenterClient.h"
-#include "collab/PresenterAssessment.h"
-#include "collab/PresenterCollab.h"
-#include "model/AssessmentOptions.h"
-#include "model/QuestionBase.h"
-
-#include <QtCore/QDateTime>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QJsonDocument>
+#include <QtCore/QTimer>
 
 namespace Host
 {
@@ -21,41 +17,13 @@ namespace Host
 namespace
 {
 
+using Tarvo::LiveClass;
+
 constexpr char PNG_SIGNATURE[] = "\x89PNG\r\n\x1a\n";
+// The class tells the last answers together, at most 60 times a second.
+constexpr int SETTLE_MS = 40;
 
-// Free answers can be as long as a device likes.
-constexpr int SHOWN_ANSWER_COLUMNS = 60;
-
-QString shown(const QString &textOfOthers)
-{
-    return elided(printable(textOfOthers), SHOWN_ANSWER_COLUMNS);
-}
-
-QString learnersInWords(int count)
-{
-    return count == 1 ? QStringLiteral("1 learner") : QStringLiteral("%1 learners").arg(count);
-}
-
-// An answer to a sorting question is an order of all the options: none of them is a choice.
-Tally tallyFor(Tarvo::PollType::POLL_TYPE kind, const QVector<Choice> &choices)
-{
-    return Tally(kind == Tarvo::PollType::SORT ? QVector<Choice>() : choices,
-                 kind == Tarvo::PollType::MULTIPLE ? Tally::Several : Tally::Whole);
-}
-
-QVector<Choice> choicesOf(const Tarvo::QuestionBase *question)
-{
-    QVector<Choice> choices;
-    if (!question)
-        return choices;
-    const QVariantList options = question->property("activityOptions").toList();
-    for (const QVariant &option : options) {
-        const QVariantMap properties = option.toMap();
-        choices.append({properties.value(QStringLiteral("id")).toString(),
-                        properties.value(QStringLiteral("optionText")).toString()});
-    }
-    return choices;
-}
+const QLatin1String IS_RUNNING("Something is running; stop it first.");
 
 struct ReadFile {
     QByteArray bytes;
@@ -70,345 +38,363 @@ ReadFile readFile(const QString &name)
     return {file.readAll(), {}};
 }
 
-} // namespace
-
-Lesson::Lesson(PresenterClient &client, PresenterCollab &channel, Terminal &terminal,
-               QObject *parent)
-    : Performer(parent), m_client(client), m_channel(&channel), m_terminal(terminal)
+QString baseName(const QString &fileName)
 {
-    connect(&channel, &PresenterCollab::learnerJoin, this, &Lesson::learnerJoined);
-    connect(&channel, &PresenterCollab::learnerUnregister, this, &Lesson::learnerLeft);
-    connect(&channel, &PresenterCollab::learnerPollResponse, this,
-            [this](const QString &deviceId, const QString &questionId, int, const QString &answer) {
-                responseCame(deviceId, questionId, answer);
-            });
-    connect(&channel, &PresenterCollab::remoteControl, this, &Lesson::remoteCame);
-    connect(&channel, &PresenterCollab::controllerRegister, this, [this](bool isThere) {
-        m_terminal.print(isThere ? QStringLiteral("+ remote") : QStringLiteral("- remote"));
-    });
-    connect(&channel, &PresenterCollab::unhandledMessage, this, [this](const QVariantMap &body) {
-        m_terminal.print(QStringLiteral("? message of unknown type '%1'")
-                             .arg(shown(body.value(QStringLiteral("type")).toString())));
-    });
+    return QFileInfo(fileName).fileName();
 }
 
-Lesson::~Lesson() = default;
+} // namespace
+
+Lesson::Lesson(LiveClass &live, Terminal &terminal)
+    : m_live(live), m_terminal(terminal), m_news(live, m_asked, terminal)
+{
+    connect(&live, &LiveClass::activityChanged, this, &Lesson::activityChanged);
+    connect(&live, &LiveClass::pausedChanged, this, &Lesson::redraw);
+    connect(&live, &LiveClass::remoteCommand, this, &Lesson::remoteCame);
+    connect(&live, &LiveClass::uploaded, this, [this](const QString &id, const QString &url) {
+        m_uploadedId = id;
+        m_uploadedUrl = url;
+    });
+    const auto keepUp = [this] {
+        redraw();
+        emit changed();
+    };
+    connect(live.results(), &QAbstractItemModel::rowsInserted, this, keepUp);
+    connect(live.results(), &QAbstractItemModel::rowsRemoved, this, keepUp);
+    connect(live.results(), &QAbstractItemModel::dataChanged, this, keepUp);
+    connect(&live, &LiveClass::learnerJoined, this, keepUp);
+    connect(&live, &LiveClass::learnerLeft, this, keepUp);
+}
 
 void Lesson::execute(const Command &command, const Done &done)
 {
-    if (m_channel)
-        done(std::visit([this](const auto &one) { return run(one); }, command));
-    else
-        done(QStringLiteral("The session is over."));
+    std::visit([this, &done](const auto &one) { run(one, done); }, command);
 }
 
-void Lesson::findLearners()
+int Lesson::responseCount() const
 {
-    m_client.doGetLearners();
-    const QList<Tarvo::Learner> learners = m_client.getLearners();
-    for (const Tarvo::Learner &learner : learners)
-        learnerJoined(learner);
+    return countResponses(*m_live.results());
+}
+
+int Lesson::expectedResponses() const
+{
+    return learnerCount() * m_asked.questions.size();
+}
+
+QStringList Lesson::learnerNames() const
+{
+    return namesOf(*m_live.learners());
+}
+
+void Lesson::wrapUp()
+{
+    const bool isDue = isRunning() && !m_isWrappedUp;
+    m_isWrappedUp = true;
+    m_terminal.setBlock({});
+    if (isDue)
+        printResults();
 }
 
 void Lesson::redraw()
 {
-    m_terminal.setBlock(
-        isRunning() ? m_results.lines(learnerCount(), m_terminal.columns(), m_terminal.barStyle())
-                    : QStringList());
+    m_terminal.setBlock(isRunning() && !m_isWrappedUp ? resultLines() : QStringList());
 }
 
-// ---- Commands ------------------------------------------------------------------------------------
+// ---- Calling the class ---------------------------------------------------------------------------
 
-Lesson::Outcome Lesson::run(const Commands::Help &)
+void Lesson::follow(const std::function<Operation()> &call, const Done &done, const Well &well)
 {
-    m_terminal.print(commandHelp());
-    return std::nullopt;
+    call().then(
+        this,
+        [done, well] {
+            if (well)
+                well();
+            done(std::nullopt);
+        },
+        [=](const Tarvo::Failure &failure) {
+            // A script has nobody who would try again.
+            if (failure.isRepeatable() && !m_terminal.hasPrompt())
+                repeatWhenBack(call, done, well);
+            else
+                done(describe(failure));
+        });
 }
 
-Lesson::Outcome Lesson::run(const Commands::ListLearners &)
+void Lesson::repeatWhenBack(const std::function<Operation()> &call, const Done &done,
+                            const Well &well)
 {
-    QStringList lines{QStringLiteral("%1:").arg(learnersInWords(learnerCount()))};
-    int number = 0;
-    for (const Tarvo::Learner &learner : m_roster.learners()) {
-        lines.append(QStringLiteral("%1. %2 (%3), device %4")
-                         .arg(QString::number(++number), shown(learner.userName),
-                              shown(learner.deviceType), shown(learner.deviceId)));
-    }
-    m_terminal.print(lines);
-    return std::nullopt;
+    auto *waiting = new QObject(this);
+    const auto look = [=] {
+        if (m_live.state() != LiveClass::Live)
+            return;
+        waiting->disconnect();
+        m_live.disconnect(waiting);
+        waiting->deleteLater();
+        follow(call, done, well);
+    };
+    connect(&m_live, &LiveClass::stateChanged, waiting, look);
+    look();
 }
 
-Lesson::Outcome Lesson::run(const Commands::StartPoll &poll)
+void Lesson::begin(const Asked &asked, const std::function<Operation()> &call, const Done &done)
 {
     if (isRunning())
-        return QStringLiteral("Something is running; stop it first.");
-    // Polls that are started within one second have the same question id, so the last poll's ids may
-    // come again and are past no longer.
-    const qint64 second = QDateTime::currentSecsSinceEpoch();
-    if (second == m_pollSecond)
-        m_past.subtract(m_results.questionIds());
+        return done(IS_RUNNING);
+    m_next = asked;
+    follow(call, done);
+}
 
-    // The same question as the one that the channel makes when it starts the poll. Polls that have no
-    // question are answered under their own id.
-    const std::unique_ptr<Tarvo::QuestionBase> question(
-        m_channel->createPollQuestion(poll.kind, poll.ordinal, poll.count, 0));
-    m_channel->startPoll(poll.kind, poll.ordinal, poll.count, 0);
-    const QString id = question ? QString() : m_channel->getCurrentPollId();
-    m_activity = Poll;
-    m_results =
-        Results(QStringLiteral("Poll %1").arg(Tarvo::PollType::POLL_TYPE_STR().value(poll.kind)),
-                {{id, QString(), tallyFor(poll.kind, choicesOf(question.get()))}});
-    m_pollSecond = QDateTime::currentSecsSinceEpoch();
+void Lesson::activityChanged()
+{
+    if (isRunning()) {
+        m_asked = m_next;
+        m_asked.choices = countChoices(*m_live.results()); // nobody has answered yet
+        m_isWrappedUp = false;
+    }
     redraw();
-    return std::nullopt;
 }
 
-Lesson::Outcome Lesson::run(const Commands::Stop &)
+// ---- Activities ----------------------------------------------------------------------------------
+
+void Lesson::run(const Commands::StartPoll &poll, const Done &done)
+{
+    if (isRunning())
+        return done(IS_RUNNING);
+    const QString kind = Tarvo::PollType::POLL_TYPE_STR().value(poll.kind);
+    const Image image = std::exchange(m_image, {});
+    begin(
+        {QStringLiteral("Poll %1").arg(kind), {QString()}, 1, {}},
+        [this, poll, image] {
+            const auto [type, ordinals, count] = poll;
+            if (!image.png.isEmpty())
+                return m_live.startPollWithImage(type, ordinals, count, image.png);
+            if (!image.url.isEmpty())
+                return m_live.startPollWithImageAt(type, ordinals, count, image.url);
+            return m_live.startPoll(type, ordinals, count);
+        },
+        done);
+}
+
+void Lesson::run(const Commands::Ask &question, const Done &done)
+{
+    begin(
+        {QStringLiteral("Question"), {printable(question.text)}, 1, {}},
+        [this, question] { return m_live.ask(question.text, question.kind, question.options); },
+        done);
+}
+
+void Lesson::run(const Commands::StartAssessment &assessment, const Done &done)
+{
+    const AssessmentFile file = readAssessment(assessment.file);
+    if (!file.error.isEmpty())
+        return done(file.error);
+    Asked asked{QStringLiteral("Assessment %1").arg(printable(file.assessment.title)).trimmed(),
+                {},
+                file.assessment.firstNumber,
+                {}};
+    for (const Tarvo::AssessmentQuestion &question : file.assessment.questions) {
+        asked.questions.append(QStringLiteral("%1. %2").arg(
+            QString::number(asked.questions.size() + 1), printable(question.text)));
+    }
+    begin(
+        asked, [this, file] { return m_live.startAssessment(file.assessment); }, done);
+}
+
+void Lesson::run(const Commands::Stop &, const Done &done)
 {
     if (!isRunning())
-        return QStringLiteral("There is nothing to stop.");
-    if (m_activity == Assessment)
-        m_assessment->stop();
-    else
-        m_channel->stopPoll();
-    m_activity = Nothing;
-    m_past.unite(m_results.questionIds());
-    m_assessment.reset();
-    redraw();
-    return run(Commands::ShowResults{});
+        return done(QStringLiteral("There is nothing to stop."));
+    m_live.stopActivity().then(
+        this,
+        [this, done] {
+            QTimer::singleShot(SETTLE_MS, this, [this, done] {
+                printResults();
+                done(std::nullopt);
+            });
+        },
+        [done](const Tarvo::Failure &failure) { done(describe(failure)); });
 }
 
-Lesson::Outcome Lesson::run(const Commands::Pause &)
+void Lesson::run(const Commands::Pause &, const Done &done)
 {
     if (!isRunning())
-        return QStringLiteral("There is nothing to pause.");
-    m_channel->pausePoll();
-    return std::nullopt;
+        return done(QStringLiteral("There is nothing to pause."));
+    follow([this] { return m_live.pause(); }, done,
+           [this] { m_terminal.print(QStringLiteral("Paused.")); });
 }
 
-Lesson::Outcome Lesson::run(const Commands::Resume &)
+// Whatever runs: a device may be paused without our knowing.
+void Lesson::run(const Commands::Resume &, const Done &done)
 {
-    if (!isRunning())
-        return QStringLiteral("There is nothing to resume.");
-    m_channel->resumePoll();
-    return std::nullopt;
+    follow([this] { return m_live.resume(); }, done,
+           [this] { m_terminal.print(QStringLiteral("Resumed.")); });
 }
 
-Lesson::Outcome Lesson::run(const Commands::ShowResults &)
+void Lesson::run(const Commands::ShowResults &, const Done &done)
 {
-    if (m_results.questions() == 0)
-        return QStringLiteral("There are no results yet.");
-    m_terminal.print(m_results.lines(learnerCount(), m_terminal.columns(), m_terminal.barStyle()));
-    return std::nullopt;
+    if (m_asked.title.isEmpty())
+        return done(QStringLiteral("There are no results yet."));
+    printResults();
+    done(std::nullopt);
 }
 
-Lesson::Outcome Lesson::run(const Commands::SetImage &image)
+void Lesson::run(const Commands::ShowAnswers &, const Done &done)
 {
+    m_terminal.print(answerLines(*m_live.learners(), m_terminal.columns()));
+    done(std::nullopt);
+}
+
+QStringList Lesson::resultLines() const
+{
+    return Host::resultLines(*m_live.results(), m_asked, learnerCount(), m_live.isPaused(),
+                             m_terminal.columns(), m_terminal.barStyle());
+}
+
+void Lesson::printResults()
+{
+    m_terminal.print(resultLines());
+}
+
+// ---- Pictures ------------------------------------------------------------------------------------
+
+void Lesson::run(const Commands::SetImage &image, const Done &done)
+{
+    const QString use = QStringLiteral("The next poll or card shows %1.");
     if (image.isAddress) {
-        m_channel->clearCardImage(); // which would win over an address
-        m_channel->setCardImageRef(image.source);
-        return std::nullopt;
+        m_image = {{}, image.source};
+        m_terminal.print(use.arg(image.source));
+        return done(std::nullopt);
     }
     if (image.upload) {
-        QString address;
-        if (const Outcome error = uploadFile(image.source, &address))
-            return error;
-        if (!m_channel)
-            return QStringLiteral("The session has ended meanwhile.");
-        m_channel->clearCardImage();
-        m_channel->setCardImageRef(address);
-        return std::nullopt;
+        return upload(image.source, done, [=] {
+            m_image = {{}, m_uploadedUrl};
+            m_terminal.print(use.arg(baseName(image.source)));
+        });
     }
     const ReadFile file = readFile(image.source);
     if (!file.error.isEmpty())
-        return file.error;
-    if (!file.bytes.startsWith(PNG_SIGNATURE)) {
-        m_terminal.print(QStringLiteral("%1 is not a PNG image, but devices will be told so.")
-                             .arg(image.source));
-    }
-    m_channel->setCardImageData(file.bytes);
-    return std::nullopt;
+        return done(file.error);
+    if (!file.bytes.startsWith(PNG_SIGNATURE))
+        return done(
+            QStringLiteral("%1 is no PNG image; devices show nothing else.").arg(image.source));
+    m_image = {file.bytes, {}};
+    m_terminal.print(use.arg(baseName(image.source)));
+    done(std::nullopt);
 }
 
-Lesson::Outcome Lesson::run(const Commands::Upload &upload)
+void Lesson::run(const Commands::Upload &upload, const Done &done)
 {
-    QString address;
-    return uploadFile(upload.file, &address);
+    this->upload(upload.file, done, {});
 }
 
-Lesson::Outcome Lesson::run(const Commands::ShowCard &)
+void Lesson::upload(const QString &fileName, const Done &done, const Well &well)
 {
-    m_channel->showImageCard(false); // the card takes the address as it is, not as a CSS value
-    return std::nullopt;
-}
-
-Lesson::Outcome Lesson::run(const Commands::SetLesson &lesson)
-{
-    m_lesson = lesson;
-    m_channel->sendCurrentLessonToRemote(lesson.id, lesson.name);
-    return std::nullopt;
-}
-
-Lesson::Outcome Lesson::run(const Commands::SetCurrentCard &card)
-{
-    m_card = card;
-    m_channel->sendCurrentCardToRemote(card.number, card.total);
-    return std::nullopt;
-}
-
-Lesson::Outcome Lesson::run(const Commands::StartAssessment &assessment)
-{
-    if (isRunning())
-        return QStringLiteral("Something is running; stop it first.");
-    AssessmentFile file = readAssessment(assessment.file);
+    const ReadFile file = readFile(fileName);
     if (!file.error.isEmpty())
-        return file.error;
+        return done(file.error);
+    QString name = baseName(fileName);
+    name.replace(QLatin1Char('"'),
+                 QLatin1Char('\'')); // the form has no way to write a double quote
+    follow([=] { return m_live.uploadImage(name, file.bytes); }, done,
+           [=] {
+               m_terminal.print(
+                   QStringLiteral("Uploaded %1 (%2 bytes) as %3: %4")
+                       .arg(name, QString::number(file.bytes.size()), m_uploadedId, m_uploadedUrl));
+               if (well)
+                   well();
+           });
+}
 
-    m_assessmentFile = std::move(file);
-    m_assessment = std::make_unique<PresenterAssessment>(nullptr, m_channel);
-    connect(m_assessment.get(), &PresenterAssessment::learnerGetQuestion, this,
-            &Lesson::questionAskedFor);
-    m_activity = Assessment;
+void Lesson::run(const Commands::ShowCard &, const Done &done)
+{
+    if (!m_image.isSet())
+        return done(QStringLiteral("There is no image to show; set one with image FILE."));
+    const Image image = std::exchange(m_image, {});
+    follow(
+        [=] {
+            return image.url.isEmpty() ? m_live.showImage(image.png)
+                                       : m_live.showImageAt(image.url);
+        },
+        done, [this] { m_terminal.print(QStringLiteral("Shown to %1.").arg(toEverybody())); });
+}
 
-    QVector<CountedQuestion> questions;
-    for (int i = 0; i < m_assessmentFile.questions.size(); ++i) {
-        const AssessmentQuestion &question = m_assessmentFile.questions.at(i);
-        const QString text = question.properties.value(QStringLiteral("instructions")).toString();
-        questions.append({questionId(i),
-                          QStringLiteral("%1. %2").arg(QString::number(i + 1), printable(text)),
-                          tallyFor(question.kind, question.choices)});
+// ---- Learners ------------------------------------------------------------------------------------
+
+void Lesson::run(const Commands::ListLearners &, const Done &done)
+{
+    m_terminal.print(learnerLines(*m_live.learners()));
+    done(std::nullopt);
+}
+
+void Lesson::run(const Commands::SendMessage &message, const Done &done)
+{
+    const auto tell = [this](const QString &whom) {
+        m_terminal.print(QStringLiteral("Sent to %1.").arg(whom));
+    };
+    const LiveClass::TextOption option = message.review ? LiveClass::ReviewText
+        : message.dismissible                           ? LiveClass::PlainText
+                                                        : LiveClass::FixedText;
+    if (message.learner.isEmpty()) {
+        return follow([=] { return m_live.sendText(message.text, option); }, done,
+                      [=] { tell(toEverybody()); });
     }
-    m_results = Results(QStringLiteral("Assessment %1").arg(printable(m_assessmentFile.title())),
-                        std::move(questions));
-    for (const Tarvo::Learner &learner : m_roster.learners())
-        startAssessmentFor(learner.deviceId);
-    redraw();
-    return std::nullopt;
+    const FoundLearner learner = findLearner(*m_live.learners(), message.learner);
+    if (!learner.error.isEmpty())
+        return done(learner.error);
+    follow([=] { return m_live.sendTextTo(learner.deviceId, message.text, option); }, done,
+           [=] { tell(shown(learner.name)); });
 }
 
-Lesson::Outcome Lesson::run(const Commands::SendMessage &message)
+void Lesson::run(const Commands::RemoveLearner &remove, const Done &done)
 {
-    QVector<Tarvo::Learner> receivers = m_roster.learners();
-    if (!message.learner.isEmpty()) {
-        const auto learner = m_roster.find(message.learner);
-        if (!learner)
-            return QStringLiteral("There is no single learner '%1'.").arg(message.learner);
-        receivers = {*learner};
-    }
-    // Messages go through an assessment object, but need no assessment to be running.
-    PresenterAssessment sender(nullptr, m_channel);
-    for (const Tarvo::Learner &learner : qAsConst(receivers))
-        sender.sendMessage(learner.deviceId, message.text, message.dismissible, message.review);
-    return std::nullopt;
+    const FoundLearner learner = findLearner(*m_live.learners(), remove.learner);
+    if (!learner.error.isEmpty())
+        return done(learner.error);
+    follow([=] { return m_live.removeLearner(learner.deviceId); }, done,
+           [=] {
+               m_terminal.print(QStringLiteral("Removed %1, %2 now.")
+                                    .arg(nameAndDevice(learner.name, learner.deviceType),
+                                         learnersInWords(learnerCount())));
+           });
 }
 
-Lesson::Outcome Lesson::run(const Commands::RemoveLearner &remove)
+QString Lesson::toEverybody() const
 {
-    const auto learner = m_roster.find(remove.learner);
-    if (!learner)
-        return QStringLiteral("There is no single learner '%1'.").arg(remove.learner);
-    m_channel->removeLearner(learner->deviceId);
-    return std::nullopt;
+    return learnerCount() == 0 ? QStringLiteral("nobody: no learner is there")
+                               : learnersInWords(learnerCount());
 }
 
-template<typename Other> Lesson::Outcome Lesson::run(const Other &)
+// ---- The remote ----------------------------------------------------------------------------------
+
+void Lesson::run(const Commands::SetLesson &lesson, const Done &done)
 {
-    return QStringLiteral("This is not for the lesson to do.");
+    follow([=] { return m_live.showLesson(lesson.id, lesson.name); }, done,
+           [=] { tellOfRemote(QStringLiteral("lesson %1, %2").arg(lesson.id, lesson.name)); });
 }
 
-// ---- What comes in -------------------------------------------------------------------------------
-
-void Lesson::learnerJoined(const Tarvo::Learner &learner)
+void Lesson::run(const Commands::SetCurrentCard &card, const Done &done)
 {
-    if (!m_roster.add(learner))
-        return;
-    m_terminal.print(QStringLiteral("+ %1 (%2), %3 now")
-                         .arg(shown(m_roster.nameOf(learner.deviceId)), shown(learner.deviceType),
-                              learnersInWords(learnerCount())));
-    if (m_activity == Assessment)
-        startAssessmentFor(learner.deviceId);
-    redraw();
-    emit changed();
+    follow([=] { return m_live.showCard(card.number, card.total); }, done,
+           [=] {
+               m_card = card;
+               tellOfRemote(QStringLiteral("card %1 of %2").arg(card.number).arg(card.total));
+           });
 }
 
-void Lesson::learnerLeft(const QString &deviceId)
+void Lesson::tellOfRemote(const QString &what)
 {
-    // A learner who was removed is reported here and once more by the server.
-    const auto learner = m_roster.remove(deviceId);
-    if (!learner)
-        return;
-    const QString name = learner->userName.isEmpty() ? deviceId : learner->userName;
-    m_terminal.print(
-        QStringLiteral("- %1 (%2), %3 now")
-            .arg(shown(name), shown(learner->deviceType), learnersInWords(learnerCount())));
-    redraw();
-    emit changed();
+    m_terminal.print((m_news.hasRemote() ? QStringLiteral("The remote shows %1.")
+                                         : QStringLiteral("A remote that comes will show %1."))
+                         .arg(what));
 }
 
-void Lesson::responseCame(const QString &deviceId, const QString &questionId, const QString &answer)
+// The class has done the rest already. Locking devices and pushing slides are for hosts that have slides.
+void Lesson::remoteCame(const QString &command)
 {
-    const QString name = shown(m_roster.nameOf(deviceId));
-    if (!isRunning() || !m_results.count(deviceId, questionId, answer, m_past)) {
-        m_terminal.print(QStringLiteral("  %1: %2 (too late)").arg(name, shown(answer)));
-        return;
-    }
-    // At the prompt the bars show it.
-    if (!m_terminal.hasPrompt())
-        m_terminal.print(QStringLiteral("  %1: %2").arg(name, shown(answer)));
-    redraw();
-    emit changed();
-}
-
-void Lesson::questionAskedFor(const QString &deviceId, int number)
-{
-    const int index = number - m_assessmentFile.firstNumber();
-    if (m_activity != Assessment || index < 0 || index >= m_assessmentFile.questions.size()) {
-        m_terminal.print(QStringLiteral("? %1 asks for question %2, which there is not")
-                             .arg(shown(m_roster.nameOf(deviceId)), QString::number(number)));
-        return;
-    }
-    const auto question = makeQuestion(m_assessmentFile, index, questionId(index));
-    m_assessment->sendQuestion(deviceId, question.get());
-}
-
-void Lesson::remoteCame(const Tarvo::RemoteControlMessage &message)
-{
-    const QString &command = message.type;
-    m_terminal.print(QStringLiteral("* remote: %1").arg(shown(command)));
-    if (command == QLatin1String("requestLessonInfo")
-        || command == QLatin1String("requestLesson")) {
-        if (!m_lesson.id.isEmpty())
-            m_channel->sendCurrentLessonToRemote(m_lesson.id, m_lesson.name);
-        moveToCard(m_card.number);
-    } else if (command == QLatin1String("presenterActive")) {
-        m_channel->sendPresenterIsActiveToRemote();
-    } else if (command == QLatin1String("pause") && isRunning()) {
-        m_channel->pausePoll();
-    } else if (command == QLatin1String("resume") && isRunning()) {
-        m_channel->resumePoll();
-    } else if (command == QLatin1String("nextCard")) {
+    if (command == QLatin1String("nextCard"))
         moveToCard(m_card.number + 1);
-    } else if (command == QLatin1String("previousCard")) {
+    else if (command == QLatin1String("previousCard"))
         moveToCard(m_card.number - 1);
-    } else if (command == QLatin1String("stopSession")) {
-        emit stopRequested();
-    }
-    // Locking devices and pushing slides are for hosts that have slides.
-}
-
-// ---- Helpers -------------------------------------------------------------------------------------
-
-// An id of our own: the questions that are made within one second come with the same.
-QString Lesson::questionId(int index) const
-{
-    return QStringLiteral("%1-%2").arg(m_assessment->getAssessmentToken(),
-                                       QString::number(m_assessmentFile.firstNumber() + index));
-}
-
-void Lesson::startAssessmentFor(const QString &deviceId)
-{
-    const auto options = makeOptions(m_assessmentFile, m_assessment->getAssessmentToken());
-    m_assessment->start(deviceId, options.get());
 }
 
 void Lesson::moveToCard(int number)
@@ -416,28 +402,20 @@ void Lesson::moveToCard(int number)
     if (number < 1 || number > m_card.total)
         return;
     m_card.number = number;
-    m_channel->sendCurrentCardToRemote(m_card.number, m_card.total);
+    m_live.showCard(m_card.number, m_card.total);
 }
 
-Lesson::Outcome Lesson::uploadFile(const QString &fileName, QString *address)
+// ---- Others --------------------------------------------------------------------------------------
+
+void Lesson::run(const Commands::Help &, const Done &done)
 {
-    const ReadFile file = readFile(fileName);
-    if (!file.error.isEmpty())
-        return file.error;
-    QString name = QFileInfo(fileName).fileName();
-    name.replace(QLatin1Char('"'),
-                 QLatin1Char('\'')); // the form has no way to write a double quote
-    QString id;
-    QString path;
-    if (!m_client.doUploadResource(name, file.bytes, &id, &path)) {
-        return QStringLiteral(
-                   "%1 could not be uploaded; --verbose shows what the service answered.")
-            .arg(fileName);
-    }
-    *address = m_client.getServerUrl() + path;
-    m_terminal.print(QStringLiteral("Uploaded %1 (%2 bytes) as %3: %4")
-                         .arg(name, QString::number(file.bytes.size()), id, *address));
-    return std::nullopt;
+    m_terminal.print(commandHelp());
+    done(std::nullopt);
+}
+
+template<typename Other> void Lesson::run(const Other &, const Done &done)
+{
+    done(QStringLiteral("This is not for the lesson to do."));
 }
 
 } // namespace Host

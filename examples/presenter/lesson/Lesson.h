@@ -1,106 +1,98 @@
 #pragma once
 
 #include "Performer.h"
-#include "lesson/AssessmentFile.h"
+#include "lesson/News.h"
 #include "lesson/Results.h"
-#include "lesson/Roster.h"
 
-#include "model/RemoteControlMessage.h"
+#include "host/LiveClass.h"
 
-#include <QtCore/QPointer>
-
-#include <memory>
+#include <functional>
 #include <optional>
-
-class PresenterAssessment;
-class PresenterClient;
-class PresenterCollab;
 
 namespace Host
 {
 
 class Terminal;
 
-// What happens in an open session: carries commands out on the channel, follows the learners and
-// counts what they answer, answers the remote, and shows all of it.
+// What happens in an open class: carries commands out and says what was done, shows who is there and
+// what they answer.
 class Lesson : public Performer
 {
     Q_OBJECT
 
 public:
-    // Client and channel are those of an open session, which may end before the lesson is deleted.
-    Lesson(PresenterClient &client, PresenterCollab &channel, Terminal &terminal,
-           QObject *parent = nullptr);
-    ~Lesson() override;
+    // The class outlives the lesson.
+    Lesson(Tarvo::LiveClass &live, Terminal &terminal);
 
-    // May wait for the service, while the event loop turns.
     void execute(const Command &command, const Done &done) override;
 
-    // Asks the service who was there before the channel opened.
-    void findLearners();
+    int learnerCount() const override { return m_news.learnerCount(); }
+    int responseCount() const override;
+    int expectedResponses() const override;
 
-    int learnerCount() const override { return m_roster.count(); }
-    int responseCount() const override { return m_results.responses(); }
-    int expectedResponses() const override { return m_roster.count() * m_results.questions(); }
+    QStringList learnerNames() const;
+    bool isRunning() const { return m_live.activity() != Tarvo::LiveClass::NoActivity; }
 
+    // Shows the results of what is still running, once; the class is over, or nearly so.
+    void wrapUp();
     // Draws what changes in place anew; after the window has changed its size.
     void redraw();
 
-Q_SIGNALS:
-    void stopRequested(); // by the remote
-
 private:
-    using Outcome = std::optional<QString>;
+    using Operation = Tarvo::Operation;
+    using Well = std::function<void()>;
 
-    Outcome run(const Commands::Help &);
-    Outcome run(const Commands::ListLearners &);
-    Outcome run(const Commands::StartPoll &poll);
-    Outcome run(const Commands::Stop &);
-    Outcome run(const Commands::Pause &);
-    Outcome run(const Commands::Resume &);
-    Outcome run(const Commands::ShowResults &);
-    Outcome run(const Commands::SetImage &image);
-    Outcome run(const Commands::Upload &upload);
-    Outcome run(const Commands::ShowCard &);
-    Outcome run(const Commands::SetLesson &lesson);
-    Outcome run(const Commands::SetCurrentCard &card);
-    Outcome run(const Commands::StartAssessment &assessment);
-    Outcome run(const Commands::SendMessage &message);
-    Outcome run(const Commands::RemoveLearner &remove);
-    template<typename Other> Outcome run(const Other &);
-
-    void learnerJoined(const Tarvo::Learner &learner);
-    void learnerLeft(const QString &deviceId);
-    void responseCame(const QString &deviceId, const QString &questionId, const QString &answer);
-    void questionAskedFor(const QString &deviceId, int number);
-    void remoteCame(const Tarvo::RemoteControlMessage &message);
-
-    QString questionId(int index) const;
-    void startAssessmentFor(const QString &deviceId);
-    void moveToCard(int number);
-    Outcome uploadFile(const QString &fileName, QString *address);
-    bool isRunning() const { return m_activity != Nothing; }
-
-    enum Activity {
-        Nothing,
-        Poll,
-        Assessment
+    // The image of the next poll or card.
+    struct Image {
+        QByteArray png;
+        QString url; // instead
+        bool isSet() const { return !png.isEmpty() || !url.isEmpty(); }
     };
 
-    PresenterClient &m_client;
-    QPointer<PresenterCollab> m_channel;
+    void run(const Commands::Help &, const Done &done);
+    void run(const Commands::ListLearners &, const Done &done);
+    void run(const Commands::StartPoll &poll, const Done &done);
+    void run(const Commands::Ask &question, const Done &done);
+    void run(const Commands::StartAssessment &assessment, const Done &done);
+    void run(const Commands::Stop &, const Done &done);
+    void run(const Commands::Pause &, const Done &done);
+    void run(const Commands::Resume &, const Done &done);
+    void run(const Commands::ShowResults &, const Done &done);
+    void run(const Commands::ShowAnswers &, const Done &done);
+    void run(const Commands::SetImage &image, const Done &done);
+    void run(const Commands::Upload &upload, const Done &done);
+    void run(const Commands::ShowCard &, const Done &done);
+    void run(const Commands::SetLesson &lesson, const Done &done);
+    void run(const Commands::SetCurrentCard &card, const Done &done);
+    void run(const Commands::SendMessage &message, const Done &done);
+    void run(const Commands::RemoveLearner &remove, const Done &done);
+    template<typename Other> void run(const Other &, const Done &done);
+
+    // Calls the class and tells how that ended.
+    void follow(const std::function<Operation()> &call, const Done &done, const Well &well = {});
+    void repeatWhenBack(const std::function<Operation()> &call, const Done &done, const Well &well);
+    // The same for what begins an activity.
+    void begin(const Asked &asked, const std::function<Operation()> &call, const Done &done);
+    void upload(const QString &file, const Done &done, const Well &well);
+
+    void activityChanged();
+    void remoteCame(const QString &command);
+    void moveToCard(int number);
+    void tellOfRemote(const QString &what);
+    QStringList resultLines() const;
+    void printResults();
+    QString toEverybody() const;
+
+    Tarvo::LiveClass &m_live;
     Terminal &m_terminal;
-    Roster m_roster;
-
-    Activity m_activity = Nothing;
-    Results m_results;        // of what is running, or ran last
-    QSet<QString> m_past;     // ids of questions that are over
-    qint64 m_pollSecond = -1; // when the last poll was started, in seconds
-    AssessmentFile m_assessmentFile;
-    std::unique_ptr<PresenterAssessment> m_assessment; // the running one
-
-    Commands::SetLesson m_lesson;
+    Asked m_asked; // what is running, or ran last
+    Asked m_next;  // what has been asked for last
+    News m_news;
+    Image m_image;
+    QString m_uploadedId; // the last one
+    QString m_uploadedUrl;
     Commands::SetCurrentCard m_card{0, 0}; // number 0: none shown
+    bool m_isWrappedUp = false;
 };
 
 } // namespace Host

@@ -1,49 +1,36 @@
 #pragma once
 
 #include "console/Bars.h"
-#include "lesson/Tally.h"
 
-#include <QtCore/QSet>
+#include <QtCore/QAbstractItemModel>
+#include <QtCore/QHash>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
-#include <QtCore/QVector>
 
 namespace Host
 {
 
-// A question whose answers are counted.
-struct CountedQuestion {
-    QString id;    // that answers carry; empty: not known yet
-    QString title; // shown above its bars; empty for the one question of a poll
-    Tally tally;
+// What is being asked, as its results are headed.
+struct Asked {
+    QString title;               // "Poll multiple"
+    QStringList questions;       // what stands above the bars of each; may be empty
+    int firstNumber = 1;         // of the questions
+    QHash<QString, int> choices; // how many each question offers, by its id
+
+    // Which of the questions has this id; -1 for none of them. The ids of an assessment's questions end
+    // in their numbers.
+    int indexOf(const QString &questionId) const;
 };
 
-// The answers to what is running, a poll or an assessment.
-class Results
-{
-public:
-    Results() = default;
-    Results(QString title, QVector<CountedQuestion> questions);
+// The rows of `LiveClass::results()` before anybody has answered: the choices.
+QHash<QString, int> countChoices(const QAbstractItemModel &results);
 
-    // Counts an answer; false when it belongs to none of these questions. A poll's question gets its
-    // id inside the channel: the first answer tells it. Answers under an id in `past` belong to what
-    // is over.
-    bool count(const QString &deviceId, const QString &questionId, const QString &answer,
-               const QSet<QString> &past);
+// Answers counted in `LiveClass::results()`, one per learner and question.
+int countResponses(const QAbstractItemModel &results);
 
-    // Answers counted, one per learner and question.
-    int responses() const;
-    int questions() const { return m_questions.size(); }
-    QSet<QString> questionIds() const;
-
-    // The title with how many have answered, then the bars.
-    QStringList lines(int learners, int columns, BarStyle style) const;
-
-private:
-    CountedQuestion *questionFor(const QString &id, const QSet<QString> &past);
-
-    QString m_title;
-    QVector<CountedQuestion> m_questions;
-};
+// The title with how many have answered, then bars for each question: its choices in their order, then
+// other answers, the most frequent first.
+QStringList resultLines(const QAbstractItemModel &results, const Asked &asked, int learners,
+                        bool isPaused, int columns, BarStyle style);
 
 } // namespace Host
