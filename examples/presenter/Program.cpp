@@ -144,6 +144,7 @@ void Program::takeScript()
 
 void Program::takeInput()
 {
+    m_terminal.setPrompt(QStringLiteral("lesson> "));
     if (m_terminal.openPrompt())
         m_terminal.print(QStringLiteral("Type help for the commands, quit to leave."));
     m_input = std::make_unique<Input>(m_terminal);

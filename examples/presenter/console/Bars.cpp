@@ -75,7 +75,7 @@ QString percentText(int count, int total)
     return QString::number(percentage(count, total)) + QLatin1Char('%');
 }
 
-QStringList stackedLines(const TallyRow &row, int total, int columns)
+QStringList stackedLines(const BarRow &row, int total, int columns)
 {
     QStringList lines{elided(row.label, columns)};
     QString numbers = QString::number(row.count) + QLatin1Char(' ') + percentText(row.count, total);
@@ -84,7 +84,7 @@ QStringList stackedLines(const TallyRow &row, int total, int columns)
     return lines;
 }
 
-QString barLine(const TallyRow &row, int total, const Layout &layout, BarStyle style)
+QString barLine(const BarRow &row, int total, const Layout &layout, BarStyle style)
 {
     QString line = padded(elided(row.label, layout.label), layout.label + GAP);
     if (layout.bar > 0)
@@ -100,13 +100,13 @@ int percentage(int count, int total)
     return total <= 0 ? 0 : int((qint64(count) * 200 + total) / (qint64(total) * 2));
 }
 
-QStringList renderBars(const QVector<TallyRow> &rows, int total, int columns, BarStyle style)
+QStringList renderBars(const QVector<BarRow> &rows, int total, int columns, BarStyle style)
 {
     const int room = std::max(1, columns);
     int longestLabel = 0;
     int longestCount = 1;
-    QVector<TallyRow> shown = rows;
-    for (TallyRow &row : shown) {
+    QVector<BarRow> shown = rows;
+    for (BarRow &row : shown) {
         row.label = printable(row.label);
         longestLabel = std::max(longestLabel, textWidth(row.label));
         longestCount = std::max(longestCount, QString::number(row.count).size());
@@ -114,7 +114,7 @@ QStringList renderBars(const QVector<TallyRow> &rows, int total, int columns, Ba
 
     const Layout layout = layOut(longestLabel, longestCount, room);
     QStringList lines;
-    for (const TallyRow &row : qAsConst(shown)) {
+    for (const BarRow &row : qAsConst(shown)) {
         if (layout.stacked)
             lines.append(stackedLines(row, total, room));
         else

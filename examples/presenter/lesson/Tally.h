@@ -1,5 +1,7 @@
 #pragma once
 
+#include "console/Bars.h"
+
 #include <QtCore/QHash>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -14,11 +16,7 @@ struct Choice {
     QString text; // what is shown beside it; may be the same
 };
 
-// One line of a result.
-struct TallyRow {
-    QString label;
-    int count;
-};
+using TallyRow = BarRow;
 
 // Counts the answers to one question. Each learner counts once: who answers again replaces the answer
 // given before.
