@@ -22,7 +22,6 @@ constexpr int READ_BYTES = 4096;
 constexpr int MAX_HISTORY = 200;
 constexpr wchar_t ESCAPE = 0x1B;
 constexpr wchar_t END_OF_INPUT = 0x04;
-constexpr wchar_t LEAVE_SEARCH = 0x07;
 constexpr wchar_t START_OVER = 0x1C; // the terminal makes a signal of this key, so it is free
 
 const QLatin1String SEARCH_MARK("bck:");
@@ -69,8 +68,8 @@ private:
 // would take their last characters for text.
 QString withoutUnknownKeys(QString typed)
 {
-    static const QRegularExpression unknown(
-        QStringLiteral("\x1b\\[(?![ABCDHF]|[13478]~|1;5[CD])[0-?]*[ -/]*[@-~]|[\\x{80}-\\x{9f}]"));
+    static const QRegularExpression unknown(QStringLiteral(
+        "\x1b\\[(?![ABCDHF]|[13478]~|1;5[CD])[0-?]*[ -/]*[@-~]|[\\x{00}\\x{80}-\\x{9f}]"));
     return typed.remove(unknown);
 }
 
@@ -161,7 +160,7 @@ bool LineEditor::clear()
 {
     const bool hasText = !m_text.isEmpty() || !m_search.isEmpty();
     if (m_editor && hasText) {
-        m_keys = {LEAVE_SEARCH, START_OVER};
+        m_keys = START_OVER;
         edit();
     }
     return hasText;
