@@ -8,6 +8,7 @@ find_package(Qt5 5.15 QUIET COMPONENTS Quick)
 find_package(LibLZMA QUIET)
 find_package(Node ${TARVO_NODE_VERSION} QUIET)
 find_package(PkgConfig QUIET)
+find_package(TerminalLibraries QUIET)
 if(TARGET Qt5::qmake)
   get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
   execute_process(COMMAND "${qmake}" -query QT_INSTALL_QML
@@ -47,6 +48,7 @@ tarvo_test_tool(widgets "${Qt5Widgets_FOUND}" "Qt Widgets (Debian package qtbase
 tarvo_test_tool(quick ${has_quick}
   "Qt Quick (Debian packages qtdeclarative5-dev and qml-module-qtquick2)")
 tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")
+tarvo_test_tool(terminal "${TerminalLibraries_FOUND}" "${TerminalLibraries_NAMES}")
 tarvo_test_tool(liblzma "${LibLZMA_FOUND}" "liblzma (Debian package liblzma-dev)")
 tarvo_test_tool(lzma_alone "${LZMA_ALONE_EXECUTABLE}" "lzma_alone (Debian package lzma-alone)")
 tarvo_test_tool(node "${Node_FOUND}" "Node.js ${TARVO_NODE_VERSION} (Debian package nodejs)")

@@ -24,6 +24,8 @@ constexpr int SETTLE_MS = 40;
 // An end that takes longer is worth a line.
 constexpr int PATIENCE_MS = 500;
 
+const QLatin1String HOW_TO_LEAVE("Ctrl-C or Ctrl-D again, or quit, ends the session.");
+
 } // namespace
 
 Program::Program(Options options, Script script, const QList<QSslCertificate> &roots,
@@ -37,6 +39,7 @@ Program::Program(Options options, Script script, const QList<QSslCertificate> &r
     connect(&m_patience, &QTimer::timeout, this,
             [this] { m_terminal.print(QStringLiteral("Stopping ..., Ctrl-C again to give up")); });
     connect(&m_live, &LiveClass::stateChanged, this, &Program::stateChanged);
+    connect(&m_live, &LiveClass::pausedChanged, this, &Program::showPrompt);
     connect(&m_live, &LiveClass::ended, this, &Program::classEnded);
     connect(&m_live, &LiveClass::failed, this, [this](const Failure &failure) {
         m_isUnconfirmed = m_isUnconfirmed || failure.reason() == Failure::StopUnconfirmed;
@@ -146,12 +149,18 @@ void Program::takeScript()
 
 void Program::takeInput()
 {
+    showPrompt();
     if (m_terminal.openPrompt())
         m_terminal.print(QStringLiteral("Type help for the commands, quit to leave."));
     m_input = std::make_unique<Input>(m_terminal);
     connect(m_input.get(), &Input::line, this, &Program::lineTyped);
     connect(m_input.get(), &Input::ended, this, &Program::inputEnded);
     m_input->start();
+}
+
+void Program::showPrompt()
+{
+    m_terminal.setPrompt(m_live.isPaused() ? QStringLiteral("(paused) > ") : QStringLiteral("> "));
 }
 
 void Program::lineTyped(const QString &text)
@@ -172,6 +181,12 @@ void Program::inputEnded()
 {
     if (m_isLeaving)
         return;
+    if (m_terminal.hasPrompt()) {
+        const bool isTerminalGone = isatty(STDIN_FILENO) == 0;
+        if (isTerminalGone || isMeant(HOW_TO_LEAVE))
+            leave(Success);
+        return;
+    }
     // With a duration, no input at all (such as /dev/null) does not end the session before its time.
     if (m_options.durationMs == 0 || !Input::isNone())
         m_runner->endOfCommands();
@@ -226,6 +241,8 @@ void Program::interrupt()
         return giveUp();
     if (!m_lesson)
         return leave(Interrupted);
+    if (m_terminal.hasPrompt() && (m_terminal.clearLine() || !isMeant(HOW_TO_LEAVE)))
+        return;
     leave(Success);
 }
 

@@ -57,6 +57,7 @@ private:
 
     void takeScript();
     void takeInput();
+    void showPrompt();
     void lineTyped(const QString &text);
     void inputEnded();
     void commandStarted(const ScriptLine &line);

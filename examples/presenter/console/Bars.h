@@ -7,16 +7,16 @@
 namespace Host
 {
 
-// One line of a result.
-struct BarRow {
-    QString label;
-    int count;
-};
-
 // With what a bar is drawn.
 enum class BarStyle {
     Blocks, // block elements, to an eighth of a column
     Ascii   // number signs, to a column
+};
+
+// One line of a result.
+struct BarRow {
+    QString label;
+    int count;
 };
 
 // Draws results as one labelled bar a line, with count and percentage of `total`:

@@ -23,12 +23,12 @@ Input::Input(Terminal &terminal, QObject *parent) : QObject(parent), m_terminal(
 void Input::start()
 {
     if (m_terminal.hasPrompt()) {
-        m_terminal.editor().onLine = [this](const QString &text) { emit line(text); };
-        m_terminal.editor().onEndOfInput = [this] { end(); };
+        connect(&m_terminal.editor(), &LineEditor::line, this, &Input::line);
+        connect(&m_terminal.editor(), &LineEditor::ended, this, &Input::ended);
+        return m_terminal.editor().start();
     }
     m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this,
-            m_terminal.hasPrompt() ? &Input::readTyped : &Input::readPiped);
+    connect(m_notifier, &QSocketNotifier::activated, this, &Input::readPiped);
 }
 
 bool Input::isNone()
@@ -38,12 +38,6 @@ bool Input::isNone()
     if (fstat(STDIN_FILENO, &status) != 0)
         return true;
     return S_ISCHR(status.st_mode) && !isatty(STDIN_FILENO);
-}
-
-void Input::readTyped()
-{
-    if (!m_terminal.readKeys())
-        end();
 }
 
 void Input::readPiped()
@@ -64,13 +58,6 @@ void Input::readPiped()
     if (!m_unfinished.isEmpty())
         emit line(QString::fromUtf8(m_unfinished));
     m_unfinished.clear();
-    end();
-}
-
-void Input::end()
-{
-    if (!m_notifier->isEnabled())
-        return;
     m_notifier->setEnabled(false);
     emit ended();
 }

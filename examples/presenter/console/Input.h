@@ -31,9 +31,7 @@ Q_SIGNALS:
     void ended();
 
 private:
-    void readTyped();
     void readPiped();
-    void end();
 
     Terminal &m_terminal;
     QSocketNotifier *m_notifier = nullptr;

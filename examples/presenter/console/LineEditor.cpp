@@ -1,8 +1,16 @@
 #include "console/LineEditor.h"
 
-#include <QtCore/QTextBoundaryFinder>
+#include <QtCore/QEventLoop>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QSocketNotifier>
 #include <QtCore/QTextCodec>
 #include <QtCore/QTextDecoder>
+
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <histedit.h>
+#include <unistd.h>
 
 namespace Host
 {
@@ -10,197 +18,311 @@ namespace Host
 namespace
 {
 
-constexpr ushort ESCAPE = 0x1B;
-constexpr ushort DELETE = 0x7F;
+constexpr int READ_BYTES = 4096;
 constexpr int MAX_HISTORY = 200;
+constexpr wchar_t ESCAPE = 0x1B;
+constexpr wchar_t END_OF_INPUT = 0x04;
+constexpr wchar_t START_OVER = 0x1C; // the terminal makes a signal of this key, so it is free
 
-constexpr ushort control(char letter)
+const QLatin1String SEARCH_MARK("bck:");
+
+struct Binding {
+    const wchar_t *keys;
+    const wchar_t *command;
+};
+
+// Beyond libedit's own. Terminals differ in what Home, End and the arrows with Ctrl send.
+constexpr Binding BINDINGS[] = {
+    {L"^I", L"complete-word"},      {L"^L", L"clear-the-screen"},
+    {L"^R", L"em-inc-search-prev"}, {L"^W", L"ed-delete-prev-word"},
+    {L"^\\", L"ed-start-over"},     {L"\\e[1~", L"ed-move-to-beg"},
+    {L"\\e[7~", L"ed-move-to-beg"}, {L"\\e[4~", L"ed-move-to-end"},
+    {L"\\e[8~", L"ed-move-to-end"}, {L"\\e[1;5D", L"ed-prev-word"},
+    {L"\\e[1;5C", L"em-next-word"}, {L"\\e[3~", L"ed-delete-next-char"},
+    {L"^V", L"ed-unassigned"},      {L"\\ex", L"ed-unassigned"},
+};
+
+// libedit asks the locale, once, which letters above ASCII are inserted when typed; keys come here as
+// UTF-8 under every locale. The thread's locale alone is changed, so that the toolkit never notices.
+class Utf8Locale
 {
-    return ushort(letter - '@');
+public:
+    Utf8Locale()
+        : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_previous(uselocale(m_locale))
+    {
+    }
+    ~Utf8Locale()
+    {
+        uselocale(m_previous);
+        if (m_locale)
+            freelocale(m_locale);
+    }
+    Q_DISABLE_COPY_MOVE(Utf8Locale)
+
+private:
+    locale_t m_locale; // null leaves the current one in place
+    locale_t m_previous;
+};
+
+// Keys that nothing is bound to, and control characters that no key sends but a paste may hold: libedit
+// would take their last characters for text.
+QString withoutUnknownKeys(QString typed)
+{
+    static const QRegularExpression unknown(QStringLiteral(
+        "\x1b\\[(?![ABCDHF]|[13478]~|1;5[CD])[0-?]*[ -/]*[@-~]|[\\x{00}\\x{80}-\\x{9f}]"));
+    return typed.remove(unknown);
 }
 
 } // namespace
 
-LineEditor::LineEditor() : m_decoder(QTextCodec::codecForName("UTF-8")->makeDecoder()) { }
-
-LineEditor::~LineEditor() = default;
-
-void LineEditor::type(const QByteArray &bytes)
+LineEditor::LineEditor(QObject *parent)
+    : QObject(parent), m_decoder(QTextCodec::codecForName("UTF-8")->makeDecoder()),
+      m_history(history_winit())
 {
-    const QString typed = m_decoder->toUnicode(bytes);
-    for (const QChar character : typed)
-        takeCharacter(character);
+    HistEventW event;
+    history_w(m_history, &event, H_SETSIZE, MAX_HISTORY);
+    history_w(m_history, &event, H_SETUNIQUE, 1);
 }
 
-void LineEditor::takeCharacter(QChar character)
+LineEditor::~LineEditor()
 {
-    switch (m_state) {
-    case AfterEscape: {
-        const bool opensSequence = character == QLatin1Char('[') || character == QLatin1Char('O');
-        m_state = opensSequence ? InSequence : Typing;
-        m_sequence.clear();
+    close();
+    release();
+    history_wend(m_history);
+}
+
+// ---- The terminal --------------------------------------------------------------------------------
+
+bool LineEditor::open()
+{
+    if (tcgetattr(STDIN_FILENO, &m_before) != 0)
+        return false;
+    m_nowhere = std::fopen("/dev/null", "we");
+    const Utf8Locale locale;
+    m_editor = el_init_fd("tarvo-presenter", stdin, m_nowhere, m_nowhere, STDIN_FILENO,
+                          STDOUT_FILENO, STDERR_FILENO);
+    if (!m_editor)
+        return false;
+    el_wset(m_editor, EL_CLIENTDATA, this);
+    el_wset(m_editor, EL_EDITOR, L"emacs");
+    el_wset(m_editor, EL_HIST, history_w, m_history);
+    el_wset(m_editor, EL_GETCFN, &LineEditor::nextKey);
+    el_wset(m_editor, EL_ADDFN, L"complete-word", L"", &LineEditor::completeWord);
+    el_wset(m_editor, EL_ADDFN, L"clear-the-screen", L"", &LineEditor::clearScreen);
+    for (const Binding &binding : BINDINGS)
+        el_wset(m_editor, EL_BIND, binding.keys, binding.command, nullptr);
+    el_wset(m_editor, EL_UNBUFFERED, 1); // one key at a time: between two, the event loop turns
+    return true;
+}
+
+void LineEditor::close()
+{
+    if (!m_editor || m_isClosing)
+        return;
+    delete m_notifier;
+    m_notifier = nullptr;
+    m_keys.clear();
+    tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
+    if (!m_isInside)
+        return release();
+    m_isClosing = true;
+    if (m_waiting)
+        m_waiting->quit();
+}
+
+void LineEditor::release()
+{
+    m_isClosing = false;
+    if (!m_editor)
+        return;
+    el_end(m_editor);
+    m_editor = nullptr;
+    std::fclose(m_nowhere);
+}
+
+void LineEditor::resume()
+{
+    if (!m_editor || m_isClosing)
+        return;
+    el_wset(m_editor, EL_PREP_TERM, 0); // believes that its settings are still in force
+    el_wset(m_editor, EL_PREP_TERM, 1);
+}
+
+// ---- Keys ----------------------------------------------------------------------------------------
+
+void LineEditor::start()
+{
+    m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
+    connect(m_notifier, &QSocketNotifier::activated, this, &LineEditor::readKeys);
+}
+
+bool LineEditor::clear()
+{
+    const bool hasText = !m_text.isEmpty() || !m_search.isEmpty();
+    if (m_editor && hasText) {
+        m_keys = START_OVER;
+        edit();
+    }
+    return hasText;
+}
+
+void LineEditor::readKeys()
+{
+    char bytes[READ_BYTES];
+    const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
+    if (count < 0 && (errno == EINTR || errno == EAGAIN))
+        return;
+    if (count <= 0) {
+        m_notifier->setEnabled(false);
+        emit ended();
         return;
     }
-    case InSequence:
-        // Parameters are digits, ";" and the like; the first character from "@" on ends the sequence.
-        if (character.unicode() < '@') {
-            m_sequence.append(character);
-            return;
-        }
-        m_state = Typing;
-        takeSequence(character);
-        return;
-    case Typing:
-        break;
+    m_keys += withoutUnknownKeys(m_decoder->toUnicode(bytes, int(count))).toStdWString();
+    edit();
+}
+
+void LineEditor::edit()
+{
+    if (m_waiting)
+        return m_waiting->quit();
+    while (takeKey()) { }
+    if (m_editor && !m_isInside)
+        show();
+}
+
+// Has libedit carry out one key, or one that it keeps from the end of a search; false when there is
+// none.
+bool LineEditor::takeKey()
+{
+    if (!m_editor || m_isInside)
+        return false;
+    int length = 0;
+    m_hasKey = false;
+    m_isDry = false;
+    m_isInside = true;
+    const wchar_t *text = el_wgets(m_editor, &length);
+    m_isInside = false;
+    if (m_isClosing)
+        release();
+    else if (!m_isDry && text)
+        takeLine(QString::fromWCharArray(text, length));
+    return !m_isDry;
+}
+
+void LineEditor::takeLine(QString text)
+{
+    const bool isEnd = text == QString(QChar(END_OF_INPUT));
+    const bool isLine = text.endsWith(QLatin1Char('\n'));
+    if (!isEnd && !isLine)
+        return; // still being typed
+    text.chop(1);
+    if (isLine && !text.isEmpty() && !text.at(0).isSpace()) {
+        HistEventW event;
+        history_w(m_history, &event, H_ENTER, text.toStdWString().c_str());
     }
-    if (character.unicode() == ESCAPE)
-        m_state = AfterEscape;
-    else if (character.unicode() < ' ' || character.unicode() == DELETE)
-        takeControl(character.unicode());
+    m_keys.insert(0, 1, START_OVER);
+    takeKey();
+    show();
+    // Whoever gets the line may close the editor.
+    if (isEnd)
+        emit ended();
     else
-        insert(character);
+        emit line(text);
 }
 
-void LineEditor::takeControl(ushort code)
+// Nearly always, libedit gets one key and is done with it. Only in the middle of something, such as a
+// search, does it ask for more than there is; then the event loop turns in here until keys come.
+int LineEditor::nextKey(editline *editor, wchar_t *key)
 {
-    switch (code) {
-    case '\r':
-    case '\n':
-        return enter();
-    case '\b':
-    case DELETE:
-        return erase(previousBoundary(), m_cursor);
-    case '\t':
-        return insert(QLatin1Char(' '));
-    case control('A'):
-        m_cursor = 0;
-        return;
-    case control('E'):
-        m_cursor = m_text.size();
-        return;
-    case control('B'):
-        m_cursor = previousBoundary();
-        return;
-    case control('F'):
-        m_cursor = nextBoundary();
-        return;
-    case control('P'):
-        return recall(-1);
-    case control('N'):
-        return recall(+1);
-    case control('U'):
-        return erase(0, m_cursor);
-    case control('K'):
-        return erase(m_cursor, m_text.size());
-    case control('W'):
-        return erase(previousWord(), m_cursor);
-    case control('D'):
-        if (!m_text.isEmpty())
-            erase(m_cursor, nextBoundary());
-        else if (onEndOfInput)
-            onEndOfInput();
-        return;
-    default:
-        return; // not a key of ours
+    LineEditor &self = *of(editor);
+    self.m_isDry = self.m_keys.empty() && !(self.m_hasKey && self.waitForKeys());
+    if (self.m_isDry)
+        return 0;
+    self.m_hasKey = true;
+    *key = self.m_keys.front();
+    // In a search, Escape only ends the search, and what follows it would be taken for text. Left where
+    // it is, the key that it begins comes after the search.
+    self.lookAtLine();
+    const bool beginsKey = *key == ESCAPE && self.m_keys.size() > 1;
+    if (self.m_search.isEmpty() || !beginsKey)
+        self.m_keys.erase(0, 1);
+    return 1;
+}
+
+bool LineEditor::waitForKeys()
+{
+    show();
+    QEventLoop loop;
+    m_waiting = &loop;
+    const bool isOver = loop.exec() != 0; // the application ends
+    m_waiting = nullptr;
+    return !isOver && !m_isClosing && !m_keys.empty();
+}
+
+// ---- The line ------------------------------------------------------------------------------------
+
+// In a search, libedit has the found line and, on a line of its own, "bck:" and what is looked for, or
+// "bck?" when it is nowhere.
+void LineEditor::lookAtLine()
+{
+    const LineInfoW *info = el_wline(m_editor);
+    const QString whole = QString::fromWCharArray(info->buffer, int(info->lastchar - info->buffer));
+    const int end = whole.indexOf(QLatin1Char('\n'));
+    m_text = whole.left(end);
+    m_search.clear();
+    if (end >= 0) {
+        const bool isFound = whole.midRef(end + 1).startsWith(SEARCH_MARK);
+        m_search = isFound ? QStringLiteral("search '%1'") : QStringLiteral("nothing like '%1'");
+        m_search = m_search.arg(whole.mid(end + 1 + SEARCH_MARK.size()));
     }
+    m_cursor = QString::fromWCharArray(info->buffer, int(info->cursor - info->buffer)).size();
 }
 
-void LineEditor::takeSequence(QChar final)
+void LineEditor::show()
 {
-    switch (final.unicode()) {
-    case 'A':
-        return recall(-1);
-    case 'B':
-        return recall(+1);
-    case 'C':
-        m_cursor = nextBoundary();
-        return;
-    case 'D':
-        m_cursor = previousBoundary();
-        return;
-    case 'H':
-        m_cursor = 0;
-        return;
-    case 'F':
-        m_cursor = m_text.size();
-        return;
-    case '~':
-        if (m_sequence == QLatin1String("3"))
-            erase(m_cursor, nextBoundary());
-        else if (m_sequence == QLatin1String("1") || m_sequence == QLatin1String("7"))
-            m_cursor = 0;
-        else if (m_sequence == QLatin1String("4") || m_sequence == QLatin1String("8"))
-            m_cursor = m_text.size();
-        return;
-    default:
-        return;
+    lookAtLine();
+    emit changed();
+}
+
+unsigned char LineEditor::clearScreen(editline *editor, int)
+{
+    emit of(editor)->screenClearAsked();
+    return CC_NORM;
+}
+
+unsigned char LineEditor::completeWord(editline *editor, int)
+{
+    of(editor)->complete();
+    return CC_REFRESH;
+}
+
+void LineEditor::complete()
+{
+    lookAtLine();
+    const QString upToCursor = m_text.left(m_cursor);
+    const QString word = upToCursor.mid(upToCursor.lastIndexOf(QLatin1Char(' ')) + 1);
+    QStringList candidates;
+    if (completion)
+        candidates = completion(upToCursor);
+    QString common = candidates.value(0);
+    for (const QString &candidate : qAsConst(candidates)) {
+        while (!candidate.startsWith(common))
+            common.chop(1);
     }
-}
-
-void LineEditor::insert(QChar character)
-{
-    m_text.insert(m_cursor, character);
-    ++m_cursor;
-}
-
-void LineEditor::erase(int from, int to)
-{
-    m_text.remove(from, to - from);
-    m_cursor = from;
-}
-
-void LineEditor::enter()
-{
-    const QString line = m_text;
-    const bool isWorthKeeping =
-        !line.trimmed().isEmpty() && (m_history.isEmpty() || m_history.constLast() != line);
-    if (isWorthKeeping)
-        m_history.append(line);
-    if (m_history.size() > MAX_HISTORY)
-        m_history.removeFirst();
-    m_text.clear();
-    m_draft.clear();
-    m_cursor = 0;
-    m_recalled = m_history.size();
-    if (onLine)
-        onLine(line);
-}
-
-void LineEditor::recall(int step)
-{
-    const int wanted = m_recalled + step;
-    if (wanted < 0 || wanted > m_history.size())
+    if (!common.startsWith(word))
         return;
-    if (m_recalled == m_history.size())
-        m_draft = m_text;
-    m_recalled = wanted;
-    m_text = wanted == m_history.size() ? m_draft : m_history.at(wanted);
-    m_cursor = m_text.size();
+    if (candidates.size() == 1 && !common.endsWith(QLatin1Char('/')))
+        common += QLatin1Char(' ');
+    el_winsertstr(m_editor, common.mid(word.size()).toStdWString().c_str());
+    if (candidates.size() > 1)
+        emit offered(candidates);
 }
 
-int LineEditor::previousBoundary() const
+LineEditor *LineEditor::of(editline *editor)
 {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, m_text);
-    finder.setPosition(m_cursor);
-    return qMax(0, finder.toPreviousBoundary());
-}
-
-int LineEditor::nextBoundary() const
-{
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, m_text);
-    finder.setPosition(m_cursor);
-    const int next = finder.toNextBoundary();
-    return next < 0 ? m_text.size() : next;
-}
-
-int LineEditor::previousWord() const
-{
-    int position = m_cursor;
-    while (position > 0 && m_text.at(position - 1).isSpace())
-        --position;
-    while (position > 0 && !m_text.at(position - 1).isSpace())
-        --position;
-    return position;
+    void *self = nullptr;
+    el_wget(editor, EL_CLIENTDATA, &self);
+    return static_cast<LineEditor *>(self);
 }
 
 } // namespace Host

@@ -1,65 +1,97 @@
 #pragma once
 
-#include <QtCore/QByteArray>
+#include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
+#include <cstdio>
 #include <functional>
 #include <memory>
+#include <string>
+
+#include <termios.h>
+
+struct editline;
+struct historyW;
 
 QT_BEGIN_NAMESPACE
+class QEventLoop;
+class QSocketNotifier;
 class QTextDecoder;
 QT_END_NAMESPACE
 
 namespace Host
 {
 
-// The line being typed at the prompt, from the bytes of a terminal that neither echoes them nor
-// gathers lines: results are drawn above the line meanwhile, and then it has to be drawn again.
+// The line being typed at the terminal that standard input is, edited by libedit: its keys, its history
+// (of this run alone), its search with Ctrl-R, and completion with Tab.
 //
-// Knows the usual keys: arrows, Home, End, Delete, Backspace, and Ctrl with A, E, B, F, P, N, U, K, W
-// and D; the last ends the input on an empty line.
-class LineEditor
+// libedit only edits here and draws nothing: results change above the line while it is typed, and
+// libedit takes the screen for its own. Whoever owns the screen draws the line, on changed().
+class LineEditor : public QObject
 {
+    Q_OBJECT
+
 public:
-    LineEditor();
-    ~LineEditor();
+    explicit LineEditor(QObject *parent = nullptr);
+    ~LineEditor() override;
     Q_DISABLE_COPY_MOVE(LineEditor)
 
-    std::function<void(const QString &line)> onLine;
-    std::function<void()> onEndOfInput;
+    // What the word before the cursor may become, given the line up to the cursor.
+    std::function<QStringList(const QString &lineUpToCursor)> completion;
 
-    void type(const QByteArray &bytes);
+    // Sets the terminal up for single keys; false when it cannot be. close() puts its settings back.
+    bool open();
+    void close();
+    // Sets the terminal up again, after somebody else had it.
+    void resume();
+    // Reads keys from now on.
+    void start();
+    // Throws away what was typed; false when nothing was.
+    bool clear();
 
     QString text() const { return m_text; }
-    int cursor() const { return m_cursor; } // in UTF-16 code units, always between characters
+    int cursor() const { return m_cursor; }     // in UTF-16 code units
+    QString search() const { return m_search; } // what to say of a search; empty without one
+
+Q_SIGNALS:
+    void changed(); // text(), cursor() or search()
+    void line(const QString &text);
+    void ended();
+    void offered(const QStringList &candidates); // several, for the word at the cursor
+    void screenClearAsked();
 
 private:
-    enum State {
-        Typing,
-        AfterEscape,
-        InSequence // after ESC [ or ESC O, up to the letter that ends it
-    };
+    static LineEditor *of(editline *editor);
+    static int nextKey(editline *editor, wchar_t *key);
+    static unsigned char completeWord(editline *editor, int key);
+    static unsigned char clearScreen(editline *editor, int key);
 
-    void takeCharacter(QChar character);
-    void takeControl(ushort code);
-    void takeSequence(QChar final);
-    void insert(QChar character);
-    void erase(int from, int to);
-    void enter();
-    void recall(int step);
-    int previousBoundary() const;
-    int nextBoundary() const;
-    int previousWord() const;
+    void readKeys();
+    void edit();
+    bool takeKey();
+    void takeLine(QString text);
+    bool waitForKeys();
+    void lookAtLine();
+    void show();
+    void complete();
+    void release();
 
     std::unique_ptr<QTextDecoder> m_decoder; // keeps the first bytes of a letter cut by a read
-    State m_state = Typing;
-    QString m_sequence;
+    QSocketNotifier *m_notifier = nullptr;
+    editline *m_editor = nullptr;
+    historyW *m_history = nullptr;
+    FILE *m_nowhere = nullptr; // where libedit draws
+    termios m_before{};
+    std::wstring m_keys; // typed, but not edited in yet
+    QEventLoop *m_waiting = nullptr;
+    bool m_isInside = false;  // libedit is working on a key
+    bool m_hasKey = false;    // and has got the first of it
+    bool m_isDry = false;     // and has asked for a key in vain
+    bool m_isClosing = false; // as soon as libedit comes back
     QString m_text;
+    QString m_search;
     int m_cursor = 0;
-    QStringList m_history; // oldest first
-    int m_recalled = 0;    // position in m_history; its size stands for the line being typed
-    QString m_draft;       // that line, while an older one is shown
 };
 
 } // namespace Host

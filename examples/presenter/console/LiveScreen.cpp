@@ -10,6 +10,7 @@ namespace
 
 const QLatin1String TO_FIRST_COLUMN("\r");
 const QLatin1String ERASE_BELOW("\x1b[J");
+const QLatin1String TO_TOP_AND_ERASE("\x1b[H\x1b[2J");
 const QLatin1String NEW_LINE("\n");
 
 QString rowsUp(int rows)
@@ -86,6 +87,12 @@ QString LiveScreen::print(const QStringList &lines)
     m_drawnAbove = block.size();
     m_isDrawn = true;
     return output;
+}
+
+QString LiveScreen::clear()
+{
+    m_isDrawn = false;
+    return TO_TOP_AND_ERASE + redraw();
 }
 
 QString LiveScreen::leave()

@@ -24,6 +24,8 @@ public:
     QString print(const QStringList &lines);
     // Block and prompt as they are now.
     QString redraw() { return print({}); }
+    // Block and prompt alone, at the top.
+    QString clear();
     // Takes block and prompt off, for good.
     QString leave();
 

@@ -1,7 +1,11 @@
 #include "console/Terminal.h"
 
+#include "console/TextWidth.h"
+
+#include <bsd/readpassphrase.h>
 #include <cerrno>
-#include <clocale>
+#include <csignal>
+#include <cstring>
 #include <langinfo.h>
 #include <poll.h>
 #include <strings.h>
@@ -16,12 +20,8 @@ namespace
 
 constexpr int DEFAULT_COLUMNS = 80;
 constexpr int DEFAULT_ROWS = 24;
-constexpr int READ_BYTES = 4096;
-
-QString promptText()
-{
-    return QStringLiteral("lesson> ");
-}
+constexpr int CANDIDATE_GAP = 2;
+constexpr std::size_t MAX_PASSWORD_BYTES = 1024;
 
 winsize terminalSize()
 {
@@ -61,7 +61,15 @@ void writeAll(int descriptor, const QByteArray &bytes)
 
 } // namespace
 
-Terminal::Terminal(QObject *parent) : QObject(parent), m_barStyle(styleOfTerminal()) { }
+Terminal::Terminal(QObject *parent) : QObject(parent), m_barStyle(styleOfTerminal())
+{
+    connect(&m_editor, &LineEditor::changed, this, &Terminal::showInput);
+    connect(&m_editor, &LineEditor::offered, this, &Terminal::offer);
+    connect(&m_editor, &LineEditor::screenClearAsked, this, [this] {
+        const QMutexLocker lock(&m_mutex);
+        writeOut(m_screen.clear());
+    });
+}
 
 Terminal::~Terminal()
 {
@@ -70,11 +78,9 @@ Terminal::~Terminal()
 
 bool Terminal::openPrompt()
 {
-    if (!isatty(STDIN_FILENO) || !isatty(STDOUT_FILENO) || tcgetattr(STDIN_FILENO, &m_before) != 0)
-        return false;
-    m_hasPrompt = true;
+    m_hasPrompt = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && m_editor.open();
     restore();
-    return true;
+    return m_hasPrompt;
 }
 
 void Terminal::closePrompt()
@@ -83,24 +89,18 @@ void Terminal::closePrompt()
         return;
     const QMutexLocker lock(&m_mutex);
     writeOut(m_screen.leave());
-    tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
     m_hasPrompt = false;
+    m_editor.close();
 }
 
 void Terminal::restore()
 {
     if (!m_hasPrompt)
         return;
-    termios raw = m_before;
-    raw.c_lflag &= ~tcflag_t(ICANON | ECHO); // ISIG stays: Ctrl-C and Ctrl-Z do what they always do
-    raw.c_cc[VMIN] = 1;
-    raw.c_cc[VTIME] = 0;
-    tcsetattr(STDIN_FILENO, TCSADRAIN, &raw);
-    const winsize size = terminalSize();
+    m_editor.resume();
     const QMutexLocker lock(&m_mutex);
-    m_screen.setSize(size.ws_col, size.ws_row);
-    updateInput();
-    redraw();
+    m_screen.setSize(columns(), rows());
+    showInput();
 }
 
 void Terminal::print(const QStringList &lines)
@@ -141,26 +141,66 @@ int Terminal::columns() const
     return isatty(STDOUT_FILENO) ? terminalSize().ws_col : DEFAULT_COLUMNS;
 }
 
-bool Terminal::readKeys()
+int Terminal::rows() const
 {
-    char keys[READ_BYTES];
-    const ssize_t count = read(STDIN_FILENO, keys, sizeof(keys));
-    if (count < 0)
-        return errno == EINTR || errno == EAGAIN;
-    if (count == 0)
-        return false;
-    // Not under the lock, which printing takes: a complete line is carried out from here.
-    m_editor.type(QByteArray(keys, int(count)));
-    const QMutexLocker lock(&m_mutex);
-    updateInput();
-    if (m_hasPrompt)
-        redraw();
-    return true;
+    return isatty(STDOUT_FILENO) ? terminalSize().ws_row : DEFAULT_ROWS;
 }
 
-void Terminal::updateInput()
+// ---- What is typed -------------------------------------------------------------------------------
+
+void Terminal::setPrompt(const QString &prompt)
 {
-    m_screen.setInput(promptText(), m_editor.text(), m_editor.cursor());
+    m_prompt = prompt;
+    showInput();
+}
+
+void Terminal::setCompletion(std::function<QStringList(const QString &)> candidates)
+{
+    m_editor.completion = std::move(candidates);
+}
+
+void Terminal::showInput()
+{
+    const QMutexLocker lock(&m_mutex);
+    const QString search = m_editor.search();
+    const QString prompt =
+        search.isEmpty() ? m_prompt : QStringLiteral("(%1) ").arg(search) + m_prompt;
+    m_screen.setInput(prompt, m_editor.text(), m_editor.cursor());
+    if (m_hasPrompt)
+        redraw();
+}
+
+// Shows the candidates in columns, as many as fit.
+void Terminal::offer(const QStringList &candidates)
+{
+    int width = 0;
+    for (const QString &candidate : candidates)
+        width = qMax(width, textWidth(candidate) + CANDIDATE_GAP);
+    const int perLine = qMax(1, (columns() + CANDIDATE_GAP) / width);
+    QStringList lines;
+    for (int i = 0; i < candidates.size(); ++i) {
+        if (i % perLine == 0)
+            lines.append(QString());
+        lines.last() = padded(lines.last(), i % perLine * width) + candidates.at(i);
+    }
+    print(lines);
+}
+
+std::optional<QString> Terminal::askPassword(const QString &prompt)
+{
+    char password[MAX_PASSWORD_BYTES] = {};
+    // Ctrl-C is an answer here; it would otherwise reach the process once the terminal is put back.
+    struct sigaction before {
+    };
+    struct sigaction ignore {
+    };
+    ignore.sa_handler = SIG_IGN;
+    sigaction(SIGINT, &ignore, &before);
+    readpassphrase(qUtf8Printable(prompt), password, sizeof(password), RPP_REQUIRE_TTY);
+    sigaction(SIGINT, &before, nullptr);
+    const QString typed = QString::fromUtf8(password);
+    explicit_bzero(password, sizeof(password));
+    return typed.isEmpty() ? std::nullopt : std::optional<QString>(typed);
 }
 
 void Terminal::redraw()

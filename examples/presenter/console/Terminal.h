@@ -8,7 +8,8 @@
 #include <QtCore/QObject>
 #include <QtCore/QStringList>
 
-#include <termios.h>
+#include <functional>
+#include <optional>
 
 namespace Host
 {
@@ -40,28 +41,40 @@ public:
     void complain(const QString &line);
     void diagnostic(const QString &line);
 
+    // What the line being typed begins with, "> " unless told otherwise.
+    void setPrompt(const QString &prompt);
+    // Throws away a half-typed line; false when nothing was typed.
+    bool clearLine() { return m_editor.clear(); }
+    // What Tab offers for the word at the cursor, given the line up to the cursor: whole words.
+    void setCompletion(std::function<QStringList(const QString &lineUpToCursor)> candidates);
+
     // What stands above the prompt and changes in place; nothing is shown without a prompt.
     void setBlock(const QStringList &lines);
 
     // For lines that are to fit: the width of the terminal that standard output goes to, or 80.
     int columns() const;
+    int rows() const; // and its height, or 24
     BarStyle barStyle() const { return m_barStyle; }
 
     LineEditor &editor() { return m_editor; }
-    // Reads what was typed; called when standard input is readable. False at the end of the input.
-    bool readKeys();
+
+    // Asks for a password at the terminal that controls the process, whatever standard input is, and
+    // shows nothing of what is typed. Nothing on Ctrl-C, at the end of the input, without a terminal, or
+    // when no character was typed.
+    static std::optional<QString> askPassword(const QString &prompt);
 
 private:
+    void showInput();
+    void offer(const QStringList &candidates);
     void redraw();
-    void updateInput();
     void writeOut(const QString &text);
 
     QRecursiveMutex m_mutex; // guards the screen and both output streams
     LiveScreen m_screen;
     LineEditor m_editor;
+    QString m_prompt{QStringLiteral("> ")};
     BarStyle m_barStyle;
     bool m_hasPrompt = false;
-    termios m_before{}; // the terminal's settings that closePrompt() puts back
 };
 
 } // namespace Host

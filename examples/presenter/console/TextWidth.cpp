@@ -3,38 +3,13 @@
 #include <QtCore/QTextBoundaryFinder>
 #include <QtCore/QVector>
 
-#include <clocale>
-#include <cwchar>
+#include <utf8proc.h>
 
 namespace Host
 {
 
 namespace
 {
-
-// The C library's table of character widths is the one that terminals go by. It belongs to a locale,
-// so a UTF-8 one is put in place for the length of a measurement, on this thread alone.
-class Utf8Locale
-{
-public:
-    Utf8Locale() : m_previous(uselocale(instance())) { }
-    ~Utf8Locale() { uselocale(m_previous); }
-    Q_DISABLE_COPY_MOVE(Utf8Locale)
-
-private:
-    static locale_t instance()
-    {
-        static const locale_t locale = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
-        return locale; // null leaves the current locale in place
-    }
-    locale_t m_previous;
-};
-
-int characterWidth(uint character)
-{
-    const int width = wcwidth(static_cast<wchar_t>(character));
-    return width < 0 ? 1 : width; // unknown to the table: terminals draw a box
-}
 
 bool isControl(QChar character)
 {
@@ -49,11 +24,11 @@ bool isControl(QChar character)
 
 int textWidth(const QString &text)
 {
-    const Utf8Locale locale;
     int width = 0;
-    const QVector<uint> characters = text.toUcs4();
+    // Composed, since terminals show the letters of a Korean syllable as one sign.
+    const QVector<uint> characters = text.normalized(QString::NormalizationForm_C).toUcs4();
     for (const uint character : characters)
-        width += characterWidth(character);
+        width += utf8proc_charwidth(utf8proc_int32_t(character));
     return width;
 }
 
