@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QDeadlineTimer>
+#include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
@@ -179,6 +180,13 @@ public:
         m_screen = TerminalScreen(columns, rows);
         const winsize size{ushort(rows), ushort(columns), 0, 0};
         ioctl(m_master, TIOCSWINSZ, &size); // and the program gets SIGWINCH
+    }
+
+    // Whether it waits for something; once it has asked, for an answer.
+    bool sleeps() const
+    {
+        QFile status(QStringLiteral("/proc/%1/stat").arg(m_process));
+        return status.open(QIODevice::ReadOnly) && status.readAll().contains(") S ");
     }
 
     void signal(int number) { ::kill(m_process, number); }

@@ -212,6 +212,7 @@ void tst_Terminal::passwordIsNotShown()
     QFETCH(QString, screen);
     ProgramOnTerminal program(TERMINAL_PROGRAM, "ask");
     VERIFY_SCREEN(program, u"Password: |"_s);
+    QTRY_VERIFY(program.sleeps());
     program.type(keys);
     VERIFY_SCREEN(program, screen);
     QCOMPARE(program.exitCode(), 0);

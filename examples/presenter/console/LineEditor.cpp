@@ -17,11 +17,10 @@ namespace
 {
 
 constexpr int MAX_HISTORY = 200;
+constexpr int SEARCH_MARK_LENGTH = 4; // "bck:"
 constexpr wchar_t ESCAPE = 0x1B;
 constexpr wchar_t END_OF_INPUT = 0x04;
 constexpr wchar_t START_OVER = 0x1C; // the terminal makes a signal of this key, so it is free
-
-const QLatin1String SEARCH_MARK("bck:");
 
 struct Binding {
     const wchar_t *keys;
@@ -72,6 +71,8 @@ bool LineEditor::open()
     if (tcgetattr(STDIN_FILENO, &m_before) != 0)
         return false;
     m_nowhere = std::fopen("/dev/null", "we");
+    if (!m_nowhere)
+        return false;
     // libedit asks the locale, once, which letters above ASCII are inserted when typed; keys come here
     // as UTF-8 under every locale. Only this thread's locale changes: the toolkit never notices.
     const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
@@ -80,7 +81,8 @@ bool LineEditor::open()
                           STDIN_FILENO, STDIN_FILENO);
     el_wset(m_editor, EL_EDITOR, L"emacs");
     uselocale(before);
-    freelocale(utf8);
+    if (utf8)
+        freelocale(utf8);
     el_wset(m_editor, EL_CLIENTDATA, this);
     el_wset(m_editor, EL_HIST, history_w, m_history);
     el_wset(m_editor, EL_GETCFN, &LineEditor::nextKey);
@@ -133,7 +135,7 @@ bool LineEditor::clear()
 {
     const bool hasText = !m_text.isEmpty() || !m_search.isEmpty();
     if (hasText) {
-        m_keys = START_OVER;
+        m_keys.assign(2, START_OVER); // the first may end something begun, such as Escape
         edit();
     }
     return hasText;
@@ -200,11 +202,16 @@ int LineEditor::nextKey(editline *editor, wchar_t *key)
     *key = self.m_keys.front();
     // In a search, Escape only ends the search, and what follows it would be taken for text. Left where
     // it is, the key that it begins comes after the search.
-    self.lookAtLine();
     const bool beginsKey = *key == ESCAPE && self.m_keys.size() > 1;
-    if (self.m_search.isEmpty() || !beginsKey)
+    if (!(beginsKey && self.isSearching()))
         self.m_keys.erase(0, 1);
     return 1;
+}
+
+bool LineEditor::isSearching()
+{
+    lookAtLine();
+    return !m_search.isEmpty();
 }
 
 bool LineEditor::waitForKeys()
@@ -229,9 +236,9 @@ void LineEditor::lookAtLine()
     m_text = whole.left(end);
     m_search.clear();
     if (end >= 0) {
-        const bool isFound = whole.midRef(end + 1).startsWith(SEARCH_MARK);
+        const bool isFound = whole.midRef(end + SEARCH_MARK_LENGTH, 1) == QLatin1String(":");
         m_search = isFound ? QStringLiteral("search '%1'") : QStringLiteral("nothing like '%1'");
-        m_search = m_search.arg(whole.mid(end + 1 + SEARCH_MARK.size()));
+        m_search = m_search.arg(whole.mid(end + SEARCH_MARK_LENGTH + 1));
     }
     m_cursor = QString::fromWCharArray(info->buffer, int(info->cursor - info->buffer)).size();
 }

@@ -70,6 +70,7 @@ private:
     void edit();
     bool takeKey();
     void takeLine(QString text);
+    bool isSearching();
     bool waitForKeys();
     void lookAtLine();
     void show();
