@@ -124,10 +124,10 @@ void tst_Bars::noLineIsEverTooWide()
 {
     QFETCH(int, style);
     const QVector<BarRow> rows{{u"A"_s, 1},
-                                 {QString(300, QLatin1Char('x')), 23},
-                                 {u"山田太郎と花子"_s, 1234567},
-                                 {u"e\u0301te\u0301"_s, 0},
-                                 {u""_s, 5}};
+                               {QString(300, QLatin1Char('x')), 23},
+                               {u"山田太郎と花子"_s, 1234567},
+                               {u"e\u0301te\u0301"_s, 0},
+                               {u""_s, 5}};
     for (int columns = 0; columns <= 400; ++columns) {
         const QStringList lines = renderBars(rows, 1234567, columns, BarStyle(style));
         QVERIFY(lines.size() >= rows.size());
@@ -186,6 +186,12 @@ void tst_Bars::widthsAreThoseOfTheTerminal_data()
     QTest::newRow("full-width form") << u"Ａ"_s << 2;
     QTest::newRow("half-width form") << u"ｱ"_s << 1;
     QTest::newRow("pictograph outside the first plane") << u"😀"_s << 2;
+    // Most terminals draw the parts of a joined pictograph beside each other.
+    QTest::newRow("joined pictographs") << u"👩\u200D👧"_s << 4;
+    QTest::newRow("flag of two letters") << u"🇪🇺"_s << 2;
+    QTest::newRow("variation selector") << u"❤\uFE0F"_s << 1;
+    QTest::newRow("zero-width blank") << u"a\u200Bb"_s << 2;
+    QTest::newRow("korean letters") << u"\u1112\u1161\u11AB"_s << 2;
     QTest::newRow("cyrillic") << u"Жук"_s << 3;
 }
 

@@ -15,6 +15,7 @@ private Q_SLOTS:
     void longInputShowsThePartAroundTheCursor();
     void blockIsCutToTheScreen();
     void leavingTakesBlockAndPromptOff();
+    void clearedScreenKeepsBlockAndPrompt();
     void typedControlCharactersAreNotWritten();
 };
 
@@ -82,6 +83,16 @@ void tst_LiveScreen::leavingTakesBlockAndPromptOff()
     screen.redraw();
     QCOMPARE(screen.leave(), u"\r\x1b[1A\x1b[J"_s);
     QCOMPARE(screen.leave(), QString());
+}
+
+void tst_LiveScreen::clearedScreenKeepsBlockAndPrompt()
+{
+    LiveScreen screen;
+    screen.setBlock({u"a"_s});
+    screen.setInput(u"> "_s, u""_s, 0);
+    screen.redraw();
+    QCOMPARE(screen.clear(), u"\x1b[H\x1b[2Ja\n> \r\x1b[2C"_s);
+    QCOMPARE(screen.redraw(), u"\r\x1b[1A\x1b[Ja\n> \r\x1b[2C"_s);
 }
 
 void tst_LiveScreen::typedControlCharactersAreNotWritten()

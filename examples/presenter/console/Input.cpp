@@ -22,13 +22,10 @@ Input::Input(Terminal &terminal, QObject *parent) : QObject(parent), m_terminal(
 
 void Input::start()
 {
-    if (m_terminal.hasPrompt()) {
-        connect(&m_terminal.editor(), &LineEditor::line, this, &Input::line);
-        connect(&m_terminal.editor(), &LineEditor::ended, this, &Input::ended);
-        return m_terminal.editor().start();
-    }
+    connect(&m_terminal.editor(), &LineEditor::line, this, &Input::line);
+    connect(&m_terminal.editor(), &LineEditor::ended, this, &Input::end);
     m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &Input::readPiped);
+    connect(m_notifier, &QSocketNotifier::activated, this, &Input::read);
 }
 
 bool Input::isNone()
@@ -40,24 +37,43 @@ bool Input::isNone()
     return S_ISCHR(status.st_mode) && !isatty(STDIN_FILENO);
 }
 
-void Input::readPiped()
+void Input::read()
 {
     char bytes[READ_BYTES];
-    const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
+    const ssize_t count = ::read(STDIN_FILENO, bytes, sizeof(bytes));
     if (count < 0 && (errno == EINTR || errno == EAGAIN))
         return;
-    if (count > 0)
-        m_unfinished.append(bytes, int(count));
+    const QByteArray chunk(bytes, int(qMax<ssize_t>(0, count)));
+    if (chunk.isEmpty())
+        finish();
+    else if (m_terminal.hasPrompt())
+        m_terminal.editor().type(chunk); // and this may be gone afterwards
+    else
+        split(chunk);
+}
+
+void Input::split(const QByteArray &chunk)
+{
+    m_unfinished += chunk;
     for (int end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n')) {
         const QByteArray whole = m_unfinished.left(end);
         m_unfinished.remove(0, end + 1);
         emit line(QString::fromUtf8(whole));
     }
-    if (count > 0)
-        return;
+}
+
+void Input::finish()
+{
     if (!m_unfinished.isEmpty())
         emit line(QString::fromUtf8(m_unfinished));
     m_unfinished.clear();
+    end();
+}
+
+void Input::end()
+{
+    if (!m_notifier->isEnabled())
+        return;
     m_notifier->setEnabled(false);
     emit ended();
 }

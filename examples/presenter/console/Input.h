@@ -31,7 +31,10 @@ Q_SIGNALS:
     void ended();
 
 private:
-    void readPiped();
+    void read();
+    void split(const QByteArray &chunk);
+    void finish();
+    void end();
 
     Terminal &m_terminal;
     QSocketNotifier *m_notifier = nullptr;

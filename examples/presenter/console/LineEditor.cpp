@@ -2,11 +2,9 @@
 
 #include <QtCore/QEventLoop>
 #include <QtCore/QRegularExpression>
-#include <QtCore/QSocketNotifier>
 #include <QtCore/QTextCodec>
 #include <QtCore/QTextDecoder>
 
-#include <cerrno>
 #include <clocale>
 #include <cstdio>
 #include <histedit.h>
@@ -18,13 +16,11 @@ namespace Host
 namespace
 {
 
-constexpr int READ_BYTES = 4096;
 constexpr int MAX_HISTORY = 200;
+constexpr int SEARCH_MARK_LENGTH = 4; // "bck:"
 constexpr wchar_t ESCAPE = 0x1B;
 constexpr wchar_t END_OF_INPUT = 0x04;
 constexpr wchar_t START_OVER = 0x1C; // the terminal makes a signal of this key, so it is free
-
-const QLatin1String SEARCH_MARK("bck:");
 
 struct Binding {
     const wchar_t *keys;
@@ -40,28 +36,6 @@ constexpr Binding BINDINGS[] = {
     {L"\\e[8~", L"ed-move-to-end"}, {L"\\e[1;5D", L"ed-prev-word"},
     {L"\\e[1;5C", L"em-next-word"}, {L"\\e[3~", L"ed-delete-next-char"},
     {L"^V", L"ed-unassigned"},      {L"\\ex", L"ed-unassigned"},
-};
-
-// libedit asks the locale, once, which letters above ASCII are inserted when typed; keys come here as
-// UTF-8 under every locale. The thread's locale alone is changed, so that the toolkit never notices.
-class Utf8Locale
-{
-public:
-    Utf8Locale()
-        : m_locale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr)), m_previous(uselocale(m_locale))
-    {
-    }
-    ~Utf8Locale()
-    {
-        uselocale(m_previous);
-        if (m_locale)
-            freelocale(m_locale);
-    }
-    Q_DISABLE_COPY_MOVE(Utf8Locale)
-
-private:
-    locale_t m_locale; // null leaves the current one in place
-    locale_t m_previous;
 };
 
 // Keys that nothing is bound to, and control characters that no key sends but a paste may hold: libedit
@@ -87,7 +61,6 @@ LineEditor::LineEditor(QObject *parent)
 LineEditor::~LineEditor()
 {
     close();
-    release();
     history_wend(m_history);
 }
 
@@ -98,13 +71,19 @@ bool LineEditor::open()
     if (tcgetattr(STDIN_FILENO, &m_before) != 0)
         return false;
     m_nowhere = std::fopen("/dev/null", "we");
-    const Utf8Locale locale;
-    m_editor = el_init_fd("tarvo-presenter", stdin, m_nowhere, m_nowhere, STDIN_FILENO,
-                          STDOUT_FILENO, STDERR_FILENO);
-    if (!m_editor)
+    if (!m_nowhere)
         return false;
-    el_wset(m_editor, EL_CLIENTDATA, this);
+    // libedit asks the locale, once, which letters above ASCII are inserted when typed; keys come here
+    // as UTF-8 under every locale. Only this thread's locale changes: the toolkit never notices.
+    const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+    const locale_t before = uselocale(utf8);
+    m_editor = el_init_fd("tarvo-presenter", stdin, m_nowhere, m_nowhere, STDIN_FILENO,
+                          STDIN_FILENO, STDIN_FILENO);
     el_wset(m_editor, EL_EDITOR, L"emacs");
+    uselocale(before);
+    if (utf8)
+        freelocale(utf8);
+    el_wset(m_editor, EL_CLIENTDATA, this);
     el_wset(m_editor, EL_HIST, history_w, m_history);
     el_wset(m_editor, EL_GETCFN, &LineEditor::nextKey);
     el_wset(m_editor, EL_ADDFN, L"complete-word", L"", &LineEditor::completeWord);
@@ -117,26 +96,22 @@ bool LineEditor::open()
 
 void LineEditor::close()
 {
-    if (!m_editor || m_isClosing)
+    if (!m_editor)
         return;
-    delete m_notifier;
-    m_notifier = nullptr;
-    m_keys.clear();
     tcsetattr(STDIN_FILENO, TCSADRAIN, &m_before);
-    if (!m_isInside)
-        return release();
+    m_keys.clear();
     m_isClosing = true;
     if (m_waiting)
         m_waiting->quit();
+    else if (!m_isInside)
+        release();
 }
 
 void LineEditor::release()
 {
-    m_isClosing = false;
-    if (!m_editor)
-        return;
     el_end(m_editor);
     m_editor = nullptr;
+    m_isClosing = false;
     std::fclose(m_nowhere);
 }
 
@@ -150,35 +125,20 @@ void LineEditor::resume()
 
 // ---- Keys ----------------------------------------------------------------------------------------
 
-void LineEditor::start()
+void LineEditor::type(const QByteArray &bytes)
 {
-    m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
-    connect(m_notifier, &QSocketNotifier::activated, this, &LineEditor::readKeys);
+    m_keys += withoutUnknownKeys(m_decoder->toUnicode(bytes)).toStdWString();
+    edit();
 }
 
 bool LineEditor::clear()
 {
     const bool hasText = !m_text.isEmpty() || !m_search.isEmpty();
-    if (m_editor && hasText) {
-        m_keys = START_OVER;
+    if (hasText) {
+        m_keys.assign(2, START_OVER); // the first may end something begun, such as Escape
         edit();
     }
     return hasText;
-}
-
-void LineEditor::readKeys()
-{
-    char bytes[READ_BYTES];
-    const ssize_t count = read(STDIN_FILENO, bytes, sizeof(bytes));
-    if (count < 0 && (errno == EINTR || errno == EAGAIN))
-        return;
-    if (count <= 0) {
-        m_notifier->setEnabled(false);
-        emit ended();
-        return;
-    }
-    m_keys += withoutUnknownKeys(m_decoder->toUnicode(bytes, int(count))).toStdWString();
-    edit();
 }
 
 void LineEditor::edit()
@@ -242,11 +202,16 @@ int LineEditor::nextKey(editline *editor, wchar_t *key)
     *key = self.m_keys.front();
     // In a search, Escape only ends the search, and what follows it would be taken for text. Left where
     // it is, the key that it begins comes after the search.
-    self.lookAtLine();
     const bool beginsKey = *key == ESCAPE && self.m_keys.size() > 1;
-    if (self.m_search.isEmpty() || !beginsKey)
+    if (!(beginsKey && self.isSearching()))
         self.m_keys.erase(0, 1);
     return 1;
+}
+
+bool LineEditor::isSearching()
+{
+    lookAtLine();
+    return !m_search.isEmpty();
 }
 
 bool LineEditor::waitForKeys()
@@ -271,9 +236,9 @@ void LineEditor::lookAtLine()
     m_text = whole.left(end);
     m_search.clear();
     if (end >= 0) {
-        const bool isFound = whole.midRef(end + 1).startsWith(SEARCH_MARK);
+        const bool isFound = whole.midRef(end + SEARCH_MARK_LENGTH, 1) == QLatin1String(":");
         m_search = isFound ? QStringLiteral("search '%1'") : QStringLiteral("nothing like '%1'");
-        m_search = m_search.arg(whole.mid(end + 1 + SEARCH_MARK.size()));
+        m_search = m_search.arg(whole.mid(end + SEARCH_MARK_LENGTH + 1));
     }
     m_cursor = QString::fromWCharArray(info->buffer, int(info->cursor - info->buffer)).size();
 }

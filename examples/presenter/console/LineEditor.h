@@ -16,7 +16,6 @@ struct historyW;
 
 QT_BEGIN_NAMESPACE
 class QEventLoop;
-class QSocketNotifier;
 class QTextDecoder;
 QT_END_NAMESPACE
 
@@ -45,8 +44,9 @@ public:
     void close();
     // Sets the terminal up again, after somebody else had it.
     void resume();
-    // Reads keys from now on.
-    void start();
+
+    // Takes what was typed, as the terminal sends it.
+    void type(const QByteArray &bytes);
     // Throws away what was typed; false when nothing was.
     bool clear();
 
@@ -67,10 +67,10 @@ private:
     static unsigned char completeWord(editline *editor, int key);
     static unsigned char clearScreen(editline *editor, int key);
 
-    void readKeys();
     void edit();
     bool takeKey();
     void takeLine(QString text);
+    bool isSearching();
     bool waitForKeys();
     void lookAtLine();
     void show();
@@ -78,7 +78,6 @@ private:
     void release();
 
     std::unique_ptr<QTextDecoder> m_decoder; // keeps the first bytes of a letter cut by a read
-    QSocketNotifier *m_notifier = nullptr;
     editline *m_editor = nullptr;
     historyW *m_history = nullptr;
     FILE *m_nowhere = nullptr; // where libedit draws

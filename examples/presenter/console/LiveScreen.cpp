@@ -23,34 +23,13 @@ QString columnsRight(int columns)
     return columns > 0 ? QStringLiteral("\x1b[%1C").arg(columns) : QString();
 }
 
-// The beginning of the text that fits into `columns`.
-QString head(const QString &text, int columns)
-{
-    int width = 0;
-    int end = 0;
-    while (end < text.size()) {
-        const int next = end + (text.at(end).isHighSurrogate() ? 2 : 1);
-        width += textWidth(text.mid(end, next - end));
-        if (width > columns)
-            break;
-        end = next;
-    }
-    return text.left(end);
-}
-
 // The end of the text that fits into `columns`.
 QString tail(const QString &text, int columns)
 {
-    int width = 0;
-    int begin = text.size();
-    while (begin > 0) {
-        const int previous = begin - (text.at(begin - 1).isLowSurrogate() ? 2 : 1);
-        width += textWidth(text.mid(previous, begin - previous));
-        if (width > columns)
-            break;
-        begin = previous;
-    }
-    return text.mid(begin);
+    QString end = text.right(2 * columns); // a character takes two code units at most
+    while (textWidth(end) > columns)
+        end.remove(0, end.at(0).isHighSurrogate() ? 2 : 1);
+    return end;
 }
 
 } // namespace
@@ -81,7 +60,7 @@ QString LiveScreen::print(const QStringList &lines)
     // The last column stays free: a terminal may wrap once it is filled.
     const int room = m_columns - 1;
     const QString before = tail(m_prompt + m_beforeCursor, room);
-    output += before + head(m_afterCursor, room - textWidth(before));
+    output += before + fitting(m_afterCursor, room - textWidth(before));
     output += TO_FIRST_COLUMN + columnsRight(textWidth(before));
 
     m_drawnAbove = block.size();

@@ -196,9 +196,10 @@ std::optional<QString> Terminal::askPassword(const QString &prompt)
     };
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGINT, &ignore, &before);
-    readpassphrase(qUtf8Printable(prompt), password, sizeof(password), RPP_REQUIRE_TTY);
+    const char *answer =
+        readpassphrase(qUtf8Printable(prompt), password, sizeof(password), RPP_REQUIRE_TTY);
     sigaction(SIGINT, &before, nullptr);
-    const QString typed = QString::fromUtf8(password);
+    const QString typed = QString::fromUtf8(answer);
     explicit_bzero(password, sizeof(password));
     return typed.isEmpty() ? std::nullopt : std::optional<QString>(typed);
 }

@@ -32,23 +32,20 @@ int textWidth(const QString &text)
     return width;
 }
 
+QString fitting(const QString &text, int columns)
+{
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    int end = 0;
+    while (finder.toNextBoundary() > 0 && textWidth(text.left(finder.position())) <= columns)
+        end = finder.position();
+    return text.left(end);
+}
+
 QString elided(const QString &text, int columns)
 {
-    if (columns <= 0)
-        return QString();
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    int width = 0;
-    int kept = 0; // what still leaves room for the ellipsis
-    int begin = 0;
-    while (finder.toNextBoundary() > 0) {
-        width += textWidth(text.mid(begin, finder.position() - begin));
-        begin = finder.position();
-        if (width > columns)
-            return text.left(kept) + QChar(0x2026);
-        if (width < columns)
-            kept = begin;
-    }
-    return text;
+    if (columns <= 0 || textWidth(text) <= columns)
+        return fitting(text, columns);
+    return fitting(text, columns - 1) + QChar(0x2026);
 }
 
 QString padded(const QString &text, int columns)

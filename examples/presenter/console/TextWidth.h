@@ -9,6 +9,9 @@ namespace Host
 // pictographs, none for combining marks, one for the rest.
 int textWidth(const QString &text);
 
+// The beginning of the text that takes at most `columns` columns.
+QString fitting(const QString &text, int columns);
+
 // The text cut to at most `columns` columns, with an ellipsis in the last one when something was cut.
 QString elided(const QString &text, int columns);
 

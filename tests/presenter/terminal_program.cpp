@@ -1,0 +1,85 @@
+// A program with a prompt, for tst_terminal to type at. It says what it gets, and a few lines have it do
+// something of its own.
+
+#include "console/Input.h"
+#include "console/SignalPipe.h"
+#include "console/Terminal.h"
+#include "support/Text.h"
+
+#include <QtCore/QCoreApplication>
+#include <QtCore/QRegularExpression>
+#include <QtCore/QTimer>
+
+using namespace Host;
+
+namespace
+{
+
+constexpr int A_MOMENT_MS = 150;
+
+void askPassword(Terminal &terminal)
+{
+    const std::optional<QString> password = Terminal::askPassword(u"Password: "_s);
+    terminal.print(password ? u"It is '%1'."_s.arg(*password) : u"There is none."_s);
+}
+
+void obey(Terminal &terminal, const QString &line)
+{
+    if (line == u"bars"_s) {
+        terminal.setBlock({u"A ###"_s, u"B #"_s});
+    } else if (line == u"soon"_s) {
+        QTimer::singleShot(A_MOMENT_MS, [&terminal] {
+            terminal.print(u"Ada joined"_s);
+            terminal.setBlock({u"A ####"_s});
+        });
+    } else if (line == u"close soon"_s) {
+        QTimer::singleShot(A_MOMENT_MS, [&terminal] {
+            terminal.closePrompt();
+            terminal.print(u"closed"_s);
+            QCoreApplication::exit(4);
+        });
+    } else if (line == u"close"_s) {
+        terminal.closePrompt();
+        terminal.print(u"closed"_s);
+        QCoreApplication::exit(3);
+    } else if (line == u"prompt"_s) {
+        terminal.setPrompt(u"class> "_s);
+    } else {
+        terminal.print(u"got '%1'"_s.arg(line));
+    }
+}
+
+QStringList candidates(const QString &lineUpToCursor)
+{
+    const QStringList words{u"learners"_s, u"poll"_s, u"pause"_s, u"prompt"_s, u"proceed"_s};
+    return words.filter(QRegularExpression(u"^"_s + lineUpToCursor.section(u' ', -1)));
+}
+
+} // namespace
+
+int main(int argc, char *argv[])
+{
+    QCoreApplication application(argc, argv);
+    Terminal terminal;
+    if (QCoreApplication::arguments().contains(u"ask"_s)) {
+        askPassword(terminal);
+        return 0;
+    }
+    terminal.setCompletion(candidates);
+    if (!terminal.openPrompt())
+        return 1;
+    Input input(terminal);
+    QObject::connect(&input, &Input::line, [&](const QString &line) { obey(terminal, line); });
+    QObject::connect(&input, &Input::ended, [&] {
+        terminal.closePrompt();
+        terminal.print(u"ended"_s);
+        QCoreApplication::exit(2);
+    });
+    input.start();
+    const SignalPipe signalPipe;
+    QObject::connect(&signalPipe, &SignalPipe::interrupted, &terminal, [&] {
+        terminal.print(terminal.clearLine() ? u"thrown away"_s : u"interrupted"_s);
+    });
+    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &terminal, &Terminal::restore);
+    return QCoreApplication::exec();
+}

@@ -1,0 +1,223 @@
+#include "ProgramOnTerminal.h"
+#include "support/Text.h"
+
+#include <QtTest/QtTest>
+
+class tst_Terminal : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void keysChangeTheScreen_data();
+    void keysChangeTheScreen();
+    void resultsLeaveTheLineAlone_data();
+    void resultsLeaveTheLineAlone();
+    void interruptReachesTheProgram();
+    void endOfInputIsTold();
+    void promptClosesInsideOfALine();
+    void promptClosesInsideOfASearch();
+    void terminalIsSetUpAgainAfterwards();
+    void newSizeIsDrawn();
+    void passwordIsNotShown_data();
+    void passwordIsNotShown();
+};
+
+namespace
+{
+
+constexpr tcflag_t COOKED = ECHO | ICANON | ISIG;
+
+// A program whose prompt is there.
+class Program : public ProgramOnTerminal
+{
+public:
+    Program() : ProgramOnTerminal(TERMINAL_PROGRAM, nullptr) { screen(u"> |"_s); }
+};
+
+} // namespace
+
+#define VERIFY_SCREEN(program, expected) QCOMPARE((program).screen(expected), expected)
+
+void tst_Terminal::keysChangeTheScreen_data()
+{
+    QTest::addColumn<QByteArray>("keys");
+    QTest::addColumn<QString>("screen");
+
+    QTest::newRow("typed") << QByteArray("abc") << u"> abc|"_s;
+    QTest::newRow("line") << QByteArray("abc\r") << u"got 'abc'\n> |"_s;
+    QTest::newRow("wide") << QByteArray("山é\x1b[D") << u"> 山|é"_s;
+    QTest::newRow("combining") << QByteArray("e\xCC\x81x") << u"> e\u0301x|"_s;
+    QTest::newRow("several lines")
+        << QByteArray("one\ntwo\nth") << u"got 'one'\ngot 'two'\n> th|"_s;
+    QTest::newRow("control characters do no harm")
+        << QByteArray("a\x1b[2J\x1b[15~\xC2\x9B\x1b\x00\x07\x16\x1bxq\nb", 21)
+        << u"got 'aq'\n> b|"_s;
+    QTest::newRow("history") << QByteArray("one\rtwo\r\x1b[A\x1b[A")
+                             << u"got 'one'\ngot 'two'\n> one|"_s;
+    QTest::newRow("no history of lines behind a blank")
+        << QByteArray("one\r two\r\x1b[A") << u"got 'one'\ngot ' two'\n> one|"_s;
+    QTest::newRow("search") << QByteArray("one\rtwo\r\x12"
+                                          "n")
+                            << u"got 'one'\ngot 'two'\n(search 'n') > o|ne"_s;
+    QTest::newRow("search ended by a key") << QByteArray("one\rtwo\r\x12"
+                                                         "n\x1b[C")
+                                           << u"got 'one'\ngot 'two'\n> on|e"_s;
+    QTest::newRow("search ended by Enter") << QByteArray("one\rtwo\r\x12"
+                                                         "n\r")
+                                           << u"got 'one'\ngot 'two'\ngot 'one'\n> |"_s;
+    QTest::newRow("search in vain") << QByteArray("one\r\x12"
+                                                  "x")
+                                    << u"got 'one'\n(nothing like 'x') > |"_s;
+    QTest::newRow("Tab, one candidate") << QByteArray("a l\t") << u"> a learners |"_s;
+    QTest::newRow("Tab, several") << QByteArray("p\t")
+                                  << u"poll     pause    prompt   proceed\n> p|"_s;
+    QTest::newRow("Tab, their beginning") << QByteArray("pr\t") << u"prompt   proceed\n> pro|"_s;
+    QTest::newRow("Tab, none") << QByteArray("x\t") << u"> x|"_s;
+    QTest::newRow("Tab inside of the line")
+        << QByteArray("pau x\x1b[D\x1b[D\t") << u"> pause | x"_s;
+    QTest::newRow("Ctrl-L") << QByteArray("bars\rab\x0c") << u"A ###\nB #\n> ab|"_s;
+    QTest::newRow("Ctrl-U") << QByteArray("abc\x15"
+                                          "d")
+                            << u"> d|"_s;
+    QTest::newRow("prompt") << QByteArray("prompt\rab") << u"class> ab|"_s;
+    QTest::newRow("line longer than the window")
+        << QByteArray("0123456789012345678901234567890123456789xyz")
+        << u"456789012345678901234567890123456789xyz|"_s;
+}
+
+void tst_Terminal::keysChangeTheScreen()
+{
+    QFETCH(QByteArray, keys);
+    QFETCH(QString, screen);
+    Program program;
+    program.type(keys);
+    VERIFY_SCREEN(program, screen);
+}
+
+void tst_Terminal::resultsLeaveTheLineAlone_data()
+{
+    QTest::addColumn<QByteArray>("keys");
+    QTest::addColumn<QString>("before");
+    QTest::addColumn<QByteArray>("moreKeys");
+    QTest::addColumn<QString>("after");
+
+    QTest::newRow("half a line") << QByteArray("abd\x1b[D") << u"> ab|d"_s << QByteArray("c")
+                                 << u"> abc|d"_s;
+    QTest::newRow("wide") << QByteArray("山\x1b[D") << u"> |山"_s << QByteArray("田")
+                          << u"> 田|山"_s;
+    QTest::newRow("search") << QByteArray("\x12"
+                                          "so")
+                            << u"(search 'so') > |soon"_s << QByteArray("o\x1b[F!")
+                            << u"> soon!|"_s;
+    QTest::newRow("long") << QByteArray(45, 'x') << QString(39, u'x') + u"|"_s << QByteArray("y")
+                          << QString(38, u'x') + u"y|"_s;
+}
+
+void tst_Terminal::resultsLeaveTheLineAlone()
+{
+    QFETCH(QByteArray, keys);
+    QFETCH(QString, before);
+    QFETCH(QByteArray, moreKeys);
+    QFETCH(QString, after);
+    Program program;
+    program.type("bars\rsoon\r" + keys);
+    VERIFY_SCREEN(program, u"A ###\nB #\n"_s + before);
+    VERIFY_SCREEN(program, u"Ada joined\nA ####\n"_s + before);
+    program.type(moreKeys);
+    VERIFY_SCREEN(program, u"Ada joined\nA ####\n"_s + after);
+}
+
+void tst_Terminal::interruptReachesTheProgram()
+{
+    Program program;
+    program.type("abc");
+    VERIFY_SCREEN(program, u"> abc|"_s);
+    program.type("\x03");
+    VERIFY_SCREEN(program, u"thrown away\n> |"_s);
+    program.type("\x03");
+    VERIFY_SCREEN(program, u"thrown away\ninterrupted\n> |"_s);
+    program.type("one\r\x12o");
+    VERIFY_SCREEN(program, u"thrown away\ninterrupted\ngot 'one'\n(search 'o') > |one"_s);
+    program.type("\x03");
+    VERIFY_SCREEN(program, u"thrown away\ninterrupted\ngot 'one'\nthrown away\n> |"_s);
+}
+
+void tst_Terminal::endOfInputIsTold()
+{
+    Program program;
+    QCOMPARE(program.modes(), tcflag_t(ISIG));
+    program.type("a\x04\x7f");
+    VERIFY_SCREEN(program, u"> |"_s);
+    program.type("\x04");
+    QCOMPARE(program.exitCode(), 2);
+    VERIFY_SCREEN(program, u"ended\n|"_s);
+    QCOMPARE(program.modes(), COOKED);
+}
+
+void tst_Terminal::promptClosesInsideOfALine()
+{
+    Program program;
+    program.type("bars\rclose\rnever seen\r");
+    QCOMPARE(program.exitCode(), 3);
+    VERIFY_SCREEN(program, u"closed\n|"_s);
+    QCOMPARE(program.modes(), COOKED);
+}
+
+void tst_Terminal::promptClosesInsideOfASearch()
+{
+    Program program;
+    program.type("close soon\r\x12s");
+    QCOMPARE(program.exitCode(), 4);
+    VERIFY_SCREEN(program, u"closed\n|"_s);
+    QCOMPARE(program.modes(), COOKED);
+}
+
+// As after Ctrl-Z and fg: the shell had the terminal in between.
+void tst_Terminal::terminalIsSetUpAgainAfterwards()
+{
+    Program program;
+    program.type("ab");
+    VERIFY_SCREEN(program, u"> ab|"_s);
+    program.setModes(COOKED);
+    program.signal(SIGCONT);
+    QTRY_COMPARE(program.modes(), tcflag_t(ISIG));
+    program.type("c\r");
+    VERIFY_SCREEN(program, u"got 'abc'\n> |"_s);
+}
+
+void tst_Terminal::newSizeIsDrawn()
+{
+    Program program;
+    program.type("0123456789012345");
+    VERIFY_SCREEN(program, u"> 0123456789012345|"_s);
+    program.resize(10, 4);
+    VERIFY_SCREEN(program, u"789012345|"_s);
+    program.type("x");
+    VERIFY_SCREEN(program, u"89012345x|"_s);
+}
+
+void tst_Terminal::passwordIsNotShown_data()
+{
+    QTest::addColumn<QByteArray>("keys");
+    QTest::addColumn<QString>("screen");
+    QTest::newRow("typed") << QByteArray("sécrex\x7ft\r") << u"Password:\nIt is 'sécret'.\n|"_s;
+    QTest::newRow("Ctrl-C") << QByteArray("sec\x03") << u"Password:\nThere is none.\n|"_s;
+    QTest::newRow("end of input") << QByteArray("\x04") << u"Password:\nThere is none.\n|"_s;
+    QTest::newRow("nothing typed") << QByteArray("\r") << u"Password:\nThere is none.\n|"_s;
+}
+
+void tst_Terminal::passwordIsNotShown()
+{
+    QFETCH(QByteArray, keys);
+    QFETCH(QString, screen);
+    ProgramOnTerminal program(TERMINAL_PROGRAM, "ask");
+    VERIFY_SCREEN(program, u"Password: |"_s);
+    QTRY_VERIFY(program.sleeps());
+    program.type(keys);
+    VERIFY_SCREEN(program, screen);
+    QCOMPARE(program.exitCode(), 0);
+    QCOMPARE(program.modes(), COOKED);
+}
+
+QTEST_GUILESS_MAIN(tst_Terminal)
+#include "tst_terminal.moc"
