@@ -165,6 +165,7 @@ private Q_SLOTS:
     void picturesFitThePage();
     void completeHostIsShort();
     void whatTheHostPrintsIsShown();
+    void whatTheKitSaysIsQuoted();
 
 private:
     const QString m_page = readFile(u"docs/host.md"_s);
@@ -287,6 +288,12 @@ void tst_HostGuide::whatTheHostPrintsIsShown()
 {
     QVERIFY(m_page.contains(
         u"\nAda answers A\nBen answers B\nCleo answers A\nAda answers B\nBen answers A\nCleo answers B\n"_s));
+}
+
+void tst_HostGuide::whatTheKitSaysIsQuoted()
+{
+    QVERIFY(m_page.simplified().contains(
+        u"\"The name or password cannot be sent: it holds a quotation mark or a backslash\""_s));
 }
 
 QTEST_GUILESS_MAIN(tst_HostGuide)

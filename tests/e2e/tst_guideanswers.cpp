@@ -3,6 +3,7 @@
 #include "support/Text.h"
 
 #include "compression/Lzma.h"
+#include "host/LiveClass.h"
 #include "model/QuestionText.h"
 
 #include <QtCore/QTextCodec>
@@ -27,6 +28,7 @@ private Q_SLOTS:
     void unsendablePasswordIsRefused_data();
     void unsendablePasswordIsRefused();
     void escapedPasswordSignsIn();
+    void hostKitSendsNoUnsendablePassword();
 
 private:
     // A row for each way of carrying the channel robustly; and the default one, whose open() waits.
@@ -212,6 +214,18 @@ void tst_GuideAnswers::escapedPasswordSignsIn()
     PresenterClient client(nullptr, m_classroom->url());
     QVERIFY(client.doLogin(u"quoting"_s, u"se\\\"cret"_s));
     QVERIFY(client.doLogin(u"backslashing"_s, u"se\\\\cret"_s));
+}
+
+void tst_GuideAnswers::hostKitSendsNoUnsendablePassword()
+{
+    const int before = m_classroom->countNow(u"request"_s);
+    Tarvo::LiveClass lesson;
+    QSignalSpy failed(&lesson, &Tarvo::LiveClass::failed);
+    lesson.signIn(m_classroom->url(), u"quoting"_s, u"se\"cret"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(failed.count(), 1, LONG_MS);
+    QCOMPARE(failed.first().first().value<Tarvo::Failure>().message(),
+             u"The name or password cannot be sent: it holds a quotation mark or a backslash."_s);
+    QCOMPARE(m_classroom->countNow(u"request"_s), before);
 }
 
 QTEST_GUILESS_MAIN(tst_GuideAnswers)
