@@ -73,6 +73,7 @@ expect_version("CMake VERSION or newer" "${build}" "cmake_minimum_required[(]VER
 expect_version("Qt VERSION (" "${build}" "TARVO_MINIMAL_QT_5 ([0-9.]+)")
 expect_version("Qt VERSION or newer" "${build}" "TARVO_MINIMAL_QT_6 ([0-9.]+)")
 expect_version("Node.js VERSION," "${build}" "TARVO_NODE_VERSION ([0-9.]+)")
+expect_version("Node.js VERSION," "${setup}" "MIN_NODE=([0-9.]+)")
 string(REGEX REPLACE "\"major\": ([0-9]+), \"minor\": ([0-9]+)" "\\1.\\2" flat "${presets}")
 expect_version("CMake VERSION and Ninja" "${flat}" "\"cmakeMinimumRequired\": { ([0-9.]+)")
 

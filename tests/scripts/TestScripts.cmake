@@ -24,7 +24,7 @@ function(set_up)
     stand_in("${stand_ins}/${program}" "${write_down}")
   endforeach()
   stand_in("${stand_ins}/dpkg-query" "test -z \"$MISSING\" && echo installed")
-  stand_in("${stand_ins}/node" "test \"$1\" = -p && echo 18 && exit
+  stand_in("${stand_ins}/node" "test \"$1\" = -p && echo $NODE_VERSION && exit
 ${write_down}
 echo classroom: listening on http://127.0.0.1:1
 exec sleep 30")
@@ -83,6 +83,7 @@ endfunction()
 
 set_up()
 set(ENV{PATH} "${stand_ins}:/usr/bin:/bin")
+set(ENV{NODE_VERSION} 18.2.0)
 unset(ENV{CDPATH})
 
 # ---- Help, and what is refused, before anything is installed ----
@@ -134,6 +135,18 @@ if(NOT calls MATCHES "(^|\n)(apt-get|sudo) [^\n]*install [^\n]* clang-format cla
 endif()
 set(ENV{MISSING} "")
 expect_untouched(0 "" setup lint)
+
+# A Node.js that is too old is none.
+foreach(version IN ITEMS 18.2.0 18.10.1 22.1.0)
+  set(ENV{NODE_VERSION} ${version})
+  expect_untouched(0 "" setup classroom)
+endforeach()
+set(ENV{NODE_VERSION} 18.1.9)
+run(setup classroom)
+if(NOT calls MATCHES "(^|\n)(apt-get|sudo) [^\n]*install [^\n]* nodejs npm\n")
+  fail("setup classroom")
+endif()
+set(ENV{NODE_VERSION} 18.2.0)
 
 expect_call("ctest --preset release -j5" test)
 expect_call("ctest --preset asan -j5 -R sockjs -j 3 --schedule-random"
