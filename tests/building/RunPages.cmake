@@ -3,7 +3,7 @@
 # Runs what the README and docs/building.md tell a host's developer to type, as it stands there, from
 # empty folders: every shell block of the sections on installing and linking. What stands above a
 # section's CMakeLists.txt is typed in the source tree, what stands below in the folder of a host whose
-# code is the README's first example.
+# code is the README's first example, or its second where the kit is linked.
 cmake_minimum_required(VERSION 3.16)
 
 set(tree "${WORK_DIR}/source")
@@ -107,8 +107,13 @@ function(run_section page section host)
     string(SUBSTRING "${piece}" ${at} -1 block)
     if(language STREQUAL "cmake")
       set(folder "${WORK_DIR}/${host}")
+      set(code "${first_example}")
+      if(block MATCHES "TarvoClient::Host")
+        string(APPEND folder -of-kit)
+        set(code "${second_example}")
+      endif()
       file(WRITE "${folder}/CMakeLists.txt" "${block}\n")
-      file(WRITE "${folder}/main.cpp" "${first_example}\n")
+      file(WRITE "${folder}/main.cpp" "${code}\n")
     elseif(language STREQUAL "sh")
       string(SHA1 known "${folder}:${block}")
       if(NOT known IN_LIST typed)
@@ -142,6 +147,8 @@ set_environment()
 file(READ "${SOURCE_DIR}/README.md" readme)
 cut(readme "\n```cpp\n" "\n```\n")
 set(first_example "${piece}")
+cut(readme "\n```cpp\n" "\n```\n")
+set(second_example "${piece}")
 
 set(typed "")
 run_section(README.md "Linking a host" readme-host)
@@ -149,6 +156,6 @@ run_section(docs/building.md "Building and installing" none)
 run_section(docs/building.md "Linking a host" building-host)
 expect_installed()
 list(LENGTH typed count)
-if(NOT count EQUAL 8)
+if(NOT count EQUAL 10)
   message(FATAL_ERROR "${count} blocks were run.")
 endif()
