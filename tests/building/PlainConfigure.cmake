@@ -112,6 +112,8 @@ function(expect_left_out hidden)
   expected_line(expected consumer/installedExampleRuns "${hidden}" examples)
   expected_line(expected consumer/installedTreeServesHosts "${hidden}" examples pkg_config)
   expected_line(expected consumer/onlyMarkedSymbolsAreExported "${hidden}" nm)
+  expected_line(expected building/pagesLinkAsWritten "${hidden}" widgets terminal pkg_config)
+  expected_line(expected scripts/classroomNamesItsSetup "${hidden}" node)
   expected_line(expected client/no_ignored_tls_errors "${hidden}" nm)
   expected_line(expected house/repeatedLinesAreFound "${hidden}" node)
 
