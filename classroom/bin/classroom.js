@@ -1,11 +1,22 @@
 #!/usr/bin/env node
 // The command: reads the options, starts the classroom, says where it listens, ends on a signal.
 
-import { Classroom } from '../src/classroom.js';
-import { HELP, parseOptions, UsageError } from '../src/options.js';
-
 const USAGE_ERROR = 2;
 const FAILURE = 1;
+
+// The sources need packages that scripts/setup installs; whoever starts without them is told so.
+async function loadSources() {
+  try {
+    return { ...(await import('../src/classroom.js')), ...(await import('../src/options.js')) };
+  } catch (error) {
+    const [, lacking] = /^Cannot find package '([^']+)'/.exec(error.message) ?? [];
+    if (!lacking) throw error;
+    console.error(`classroom: the package ${lacking} is missing; run scripts/setup classroom first.`);
+    return process.exit(FAILURE);
+  }
+}
+
+const { Classroom, HELP, parseOptions, UsageError } = await loadSources();
 
 async function main() {
   const options = parseOptions(process.argv.slice(2));

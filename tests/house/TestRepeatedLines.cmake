@@ -44,3 +44,16 @@ expect("b.cmake:1: 6 lines that stand at a.cmake:1, too\nrepeated-lines: 1 found
   a.cmake "${six}" b.cmake "one()\ntwo()\n# Two.\nthree()\nfour()\nfive()\n\nsix()\n")
 set(comments "// 1\n// 2\n// 3\n// 4\n// 5\n// 6\n// 7\n")
 expect("" a.cpp "${comments}" b.cpp "${comments}")
+
+# The usage, and what is no file.
+function(expect_code code option words)
+  execute_process(COMMAND "${NODE}" "${SCRIPT}" ${option}
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  if(NOT result EQUAL code OR NOT output MATCHES "${words}")
+    message(FATAL_ERROR "With ${option}, the script ended with ${result} and wrote\n${output}")
+  endif()
+endfunction()
+
+expect_code(0 --help "^Usage: scripts/repeated-lines ")
+expect_code(0 -h "^Usage: scripts/repeated-lines ")
+expect_code(2 --nonsense "^repeated-lines: unknown option '--nonsense'[.]\nTry scripts/repeated-lines --help[.]\n$")

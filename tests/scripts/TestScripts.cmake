@@ -1,0 +1,204 @@
+# cmake -D SOURCE_DIR=... -D WORK_DIR=... -P TestScripts.cmake
+#
+# The scripts in a tree of their own, where everything that they call only writes down that it was called.
+cmake_minimum_required(VERSION 3.16)
+
+set(tree "${WORK_DIR}/tree")
+set(stand_ins "${WORK_DIR}/stand-ins")
+set(calls_file "${WORK_DIR}/calls")
+set(elsewhere "${WORK_DIR}/elsewhere")
+
+function(stand_in file text)
+  file(WRITE "${file}" "#!/bin/sh\n${text}\n")
+  execute_process(COMMAND chmod +x "${file}")
+endfunction()
+
+set(write_down "echo \"$(basename \"$0\") $*\" >>\"${calls_file}\"")
+
+function(set_up)
+  file(REMOVE_RECURSE "${WORK_DIR}")
+  foreach(part IN ITEMS scripts docs benchmarks fuzz README.md CONTRIBUTING.md)
+    file(COPY "${SOURCE_DIR}/${part}" DESTINATION "${tree}")
+  endforeach()
+  foreach(program IN ITEMS apt-get sudo npm cmake ctest clang-format clang-tidy clazy-standalone git)
+    stand_in("${stand_ins}/${program}" "${write_down}")
+  endforeach()
+  stand_in("${stand_ins}/dpkg-query" "test -z \"$MISSING\" && echo installed")
+  stand_in("${stand_ins}/node" "test \"$1\" = -p && echo $NODE_VERSION && exit
+${write_down}
+echo classroom: listening on http://127.0.0.1:1
+exec sleep 30")
+  stand_in("${tree}/build/run/examples/presenter/tarvo-presenter"
+    "echo \"presenter in $PWD: $*\" >>\"${calls_file}\"")
+  file(GLOB targets "${SOURCE_DIR}/fuzz/fuzz_*.cpp")
+  foreach(target IN LISTS targets)
+    get_filename_component(target "${target}" NAME_WE)
+    stand_in("${tree}/build/fuzz/fuzz/${target}" "${write_down}")
+  endforeach()
+  file(GLOB programs "${SOURCE_DIR}/benchmarks/bench_*.cpp")
+  foreach(program IN LISTS programs)
+    get_filename_component(program "${program}" NAME_WE)
+    stand_in("${tree}/build/bench/benchmarks/${program}" "${write_down}")
+  endforeach()
+  file(WRITE "${elsewhere}/mine.txt" "quit\n")
+endfunction()
+
+# run(<script> argument...) sets `result`, `output` and `calls`, a line for each program that was called.
+function(run script)
+  file(WRITE "${calls_file}" "")
+  execute_process(COMMAND "${tree}/scripts/${script}" ${ARGN}
+    WORKING_DIRECTORY "${elsewhere}" INPUT_FILE /dev/null TIMEOUT 60
+    RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE output)
+  file(READ "${calls_file}" calls)
+  foreach(variable IN ITEMS result output calls)
+    set(${variable} "${${variable}}" PARENT_SCOPE)
+  endforeach()
+endfunction()
+
+function(fail script)
+  message(FATAL_ERROR "scripts/${script} ended with ${result}, called\n${calls}and wrote\n${output}")
+endfunction()
+
+# expect_untouched(<code> <text> <script> argument...): these words, this code, and nothing was called.
+function(expect_untouched code text script)
+  run(${script} ${ARGN})
+  string(FIND "${output}" "${text}" at)
+  if(NOT result EQUAL code OR NOT at EQUAL 0 OR NOT calls STREQUAL "")
+    fail("${script} ${ARGN}")
+  endif()
+endfunction()
+
+function(expect_refused text script)
+  expect_untouched(2 "${script}: ${text}\nTry scripts/${script} --help.\n" ${script} ${ARGN})
+endfunction()
+
+# expect_call(<call> <script> argument...): among what was called is this line.
+function(expect_call call script)
+  run(${script} ${ARGN})
+  string(FIND "\n${calls}" "\n${call}\n" at)
+  if(NOT result EQUAL 0 OR at EQUAL -1)
+    fail("${script} ${ARGN}")
+  endif()
+endfunction()
+
+set_up()
+set(ENV{PATH} "${stand_ins}:/usr/bin:/bin")
+set(ENV{NODE_VERSION} 18.2.0)
+unset(ENV{CDPATH})
+
+# ---- Help, and what is refused, before anything is installed ----
+
+set(ENV{MISSING} yes)
+foreach(script IN ITEMS run test bench fuzz lint setup)
+  expect_untouched(0 "Usage: scripts/${script}" ${script} --help)
+  expect_untouched(0 "Usage: scripts/${script}" ${script} -h)
+endforeach()
+expect_untouched(0 "Usage: scripts/run" run --transport websocket --help)
+expect_untouched(0 "Usage: scripts/test" test --preset asan -h)
+expect_untouched(0 "Usage: scripts/fuzz" fuzz fuzz_block --help)
+expect_untouched(0 "Usage: scripts/bench" bench bench_codec --help)
+expect_untouched(0 "Usage: scripts/setup" setup build --help)
+
+expect_refused("unknown option '--nonsense'." run --nonsense)
+expect_refused("unknown option '--nonsense=1'." run --nonsense=1)
+expect_refused("unknown option 'lesson.txt'." run lesson.txt)
+expect_refused("unknown option '--.*'." run "--.*")
+expect_refused("--transport needs a value." run --transport)
+expect_refused("--verbose takes no value." run --verbose=yes)
+expect_refused("--script: there is no file 'none.txt' to read." run --script none.txt)
+expect_refused("--ca: there is no file 'none.pem' to read." run --ca=none.pem)
+expect_refused("--interactive and --script exclude each other." run --script mine.txt --interactive)
+expect_refused("--server is not for scripts/run, which starts a classroom of its own."
+  run --server http://127.0.0.1:2)
+expect_refused("unknown option '--nonsense'." test --nonsense)
+expect_refused("unknown option 'sockjs'." test sockjs)
+expect_refused("-R needs a value." test -R)
+expect_refused("--preset takes release, debug, asan or tsan, not 'fast'." test --preset fast)
+expect_refused("--preset needs a value." test --preset)
+expect_refused("unknown option '--nonsense'." lint --nonsense)
+expect_refused("--seconds takes a whole number, not 'ten'." fuzz --seconds ten)
+expect_refused("--seconds takes a whole number, not ''." fuzz fuzz_block --seconds)
+expect_refused("the seconds are a number, not 'ten'." bench bench_codec -- 300 ten)
+expect_refused("behind \"--\" stand a word and the seconds, not '20'." bench -- 300 10 20)
+expect_refused("say what for: build test classroom lint fuzz bench qt6" setup)
+expect_refused("unknown use 'tests'; known are: build test classroom lint fuzz bench qt6" setup build tests)
+expect_untouched(2 "bench: unknown program or option '--nonsense'; the programs are: bench_codec "
+  bench --nonsense)
+expect_untouched(2 "fuzz: unknown target or option '--nonsense'; the targets are: fuzz_block "
+  fuzz --nonsense)
+
+# ---- What is called ----
+
+run(setup lint)
+if(NOT calls MATCHES "(^|\n)(apt-get|sudo) [^\n]*install [^\n]* clang-format clang-tidy clazy\n")
+  fail("setup lint")
+endif()
+set(ENV{MISSING} "")
+expect_untouched(0 "" setup lint)
+
+# A Node.js that is too old is none.
+foreach(version IN ITEMS 18.2.0 18.10.1 22.1.0)
+  set(ENV{NODE_VERSION} ${version})
+  expect_untouched(0 "" setup classroom)
+endforeach()
+set(ENV{NODE_VERSION} 18.1.9)
+run(setup classroom)
+if(NOT calls MATCHES "(^|\n)(apt-get|sudo) [^\n]*install [^\n]* nodejs npm\n")
+  fail("setup classroom")
+endif()
+set(ENV{NODE_VERSION} 18.2.0)
+
+expect_call("ctest --preset release -j5" test)
+expect_call("ctest --preset asan -j5 -R sockjs -j 3 --schedule-random"
+  test -R sockjs --preset asan -j 3 -- --schedule-random)
+expect_call("bench_codec 300 10" bench bench_codec -- 300 10)
+expect_call("bench_idle " bench)
+run(fuzz fuzz_block --seconds 5)
+if(NOT result EQUAL 0 OR NOT calls MATCHES "fuzz_block -max_total_time=5 " OR calls MATCHES "fuzz_base64")
+  fail("fuzz fuzz_block --seconds 5")
+endif()
+
+# The lesson of one's own is found from where one stands; the script's own from anywhere.
+set(begun "presenter in ${elsewhere}: --server http://127.0.0.1:1 --user teacher")
+set(lesson "--script ${tree}/examples/presenter/lesson.txt")
+expect_call("${begun} ${lesson}" run)
+expect_call("${begun} ${lesson} --transport xhr-polling" run --transport=xhr-polling)
+expect_call("${begun} --script mine.txt" run --script mine.txt)
+expect_call("${begun} --verbose --script mine.txt --ca mine.txt" run --verbose --script=mine.txt --ca mine.txt)
+expect_call("${begun}" run --interactive)
+expect_call("${begun} --transport websocket --verbose" run --transport websocket --interactive --verbose)
+
+# A server with the stock settings, but for the compatible transport.
+run(run --interactive)
+if(NOT calls MATCHES "\nnode [^\n]* --stock\n")
+  fail("run --interactive")
+endif()
+run(run --duration 5 --compatible-transport)
+if(NOT result EQUAL 0 OR calls MATCHES "--stock")
+  fail("run --duration 5 --compatible-transport")
+endif()
+
+# ---- The pages ----
+
+# Every call that a page shows is one that its script takes.
+file(GLOB pages "${tree}/*.md" "${tree}/docs/*.md")
+set(shown "")
+foreach(page IN LISTS pages)
+  file(READ "${page}" text)
+  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|fuzz|setup)( [^]`#\n;[]*)?" calls "${text}")
+  string(REGEX REPLACE "[\n`]scripts/" "" calls "${calls}")
+  list(APPEND shown ${calls})
+endforeach()
+list(TRANSFORM shown STRIP)
+list(REMOVE_DUPLICATES shown)
+list(LENGTH shown count)
+if(count LESS 15)
+  message(FATAL_ERROR "The pages show only:\n${shown}")
+endif()
+foreach(command IN LISTS shown)
+  separate_arguments(command UNIX_COMMAND "${command}")
+  run(${command})
+  if(NOT result EQUAL 0)
+    fail("${command}")
+  endif()
+endforeach()
