@@ -11,27 +11,28 @@ using Tarvo::Failure;
 // Where an option of this program is the way out.
 const struct {
     Failure::Reason reason;
+    bool isAboutServer; // which has been found once somebody is signed in
     const char *advice;
 } ADVICE[] = {
-    {Failure::Refused, "Check the port in --server, and whether the service runs."},
-    {Failure::NameNotFound, "Check the name in --server, and the network."},
-    {Failure::Unreachable, "Check the address in --server, and the network."},
-    {Failure::Tls,
+    {Failure::Refused, true, "Check the port in --server, and whether the service runs."},
+    {Failure::NameNotFound, true, "Check the name in --server, and the network."},
+    {Failure::Unreachable, true, "Check the address in --server, and the network."},
+    {Failure::Tls, true,
      "Check that --server names an https port, and this computer's date and time; "
      "the certificate may have expired, too. --verbose tells."},
-    {Failure::UntrustedRoot,
+    {Failure::UntrustedRoot, false,
      "Have the root of the service's certificate installed on this "
      "computer, or name its file with --ca."},
-    {Failure::Silent, "Check the port in --server, and the network."},
-    {Failure::ConnectionLost,
+    {Failure::Silent, true, "Check the port in --server, and the network."},
+    {Failure::ConnectionLost, true,
      "Check whether --server has to begin with https://, and the network."},
-    {Failure::Maintenance,
+    {Failure::Maintenance, true,
      "Try again in a few minutes. If it stays so, check name, port and path in "
      "--server."},
-    {Failure::SignInRefused, "Check --user and the password (TARVO_PASSWORD)."},
-    {Failure::ChannelNotOpened,
+    {Failure::SignInRefused, false, "Check --user and the password (TARVO_PASSWORD)."},
+    {Failure::ChannelNotOpened, false,
      "Check the network, or name another transport with --transport. --verbose tells why."},
-    {Failure::RefusedByService,
+    {Failure::RefusedByService, false,
      "Try again in a moment; --verbose shows what the service answered."},
 };
 
@@ -46,8 +47,9 @@ bool isAnotherServer(const Failure &failure)
 
 QString adviceFor(const Failure &failure)
 {
+    const bool isOnTheWay = failure.action() == Tarvo::Action::SignIn;
     for (const auto &row : ADVICE) {
-        if (row.reason == failure.reason())
+        if (row.reason == failure.reason() && (isOnTheWay || !row.isAboutServer))
             return QString::fromLatin1(row.advice);
     }
     return failure.advice();

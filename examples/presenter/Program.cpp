@@ -23,6 +23,8 @@ using Tarvo::LiveClass;
 constexpr int SETTLE_MS = 40;
 // An end that takes longer is worth a line.
 constexpr int PATIENCE_MS = 500;
+// So is a line that was typed ahead, unless its turn comes at once.
+constexpr int QUEUE_MS = 200;
 
 const QLatin1String HOW_TO_LEAVE("Ctrl-C or Ctrl-D again, or quit, ends the session.");
 
@@ -35,6 +37,8 @@ Program::Program(Options options, Script script, const QList<QSslCertificate> &r
     setUpClass(roots);
     m_duration.setSingleShot(true);
     m_patience.setSingleShot(true);
+    m_queue.setSingleShot(true);
+    connect(&m_queue, &QTimer::timeout, this, &Program::tellOfQueue);
     connect(&m_duration, &QTimer::timeout, this, &Program::timeIsUp);
     connect(&m_patience, &QTimer::timeout, this,
             [this] { m_terminal.print(QStringLiteral("Stopping ..., Ctrl-C again to give up")); });
@@ -74,7 +78,7 @@ Tarvo::Operation Program::signIn()
         if (m_isLeaving)
             return;
         complain(describe(failure, m_options.server.toString()));
-        leave(Failed);
+        leave(ExitCode::Failed);
     });
     return operation;
 }
@@ -89,7 +93,7 @@ void Program::startClass()
             if (m_isLeaving)
                 return;
             complain(describe(failure, m_options.server.toString()));
-            leave(Failed);
+            leave(ExitCode::Failed);
         });
 }
 
@@ -102,6 +106,10 @@ void Program::classOpened()
     m_lesson = std::make_unique<Lesson>(m_live, m_terminal);
     m_runner = std::make_unique<Runner>(*m_lesson);
     connect(m_runner.get(), &Runner::started, this, &Program::commandStarted);
+    connect(m_runner.get(), &Runner::queued, this, [this] {
+        if (m_terminal.hasPrompt())
+            m_queue.start(QUEUE_MS);
+    });
     connect(m_runner.get(), &Runner::failed, this, &Program::commandFailed);
     connect(m_runner.get(), &Runner::finished, this, &Program::commandsEnded);
     if (m_options.durationMs > 0)
@@ -150,6 +158,7 @@ void Program::takeScript()
 void Program::takeInput()
 {
     showPrompt();
+    m_terminal.setCompletion([this](const QString &line) { return candidates(line); });
     if (m_terminal.openPrompt())
         m_terminal.print(QStringLiteral("Type help for the commands, quit to leave."));
     m_input = std::make_unique<Input>(m_terminal);
@@ -168,13 +177,17 @@ void Program::lineTyped(const QString &text)
     ++m_lineNumber;
     if (m_isLeaving)
         return; // what had been read already
-    ParsedCommand parsed = parseCommand(text);
-    if (!parsed.command && parsed.error.isEmpty())
+    const std::optional<ScriptLine> line = readLine(text, m_lineNumber);
+    if (!line)
         return;
-    const Command command = parsed.command.value_or(Commands::Help{});
-    if (!std::holds_alternative<Commands::Quit>(command))
+    if (!std::holds_alternative<Commands::Quit>(line->command))
         m_isMeant = false;
-    m_runner->add({command, text.trimmed(), m_lineNumber, parsed.error});
+    m_runner->add(*line);
+}
+
+QStringList Program::candidates(const QString &lineUpToCursor) const
+{
+    return completions(lineUpToCursor, m_lesson->learnerNames());
 }
 
 void Program::inputEnded()
@@ -184,7 +197,7 @@ void Program::inputEnded()
     if (m_terminal.hasPrompt()) {
         const bool isTerminalGone = isatty(STDIN_FILENO) == 0;
         if (isTerminalGone || isMeant(HOW_TO_LEAVE))
-            leave(Success);
+            leave(ExitCode::Success);
         return;
     }
     // With a duration, no input at all (such as /dev/null) does not end the session before its time.
@@ -195,6 +208,15 @@ void Program::inputEnded()
 void Program::commandStarted(const ScriptLine &line)
 {
     m_terminal.print(QStringLiteral("> %1").arg(line.text));
+}
+
+void Program::tellOfQueue()
+{
+    const int waiting = m_runner->pending() - 1;
+    if (waiting == 1)
+        m_terminal.print(QStringLiteral("1 command waits"));
+    else if (waiting > 1)
+        m_terminal.print(QStringLiteral("%1 commands wait").arg(waiting));
 }
 
 void Program::commandFailed(const ScriptLine &line, const QString &why)
@@ -208,7 +230,7 @@ void Program::commandFailed(const ScriptLine &line, const QString &why)
         m_options.scriptFile.isEmpty() ? QStringLiteral("standard input") : m_options.scriptFile;
     complain({QStringLiteral("%1:%2: %3: %4")
                   .arg(source, QString::number(line.number), line.text, why)});
-    leave(Failed);
+    leave(ExitCode::Failed);
 }
 
 void Program::screenChanged()
@@ -223,14 +245,14 @@ void Program::commandsEnded()
 {
     const bool isAsked = m_terminal.hasPrompt() && m_lesson->isRunning();
     if (!isAsked || isMeant(QStringLiteral("Something is running; quit again ends the session.")))
-        leave(Success);
+        leave(ExitCode::Success);
 }
 
 void Program::timeIsUp()
 {
     if (const int pending = m_runner->pending(); pending > 0)
         m_terminal.print(QStringLiteral("Time is up; %1 commands have not run.").arg(pending));
-    leave(Success);
+    leave(ExitCode::Success);
 }
 
 // ---- Out of the class ----------------------------------------------------------------------------
@@ -240,10 +262,10 @@ void Program::interrupt()
     if (m_isLeaving)
         return giveUp();
     if (!m_lesson)
-        return leave(Interrupted);
+        return leave(ExitCode::Interrupted);
     if (m_terminal.hasPrompt() && (m_terminal.clearLine() || !isMeant(HOW_TO_LEAVE)))
         return;
-    leave(Success);
+    leave(ExitCode::Success);
 }
 
 void Program::terminate()
@@ -251,7 +273,7 @@ void Program::terminate()
     if (m_isLeaving)
         giveUp();
     else
-        leave(m_lesson ? Success : Interrupted);
+        leave(m_lesson ? ExitCode::Success : ExitCode::Interrupted);
 }
 
 bool Program::isMeant(const QString &howTo)
@@ -270,6 +292,7 @@ void Program::leave(int exitCode)
     m_isLeaving = true;
     m_exitCode = exitCode;
     m_duration.stop();
+    m_queue.stop();
     m_patience.start(PATIENCE_MS);
     if (m_runner)
         m_runner->clear();
@@ -299,17 +322,17 @@ void Program::classEnded(Failure::Reason reason)
         return; // before it was open: signOut() goes on
     m_isOver = true;
     m_terminal.closePrompt();
-    leave(Success);
+    leave(ExitCode::Success);
     if (m_isUnconfirmed) {
         complain(describeUnconfirmedStop());
-        m_exitCode = Failed;
+        m_exitCode = ExitCode::Failed;
         return quit();
     }
     if (reason == Failure::NoReason || reason == Failure::EndedByRemote) {
         m_terminal.print(QStringLiteral("Session stopped."));
     } else {
         complain(describe(Failure(Tarvo::Action::None, reason), m_options.server.toString()));
-        m_exitCode = Failed;
+        m_exitCode = ExitCode::Failed;
     }
     signOut();
 }
@@ -321,7 +344,7 @@ void Program::signOut()
         [this](const Failure &failure) {
             if (failure.reason() == Failure::StopUnconfirmed) {
                 complain(describeUnconfirmedStop());
-                m_exitCode = Failed;
+                m_exitCode = ExitCode::Failed;
             }
             quit();
         });
@@ -333,7 +356,7 @@ void Program::giveUp()
     m_terminal.closePrompt();
     if (m_lesson && !m_isOver) {
         complain(describeUnconfirmedStop());
-        m_exitCode = Failed;
+        m_exitCode = ExitCode::Failed;
     }
     ::_exit(m_exitCode);
 }

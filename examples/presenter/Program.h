@@ -39,13 +39,6 @@ public:
     void terminate();
     void screenChanged();
 
-    enum ExitCode {
-        Success = 0,
-        Failed = 1, // and the reason was said
-        WrongUsage = 2,
-        Interrupted = 130 // before the session was open, as shells report SIGINT
-    };
-
 private:
     void setUpClass(const QList<QSslCertificate> &roots);
     Tarvo::Operation signIn();
@@ -58,9 +51,11 @@ private:
     void takeScript();
     void takeInput();
     void showPrompt();
+    QStringList candidates(const QString &lineUpToCursor) const;
     void lineTyped(const QString &text);
     void inputEnded();
     void commandStarted(const ScriptLine &line);
+    void tellOfQueue();
     void commandFailed(const ScriptLine &line, const QString &why);
     void commandsEnded();
     void timeIsUp();
@@ -84,8 +79,9 @@ private:
     std::unique_ptr<Input> m_input;
     QTimer m_duration;
     QTimer m_patience;    // before it is said that the end takes its time
+    QTimer m_queue;       // before it is said that commands wait
     int m_lineNumber = 0; // of standard input
-    int m_exitCode = Success;
+    int m_exitCode = ExitCode::Success;
     bool m_isMeant = false;
     bool m_isLeaving = false;
     bool m_isUnconfirmed = false; // the stop

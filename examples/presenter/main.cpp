@@ -13,6 +13,8 @@
 #include <QtNetwork/QSslCertificate>
 
 #include <csignal>
+#include <optional>
+#include <unistd.h>
 
 using namespace Host;
 
@@ -31,7 +33,7 @@ int refuse(Terminal &terminal, const QStringList &reasons)
     for (const QString &reason : reasons)
         terminal.complain(QStringLiteral("tarvo-presenter: ") + reason);
     terminal.complain(QStringLiteral("Try --help."));
-    return Program::WrongUsage;
+    return ExitCode::WrongUsage;
 }
 
 } // namespace
@@ -43,11 +45,12 @@ int main(int argc, char *argv[])
     std::signal(SIGPIPE, SIG_IGN); // who stops reading our output does not end the session
 
     Terminal terminal;
-    const ParsedOptions parsed =
-        parseOptions(QCoreApplication::arguments(), qEnvironmentVariable("TARVO_PASSWORD"));
+    ParsedOptions parsed =
+        parseOptions(QCoreApplication::arguments(), qEnvironmentVariable("TARVO_PASSWORD"),
+                     isatty(STDIN_FILENO) != 0);
     if (parsed.action == ParsedOptions::ShowHelp) {
         terminal.print(parsed.text.trimmed());
-        return Program::Success;
+        return ExitCode::Success;
     }
     if (parsed.action == ParsedOptions::Refuse)
         return refuse(terminal, {parsed.text});
@@ -64,6 +67,14 @@ int main(int argc, char *argv[])
             return refuse(terminal,
                           {QStringLiteral("%1 holds no certificate.").arg(parsed.options.caFile)});
         }
+    }
+
+    if (parsed.options.askPassword) {
+        const QString prompt = QStringLiteral("Password for %1: ").arg(parsed.options.user);
+        const std::optional<QString> password = Terminal::askPassword(prompt);
+        if (!password)
+            return ExitCode::Interrupted;
+        parsed.options.password = *password;
     }
 
     Diagnostics::Sink sink;

@@ -48,9 +48,8 @@ struct Stage {
 
     void run(const QStringList &arguments = {})
     {
-        presenter.runWith(QStringList{u"--server"_s,
-                                      u"http://127.0.0.1:%1"_s.arg(proxy.port()), u"--user"_s,
-                                      u"teacher"_s}
+        presenter.runWith(QStringList{u"--server"_s, u"http://127.0.0.1:%1"_s.arg(proxy.port()),
+                                      u"--user"_s, u"teacher"_s}
                           + arguments);
     }
 

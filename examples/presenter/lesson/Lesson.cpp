@@ -407,9 +407,9 @@ void Lesson::moveToCard(int number)
 
 // ---- Others --------------------------------------------------------------------------------------
 
-void Lesson::run(const Commands::Help &, const Done &done)
+void Lesson::run(const Commands::Help &help, const Done &done)
 {
-    m_terminal.print(commandHelp());
+    m_terminal.print(commandHelp(help.command));
     done(std::nullopt);
 }
 

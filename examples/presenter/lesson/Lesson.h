@@ -49,7 +49,7 @@ private:
         bool isSet() const { return !png.isEmpty() || !url.isEmpty(); }
     };
 
-    void run(const Commands::Help &, const Done &done);
+    void run(const Commands::Help &help, const Done &done);
     void run(const Commands::ListLearners &, const Done &done);
     void run(const Commands::StartPoll &poll, const Done &done);
     void run(const Commands::Ask &question, const Done &done);
