@@ -225,10 +225,8 @@ void tst_PresenterFailures::channelThatDoesNotOpenIsExplained_data()
         QTest::newRow(name) << QString::fromLatin1(server).split(u' ', Qt::SkipEmptyParts)
                             << QString::fromLatin1(options).split(u' ', Qt::SkipEmptyParts);
     };
-    const char *nobody = "--collab-url http://127.0.0.1:1";
-    row("nothing listens there", nobody, "");
+    row("nothing listens there", "--collab-url http://127.0.0.1:1", "");
     row("streaming is not offered", "--transports xhr-polling", "--transport xhr-streaming");
-    row("compatible, nothing listens there", nobody, "--compatible-transport");
 }
 
 void tst_PresenterFailures::channelThatDoesNotOpenIsExplained()
