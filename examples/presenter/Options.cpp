@@ -26,43 +26,80 @@ struct OptionRow {
 };
 
 constexpr OptionRow OPTION_ROWS[] = {
-    {"server", "URL", "Address of the classroom service, for example https://classroom.example."},
-    {"user", "NAME", "Who signs in."},
-    {"password", "TEXT", "The password; without this option TARVO_PASSWORD in the environment."},
+    {"server", "URL", "the classroom service; its address begins with http:// or https://"},
+    {"user", "NAME", "who signs in"},
+    {"password", "TEXT",
+     "the password, which other users of the machine can read in the process list; rather put it "
+     "into "
+     "the environment as TARVO_PASSWORD, or type it when the terminal asks"},
     {"transport", "NAME",
-     "websocket, xhr-streaming or xhr-polling; without this option what the service prefers."},
+     "websocket, xhr-streaming or xhr-polling, instead of what the service prefers"},
     {"compatible-transport", nullptr,
-     "Use the transport that every version of the library knows; without this option the robust "
-     "one."},
-    {"duration", "SECONDS", "End the session after this time; without this option on quit."},
-    {"script", "FILE", "Run the commands in FILE and end the session after the last one."},
-    {"ca", "FILE", "Trust the root certificates in FILE (PEM or DER) as well as the system's."},
-    {"verbose", nullptr, "Write the library's diagnostics to standard error."},
-    {"help", nullptr, "Show this text."},
+     "the transport that every version of the library knows, instead of the robust one"},
+    {"duration", "SECONDS",
+     "ends the session after this time, counted from when it is open; fractions are fine, and a "
+     "week "
+     "(604800) is the most"},
+    {"script", "FILE",
+     "runs the commands in the file; the session ends behind the last one, or after --duration"},
+    {"ca", "FILE", "trusts the root certificates in the file (PEM or DER) as well as the system's"},
+    {"verbose", nullptr, "writes the library's diagnostics to standard error"},
+    {"help", nullptr, "shows the options and the exit codes"},
 };
 
-constexpr char EXIT_CODES[] = R"(
-Ends with 0 when the session was opened and stopped as asked, 1 when something
-failed (the reason is on standard error), 2 for a wrong option or script, and
-130 when interrupted before the session was open.
-)";
+// ---- The help ------------------------------------------------------------------------------------
+
+constexpr int HELP_COLUMNS = 79;
+
+// The words of a text in lines of at most so many columns, as one text.
+QString wrapped(const QString &text, int columns, const QString &indent)
+{
+    QString lines;
+    int length = 0;
+    const QStringList words = text.split(QLatin1Char(' '));
+    for (const QString &word : words) {
+        const bool fits = length + 1 + word.size() <= columns;
+        if (length > 0)
+            lines.append(fits ? QStringLiteral(" ") : QLatin1Char('\n') + indent);
+        length = length > 0 && fits ? length + 1 + word.size() : word.size();
+        lines.append(word);
+    }
+    return lines;
+}
+
+QString tableText(const QVector<HelpRow> &rows)
+{
+    int widest = 0;
+    for (const HelpRow &row : rows)
+        widest = qMax(widest, row.name.size());
+    const QString indent(widest + 4, QLatin1Char(' '));
+    QString text;
+    for (const HelpRow &row : rows) {
+        text += QStringLiteral("  %1  %2\n")
+                    .arg(row.name.leftJustified(widest),
+                         wrapped(row.help, HELP_COLUMNS - indent.size(), indent));
+    }
+    return text;
+}
+
+QString helpText()
+{
+    return QStringLiteral(
+               "Usage: tarvo-presenter [options]\n"
+               "Signs a teacher in, opens a class session and runs a lesson from a prompt, a\n"
+               "script or standard input. Type help at the prompt for the commands.\n\n"
+               "Options:\n%1\nExit codes:\n%2")
+        .arg(tableText(optionRows()), tableText(exitCodeRows()));
+}
+
+// ---- Reading -------------------------------------------------------------------------------------
 
 void addOptions(QCommandLineParser &parser)
 {
-    parser.setApplicationDescription(
-        QStringLiteral("Signs a teacher in, opens a class session and runs a lesson from a prompt, "
-                       "a script or standard input.\nType help at the prompt for the commands."));
     for (const OptionRow &row : OPTION_ROWS) {
         parser.addOption({QString::fromLatin1(row.name), QString::fromLatin1(row.help),
                           QString::fromLatin1(row.value)});
     }
-}
-
-ParsedOptions refuse(const QString &why)
-{
-    ParsedOptions result;
-    result.text = why;
-    return result;
 }
 
 bool isServiceAddress(const QUrl &url)
@@ -71,69 +108,137 @@ bool isServiceAddress(const QUrl &url)
         && (url.scheme() == QLatin1String("http") || url.scheme() == QLatin1String("https"));
 }
 
+// Each takes an option from the command line, and returns what is wrong with it, or nothing.
+
+QString takeServer(const QCommandLineParser &parser, Options &options)
+{
+    const QString server = parser.value(QStringLiteral("server"));
+    if (server.isEmpty()) {
+        return QStringLiteral("There is no server: name the classroom service, such as --server "
+                              "https://classroom.example.");
+    }
+    options.server = QUrl(server, QUrl::StrictMode);
+    if (isServiceAddress(options.server))
+        return QString();
+    return QStringLiteral(
+               "--server takes an address that begins with http:// or https://, not '%1'.")
+        .arg(server);
+}
+
+QString takeUser(const QCommandLineParser &parser, Options &options)
+{
+    options.user = parser.value(QStringLiteral("user"));
+    return options.user.isEmpty()
+        ? QStringLiteral("There is no user: name who signs in, such as --user ann.")
+        : QString();
+}
+
+QString takePassword(const QCommandLineParser &parser, Options &options,
+                     const QString &fallbackPassword, bool canAsk)
+{
+    const QString name = QStringLiteral("password");
+    options.password = parser.isSet(name) ? parser.value(name) : fallbackPassword;
+    options.askPassword = options.password.isEmpty() && canAsk;
+    if (!options.password.isEmpty() || options.askPassword)
+        return QString();
+    return QStringLiteral("There is no password, and no terminal to ask for it: put it into the "
+                          "environment as TARVO_PASSWORD.");
+}
+
+QString takeTransport(const QCommandLineParser &parser, Options &options)
+{
+    options.compatibleTransport = parser.isSet(QStringLiteral("compatible-transport"));
+    const QString name = QStringLiteral("transport");
+    options.transport = parser.value(name);
+    if (!parser.isSet(name) || transportNames().contains(options.transport))
+        return QString();
+    return QStringLiteral("--transport takes one of %1, not '%2'.")
+        .arg(transportNames().join(QStringLiteral(", ")), options.transport);
+}
+
+QString takeDuration(const QCommandLineParser &parser, Options &options)
+{
+    const QString name = QStringLiteral("duration");
+    if (!parser.isSet(name))
+        return QString();
+    const QString text = parser.value(name);
+    bool isNumber = false;
+    const double seconds = text.toDouble(&isNumber);
+    // Written so that "nan" is refused, too.
+    if (!isNumber || !(seconds > 0 && seconds <= MAX_DURATION_S)) {
+        return QStringLiteral(
+                   "--duration takes a number of seconds above 0 and up to %1, not '%2'.")
+            .arg(QString::number(MAX_DURATION_S), text);
+    }
+    options.durationMs = qMax(1, qRound(seconds * MS_PER_S));
+    return QString();
+}
+
+QString takeFile(const QCommandLineParser &parser, const QString &name, QString &file)
+{
+    file = parser.value(name);
+    return parser.isSet(name) && file.isEmpty()
+        ? QStringLiteral("--%1 takes the name of a file, not an empty one.").arg(name)
+        : QString();
+}
+
+QString takeAll(const QCommandLineParser &parser, Options &options, const QString &fallbackPassword,
+                bool canAsk)
+{
+    const QStringList strays = parser.positionalArguments();
+    if (!strays.isEmpty()) {
+        return QStringLiteral("Unexpected argument '%1': options begin with --, and values with "
+                              "blanks stand in quotes.")
+            .arg(strays.first());
+    }
+    options.verbose = parser.isSet(QStringLiteral("verbose"));
+    const QStringList errors{
+        takeServer(parser, options),
+        takeUser(parser, options),
+        takePassword(parser, options, fallbackPassword, canAsk),
+        takeTransport(parser, options),
+        takeDuration(parser, options),
+        takeFile(parser, QStringLiteral("script"), options.scriptFile),
+        takeFile(parser, QStringLiteral("ca"), options.caFile),
+    };
+    for (const QString &error : errors) {
+        if (!error.isEmpty())
+            return error;
+    }
+    return QString();
+}
+
 } // namespace
 
-ParsedOptions parseOptions(const QStringList &arguments, const QString &fallbackPassword)
+ParsedOptions parseOptions(const QStringList &arguments, const QString &fallbackPassword,
+                           bool canAsk)
 {
     QCommandLineParser parser;
     addOptions(parser);
-    if (!parser.parse(arguments))
-        return refuse(parser.errorText());
     ParsedOptions result;
-    if (parser.isSet(QStringLiteral("help"))) {
-        result.action = ParsedOptions::ShowHelp;
-        result.text = parser.helpText() + QString::fromLatin1(EXIT_CODES);
+    if (!parser.parse(arguments)) {
+        result.text = parser.errorText();
         return result;
     }
-    const QStringList strays = parser.positionalArguments();
-    if (!strays.isEmpty()) {
-        return refuse(QStringLiteral("Unexpected argument '%1'.").arg(strays.first()));
+    if (parser.isSet(QStringLiteral("help"))) {
+        result.action = ParsedOptions::ShowHelp;
+        result.text = helpText();
+        return result;
     }
-
-    Options &options = result.options;
-    const QString server = parser.value(QStringLiteral("server"));
-    if (server.isEmpty())
-        return refuse(QStringLiteral("--server is missing: the address of the classroom service."));
-    options.server = QUrl(server, QUrl::StrictMode);
-    if (!isServiceAddress(options.server)) {
-        return refuse(QStringLiteral("--server takes an address that begins with http:// or "
-                                     "https://, not '%1'.")
-                          .arg(server));
-    }
-    options.user = parser.value(QStringLiteral("user"));
-    if (options.user.isEmpty())
-        return refuse(QStringLiteral("--user is missing: who signs in."));
-    options.password = parser.isSet(QStringLiteral("password"))
-        ? parser.value(QStringLiteral("password"))
-        : fallbackPassword;
-    if (options.password.isEmpty()) {
-        return refuse(
-            QStringLiteral("--password is missing; TARVO_PASSWORD in the environment will "
-                           "do, too."));
-    }
-    options.transport = parser.value(QStringLiteral("transport"));
-    if (!options.transport.isEmpty() && !transportNames().contains(options.transport)) {
-        return refuse(QStringLiteral("--transport takes one of %1, not '%2'.")
-                          .arg(transportNames().join(QStringLiteral(", ")), options.transport));
-    }
-    options.compatibleTransport = parser.isSet(QStringLiteral("compatible-transport"));
-    if (parser.isSet(QStringLiteral("duration"))) {
-        const QString text = parser.value(QStringLiteral("duration"));
-        bool isNumber = false;
-        const double seconds = text.toDouble(&isNumber);
-        // Written so that "nan" is refused, too.
-        if (!isNumber || !(seconds > 0 && seconds <= MAX_DURATION_S)) {
-            return refuse(QStringLiteral("--duration takes a number of seconds above 0 and up to "
-                                         "%1, not '%2'.")
-                              .arg(QString::number(MAX_DURATION_S), text));
-        }
-        options.durationMs = qMax(1, qRound(seconds * MS_PER_S));
-    }
-    options.scriptFile = parser.value(QStringLiteral("script"));
-    options.caFile = parser.value(QStringLiteral("ca"));
-    options.verbose = parser.isSet(QStringLiteral("verbose"));
-    result.action = ParsedOptions::Run;
+    result.text = takeAll(parser, result.options, fallbackPassword, canAsk);
+    result.action = result.text.isEmpty() ? ParsedOptions::Run : ParsedOptions::Refuse;
     return result;
+}
+
+QVector<HelpRow> optionRows()
+{
+    QVector<HelpRow> rows;
+    for (const OptionRow &row : OPTION_ROWS) {
+        const QString value = row.value ? QLatin1Char(' ') + QLatin1String(row.value) : QString();
+        rows.append({QStringLiteral("--%1%2").arg(QLatin1String(row.name), value),
+                     QLatin1String(row.help)});
+    }
+    return rows;
 }
 
 } // namespace Host
