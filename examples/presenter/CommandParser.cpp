@@ -1,6 +1,10 @@
 #include "CommandParser.h"
 
-#include <QtCore/QMap>
+#include "CommandHelp.h"
+#include "CommandValues.h"
+#include "CommandWords.h"
+
+#include <algorithm>
 
 namespace Host
 {
@@ -12,77 +16,12 @@ using namespace Commands;
 using Tarvo::OrdinalType;
 using Tarvo::PollType;
 
-constexpr int MAX_OPTIONS = 100;
 constexpr int MAX_WAIT_MS = 10 * 60 * 1000;
 constexpr int MAX_AWAIT_S = 3600;
 constexpr int DEFAULT_AWAIT_S = 30;
 constexpr int MS_PER_S = 1000;
-
-// ---- Words ---------------------------------------------------------------------------------------
-
-struct Words {
-    QStringList list;
-    QString error;
-};
-
-// A word that has begun is kept also when it is empty: "" is an argument.
-class WordReader
-{
-public:
-    Words read(const QString &line)
-    {
-        for (const QChar character : line) {
-            if (!m_inWord && character == QLatin1Char('#'))
-                break;
-            take(character);
-        }
-        if (!m_quote.isNull())
-            return {{}, QStringLiteral("A quote is opened but not closed.")};
-        if (m_isEscaped)
-            return {{}, QStringLiteral("The line ends with a backslash.")};
-        endWord();
-        return {m_words, QString()};
-    }
-
-private:
-    void take(QChar character)
-    {
-        if (m_isEscaped) {
-            m_word.append(character);
-            m_isEscaped = false;
-        } else if (character == QLatin1Char('\\') && m_quote != QLatin1Char('\'')) {
-            m_inWord = true;
-            m_isEscaped = true;
-        } else if (!m_quote.isNull()) {
-            if (character == m_quote)
-                m_quote = QChar();
-            else
-                m_word.append(character);
-        } else if (character == QLatin1Char('"') || character == QLatin1Char('\'')) {
-            m_inWord = true;
-            m_quote = character;
-        } else if (character.isSpace()) {
-            endWord();
-        } else {
-            m_inWord = true;
-            m_word.append(character);
-        }
-    }
-
-    void endWord()
-    {
-        if (m_inWord)
-            m_words.append(m_word);
-        m_word.clear();
-        m_inWord = false;
-    }
-
-    QStringList m_words;
-    QString m_word;
-    QChar m_quote;
-    bool m_inWord = false;
-    bool m_isEscaped = false;
-};
+constexpr int MAX_AWAITED = 1000000;
+constexpr int MAX_CARDS = 10000;
 
 // ---- Values --------------------------------------------------------------------------------------
 
@@ -111,53 +50,33 @@ QString notAnInteger(const char *what, int least, int most, const QString &word)
         .arg(QLatin1String(what), QString::number(least), QString::number(most), word);
 }
 
-// A value by its wire name; blanks may be written as hyphens.
-template<typename Key>
-std::optional<Key> valueNamed(const QMap<Key, QString> &names, const QString &word)
+// Lessons and addresses stand in messages that devices take as they are, without any escaping.
+bool isSendable(const QString &text)
 {
-    for (auto name = names.constBegin(); name != names.constEnd(); ++name) {
-        QString hyphenated = name.value();
-        hyphenated.replace(QLatin1Char(' '), QLatin1Char('-'));
-        if (word == name.value() || word == hyphenated)
-            return name.key();
-    }
-    return std::nullopt;
+    return std::none_of(text.begin(), text.end(), [](QChar character) {
+        return character == QLatin1Char('"') || character == QLatin1Char('\\')
+            || character < QLatin1Char(' ');
+    });
 }
 
-template<typename Key> QString listed(const QMap<Key, QString> &names)
+ParsedCommand notSendable(const char *what)
 {
-    QStringList words = names.values();
-    for (QString &word : words)
-        word.replace(QLatin1Char(' '), QLatin1Char('-'));
-    return words.join(QStringLiteral(", "));
+    return wrong(QStringLiteral("%1 cannot hold double quotes, backslashes or control characters: "
+                                "it would not reach the devices whole.")
+                     .arg(QLatin1String(what)));
 }
 
-// What a teacher most likely means by a kind of poll alone.
-struct PollDefaults {
-    OrdinalType::ORDINAL_TYPE ordinal;
-    int count;
-};
-
-PollDefaults defaultsFor(PollType::POLL_TYPE kind)
+ParsedCommand empty(const char *what)
 {
-    switch (kind) {
-    case PollType::TRUE_FALSE:
-        return {OrdinalType::TRUE_FALSE, 2};
-    case PollType::YES_NO_OTHER:
-        return {OrdinalType::YES_NO_OTHER, 3};
-    case PollType::MULTIPLE:
-    case PollType::SORT:
-        return {OrdinalType::ALPHA_UPPER, 4};
-    case PollType::SCALE:
-        return {OrdinalType::NUMBER, 5};
-    case PollType::TEXT:
-    case PollType::WORD_SEED:
-    case PollType::NUMBER:
-    case PollType::CREATIVE:
-    case PollType::MATH_FORMULA:
-        break;
-    }
-    return {OrdinalType::GENERIC, 0};
+    return wrong(QStringLiteral("%1 is empty.").arg(QLatin1String(what)));
+}
+
+// "1 to 26 options", "2 or 3 options".
+QString optionsInWords(const CountRange &range)
+{
+    const QString between = range.most == range.least + 1 ? QStringLiteral("%1 or %2 options")
+                                                          : QStringLiteral("%1 to %2 options");
+    return between.arg(range.least).arg(range.most);
 }
 
 // ---- Commands ------------------------------------------------------------------------------------
@@ -168,30 +87,93 @@ template<typename Record> ParsedCommand parseBare(const QStringList &)
     return right(Record{});
 }
 
+ParsedCommand parseHelp(const QStringList &words)
+{
+    if (words.isEmpty())
+        return right(Help{});
+    if (!isCommandName(words.first()))
+        return wrong(noSuchCommand(words.first()));
+    return right(Help{words.first()});
+}
+
+ParsedCommand noSuchKind(const QString &word)
+{
+    return wrong(
+        QStringLiteral("There is no kind of poll '%1'; there are %2.").arg(word, allKinds()));
+}
+
+ParsedCommand wrongCount(const StartPoll &poll, const CountRange &range, const QString &word)
+{
+    if (range.most == 0) {
+        return wrong(QStringLiteral("A %1 poll has no options: leave COUNT out or let it be 0, "
+                                    "not '%2'.")
+                         .arg(inWords(poll.kind), word));
+    }
+    return wrong(QStringLiteral("A %1 poll labelled %2 takes %3, not '%4'.")
+                     .arg(inWords(poll.kind), inWords(poll.ordinal), optionsInWords(range), word));
+}
+
 ParsedCommand parsePoll(const QStringList &words)
 {
-    const auto kind = valueNamed(PollType::POLL_TYPE_STR(), words.at(0));
-    if (!kind) {
-        return wrong(QStringLiteral("There is no kind of poll '%1'; there are %2.")
-                         .arg(words.at(0), listed(PollType::POLL_TYPE_STR())));
-    }
-    const PollDefaults defaults = defaultsFor(*kind);
-    StartPoll poll{*kind, defaults.ordinal, defaults.count};
+    const auto kind = kindNamed(words.at(0));
+    if (!kind)
+        return noSuchKind(words.at(0));
+    std::optional<OrdinalType::ORDINAL_TYPE> labels;
     if (words.size() > 1) {
-        const auto ordinal = valueNamed(OrdinalType::ORDINAL_TYPE_STR(), words.at(1));
-        if (!ordinal) {
+        labels = labelsNamed(words.at(1));
+        if (!labels) {
             return wrong(QStringLiteral("There are no labels '%1'; there are %2.")
-                             .arg(words.at(1), listed(OrdinalType::ORDINAL_TYPE_STR())));
+                             .arg(words.at(1), allLabels()));
         }
-        poll.ordinal = *ordinal;
     }
+    StartPoll poll{*kind, labels.value_or(usualLabels(*kind)), usualCount(*kind, labels)};
     if (words.size() > 2) {
-        const auto count = integer(words.at(2), 0, MAX_OPTIONS);
+        const CountRange range = pollRange(poll.kind, poll.ordinal);
+        const auto count = integer(words.at(2), range.least, range.most);
         if (!count)
-            return wrong(notAnInteger("COUNT", 0, MAX_OPTIONS, words.at(2)));
+            return wrongCount(poll, range, words.at(2));
         poll.count = *count;
     }
     return right(poll);
+}
+
+// What is wrong with the options; empty when nothing is.
+QString wrongOptions(const Ask &ask)
+{
+    const CountRange range = askRange(ask.kind);
+    const int count = ask.options.size();
+    if (ask.options.contains(QString()))
+        return QStringLiteral("OPTION %1 is empty.").arg(ask.options.indexOf(QString()) + 1);
+    if (count == 0 && (range.most == 0 || knowsItsOptions(ask.kind)))
+        return QString();
+    if (range.most == 0) {
+        return QStringLiteral("A %1 question takes no options, not %2.")
+            .arg(inWords(ask.kind), QString::number(count));
+    }
+    if (count >= range.least && count <= range.most)
+        return QString();
+    return QStringLiteral("A %1 question takes %2%3, not %4.")
+        .arg(inWords(ask.kind), optionsInWords(range),
+             knowsItsOptions(ask.kind) ? QStringLiteral(", or none for its own") : QString(),
+             QString::number(count));
+}
+
+ParsedCommand parseAsk(const QStringList &words)
+{
+    if (words.first().isEmpty())
+        return empty("TEXT");
+    Ask ask{words.first(), PollType::TEXT, words.mid(1)};
+    const auto kind = ask.options.isEmpty() ? std::nullopt : kindNamed(ask.options.first());
+    if (kind && !isAskable(*kind)) {
+        return wrong(QStringLiteral("A %1 poll has no words of its own: use poll for it, or name "
+                                    "one of %2.")
+                         .arg(inWords(*kind), askableKinds()));
+    }
+    if (kind)
+        ask.options.removeFirst();
+    ask.kind = kind.value_or(ask.options.isEmpty() ? PollType::TEXT : PollType::MULTIPLE);
+    const QString error = wrongOptions(ask);
+    return error.isEmpty() ? right(ask) : wrong(error);
 }
 
 ParsedCommand parseImage(const QStringList &words)
@@ -202,27 +184,33 @@ ParsedCommand parseImage(const QStringList &words)
                                     "without."));
     const QString &source = words.last();
     if (source.isEmpty())
-        return wrong(QStringLiteral("The name of the image is empty."));
+        return empty("The name of the image");
     const bool isAddress =
         source.contains(QLatin1String("://")) || source.startsWith(QLatin1String("data:"));
     if (upload && isAddress)
         return wrong(QStringLiteral("Only a file can be uploaded, not '%1'.").arg(source));
+    if (isAddress && !isSendable(source))
+        return notSendable("An address");
     return right(SetImage{source, isAddress, upload});
 }
 
 ParsedCommand parseUpload(const QStringList &words)
 {
-    return right(Upload{words.first()});
+    return words.first().isEmpty() ? empty("FILE") : right(Upload{words.first()});
 }
 
 ParsedCommand parseLesson(const QStringList &words)
 {
-    return right(SetLesson{words.first(), QStringList(words.mid(1)).join(QLatin1Char(' '))});
+    const SetLesson lesson{words.first(), QStringList(words.mid(1)).join(QLatin1Char(' '))};
+    if (!isSendable(lesson.id))
+        return notSendable("A lesson's id");
+    if (!isSendable(lesson.name))
+        return notSendable("A lesson's name");
+    return right(lesson);
 }
 
 ParsedCommand parseCurrent(const QStringList &words)
 {
-    constexpr int MAX_CARDS = 10000;
     const auto total = integer(words.at(1), 1, MAX_CARDS);
     if (!total)
         return wrong(notAnInteger("TOTAL", 1, MAX_CARDS, words.at(1)));
@@ -234,7 +222,7 @@ ParsedCommand parseCurrent(const QStringList &words)
 
 ParsedCommand parseAssessment(const QStringList &words)
 {
-    return right(StartAssessment{words.first()});
+    return words.first().isEmpty() ? empty("FILE.json") : right(StartAssessment{words.first()});
 }
 
 ParsedCommand parseMessage(const QStringList &words)
@@ -247,19 +235,23 @@ ParsedCommand parseMessage(const QStringList &words)
         else if (rest.first() == QLatin1String("--fixed"))
             message.dismissible = false;
         else
-            return wrong(QStringLiteral("message knows no option '%1'.").arg(rest.first()));
+            return wrong(QStringLiteral("message knows no option '%1'; it knows --review and "
+                                        "--fixed.")
+                             .arg(rest.first()));
     }
     if (rest.size() < 2)
         return wrong(QStringLiteral("message needs a learner (or all) and a text."));
+    if (rest.first().isEmpty())
+        return empty("LEARNER"); // which would be all
     if (rest.first() != QLatin1String("all"))
         message.learner = rest.first();
     message.text = QStringList(rest.mid(1)).join(QLatin1Char(' '));
-    return right(message);
+    return message.text.trimmed().isEmpty() ? empty("TEXT") : right(message);
 }
 
 ParsedCommand parseRemove(const QStringList &words)
 {
-    return right(RemoveLearner{words.first()});
+    return words.first().isEmpty() ? empty("LEARNER") : right(RemoveLearner{words.first()});
 }
 
 ParsedCommand parseWait(const QStringList &words)
@@ -286,7 +278,6 @@ ParsedCommand parseAwait(const QStringList &words)
     }
     if (!forLearners && words.at(1) == QLatin1String("all"))
         return right(AwaitResponses{AwaitResponses::ALL, timeoutMs});
-    constexpr int MAX_AWAITED = 1000000;
     const auto count = integer(words.at(1), 0, MAX_AWAITED);
     if (!count)
         return wrong(notAnInteger("N", 0, MAX_AWAITED, words.at(1)));
@@ -299,36 +290,33 @@ constexpr int ANY_NUMBER = 1000;
 
 struct CommandRow {
     const char *name;
-    const char *arguments;
-    const char *help;
     int least; // words behind the name
     int most;
     ParsedCommand (*parse)(const QStringList &words);
 };
 
-// clang-format off
 constexpr CommandRow COMMAND_ROWS[] = {
-    {"help",       "",                          "show this list",                                                0, 0, &parseBare<Help>},
-    {"learners",   "",                          "list the learners who are there",                               0, 0, &parseBare<ListLearners>},
-    {"poll",       "KIND [LABELS [COUNT]]",     "start a poll with COUNT options",                               1, 3, &parsePoll},
-    {"pause",      "",                          "pause the poll or assessment",                                  0, 0, &parseBare<Pause>},
-    {"resume",     "",                          "go on with it",                                                 0, 0, &parseBare<Resume>},
-    {"results",    "",                          "show the results so far",                                       0, 0, &parseBare<ShowResults>},
-    {"stop",       "",                          "stop the poll or assessment and show its results",              0, 0, &parseBare<Stop>},
-    {"image",      "[--upload] FILE|URL",       "set the image of the next poll or card",                        1, 2, &parseImage},
-    {"card",       "",                          "show the image as a card of its own",                           0, 0, &parseBare<ShowCard>},
-    {"upload",     "FILE",                      "put a file into the service's store",                           1, 1, &parseUpload},
-    {"lesson",     "ID NAME",                   "tell the remote which lesson this is",                          2, ANY_NUMBER, &parseLesson},
-    {"current",    "N TOTAL",                   "tell the remote that card N of TOTAL is shown",                 2, 2, &parseCurrent},
-    {"assessment", "FILE.json",                 "start an assessment; each learner asks for its questions",      1, 1, &parseAssessment},
-    {"message",    "[--review] [--fixed] LEARNER|all TEXT", "show a text on a learner's device",                 2, ANY_NUMBER, &parseMessage},
-    {"remove",     "LEARNER",                   "remove a learner from the session",                             1, 1, &parseRemove},
-    {"await",      "learners N [SECONDS]",      "wait until N learners are there (30 s at most)",                2, 3, &parseAwait},
-    {"await",      "responses N|all [SECONDS]", "wait until N responses have come, or everybody's (30 s at most)", 2, 3, &parseAwait},
-    {"wait",       "MS",                        "wait for MS milliseconds",                                      1, 1, &parseWait},
-    {"quit",       "",                          "stop the session and leave",                                    0, 0, &parseBare<Quit>},
+    {"poll", 1, 3, &parsePoll},
+    {"ask", 1, ANY_NUMBER, &parseAsk},
+    {"assessment", 1, 1, &parseAssessment},
+    {"pause", 0, 0, &parseBare<Pause>},
+    {"resume", 0, 0, &parseBare<Resume>},
+    {"stop", 0, 0, &parseBare<Stop>},
+    {"results", 0, 0, &parseBare<ShowResults>},
+    {"who", 0, 0, &parseBare<ShowAnswers>},
+    {"learners", 0, 0, &parseBare<ListLearners>},
+    {"message", 2, ANY_NUMBER, &parseMessage},
+    {"remove", 1, 1, &parseRemove},
+    {"image", 1, 2, &parseImage},
+    {"card", 0, 0, &parseBare<ShowCard>},
+    {"upload", 1, 1, &parseUpload},
+    {"lesson", 2, ANY_NUMBER, &parseLesson},
+    {"current", 2, 2, &parseCurrent},
+    {"await", 2, 3, &parseAwait},
+    {"wait", 1, 1, &parseWait},
+    {"help", 0, 1, &parseHelp},
+    {"quit", 0, 0, &parseBare<Quit>},
 };
-// clang-format on
 
 const CommandRow *rowNamed(const QString &name)
 {
@@ -339,46 +327,22 @@ const CommandRow *rowNamed(const QString &name)
     return nullptr;
 }
 
-QString usage(const CommandRow &row)
-{
-    return (QLatin1String(row.name) + QLatin1Char(' ') + QLatin1String(row.arguments)).trimmed();
-}
-
 } // namespace
 
 ParsedCommand parseCommand(const QString &line)
 {
-    const Words words = WordReader().read(line);
+    const Words words = readWords(line);
     if (!words.error.isEmpty())
         return wrong(words.error);
     if (words.list.isEmpty())
         return {};
     const CommandRow *row = rowNamed(words.list.first());
-    if (!row) {
-        return wrong(
-            QStringLiteral("There is no command '%1'; help lists them.").arg(words.list.first()));
-    }
+    if (!row)
+        return wrong(noSuchCommand(words.list.first()));
     const QStringList arguments = words.list.mid(1);
     if (arguments.size() < row->least || arguments.size() > row->most)
-        return wrong(QStringLiteral("Usage: %1").arg(usage(*row)));
+        return wrong(QStringLiteral("Usage: %1").arg(usageOf(words.list.first())));
     return row->parse(arguments);
-}
-
-QStringList commandHelp()
-{
-    int widest = 0;
-    for (const CommandRow &row : COMMAND_ROWS)
-        widest = qMax(widest, usage(row).size());
-    QStringList lines;
-    for (const CommandRow &row : COMMAND_ROWS) {
-        lines.append(QStringLiteral("  %1  %2")
-                         .arg(usage(row).leftJustified(widest), QLatin1String(row.help)));
-    }
-    lines.append(QStringLiteral("KIND: %1").arg(listed(PollType::POLL_TYPE_STR())));
-    lines.append(QStringLiteral("LABELS: %1").arg(listed(OrdinalType::ORDINAL_TYPE_STR())));
-    lines.append(
-        QStringLiteral("LEARNER: a device id, a name, or the number in the list of learners"));
-    return lines;
 }
 
 } // namespace Host

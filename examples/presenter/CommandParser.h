@@ -21,8 +21,14 @@ struct ParsedCommand {
 // a comment.
 ParsedCommand parseCommand(const QString &line);
 
-// What there is to type: one line per command with its arguments and what it does, then the kinds of
-// poll and of labels.
-QStringList commandHelp();
+// All that there is to type, short enough for a terminal of 80 columns and 24 rows; or one command at
+// length: its words, what they mean, what goes without saying, and examples.
+QStringList commandHelp(const QString &command = QString());
+
+// What the word at the end of the line can become, each a whole word as it has to be typed: commands,
+// kinds, labels, options, the names of learners, and files beside the current folder. The word begins
+// at wordBegin().
+QStringList completions(const QString &lineUpToCursor, const QStringList &learners);
+int wordBegin(const QString &lineUpToCursor);
 
 } // namespace Host

@@ -1,6 +1,7 @@
 #include "Script.h"
 
 #include "CommandParser.h"
+#include "lesson/AssessmentFile.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -22,21 +23,32 @@ void resolveFiles(Command &command, const QDir &folder)
         assessment->file = folder.filePath(assessment->file);
 }
 
+QString whatIsWrongAt(const QString &fileName, const ScriptLine &line, const QString &why)
+{
+    return QStringLiteral("%1:%2: %3").arg(fileName, QString::number(line.number), why);
+}
+
 } // namespace
+
+std::optional<ScriptLine> readLine(const QString &text, int number)
+{
+    ParsedCommand parsed = parseCommand(text);
+    if (!parsed.command && parsed.error.isEmpty())
+        return std::nullopt;
+    return ScriptLine{std::move(parsed.command).value_or(Commands::Help{}), text.trimmed(), number,
+                      parsed.error};
+}
 
 Script parseScript(const QString &text, const QString &fileName)
 {
     Script script;
     const QStringList lines = text.split(QLatin1Char('\n'));
     for (int i = 0; i < lines.size(); ++i) {
-        const QString line = lines.at(i).trimmed();
-        ParsedCommand parsed = parseCommand(line);
-        if (!parsed.error.isEmpty()) {
-            script.errors.append(
-                QStringLiteral("%1:%2: %3").arg(fileName, QString::number(i + 1), parsed.error));
-        } else if (parsed.command) {
-            script.lines.append({std::move(*parsed.command), line, i + 1, QString()});
-        }
+        const std::optional<ScriptLine> line = readLine(lines.at(i).trimmed(), i + 1);
+        if (line && line->error.isEmpty())
+            script.lines.append(*line);
+        else if (line)
+            script.errors.append(whatIsWrongAt(fileName, *line, line->error));
     }
     return script;
 }
@@ -51,8 +63,13 @@ Script readScript(const QString &fileName)
         return script;
     }
     Script script = parseScript(QString::fromUtf8(file.readAll()), fileName);
-    for (ScriptLine &line : script.lines)
+    for (ScriptLine &line : script.lines) {
         resolveFiles(line.command, QFileInfo(fileName).dir());
+        const auto *assessment = std::get_if<Commands::StartAssessment>(&line.command);
+        const QString error = assessment ? readAssessment(assessment->file).error : QString();
+        if (!error.isEmpty())
+            script.errors.append(whatIsWrongAt(fileName, line, error));
+    }
     return script;
 }
 

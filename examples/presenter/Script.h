@@ -6,6 +6,8 @@
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
 
+#include <optional>
+
 namespace Host
 {
 
@@ -17,6 +19,9 @@ struct ScriptLine {
     QString error; // what is wrong with it; the command is to be passed over then
 };
 
+// One line as it is run: a command, or what is wrong with it; none when the line is blank or a comment.
+std::optional<ScriptLine> readLine(const QString &text, int number);
+
 // A whole script. It is read before anything is sent, so that a misspelt last line does not end a
 // lesson that is under way.
 struct Script {
@@ -26,7 +31,8 @@ struct Script {
 
 // Reads UTF-8 text, one command a line.
 Script parseScript(const QString &text, const QString &fileName);
-// The same from a file. The files that it names are those beside it, unless their paths are absolute.
+// The same from a file. The files that it names are those beside it, unless their paths are absolute;
+// its assessments are read, too, to see whether they can be.
 Script readScript(const QString &fileName);
 
 } // namespace Host
