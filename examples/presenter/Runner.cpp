@@ -2,11 +2,21 @@
 
 #include "Performer.h"
 
+#include <QtCore/QPointer>
+
+#include <utility>
+
 namespace Host
 {
 
 namespace
 {
+
+QString inSeconds(int milliseconds)
+{
+    constexpr double MS_PER_S = 1000;
+    return QString::number(milliseconds / MS_PER_S);
+}
 
 // What a command is to the runner.
 enum class Role {
@@ -43,6 +53,8 @@ void Runner::add(const ScriptLine &line)
 {
     m_lines.enqueue(line);
     runNext();
+    if (!m_lines.isEmpty() && !m_isStarting)
+        emit queued(m_lines.size());
 }
 
 void Runner::endOfCommands()
@@ -54,18 +66,30 @@ void Runner::endOfCommands()
 void Runner::clear()
 {
     m_lines.clear();
-    m_current.reset();
+    m_waiting.reset();
     m_condition = nullptr;
     m_timer.stop();
+    m_isGivenUp = isBusy();
     m_isComplete = false;
+}
+
+int Runner::pending() const
+{
+    const bool isUnderWay = m_waiting || (m_performing && !m_isGivenUp);
+    return m_lines.size() + (isUnderWay ? 1 : 0);
 }
 
 void Runner::runNext()
 {
-    // A command that waits for the service lets the event loop turn, and more may be added meanwhile.
-    while (!m_isBusy && !m_current && !m_lines.isEmpty())
+    // Commands that end at once, and lines that a slot adds, are the business of the loop under way:
+    // the stack is no deeper at the end of a long script than at its beginning.
+    if (m_isStarting)
+        return;
+    m_isStarting = true;
+    while (isFree() && !m_lines.isEmpty())
         start(m_lines.dequeue());
-    if (m_isComplete && !m_isBusy && !m_current && m_lines.isEmpty()) {
+    m_isStarting = false;
+    if (m_isComplete && isFree() && m_lines.isEmpty()) {
         m_isComplete = false;
         emit finished();
     }
@@ -74,13 +98,17 @@ void Runner::runNext()
 void Runner::start(const ScriptLine &line)
 {
     emit started(line);
+    if (!line.error.isEmpty()) {
+        emit failed(line, line.error);
+        return;
+    }
     switch (roleOf(line.command)) {
     case Role::Quit:
         clear();
         emit finished();
         return;
     case Role::Wait:
-        m_current = line;
+        m_waiting = line;
         m_timer.start(std::get<Commands::Wait>(line.command).milliseconds);
         return;
     case Role::AwaitLearners: {
@@ -91,29 +119,47 @@ void Runner::start(const ScriptLine &line)
     case Role::AwaitResponses: {
         const auto awaited = std::get<Commands::AwaitResponses>(line.command);
         return await(line, awaited.timeoutMs, [this, awaited] {
-            const bool isForAll = awaited.count == Commands::AwaitResponses::ALL;
-            return m_performer.responseCount()
-                >= (isForAll ? m_performer.expectedResponses() : awaited.count);
+            return m_performer.responseCount() >= awaitedResponses(awaited);
         });
     }
     case Role::ForPerformer:
-        break;
+        return perform(line);
     }
-    m_isBusy = true;
-    m_performer.execute(line.command, [this, line](const std::optional<QString> &error) {
-        m_isBusy = false;
-        if (error)
-            emit failed(line, *error);
-        emit idle();
-        runNext();
-    });
 }
+
+// ---- With the performer --------------------------------------------------------------------------
+
+void Runner::perform(const ScriptLine &line)
+{
+    m_performing = line;
+    const int number = ++m_number;
+    m_performer.execute(
+        line.command, [self = QPointer<Runner>(this), number](const std::optional<QString> &error) {
+            if (self)
+                self->performed(number, error);
+        });
+}
+
+void Runner::performed(int number, const std::optional<QString> &error)
+{
+    if (!m_performing || number != m_number)
+        return;
+    const ScriptLine line = *m_performing;
+    m_performing.reset();
+    const bool isTold = !std::exchange(m_isGivenUp, false);
+    if (error && isTold)
+        emit failed(line, *error);
+    emit idle();
+    runNext();
+}
+
+// ---- Waiting -------------------------------------------------------------------------------------
 
 void Runner::await(const ScriptLine &line, int timeoutMs, std::function<bool()> condition)
 {
     if (condition())
         return;
-    m_current = line;
+    m_waiting = line;
     m_condition = std::move(condition);
     m_timer.start(timeoutMs);
 }
@@ -123,24 +169,39 @@ void Runner::lookAtCondition()
     if (!m_condition || !m_condition())
         return;
     m_timer.stop();
-    m_current.reset();
+    m_waiting.reset();
     m_condition = nullptr;
     runNext();
 }
 
 void Runner::waitIsOver()
 {
-    const bool isAwait = bool(m_condition);
-    const ScriptLine line = *m_current;
-    m_current.reset();
-    m_condition = nullptr;
-    if (isAwait) {
-        emit failed(line,
-                    QStringLiteral("It has not come to that in time (learners: %1, responses: %2).")
-                        .arg(m_performer.learnerCount())
-                        .arg(m_performer.responseCount()));
-    }
+    const ScriptLine line = *m_waiting;
+    m_waiting.reset();
+    if (std::exchange(m_condition, nullptr))
+        emit failed(line, whyInVain(line.command));
     runNext();
+}
+
+QString Runner::whyInVain(const Command &command) const
+{
+    if (const auto *learners = std::get_if<Commands::AwaitLearners>(&command)) {
+        return QStringLiteral("Only %1 of %2 learners are there after %3 s.")
+            .arg(m_performer.learnerCount())
+            .arg(learners->count)
+            .arg(inSeconds(learners->timeoutMs));
+    }
+    const auto responses = std::get<Commands::AwaitResponses>(command);
+    return QStringLiteral("Only %1 of %2 responses have come after %3 s.")
+        .arg(m_performer.responseCount())
+        .arg(awaitedResponses(responses))
+        .arg(inSeconds(responses.timeoutMs));
+}
+
+int Runner::awaitedResponses(const Commands::AwaitResponses &awaited) const
+{
+    return awaited.count == Commands::AwaitResponses::ALL ? m_performer.expectedResponses()
+                                                          : awaited.count;
 }
 
 } // namespace Host

@@ -15,7 +15,7 @@ namespace Host
 class Performer;
 
 // Runs commands one after another: each when the one before is done, and those behind a wait or an
-// await when it is over.
+// await when it is over. A line that could not be read fails when its turn comes.
 class Runner : public QObject
 {
     Q_OBJECT
@@ -26,33 +26,44 @@ public:
     void add(const ScriptLine &line);
     // Nothing is added any more; finished() follows the last command.
     void endOfCommands();
-    // Gives up what has not run yet.
+    // Gives up what has not run yet. A command that is being carried out keeps back what is added
+    // later, but what becomes of it is not told.
     void clear();
 
-    int pending() const { return m_lines.size() + (m_current ? 1 : 0); }
-    // A command is being carried out right now and may be waiting for the service.
-    bool isBusy() const { return m_isBusy; }
+    // How many commands are not done.
+    int pending() const;
+    // A command is with the performer, who has not told its end.
+    bool isBusy() const { return m_performing.has_value(); }
 
 Q_SIGNALS:
     void started(const Host::ScriptLine &line);
     // The next command runs all the same, unless a slot clears the rest.
     void failed(const Host::ScriptLine &line, const QString &why);
-    void finished(); // quit, or the last command is done
-    void idle();     // a command has come back; isBusy() is false again
+    void queued(int waiting); // a line was added behind one that is not over
+    void finished();          // quit, or the last command is done
+    void idle();              // the performer has told a command's end; isBusy() is false again
 
 private:
     void runNext();
     void start(const ScriptLine &line);
+    void perform(const ScriptLine &line);
+    void performed(int number, const std::optional<QString> &error);
     void await(const ScriptLine &line, int timeoutMs, std::function<bool()> condition);
     void lookAtCondition();
     void waitIsOver();
+    QString whyInVain(const Command &command) const;
+    int awaitedResponses(const Commands::AwaitResponses &awaited) const;
+    bool isFree() const { return !m_performing && !m_waiting; }
 
     Performer &m_performer;
     QQueue<ScriptLine> m_lines;
-    std::optional<ScriptLine> m_current; // the wait or await that the others are behind
+    std::optional<ScriptLine> m_performing;
+    std::optional<ScriptLine> m_waiting; // the wait or await that the others are behind
     std::function<bool()> m_condition;   // of an await
     QTimer m_timer;                      // the end of a wait, the limit of an await
-    bool m_isBusy = false;
+    int m_number = 0;                    // of the last command that went to the performer
+    bool m_isGivenUp = false;            // what is being performed
+    bool m_isStarting = false;
     bool m_isComplete = false;
 };
 

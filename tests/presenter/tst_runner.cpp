@@ -1,18 +1,17 @@
-#include "CommandParser.h"
+#include "Performer.h"
 #include "Runner.h"
-#include "console/Terminal.h"
-#include "lesson/Lesson.h"
 #include "support/Text.h"
-
-#include "client/PresenterClient.h"
-#include "collab/PresenterCollab.h"
 
 #include <QtTest/QtTest>
 
+#include <memory>
+
 using namespace Host;
 
-// Commands in their order, waits and awaits, on a channel that is not connected: the test speaks for the
-// learners by emitting the channel's signals.
+Q_DECLARE_METATYPE(Host::Command)
+
+// Commands in their order, waits and awaits. The performer does as the test says: it ends commands at
+// once, or keeps them until they are ended by hand.
 class tst_Runner : public QObject
 {
     Q_OBJECT
@@ -21,81 +20,156 @@ private Q_SLOTS:
     void init();
     void cleanup();
     void commandsRunInTheirOrder();
+    void nextCommandWaitsForTheEndOfTheOneBefore();
+    void failedCommandIsReportedAndTheNextRuns();
+    void lineThatCouldNotBeReadFailsWhenItsTurnComes();
     void waitHoldsBackWhatIsBehindIt();
     void awaitEndsWhenTheLearnersAreThere();
     void awaitEndsWhenTheResponsesAreThere();
-    void awaitAllFollowsTheLearners();
+    void awaitAllFollowsWhatIsExpected();
     void awaitThatIsFulfilledDoesNotWait();
+    void awaitInVainFailsAndGoesOn_data();
     void awaitInVainFailsAndGoesOn();
-    void failedCommandIsReportedAndTheNextRuns();
+    void linesAddedMeanwhileAreCounted();
     void quitGivesUpTheRest();
     void endOfCommandsIsReportedAfterTheLast();
+    void endOfNoCommandsIsReportedAtOnce();
     void clearedCommandsDoNotRun();
-    void lateAnswersAreNotCounted();
+    void failureCanClearTheRest();
+    void endOfAClearedCommandIsNotToldAndDisturbsNothing();
+    void endIsTakenOnce();
+    void endAfterTheRunnerIsGoneIsHarmless();
+    void longScriptNeedsNoDeepStack();
 
 private:
     void add(const QString &line);
-    void join(const QString &device);
-    void respond(const QString &device, const QString &answer);
+    void takeEvents(const QStringList &expected);
 
-    std::unique_ptr<PresenterClient> m_client;
-    std::unique_ptr<PresenterCollab> m_channel;
-    std::unique_ptr<Terminal> m_terminal;
-    std::unique_ptr<Lesson> m_lesson;
+    class FakePerformer;
+    std::unique_ptr<FakePerformer> m_performer;
     std::unique_ptr<Runner> m_runner;
-    QStringList m_events; // "started ...", "failed ...", "finished"
+    QStringList m_events; // "started ...", "failed ...", "queued ...", "idle", "finished"
+};
+
+class tst_Runner::FakePerformer : public Performer
+{
+public:
+    void execute(const Command &, const Done &done) override
+    {
+        m_deepest = qMax(m_deepest, ++m_depth);
+        m_begun.append(done);
+        if (endsAtOnce)
+            end(m_begun.size() - 1, error);
+        --m_depth;
+    }
+
+    int learnerCount() const override { return learners; }
+    int responseCount() const override { return responses; }
+    int expectedResponses() const override { return expected; }
+
+    // Ends the command that was begun as number `index`.
+    void end(int index, const std::optional<QString> &why = std::nullopt)
+    {
+        const Done done = m_begun.at(index); // a further command may begin meanwhile
+        done(why);
+    }
+    int begun() const { return m_begun.size(); }
+    int deepest() const { return m_deepest; }
+
+    bool endsAtOnce = true;
+    std::optional<QString> error;
+    int learners = 0;
+    int responses = 0;
+    int expected = 0;
+
+private:
+    QVector<Done> m_begun;
+    int m_depth = 0;
+    int m_deepest = 0;
 };
 
 void tst_Runner::init()
 {
-    m_client = std::make_unique<PresenterClient>(nullptr, u"http://127.0.0.1:1"_s);
-    m_channel = std::make_unique<PresenterCollab>(nullptr, u"http://127.0.0.1:1"_s, u"123456"_s,
-                                                  u"token"_s, u"presenter"_s);
-    m_terminal = std::make_unique<Terminal>();
-    m_lesson = std::make_unique<Lesson>(*m_client, *m_channel, *m_terminal);
-    m_runner = std::make_unique<Runner>(*m_lesson);
+    m_performer = std::make_unique<FakePerformer>();
+    m_runner = std::make_unique<Runner>(*m_performer);
     m_events.clear();
     connect(m_runner.get(), &Runner::started, this,
             [this](const ScriptLine &line) { m_events.append(u"started "_s + line.text); });
     connect(m_runner.get(), &Runner::failed, this,
             [this](const ScriptLine &line, const QString &why) {
-                m_events.append(u"failed "_s + line.text + u": "_s + why);
+                m_events.append(u"failed %1: %2"_s.arg(line.text, why));
             });
+    connect(m_runner.get(), &Runner::queued, this,
+            [this](int waiting) { m_events.append(u"queued %1"_s.arg(waiting)); });
+    connect(m_runner.get(), &Runner::idle, this, [this] { m_events.append(u"idle"_s); });
     connect(m_runner.get(), &Runner::finished, this, [this] { m_events.append(u"finished"_s); });
 }
 
 void tst_Runner::cleanup()
 {
     m_runner.reset();
-    m_lesson.reset();
-    m_terminal.reset();
-    m_channel.reset();
-    m_client.reset();
+    m_performer.reset();
 }
 
 void tst_Runner::add(const QString &line)
 {
-    const ParsedCommand parsed = parseCommand(line);
-    QVERIFY2(parsed.command, qPrintable(parsed.error));
-    m_runner->add({*parsed.command, line, 1, QString()});
+    const std::optional<ScriptLine> read = readLine(line, 1);
+    QVERIFY(read);
+    m_runner->add(*read);
 }
 
-void tst_Runner::join(const QString &device)
+// Waits for exactly these, and forgets them.
+void tst_Runner::takeEvents(const QStringList &expected)
 {
-    Q_EMIT m_channel->learnerJoin({device, u"Ada"_s, u"tablet"_s});
-}
-
-void tst_Runner::respond(const QString &device, const QString &answer)
-{
-    Q_EMIT m_channel->learnerPollResponse(device, u"question"_s, 10, answer);
+    QTRY_COMPARE(m_events, expected);
+    m_events.clear();
 }
 
 void tst_Runner::commandsRunInTheirOrder()
 {
     add(u"learners"_s);
-    add(u"lesson L Rivers"_s);
-    QCOMPARE(m_events, QStringList({u"started learners"_s, u"started lesson L Rivers"_s}));
+    add(u"who"_s);
+    takeEvents({u"started learners"_s, u"idle"_s, u"started who"_s, u"idle"_s});
     QCOMPARE(m_runner->pending(), 0);
+}
+
+void tst_Runner::nextCommandWaitsForTheEndOfTheOneBefore()
+{
+    m_performer->endsAtOnce = false;
+    add(u"poll text"_s);
+    add(u"pause"_s);
+    takeEvents({u"started poll text"_s, u"queued 1"_s});
+    QVERIFY(m_runner->isBusy());
+    QCOMPARE(m_runner->pending(), 2);
+    m_performer->end(0);
+    takeEvents({u"idle"_s, u"started pause"_s});
+    m_performer->end(1);
+    takeEvents({u"idle"_s});
+    QVERIFY(!m_runner->isBusy());
+}
+
+void tst_Runner::failedCommandIsReportedAndTheNextRuns()
+{
+    m_performer->endsAtOnce = false;
+    add(u"stop"_s);
+    add(u"who"_s);
+    m_events.clear();
+    m_performer->end(0, u"There is nothing to stop."_s);
+    takeEvents({u"failed stop: There is nothing to stop."_s, u"idle"_s, u"started who"_s});
+}
+
+void tst_Runner::lineThatCouldNotBeReadFailsWhenItsTurnComes()
+{
+    add(u"await learners 1"_s);
+    add(u"dance"_s);
+    add(u"who"_s);
+    takeEvents({u"started await learners 1"_s, u"queued 1"_s, u"queued 2"_s});
+    m_performer->learners = 1;
+    Q_EMIT m_performer->changed();
+    takeEvents({u"started dance"_s,
+                u"failed dance: There is no command 'dance'; help lists them."_s, u"started who"_s,
+                u"idle"_s});
+    QCOMPARE(m_performer->begun(), 1); // who alone
 }
 
 void tst_Runner::waitHoldsBackWhatIsBehindIt()
@@ -103,96 +177,118 @@ void tst_Runner::waitHoldsBackWhatIsBehindIt()
     QElapsedTimer clock;
     clock.start();
     add(u"wait 200"_s);
-    add(u"learners"_s);
-    QCOMPARE(m_events, QStringList({u"started wait 200"_s}));
+    add(u"who"_s);
+    takeEvents({u"started wait 200"_s, u"queued 1"_s});
     QCOMPARE(m_runner->pending(), 2);
-    QTRY_COMPARE(m_events, QStringList({u"started wait 200"_s, u"started learners"_s}));
+    takeEvents({u"started who"_s, u"idle"_s});
     QVERIFY(clock.elapsed() >= 190); // timers of the toolkit may be 5 % early
 }
 
 void tst_Runner::awaitEndsWhenTheLearnersAreThere()
 {
     add(u"await learners 2"_s);
-    add(u"learners"_s);
-    join(u"d1"_s);
-    join(u"d1"_s);
-    QTest::qWait(0);
-    QCOMPARE(m_events, QStringList({u"started await learners 2"_s}));
-    join(u"d2"_s);
-    QTRY_COMPARE(m_events, QStringList({u"started await learners 2"_s, u"started learners"_s}));
+    m_performer->learners = 1;
+    Q_EMIT m_performer->changed();
+    QCoreApplication::processEvents();
+    takeEvents({u"started await learners 2"_s});
+    QCOMPARE(m_runner->pending(), 1);
+    m_performer->learners = 2;
+    Q_EMIT m_performer->changed();
+    QTRY_COMPARE(m_runner->pending(), 0);
 }
 
 void tst_Runner::awaitEndsWhenTheResponsesAreThere()
 {
-    add(u"poll text"_s);
+    m_performer->responses = 1;
     add(u"await responses 2"_s);
-    add(u"stop"_s);
-    respond(u"d1"_s, u"one"_s);
-    respond(u"d1"_s, u"one again"_s);
-    QTest::qWait(0);
-    QCOMPARE(m_events.last(), u"started await responses 2"_s);
-    respond(u"d2"_s, u"two"_s);
-    QTRY_COMPARE(m_events.last(), u"started stop"_s);
+    QCOMPARE(m_runner->pending(), 1);
+    m_performer->responses = 2;
+    Q_EMIT m_performer->changed();
+    QTRY_COMPARE(m_runner->pending(), 0);
 }
 
-void tst_Runner::awaitAllFollowsTheLearners()
+void tst_Runner::awaitAllFollowsWhatIsExpected()
 {
-    join(u"d1"_s);
-    join(u"d2"_s);
-    add(u"poll text"_s);
+    m_performer->responses = 1;
+    m_performer->expected = 2;
     add(u"await responses all"_s);
-    add(u"stop"_s);
-    respond(u"d1"_s, u"one"_s);
-    QTest::qWait(0);
-    QCOMPARE(m_events.last(), u"started await responses all"_s);
-    Q_EMIT m_channel->learnerUnregister(u"d2"_s); // nobody waits for who has left
-    QTRY_COMPARE(m_events.last(), u"started stop"_s);
+    QCOMPARE(m_runner->pending(), 1);
+    m_performer->expected = 1; // nobody waits for who has left
+    Q_EMIT m_performer->changed();
+    QTRY_COMPARE(m_runner->pending(), 0);
 }
 
 void tst_Runner::awaitThatIsFulfilledDoesNotWait()
 {
-    join(u"d1"_s);
-    add(u"await learners 1"_s);
-    add(u"learners"_s);
-    QCOMPARE(m_events, QStringList({u"started await learners 1"_s, u"started learners"_s}));
+    m_performer->learners = 3;
+    add(u"await learners 2"_s);
+    QCOMPARE(m_runner->pending(), 0);
+    takeEvents({u"started await learners 2"_s});
+}
+
+void tst_Runner::awaitInVainFailsAndGoesOn_data()
+{
+    QTest::addColumn<Command>("command");
+    QTest::addColumn<QString>("error");
+    const int all = Commands::AwaitResponses::ALL;
+    QTest::newRow("learners") << Command(Commands::AwaitLearners{4, 20})
+                              << u"Only 1 of 4 learners are there after 0.02 s."_s;
+    QTest::newRow("responses") << Command(Commands::AwaitResponses{5, 1000})
+                               << u"Only 2 of 5 responses have come after 1 s."_s;
+    QTest::newRow("all responses") << Command(Commands::AwaitResponses{all, 20})
+                                   << u"Only 2 of 3 responses have come after 0.02 s."_s;
 }
 
 void tst_Runner::awaitInVainFailsAndGoesOn()
 {
-    join(u"d1"_s);
-    add(u"await learners 2 1"_s);
-    add(u"learners"_s);
-    QTRY_COMPARE(m_events,
-                 QStringList({u"started await learners 2 1"_s,
-                              u"failed await learners 2 1: It has not come to that in time "
-                              "(learners: 1, responses: 0)."_s,
-                              u"started learners"_s}));
+    QFETCH(Command, command);
+    QFETCH(QString, error);
+    m_performer->learners = 1;
+    m_performer->responses = 2;
+    m_performer->expected = 3;
+    m_runner->add({command, u"await"_s, 1, QString()});
+    add(u"who"_s);
+    takeEvents({u"started await"_s, u"queued 1"_s});
+    takeEvents({u"failed await: "_s + error, u"started who"_s, u"idle"_s});
 }
 
-void tst_Runner::failedCommandIsReportedAndTheNextRuns()
+void tst_Runner::linesAddedMeanwhileAreCounted()
 {
-    add(u"stop"_s);
-    add(u"learners"_s);
-    QCOMPARE(m_events,
-             QStringList({u"started stop"_s, u"failed stop: There is nothing to stop."_s,
-                          u"started learners"_s}));
+    add(u"wait 20"_s);
+    add(u"who"_s);
+    add(u"dance"_s);
+    add(u"wait 0"_s);
+    takeEvents({u"started wait 20"_s, u"queued 1"_s, u"queued 2"_s, u"queued 3"_s});
+    QTRY_COMPARE(m_runner->pending(), 0);
+    m_events.clear();
+    add(u"who"_s);
+    takeEvents({u"started who"_s, u"idle"_s}); // none
 }
 
 void tst_Runner::quitGivesUpTheRest()
 {
     add(u"wait 10"_s);
     add(u"quit"_s);
-    add(u"learners"_s);
-    QTRY_COMPARE(m_events, QStringList({u"started wait 10"_s, u"started quit"_s, u"finished"_s}));
+    add(u"who"_s);
+    m_events.clear();
+    takeEvents({u"started quit"_s, u"finished"_s});
     QCOMPARE(m_runner->pending(), 0);
 }
 
 void tst_Runner::endOfCommandsIsReportedAfterTheLast()
 {
-    add(u"wait 10"_s);
+    m_performer->endsAtOnce = false;
+    add(u"who"_s);
     m_runner->endOfCommands();
-    QCOMPARE(m_events, QStringList({u"started wait 10"_s}));
-    QTRY_COMPARE(m_events, QStringList({u"started wait 10"_s, u"finished"_s}));
+    takeEvents({u"started who"_s});
+    m_performer->end(0);
+    takeEvents({u"idle"_s, u"finished"_s});
+}
+
+void tst_Runner::endOfNoCommandsIsReportedAtOnce()
+{
+    m_runner->endOfCommands();
+    QCOMPARE(m_events, QStringList{u"finished"_s});
 }
 
 void tst_Runner::clearedCommandsDoNotRun()
@@ -200,26 +296,77 @@ void tst_Runner::clearedCommandsDoNotRun()
     add(u"wait 10"_s);
     add(u"learners"_s);
     m_runner->clear();
-    QTest::qWait(50);
-    QCOMPARE(m_events, QStringList({u"started wait 10"_s}));
-    add(u"learners"_s);
-    QCOMPARE(m_events.last(), u"started learners"_s);
+    m_events.clear();
+    add(u"wait 50"_s); // longer than the one given up
+    add(u"who"_s);
+    takeEvents({u"started wait 50"_s, u"queued 1"_s});
+    takeEvents({u"started who"_s, u"idle"_s});
 }
 
-void tst_Runner::lateAnswersAreNotCounted()
+void tst_Runner::failureCanClearTheRest()
 {
-    add(u"poll text"_s);
-    respond(u"d1"_s, u"in time"_s);
-    QCOMPARE(m_lesson->responseCount(), 1);
+    connect(m_runner.get(), &Runner::failed, m_runner.get(), &Runner::clear);
+    m_performer->endsAtOnce = false;
     add(u"stop"_s);
-    respond(u"d2"_s, u"too late"_s);
-    QCOMPARE(m_lesson->responseCount(), 1);
-    // The id of a poll that was started within the same second is the same; wait for the next.
-    const qint64 second = QDateTime::currentSecsSinceEpoch();
-    QTRY_VERIFY(QDateTime::currentSecsSinceEpoch() > second);
-    add(u"poll text"_s);
-    respond(u"d2"_s, u"far too late"_s);
-    QCOMPARE(m_lesson->responseCount(), 0);
+    add(u"who"_s);
+    m_runner->endOfCommands();
+    m_events.clear();
+    m_performer->end(0, u"No."_s);
+    QCOMPARE(m_events, QStringList({u"failed stop: No."_s, u"idle"_s}));
+    QCOMPARE(m_performer->begun(), 1);
+    QCOMPARE(m_runner->pending(), 0);
+}
+
+void tst_Runner::endOfAClearedCommandIsNotToldAndDisturbsNothing()
+{
+    m_performer->endsAtOnce = false;
+    add(u"upload a.png"_s);
+    m_runner->clear();
+    QCOMPARE(m_runner->pending(), 0);
+    QVERIFY(m_runner->isBusy());
+    m_events.clear();
+
+    add(u"who"_s); // the performer carries one command out at a time
+    takeEvents({u"queued 1"_s});
+    m_performer->end(0, u"The session has ended meanwhile."_s);
+    takeEvents({u"idle"_s, u"started who"_s});
+    QVERIFY(m_runner->isBusy());
+    m_performer->end(1, u"Nobody is there."_s);
+    takeEvents({u"failed who: Nobody is there."_s, u"idle"_s});
+}
+
+void tst_Runner::endIsTakenOnce()
+{
+    m_performer->endsAtOnce = false;
+    add(u"pause"_s);
+    add(u"resume"_s);
+    m_performer->end(0);
+    m_events.clear();
+    m_performer->end(0, u"Once more."_s);
+    QCOMPARE(m_events, QStringList());
+    QVERIFY(m_runner->isBusy());
+}
+
+void tst_Runner::endAfterTheRunnerIsGoneIsHarmless()
+{
+    m_performer->endsAtOnce = false;
+    add(u"pause"_s);
+    m_runner.reset();
+    m_events.clear();
+    m_performer->end(0, u"Too late."_s);
+    QCOMPARE(m_events, QStringList());
+}
+
+void tst_Runner::longScriptNeedsNoDeepStack()
+{
+    constexpr int LINES = 10000;
+    m_performer->endsAtOnce = false;
+    for (int i = 0; i < LINES; ++i)
+        add(u"who"_s);
+    m_performer->endsAtOnce = true;
+    m_performer->end(0);
+    QCOMPARE(m_performer->begun(), LINES);
+    QCOMPARE(m_performer->deepest(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_Runner)
