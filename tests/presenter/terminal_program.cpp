@@ -10,6 +10,8 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
 
+#include <unistd.h>
+
 using namespace Host;
 
 namespace
@@ -32,10 +34,12 @@ void obey(Terminal &terminal, const QString &line)
             terminal.print(u"Ada joined"_s);
             terminal.setBlock({u"A ####"_s});
         });
-    } else if (line == u"close soon"_s) {
-        QTimer::singleShot(A_MOMENT_MS, [&terminal] {
+    } else if (line == u"close soon"_s || line == u"leave soon"_s) {
+        QTimer::singleShot(A_MOMENT_MS, [&terminal, line] {
             terminal.closePrompt();
             terminal.print(u"closed"_s);
+            if (line == u"leave soon"_s)
+                _exit(4);
             QCoreApplication::exit(4);
         });
     } else if (line == u"close"_s) {

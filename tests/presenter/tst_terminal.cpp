@@ -15,6 +15,7 @@ private Q_SLOTS:
     void interruptReachesTheProgram();
     void endOfInputIsTold();
     void promptClosesInsideOfALine();
+    void promptClosesInsideOfASearch_data();
     void promptClosesInsideOfASearch();
     void terminalIsSetUpAgainAfterwards();
     void newSizeIsDrawn();
@@ -163,10 +164,18 @@ void tst_Terminal::promptClosesInsideOfALine()
     QCOMPARE(program.modes(), COOKED);
 }
 
+void tst_Terminal::promptClosesInsideOfASearch_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("and the program returns") << QByteArray("close soon");
+    QTest::newRow("and the program ends there") << QByteArray("leave soon");
+}
+
 void tst_Terminal::promptClosesInsideOfASearch()
 {
+    QFETCH(QByteArray, line);
     Program program;
-    program.type("close soon\r\x12s");
+    program.type(line + "\r\x12s");
     QCOMPARE(program.exitCode(), 4);
     VERIFY_SCREEN(program, u"closed\n|"_s);
     QCOMPARE(program.modes(), COOKED);
