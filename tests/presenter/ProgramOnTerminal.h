@@ -145,6 +145,7 @@ public:
         const winsize size{ushort(rows), ushort(columns), 0, 0};
         m_process = forkpty(&m_master, nullptr, nullptr, &size);
         if (m_process == 0) {
+            std::signal(SIGINT, SIG_DFL); // whatever runs the test may ignore it
             execl(program, program, argument, nullptr);
             _exit(127);
         }

@@ -10,6 +10,9 @@
 #include <QtCore/QRegularExpression>
 #include <QtCore/QTimer>
 
+#include <memory>
+#include <unistd.h>
+
 using namespace Host;
 
 namespace
@@ -23,7 +26,7 @@ void askPassword(Terminal &terminal)
     terminal.print(password ? u"It is '%1'."_s.arg(*password) : u"There is none."_s);
 }
 
-void obey(Terminal &terminal, const QString &line)
+void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line)
 {
     if (line == u"bars"_s) {
         terminal.setBlock({u"A ###"_s, u"B #"_s});
@@ -32,10 +35,13 @@ void obey(Terminal &terminal, const QString &line)
             terminal.print(u"Ada joined"_s);
             terminal.setBlock({u"A ####"_s});
         });
-    } else if (line == u"close soon"_s) {
-        QTimer::singleShot(A_MOMENT_MS, [&terminal] {
+    } else if (line == u"close soon"_s || line == u"leave soon"_s) {
+        QTimer::singleShot(A_MOMENT_MS, [&terminal, &input, line] {
+            input.reset();
             terminal.closePrompt();
             terminal.print(u"closed"_s);
+            if (line == u"leave soon"_s)
+                _exit(4);
             QCoreApplication::exit(4);
         });
     } else if (line == u"close"_s) {
@@ -68,14 +74,15 @@ int main(int argc, char *argv[])
     terminal.setCompletion(candidates);
     if (!terminal.openPrompt())
         return 1;
-    Input input(terminal);
-    QObject::connect(&input, &Input::line, [&](const QString &line) { obey(terminal, line); });
-    QObject::connect(&input, &Input::ended, [&] {
+    auto input = std::make_unique<Input>(terminal);
+    QObject::connect(input.get(), &Input::line,
+                     [&](const QString &line) { obey(terminal, input, line); });
+    QObject::connect(input.get(), &Input::ended, [&] {
         terminal.closePrompt();
         terminal.print(u"ended"_s);
         QCoreApplication::exit(2);
     });
-    input.start();
+    input->start();
     const SignalPipe signalPipe;
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &terminal, [&] {
         terminal.print(terminal.clearLine() ? u"thrown away"_s : u"interrupted"_s);

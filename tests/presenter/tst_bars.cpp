@@ -192,6 +192,8 @@ void tst_Bars::widthsAreThoseOfTheTerminal_data()
     QTest::newRow("variation selector") << u"❤\uFE0F"_s << 1;
     QTest::newRow("zero-width blank") << u"a\u200Bb"_s << 2;
     QTest::newRow("korean letters") << u"\u1112\u1161\u11AB"_s << 2;
+    QTest::newRow("vowel sign beside its letter") << u"का"_s << 2;
+    QTest::newRow("vowel sign above its letter") << u"के"_s << 1;
     QTest::newRow("cyrillic") << u"Жук"_s << 3;
 }
 

@@ -13,8 +13,10 @@ private Q_SLOTS:
     void resultsLeaveTheLineAlone_data();
     void resultsLeaveTheLineAlone();
     void interruptReachesTheProgram();
+    void interruptEndsASearch();
     void endOfInputIsTold();
     void promptClosesInsideOfALine();
+    void promptClosesInsideOfASearch_data();
     void promptClosesInsideOfASearch();
     void terminalIsSetUpAgainAfterwards();
     void newSizeIsDrawn();
@@ -34,6 +36,46 @@ public:
     Program() : ProgramOnTerminal(TERMINAL_PROGRAM, nullptr) { screen(u"> |"_s); }
 };
 
+void add(const char *name, const QByteArray &keys, const QString &screen)
+{
+    QTest::newRow(name) << keys << screen;
+}
+
+void addLines()
+{
+    add("typed", "abc", u"> abc|"_s);
+    add("line", "abc\r", u"got 'abc'\n> |"_s);
+    add("wide", "山é\x1b[D", u"> 山|é"_s);
+    add("combining", "e\xCC\x81x", u"> e\u0301x|"_s);
+    add("several lines", "one\ntwo\nth", u"got 'one'\ngot 'two'\n> th|"_s);
+    add("control characters do no harm",
+        QByteArray("a\x1b[2J\x1b[15~\xC2\x9B\x1b\x00\x07\x16\x1bxq\nb", 21), u"got 'aq'\n> b|"_s);
+    add("longer than the window", "0123456789012345678901234567890123456789xyz",
+        u"456789012345678901234567890123456789xyz|"_s);
+    add("Ctrl-L", "bars\rab\014", u"A ###\nB #\n> ab|"_s);
+    add("Ctrl-U", "abc\025d", u"> d|"_s);
+    add("prompt", "prompt\rab", u"class> ab|"_s);
+}
+
+void addHistory()
+{
+    add("history", "one\rtwo\r\x1b[A\x1b[A", u"got 'one'\ngot 'two'\n> one|"_s);
+    add("not behind a blank", "one\r two\r\x1b[A", u"got 'one'\ngot ' two'\n> one|"_s);
+    add("search", "one\rtwo\r\022n", u"got 'one'\ngot 'two'\n(search 'n') > o|ne"_s);
+    add("search, key", "one\rtwo\r\022n\x1b[C", u"got 'one'\ngot 'two'\n> on|e"_s);
+    add("search, Enter", "one\rtwo\r\022n\r", u"got 'one'\ngot 'two'\ngot 'one'\n> |"_s);
+    add("search in vain", "one\r\022x", u"got 'one'\n(nothing like 'x') > |"_s);
+}
+
+void addCompletions()
+{
+    add("Tab, one candidate", "a l\t", u"> a learners |"_s);
+    add("Tab, several", "p\t", u"poll     pause    prompt   proceed\n> p|"_s);
+    add("Tab, their beginning", "pr\t", u"prompt   proceed\n> pro|"_s);
+    add("Tab, none", "x\t", u"> x|"_s);
+    add("Tab inside of the line", "pau x\x1b[D\x1b[D\t", u"> pause | x"_s);
+}
+
 } // namespace
 
 #define VERIFY_SCREEN(program, expected) QCOMPARE((program).screen(expected), expected)
@@ -42,47 +84,9 @@ void tst_Terminal::keysChangeTheScreen_data()
 {
     QTest::addColumn<QByteArray>("keys");
     QTest::addColumn<QString>("screen");
-
-    QTest::newRow("typed") << QByteArray("abc") << u"> abc|"_s;
-    QTest::newRow("line") << QByteArray("abc\r") << u"got 'abc'\n> |"_s;
-    QTest::newRow("wide") << QByteArray("山é\x1b[D") << u"> 山|é"_s;
-    QTest::newRow("combining") << QByteArray("e\xCC\x81x") << u"> e\u0301x|"_s;
-    QTest::newRow("several lines")
-        << QByteArray("one\ntwo\nth") << u"got 'one'\ngot 'two'\n> th|"_s;
-    QTest::newRow("control characters do no harm")
-        << QByteArray("a\x1b[2J\x1b[15~\xC2\x9B\x1b\x00\x07\x16\x1bxq\nb", 21)
-        << u"got 'aq'\n> b|"_s;
-    QTest::newRow("history") << QByteArray("one\rtwo\r\x1b[A\x1b[A")
-                             << u"got 'one'\ngot 'two'\n> one|"_s;
-    QTest::newRow("no history of lines behind a blank")
-        << QByteArray("one\r two\r\x1b[A") << u"got 'one'\ngot ' two'\n> one|"_s;
-    QTest::newRow("search") << QByteArray("one\rtwo\r\x12"
-                                          "n")
-                            << u"got 'one'\ngot 'two'\n(search 'n') > o|ne"_s;
-    QTest::newRow("search ended by a key") << QByteArray("one\rtwo\r\x12"
-                                                         "n\x1b[C")
-                                           << u"got 'one'\ngot 'two'\n> on|e"_s;
-    QTest::newRow("search ended by Enter") << QByteArray("one\rtwo\r\x12"
-                                                         "n\r")
-                                           << u"got 'one'\ngot 'two'\ngot 'one'\n> |"_s;
-    QTest::newRow("search in vain") << QByteArray("one\r\x12"
-                                                  "x")
-                                    << u"got 'one'\n(nothing like 'x') > |"_s;
-    QTest::newRow("Tab, one candidate") << QByteArray("a l\t") << u"> a learners |"_s;
-    QTest::newRow("Tab, several") << QByteArray("p\t")
-                                  << u"poll     pause    prompt   proceed\n> p|"_s;
-    QTest::newRow("Tab, their beginning") << QByteArray("pr\t") << u"prompt   proceed\n> pro|"_s;
-    QTest::newRow("Tab, none") << QByteArray("x\t") << u"> x|"_s;
-    QTest::newRow("Tab inside of the line")
-        << QByteArray("pau x\x1b[D\x1b[D\t") << u"> pause | x"_s;
-    QTest::newRow("Ctrl-L") << QByteArray("bars\rab\x0c") << u"A ###\nB #\n> ab|"_s;
-    QTest::newRow("Ctrl-U") << QByteArray("abc\x15"
-                                          "d")
-                            << u"> d|"_s;
-    QTest::newRow("prompt") << QByteArray("prompt\rab") << u"class> ab|"_s;
-    QTest::newRow("line longer than the window")
-        << QByteArray("0123456789012345678901234567890123456789xyz")
-        << u"456789012345678901234567890123456789xyz|"_s;
+    addLines();
+    addHistory();
+    addCompletions();
 }
 
 void tst_Terminal::keysChangeTheScreen()
@@ -136,10 +140,19 @@ void tst_Terminal::interruptReachesTheProgram()
     VERIFY_SCREEN(program, u"thrown away\n> |"_s);
     program.type("\x03");
     VERIFY_SCREEN(program, u"thrown away\ninterrupted\n> |"_s);
-    program.type("one\r\x12o");
-    VERIFY_SCREEN(program, u"thrown away\ninterrupted\ngot 'one'\n(search 'o') > |one"_s);
+    program.type("ab\x1b");
+    VERIFY_SCREEN(program, u"thrown away\ninterrupted\n> ab|"_s);
     program.type("\x03");
-    VERIFY_SCREEN(program, u"thrown away\ninterrupted\ngot 'one'\nthrown away\n> |"_s);
+    VERIFY_SCREEN(program, u"thrown away\ninterrupted\nthrown away\n> |"_s);
+}
+
+void tst_Terminal::interruptEndsASearch()
+{
+    Program program;
+    program.type("one\r\x12o");
+    VERIFY_SCREEN(program, u"got 'one'\n(search 'o') > |one"_s);
+    program.type("\x03");
+    VERIFY_SCREEN(program, u"got 'one'\nthrown away\n> |"_s);
 }
 
 void tst_Terminal::endOfInputIsTold()
@@ -163,10 +176,18 @@ void tst_Terminal::promptClosesInsideOfALine()
     QCOMPARE(program.modes(), COOKED);
 }
 
+void tst_Terminal::promptClosesInsideOfASearch_data()
+{
+    QTest::addColumn<QByteArray>("line");
+    QTest::newRow("and the program returns") << QByteArray("close soon");
+    QTest::newRow("and the program ends there") << QByteArray("leave soon");
+}
+
 void tst_Terminal::promptClosesInsideOfASearch()
 {
+    QFETCH(QByteArray, line);
     Program program;
-    program.type("close soon\r\x12s");
+    program.type(line + "\r\x12s");
     QCOMPARE(program.exitCode(), 4);
     VERIFY_SCREEN(program, u"closed\n|"_s);
     QCOMPARE(program.modes(), COOKED);

@@ -65,10 +65,7 @@ Terminal::Terminal(QObject *parent) : QObject(parent), m_barStyle(styleOfTermina
 {
     connect(&m_editor, &LineEditor::changed, this, &Terminal::showInput);
     connect(&m_editor, &LineEditor::offered, this, &Terminal::offer);
-    connect(&m_editor, &LineEditor::screenClearAsked, this, [this] {
-        const QMutexLocker lock(&m_mutex);
-        writeOut(m_screen.clear());
-    });
+    connect(&m_editor, &LineEditor::screenClearAsked, this, &Terminal::clearScreen);
 }
 
 Terminal::~Terminal()
@@ -170,10 +167,16 @@ void Terminal::showInput()
         redraw();
 }
 
+void Terminal::clearScreen()
+{
+    const QMutexLocker lock(&m_mutex);
+    writeOut(m_screen.clear());
+}
+
 // Shows the candidates in columns, as many as fit.
 void Terminal::offer(const QStringList &candidates)
 {
-    int width = 0;
+    int width = 1;
     for (const QString &candidate : candidates)
         width = qMax(width, textWidth(candidate) + CANDIDATE_GAP);
     const int perLine = qMax(1, (columns() + CANDIDATE_GAP) / width);

@@ -65,6 +65,7 @@ public:
 
 private:
     void showInput();
+    void clearScreen();
     void offer(const QStringList &candidates);
     void redraw();
     void writeOut(const QString &text);

@@ -11,6 +11,13 @@ namespace Host
 namespace
 {
 
+int characterWidth(utf8proc_int32_t character)
+{
+    // Vowel signs that stand beside their letter: terminals give them a column, utf8proc none.
+    const bool isSpacingMark = utf8proc_category(character) == UTF8PROC_CATEGORY_MC;
+    return isSpacingMark ? 1 : utf8proc_charwidth(character);
+}
+
 bool isControl(QChar character)
 {
     const ushort code = character.unicode();
@@ -28,7 +35,7 @@ int textWidth(const QString &text)
     // Composed, since terminals show the letters of a Korean syllable as one sign.
     const QVector<uint> characters = text.normalized(QString::NormalizationForm_C).toUcs4();
     for (const uint character : characters)
-        width += utf8proc_charwidth(utf8proc_int32_t(character));
+        width += characterWidth(utf8proc_int32_t(character));
     return width;
 }
 
