@@ -152,7 +152,7 @@ public:
     State state() const;
     /// The signed-in user's id as the service tells it; empty while nobody is.
     QString userName() const;
-    /// The code that learners type in; empty without a session.
+    /// The code that learners type in; empty until they can join and are heard, and without a session.
     QString sessionCode() const;
     /// The transport that carries the channel, or carried it last: "websocket", "xhr-streaming" or
     /// "xhr-polling".
