@@ -1,25 +1,15 @@
 // The page on failures names every line that the library writes to the debug stream, and none that it
 // does not write.
 
-#include "support/Text.h"
+#include "Pages.h"
 
 #include <QtCore/QDirIterator>
-#include <QtCore/QFile>
-#include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 namespace
 {
 
 const QString VALUE = u"…"_s; // stands for a value, on the page as well
-
-QString readFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("Cannot read %s", qPrintable(path));
-    return QString::fromUtf8(file.readAll());
-}
 
 // The library's sources, without the file that defines TARVO_LOG.
 QString sources()
@@ -35,13 +25,6 @@ QString sources()
         }
     }
     return text;
-}
-
-QStringList sortedOnce(QStringList texts)
-{
-    texts.sort();
-    texts.removeDuplicates();
-    return texts;
 }
 
 // The first group of every match, each once.

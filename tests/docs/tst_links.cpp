@@ -1,0 +1,126 @@
+// What the pages point to is there: every page, heading and file that a link or a code span names.
+
+#include "Pages.h"
+
+#include <QtCore/QFileInfo>
+#include <QtCore/QHash>
+#include <QtTest/QtTest>
+
+namespace
+{
+
+// A page without its fenced blocks, which hold no links.
+QString prose(const QString &page)
+{
+    static const QRegularExpression block(u"^```.*?^```$"_s,
+                                          QRegularExpression::MultilineOption
+                                              | QRegularExpression::DotMatchesEverythingOption);
+    return QString(page).remove(block);
+}
+
+// The anchors that the headings of a page get: small letters, hyphens for blanks, no other signs; the
+// second of the same name ends in -1.
+QStringList anchors(const QString &page)
+{
+    QStringList found;
+    QHash<QString, int> used;
+    for (QString heading : allCaptured(prose(page), u"^#+ (.*)$"_s)) {
+        heading = heading.toLower().remove(QRegularExpression(u"[^\\w -]"_s)).replace(u' ', u'-');
+        const int count = used[heading]++;
+        found.append(count == 0 ? heading : u"%1-%2"_s.arg(heading).arg(count));
+    }
+    return found;
+}
+
+// The links of a page that are not of the web.
+QStringList links(const QString &page)
+{
+    QString text = prose(page);
+    text.remove(QRegularExpression(u"`[^`]*`"_s)); // a link's own text may be one
+    return allCaptured(text, u"\\]\\((?!https?:)([^)\\s]+)\\)"_s);
+}
+
+QString root()
+{
+    return QStringLiteral(TARVO_SOURCE_DIR "/");
+}
+
+// A header and its source may be named together, without an ending, and a test as CTest does.
+bool isThere(const QString &path)
+{
+    return QFileInfo::exists(root() + path) || QFileInfo::exists(root() + path + u".cpp"_s)
+        || QFileInfo::exists(root() + u"tests/"_s + path + u".cpp"_s);
+}
+
+} // namespace
+
+class tst_Links : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void anchorsAreMadeOfHeadings();
+    void everyLinkPointsToWhatIsThere_data() { eachPage(); }
+    void everyLinkPointsToWhatIsThere();
+    void everyNamedFileIsThere_data() { eachPage(); }
+    void everyNamedFileIsThere();
+    void readmeLeadsToEveryPage();
+
+private:
+    static void eachPage();
+};
+
+void tst_Links::eachPage()
+{
+    QTest::addColumn<QString>("page");
+    for (const QString &page : pages())
+        QTest::newRow(qPrintable(page)) << page;
+}
+
+void tst_Links::anchorsAreMadeOfHeadings()
+{
+    QCOMPARE(anchors(u"# `a()`, or b\n```\n# no heading\n```\n## Two-fold!\n## Two-fold!\n"_s),
+             QStringList({u"a-or-b"_s, u"two-fold"_s, u"two-fold-1"_s}));
+}
+
+void tst_Links::everyLinkPointsToWhatIsThere()
+{
+    QFETCH(QString, page);
+    const QString folder = page.left(page.lastIndexOf(u'/') + 1);
+    QStringList dead;
+    for (const QString &link : links(treeFile(page))) {
+        const QString path = link.section(u'#', 0, 0);
+        const QString anchor = link.section(u'#', 1);
+        const QString target = path.isEmpty() ? page : QDir::cleanPath(folder + path);
+        const bool isDead = !QFileInfo::exists(root() + target)
+            || (!anchor.isEmpty() && !anchors(treeFile(target)).contains(anchor));
+        if (isDead)
+            dead.append(link);
+    }
+    QCOMPARE(dead.join(u" "_s), QString());
+}
+
+void tst_Links::everyNamedFileIsThere()
+{
+    QFETCH(QString, page);
+    const QString path =
+        u"((?:host|client|collab|model|sockjs|compression|support|classroom|examples"
+        "|tests|e2e|docs|scripts|cmake|benchmarks|fuzz)/[\\w./-]*\\w)(?![\\w<])"_s;
+    QStringList missing;
+    for (const QString &named : allCaptured(treeFile(page), u"(?<![\\w/.$:-])(?<!-B )"_s + path)) {
+        if (!isThere(named))
+            missing.append(named);
+    }
+    QCOMPARE(missing.join(u" "_s), QString());
+}
+
+void tst_Links::readmeLeadsToEveryPage()
+{
+    QStringList linked{u"README.md"_s};
+    for (const QString &link : links(section(treeFile(u"README.md"_s), u"## Where to read on"_s)))
+        linked.append(link);
+    QCOMPARE(sortedOnce(linked), sortedOnce(pages()));
+}
+
+QTEST_GUILESS_MAIN(tst_Links)
+#include "tst_links.moc"
