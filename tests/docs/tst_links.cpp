@@ -2,8 +2,10 @@
 
 #include "Pages.h"
 
+#include <QtCore/QDirIterator>
 #include <QtCore/QFileInfo>
 #include <QtCore/QHash>
+#include <QtCore/QSet>
 #include <QtTest/QtTest>
 
 namespace
@@ -52,6 +54,31 @@ bool isThere(const QString &path)
         || QFileInfo::exists(root() + u"tests/"_s + path + u".cpp"_s);
 }
 
+// Everything that is written in C++ here, the toolkit's names that pages use among it.
+QString sources()
+{
+    QString text;
+    for (const QString &folder :
+         {u"host"_s, u"client"_s, u"collab"_s, u"model"_s, u"sockjs"_s, u"compression"_s,
+          u"support"_s, u"tests"_s, u"benchmarks"_s, u"fuzz"_s, u"examples"_s}) {
+        QDirIterator files(root() + folder, {u"*.cpp"_s, u"*.h"_s}, QDir::Files,
+                           QDirIterator::Subdirectories);
+        while (files.hasNext())
+            text += readFile(files.next());
+    }
+    return text;
+}
+
+// All that is called or declared.
+const QSet<QString> &functions()
+{
+    static const QSet<QString> names = [] {
+        const QStringList found = allCaptured(sources(), u"\\b([A-Za-z_]\\w+)\\("_s);
+        return QSet<QString>(found.cbegin(), found.cend());
+    }();
+    return names;
+}
+
 } // namespace
 
 class tst_Links : public QObject
@@ -64,6 +91,8 @@ private Q_SLOTS:
     void everyLinkPointsToWhatIsThere();
     void everyNamedFileIsThere_data() { eachPage(); }
     void everyNamedFileIsThere();
+    void everyNamedFunctionIsThere_data() { eachPage(); }
+    void everyNamedFunctionIsThere();
     void readmeLeadsToEveryPage();
 
 private:
@@ -110,6 +139,20 @@ void tst_Links::everyNamedFileIsThere()
     for (const QString &named : allCaptured(treeFile(page), u"(?<![\\w/.$:-])(?<!-B )"_s + path)) {
         if (!isThere(named))
             missing.append(named);
+    }
+    QCOMPARE(missing.join(u" "_s), QString());
+}
+
+// In a code span, with what it takes; beside those of the example in CONTRIBUTING.md, and the build system's.
+void tst_Links::everyNamedFunctionIsThere()
+{
+    QFETCH(QString, page);
+    const QStringList others{u"learnerHand"_s, u"dataHand"_s, u"find_package"_s};
+    QStringList missing;
+    for (const QString &span : codeSpans(prose(treeFile(page)))) {
+        const QString name = QRegularExpression(u"(\\w+)\\("_s).match(span).captured(1);
+        if (!name.isEmpty() && !functions().contains(name) && !others.contains(name))
+            missing.append(span);
     }
     QCOMPARE(missing.join(u" "_s), QString());
 }
