@@ -101,7 +101,9 @@ private Q_SLOTS:
     void learnersAnswerQuestions();
     void learnersAnswerPolls_data() { eachKind(); }
     void learnersAnswerPolls();
+    void optionsOfAQuestionComeFirst();
     void remoteCommands();
+    void stockSettings();
     void journalKinds();
     void controlPaths();
 
@@ -392,12 +394,38 @@ void tst_ClassroomPage::learnersAnswerPolls()
     QCOMPARE(jsonText(told[u"pick"_s].toObject()), pick);
 }
 
+void tst_ClassroomPage::optionsOfAQuestionComeFirst()
+{
+    const QJsonArray options{QJsonObject{{u"id"_s, u"yes"_s}}};
+    const QJsonObject told =
+        answerTo(u"questionStart"_s, {{u"type"_s, u"creative"_s}, {u"activityOptions"_s, options}});
+    QCOMPARE(told[u"answer"_s].toString(), u"yes"_s);
+    QVERIFY(inOneLine(m_page).contains(
+        u"one that has options, of whatever kind it is, with options, so "
+        "a `creative` question may get one"_s));
+}
+
 void tst_ClassroomPage::remoteCommands()
 {
     const QString told = inOneLine(section(m_page, u"## The simulated remote"_s));
     const QString known = m_help.section(u"Remote commands: "_s, 1).section(u'.', 0, 0);
     QVERIFY2(told.contains(u'`' + known.split(u", "_s).join(u"`, `"_s) + u"`."_s),
              qPrintable(known));
+}
+
+// Those that the SockJS server comes with.
+void tst_ClassroomPage::stockSettings()
+{
+    const QString server = treeFile(u"classroom/node_modules/sockjs/lib/sockjs.js"_s);
+    QVERIFY(server.contains(u"disconnect_delay: 5000,"_s));
+    QVERIFY(server.contains(u"heartbeat_delay: 25000,"_s));
+    QVERIFY(server.contains(u"response_limit: 128 * 1024,"_s));
+    QVERIFY(inOneLine(m_page).contains(
+        u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, `response_limit` 128 KiB"_s));
+    QVERIFY(
+        inOneLine(treeFile(u"docs/operating.md"_s))
+            .contains(
+                u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, a stream that ends after 128 KiB"_s));
 }
 
 // ---- Looking in ----------------------------------------------------------------------------------

@@ -142,6 +142,13 @@ const Number NUMBERS[] = {
     {PROTOCOL, "A ping follows every 60 seconds", "collab/PresenterCollab.h", "pingIntervalMs = 60000;"},
     {PROTOCOL, "for more than an hour is closed by the library, at the next of its checks every half hour", CONNECTOR, "INACTIVITY_CHECK_MS = 1800000; constexpr int MAX_INACTIVITY_S = 3600;"},
 
+    {PROTOCOL, "`numberOfRetriesRemaining` is then 99", "model/QuestionBase.cpp", "RETRIES_WITH_PRIOR_ANSWER = 99;"},
+    {PROTOCOL, "Eight letters and digits, drawn from the second", "support/RandomId.cpp", "ID_LENGTH = 8;"},
+    {PROTOCOL, "behind a header of 13 bytes", "compression/LzmaBlock.h", "HEADER_SIZE = 13;"},
+    {PROTOCOL, "share a budget of four levels", "model/JsonSerializer.h", "MAX_RECURSE_DEPTH = 4;"},
+    {PROTOCOL, "more than 16 MiB of text, all pieces together", "compression/BoundedLzma.h", "textBytes = 16UL * 1024 * 1024;"},
+    {PROTOCOL, "would take more than 480 MiB of memory", "collab/ReadableJson.cpp", "MAX_MEMORY = 480UL * 1024 * 1024;"},
+
     // ---- The host kit
     {KIT, "begins at a random moment within a second", "host/Backoff.cpp", "FIRST_SPAN_MS = 1000;"},
     {KIT, "the next ones 1, 2, 4, 8, 16, 30, 30 ... seconds", "host/Backoff.cpp", "SHORTEST_MS = 1000;"},
@@ -212,6 +219,8 @@ class tst_Numbers : public QObject
 private Q_SLOTS:
     void pageAndCodeSayTheSame_data();
     void pageAndCodeSayTheSame();
+    void typesThatAreHeard();
+    void labellings();
     void fuzzTargets();
     void kitRoles();
     void kitCalls();
@@ -239,6 +248,26 @@ void tst_Numbers::pageAndCodeSayTheSame()
     QFETCH(QString, code);
     QVERIFY2(inOneLine(treeFile(page)).contains(words), qPrintable(page));
     QVERIFY2(inOneLine(treeFile(file)).contains(code), qPrintable(file + u": "_s + code));
+}
+
+void tst_Numbers::typesThatAreHeard()
+{
+    const QString handler = treeFile(u"collab/CollaborationMessageHandler.cpp"_s);
+    QStringList told;
+    for (const QStringList &row :
+         tableRows(section(treeFile(u"docs/protocol.md"_s), u"## What the presenter hears"_s)))
+        told += codeSpans(row.first());
+    QCOMPARE(told.join(u' '),
+             allCaptured(handler, u"\\{QStringLiteral\\(\"(\\w+)\"\\), &"_s).join(u' '));
+}
+
+void tst_Numbers::labellings()
+{
+    const QString page = inOneLine(treeFile(u"docs/protocol.md"_s));
+    const QString told = page.section(u"The labellings are "_s, 1).section(u'.', 0, 0);
+    const QString table = treeFile(u"model/OrdinalType.cpp"_s);
+    QCOMPARE(codeSpans(told).join(u' '),
+             allCaptured(table, u"\\{[A-Z_]+, QStringLiteral\\(\"([a-z-]+)\"\\)\\}"_s).join(u' '));
 }
 
 void tst_Numbers::fuzzTargets()
