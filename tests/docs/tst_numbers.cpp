@@ -221,6 +221,7 @@ private Q_SLOTS:
     void pageAndCodeSayTheSame();
     void typesThatAreHeard();
     void labellings();
+    void verdictsFollowFromTheFigures();
     void fuzzTargets();
     void kitRoles();
     void kitCalls();
@@ -268,6 +269,21 @@ void tst_Numbers::labellings()
     const QString table = treeFile(u"model/OrdinalType.cpp"_s);
     QCOMPARE(codeSpans(told).join(u' '),
              allCaptured(table, u"\\{[A-Z_]+, QStringLiteral\\(\"([a-z-]+)\"\\)\\}"_s).join(u' '));
+}
+
+void tst_Numbers::verdictsFollowFromTheFigures()
+{
+    static const QRegularExpression goal(u"^at most ([\\d.]+): (\\w+)$"_s);
+    int count = 0;
+    for (const QStringList &row : tableRows(treeFile(u"docs/performance.md"_s))) {
+        const auto match = goal.match(row.last());
+        if (!match.hasMatch())
+            continue;
+        const bool isMet = row[row.size() - 2].toDouble() <= match.captured(1).toDouble();
+        QVERIFY2((match.captured(2) == u"met"_s) == isMet, qPrintable(row.first()));
+        ++count;
+    }
+    QCOMPARE(count, 24);
 }
 
 void tst_Numbers::fuzzTargets()

@@ -1,4 +1,5 @@
-// Who may include whom: the table that people read is the one that the check of the includes holds.
+// Rules of CONTRIBUTING.md, as they are kept: who may include whom is what the check of the includes holds,
+// and event loops are made where it says.
 
 #include "Pages.h"
 
@@ -53,16 +54,17 @@ QString text(const Rules &rules)
 
 } // namespace
 
-class tst_IncludeRules : public QObject
+class tst_HouseRules : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void tableIsWhatIsChecked();
     void everyFolderOfTheLibrariesHasARow();
+    void eventLoopsAreMadeInTwoPlaces();
 };
 
-void tst_IncludeRules::tableIsWhatIsChecked()
+void tst_HouseRules::tableIsWhatIsChecked()
 {
     const Rules checked = rulesOfCheck(treeFile(u"tests/house/CheckIncludes.cmake"_s));
     QCOMPARE(checked.value(u"host"_s), QStringList({u"+client"_s, u"+collab"_s, u"+model"_s}));
@@ -70,7 +72,7 @@ void tst_IncludeRules::tableIsWhatIsChecked()
     QCOMPARE(text(rulesOfPage(page)), text(checked));
 }
 
-void tst_IncludeRules::everyFolderOfTheLibrariesHasARow()
+void tst_HouseRules::everyFolderOfTheLibrariesHasARow()
 {
     const Rules checked = rulesOfCheck(treeFile(u"tests/house/CheckIncludes.cmake"_s));
     QCOMPARE(QStringList(checked.keys()),
@@ -78,5 +80,23 @@ void tst_IncludeRules::everyFolderOfTheLibrariesHasARow()
                           u"sockjs"_s, u"support"_s}));
 }
 
-QTEST_GUILESS_MAIN(tst_IncludeRules)
-#include "tst_includerules.moc"
+void tst_HouseRules::eventLoopsAreMadeInTwoPlaces()
+{
+    const QString page = treeFile(u"CONTRIBUTING.md"_s);
+    QVERIFY(inOneLine(page).contains(
+        u"one way to wait, `support/Wait`. Nobody else makes a `QEventLoop`, but `host/SessionKeeper`"_s));
+    QStringList places;
+    for (const QString &folder : rulesOfPage(section(page, u"## The house"_s)).keys()) {
+        const QDir files(QStringLiteral(TARVO_SOURCE_DIR "/") + folder);
+        for (const QString &file : files.entryList({u"*.cpp"_s, u"*.h"_s})) {
+            const QString path = folder + u'/' + file;
+            if (treeFile(path).contains(
+                    QRegularExpression(u"QEventLoop [a-z]\\w*[;({]|new QEventLoop"_s)))
+                places.append(path);
+        }
+    }
+    QCOMPARE(places, QStringList({u"host/SessionKeeper.cpp"_s, u"support/Wait.cpp"_s}));
+}
+
+QTEST_GUILESS_MAIN(tst_HouseRules)
+#include "tst_houserules.moc"
