@@ -174,7 +174,7 @@ const Number NUMBERS[] = {
     {KIT, "longer than 200 characters", "host/Lesson.cpp", "MAX_ID_LENGTH = 200;"},
     {KIT, "at most once in 200 ms", "host/Lesson.cpp", "REMOTE_ANSWER_MS = 200;"},
     {KIT, "told at most 60 times a second", "host/LiveClassPrivate.cpp", "FLUSH_MS = 17;"},
-    {KIT, "which waits for that, at most 5 s", "host/SessionKeeper.cpp", "LAST_WAIT_MS = 5000;"},
+    {KIT, "are stopped, at most 5 s for all of them together", "host/SessionKeeper.cpp", "LAST_WAIT_MS = 5000;"},
     {FAILURES, "has waited its 5 s in vain", "host/SessionKeeper.cpp", "LAST_WAIT_MS = 5000;"},
 
     // ---- The classroom
