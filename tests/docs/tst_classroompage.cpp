@@ -103,9 +103,9 @@ private Q_SLOTS:
     void learnersAnswerPolls();
     void optionsOfAQuestionComeFirst();
     void remoteCommands();
-    void stockSettings();
-    void journalKinds();
-    void controlPaths();
+    void journalFields();
+    void controlStatuses_data();
+    void controlStatuses();
 
 private:
     static void eachCall();
@@ -413,43 +413,63 @@ void tst_ClassroomPage::remoteCommands()
              qPrintable(known));
 }
 
-// Those that the SockJS server comes with.
-void tst_ClassroomPage::stockSettings()
-{
-    const QString server = treeFile(u"classroom/node_modules/sockjs/lib/sockjs.js"_s);
-    QVERIFY(server.contains(u"disconnect_delay: 5000,"_s));
-    QVERIFY(server.contains(u"heartbeat_delay: 25000,"_s));
-    QVERIFY(server.contains(u"response_limit: 128 * 1024,"_s));
-    QVERIFY(inOneLine(m_page).contains(
-        u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, `response_limit` 128 KiB"_s));
-    QVERIFY(
-        inOneLine(treeFile(u"docs/operating.md"_s))
-            .contains(
-                u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, a stream that ends after 128 KiB"_s));
-}
-
 // ---- Looking in ----------------------------------------------------------------------------------
 
-void tst_ClassroomPage::journalKinds()
+// Of all that has happened here so far.
+void tst_ClassroomPage::journalFields()
 {
-    QStringList known;
-    for (const QString &file : {u"bus/bus"_s, u"bus/sockjs"_s, u"devices/device"_s, u"rest/rest"_s})
-        known += allCaptured(treeFile(u"classroom/src/%1.js"_s.arg(file)), u"\\.note\\('(\\w+)'"_s);
-    QStringList told;
-    for (const QStringList &row : tableRows(section(m_page, u"## The journal"_s)))
-        told += codeSpans(row.first());
-    QCOMPARE(sortedOnce(told), sortedOnce(known));
+    m_classroom.remove(u"learners"_s);
+    QMap<QString, QStringList> told;
+    for (const QStringList &row : tableRows(section(m_page, u"## The journal"_s))) {
+        for (const QString &kind : codeSpans(row.first()))
+            told[kind] = codeSpans(row.value(1)) + QStringList{u"n"_s, u"time"_s, u"kind"_s};
+    }
+    told[u"received"_s] += told[u"publish"_s];
+    QStringList seen;
+    QStringList untold;
+    const QJsonArray entries = m_classroom.get(u"journal"_s)[u"entries"_s].toArray();
+    for (const QJsonValue &entry : entries) {
+        const QString kind = entry[u"kind"_s].toString();
+        seen.append(kind);
+        for (const QString &field : entry.toObject().keys()) {
+            if (!told[kind].contains(field))
+                untold.append(kind + u'.' + field);
+        }
+    }
+    QCOMPARE(sortedOnce(untold).join(u' '), QString());
+    QCOMPARE(sortedOnce(seen).join(u' '), u"close device open publish received register request"_s);
 }
 
-void tst_ClassroomPage::controlPaths()
+void tst_ClassroomPage::controlStatuses_data()
 {
-    const QStringList known = allCaptured(treeFile(u"classroom/src/control.js"_s),
-                                          u"\\[`\\$\\{ROOT\\}(/[\\w:/-]+)`\\]: "_s);
-    QStringList told;
-    for (const QStringList &row : tableRows(section(m_page, u"## Control endpoints"_s)))
-        told += allCaptured(row.first(), u"`[A-Z]+ /classroom(/[\\w/-]+)"_s);
-    told.replaceInStrings(u"DEVICE"_s, u":deviceId"_s);
-    QCOMPARE(sortedOnce(told), sortedOnce(known));
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<QString>("body");
+    QTest::addColumn<QString>("words");
+    QTest::addColumn<QString>("status");
+    const auto row = [](const char *name, const QString &path, const QString &body,
+                        const QString &words, const QString &status) {
+        QTest::newRow(name) << path << body << words << status;
+    };
+    row("session", u"learners"_s, u"{\"sessionToken\":\"x\"}"_s,
+        u"404 when there is no such session"_s, u"404"_s);
+    row("no object", u"learners"_s, u"[]"_s, u"400 when the body is no JSON object"_s, u"400"_s);
+    row("no text", u"publish"_s, u"{}"_s, u"object or lacks a text"_s, u"400"_s);
+    row("method", u"journal"_s, u"{}"_s, u"405 when the path does not take the method"_s, u"405"_s);
+    row("nothing", u"nothing"_s, u"{}"_s, u"is answered with 404 and a line of text"_s, u"404"_s);
+    row("faults", u"faults"_s, u"{\"path\":\"/vantora/none\"}"_s,
+        u"Everything else succeeds with 200."_s, u"200"_s);
+}
+
+void tst_ClassroomPage::controlStatuses()
+{
+    QFETCH(QString, path);
+    QFETCH(QString, body);
+    QFETCH(QString, words);
+    QFETCH(QString, status);
+    QString outcome;
+    send({u"/classroom/"_s + path, body}, true, &outcome);
+    QCOMPARE(outcome, status);
+    QVERIFY(inOneLine(section(m_page, u"## Control endpoints"_s)).contains(words));
 }
 
 QTEST_GUILESS_MAIN(tst_ClassroomPage)

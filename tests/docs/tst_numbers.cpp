@@ -1,6 +1,6 @@
-// The sizes, times and counts that the pages tell are those of the code. Each row has the words of the page
-// and the line of the code that makes them true, both as they are written there; whoever changes the one is
-// led to the other.
+// The sizes, times, counts and lists that the pages tell are those of the code. Each row has the words of the
+// page and the line of the code that makes them true, both as they are written there; whoever changes the one
+// is led to the other.
 
 #include "Pages.h"
 
@@ -226,6 +226,9 @@ private Q_SLOTS:
     void kitRoles();
     void kitCalls();
     void kitReasons();
+    void classroomStockSettings();
+    void classroomJournalKinds();
+    void classroomControlPaths();
 };
 
 void tst_Numbers::pageAndCodeSayTheSame_data()
@@ -333,6 +336,49 @@ void tst_Numbers::kitReasons()
             unknown.append(told);
     }
     QCOMPARE(unknown.join(u' '), u"Operation Reconnecting Live"_s); // a class, two states
+}
+
+// Those that the SockJS server comes with.
+void tst_Numbers::classroomStockSettings()
+{
+    const QString page = treeFile(u"docs/classroom.md"_s);
+    const QString path = u"classroom/node_modules/sockjs/lib/sockjs.js"_s;
+    if (!QFile::exists(QStringLiteral(TARVO_SOURCE_DIR "/") + path))
+        QSKIP("The classroom's packages are not installed");
+    const QString server = treeFile(path);
+    QVERIFY(server.contains(u"disconnect_delay: 5000,"_s));
+    QVERIFY(server.contains(u"heartbeat_delay: 25000,"_s));
+    QVERIFY(server.contains(u"response_limit: 128 * 1024,"_s));
+    QVERIFY(inOneLine(page).contains(
+        u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, `response_limit` 128 KiB"_s));
+    QVERIFY(
+        inOneLine(treeFile(u"docs/operating.md"_s))
+            .contains(
+                u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, a stream that ends after 128 KiB"_s));
+}
+
+void tst_Numbers::classroomJournalKinds()
+{
+    const QString page = treeFile(u"docs/classroom.md"_s);
+    QStringList known;
+    for (const QString &file : {u"bus/bus"_s, u"bus/sockjs"_s, u"devices/device"_s, u"rest/rest"_s})
+        known += allCaptured(treeFile(u"classroom/src/%1.js"_s.arg(file)), u"\\.note\\('(\\w+)'"_s);
+    QStringList told;
+    for (const QStringList &row : tableRows(section(page, u"## The journal"_s)))
+        told += codeSpans(row.first());
+    QCOMPARE(sortedOnce(told), sortedOnce(known));
+}
+
+void tst_Numbers::classroomControlPaths()
+{
+    const QString page = treeFile(u"docs/classroom.md"_s);
+    const QStringList known = allCaptured(treeFile(u"classroom/src/control.js"_s),
+                                          u"\\[`\\$\\{ROOT\\}(/[\\w:/-]+)`\\]: "_s);
+    QStringList told;
+    for (const QStringList &row : tableRows(section(page, u"## Control endpoints"_s)))
+        told += allCaptured(row.first(), u"`[A-Z]+ /classroom(/[\\w/-]+)"_s);
+    told.replaceInStrings(u"DEVICE"_s, u":deviceId"_s);
+    QCOMPARE(sortedOnce(told), sortedOnce(known));
 }
 
 QTEST_GUILESS_MAIN(tst_Numbers)
