@@ -241,7 +241,7 @@ public:
     /// Creates a session, after signing in again if the service no longer knows the teacher. Returns
     /// false if that fails or no session code comes back. The argument is accepted and ignored.
     bool doStartSession(QString ignored);
-    /// Starts and joins the created session and opens its channel: five requests, then
+    /// Starts and joins the created session and opens its channel: four requests, then
     /// `PresenterCollab::open`, which waits for the web socket. With the robust transport it does
     /// not wait: this returns before a transport stands, and the channel tells the outcome. On
     /// success `*collabOut` is the channel, a child of this client that the host may delete

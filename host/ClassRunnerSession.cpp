@@ -57,7 +57,6 @@ Failure ClassRunner::createSession(int turn)
         return {Action::Start, Failure::SignInOver};
     if (!isCreated)
         return lastFailure(Action::Start, Failure::UnexpectedAnswer);
-    m_notices->post(Notices::CodeIs{m_client->getSessionCode()});
     return {};
 }
 
@@ -252,6 +251,8 @@ void ClassRunner::becomeLive(int turn)
     }
     if (reason != Failure::NoReason)
         m_listing.start(LISTING_AGAIN_MS);
+    if (m_state == LiveClass::Starting) // no earlier: who joins before that is not heard
+        m_notices->post(Notices::CodeIs{m_client->getSessionCode()});
     if (!happens(ClassEvent::ChannelOpened))
         return;
     m_nextAttempt.stop();

@@ -135,7 +135,8 @@ public:
     /// The proxy for everything; without it the one that the system names for the service, never the
     /// application's.
     void setProxy(const QNetworkProxy &proxy);
-    /// The longest pause between two attempts to connect, 30,000 ms by default.
+    /// The longest pause between two attempts to connect, 30,000 ms by default; each is up to a half
+    /// shorter or longer, so that a whole school does not come back in one moment.
     void setLongestPause(int ms);
     /// How long a channel must have worked before the pauses begin anew with the shortest, 30,000 ms by
     /// default.
@@ -152,7 +153,7 @@ public:
     State state() const;
     /// The signed-in user's id as the service tells it; empty while nobody is.
     QString userName() const;
-    /// The code that learners type in; empty without a session.
+    /// The code that learners type in; empty until they can join and are heard, and without a session.
     QString sessionCode() const;
     /// The transport that carries the channel, or carried it last: "websocket", "xhr-streaming" or
     /// "xhr-polling".

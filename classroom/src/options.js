@@ -44,7 +44,7 @@ const TABLE = [
   ['tenant-protocols', 'LIST', 'tenantProtocols', names, `transports named to presenters; none leaves them out\n(${TENANT_PROTOCOLS}, as far as offered)`],
   ['stock', '', 'stock', yes, "the SockJS server's stock settings: a session outlives\nits receiving request by 5 s"],
   ['ping-timeout', 'SECONDS', 'pingTimeoutMs', secondsAsMs, 'hang up on devices that send no ping for so long;\n0 never does', '0'],
-  ['collab-url', 'URL', 'collabUrl', url, 'collaboration server named to presenters (this one)'],
+  ['collab-url', 'URL', 'collabUrl', url, 'collaboration server named to presenters (the address they came to)'],
   ['expire-sign-in-after', 'SECONDS', 'signInLifetimeMs', secondsAsMs, 'a sign-in ends when unused for so long', '1800'],
   ['oauth-single-use', '', 'oauthSingleUse', yes, 'accept each OAuth code only once'],
   ['http-auth', 'NAME:TEXT', 'httpAuth', credentials, 'ask for these HTTP credentials in front of the REST interface'],

@@ -1,25 +1,15 @@
 // The page on failures names every line that the library writes to the debug stream, and none that it
 // does not write.
 
-#include "support/Text.h"
+#include "Pages.h"
 
 #include <QtCore/QDirIterator>
-#include <QtCore/QFile>
-#include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 namespace
 {
 
 const QString VALUE = u"…"_s; // stands for a value, on the page as well
-
-QString readFile(const QString &path)
-{
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly))
-        qFatal("Cannot read %s", qPrintable(path));
-    return QString::fromUtf8(file.readAll());
-}
 
 // The library's sources, without the file that defines TARVO_LOG.
 QString sources()
@@ -35,13 +25,6 @@ QString sources()
         }
     }
     return text;
-}
-
-QStringList sortedOnce(QStringList texts)
-{
-    texts.sort();
-    texts.removeDuplicates();
-    return texts;
 }
 
 // The first group of every match, each once.
@@ -137,6 +120,8 @@ private Q_SLOTS:
     void everyCategoryIsDescribed();
     void nothingIsWrittenInAnotherWay();
     void errorKeyIsDescribed();
+    void everyReasonOfAnEndIsDescribed();
+    void everyLineOfTheKitIsDescribed();
 
 private:
     const QString m_page = readFile(QStringLiteral(TARVO_SOURCE_DIR "/docs/failures.md"));
@@ -195,6 +180,44 @@ void tst_Failures::errorKeyIsDescribed()
     QVERIFY(m_page.contains(u"| `"_s + key + u"` |"_s));
     QVERIFY(readFile(QStringLiteral(TARVO_SOURCE_DIR "/client/PresenterClientTls.cpp"))
                 .contains(u'"' + key + u'"'));
+}
+
+// What getCloseReason() gives, but for the words of the server and the toolkit.
+void tst_Failures::everyReasonOfAnEndIsDescribed()
+{
+    const QString page = treeFile(u"docs/connection.md"_s);
+    const QString told = inOneLine(section(page, u"## Why a connection has ended"_s));
+    QString sources;
+    for (const QString &file :
+         QDir(QStringLiteral(TARVO_SOURCE_DIR "/sockjs")).entryList({u"*.cpp"_s}))
+        sources += treeFile(u"sockjs/"_s + file);
+    QStringList reasons = allCaptured(
+        sources,
+        u"(?:QStringLiteral|CLOSED_\\w+)\\(\\s*\"((?:[A-Z][a-z]+|the server) [^\"]+)\"\\)"_s);
+    reasons.removeOne(u"The application has ended"_s); // nobody hears it
+    QVERIFY(reasons.size() > 15);
+    QStringList missing;
+    for (QString reason : sortedOnce(reasons)) {
+        reason.replace(QRegularExpression(u"%\\d( %\\d)*"_s), VALUE);
+        if (!told.contains(u'`' + reason + u'`'))
+            missing.append(reason);
+    }
+    QCOMPARE(missing.join(u'\n'), QString());
+}
+
+void tst_Failures::everyLineOfTheKitIsDescribed()
+{
+    QString sources;
+    for (const QString &file :
+         QDir(QStringLiteral(TARVO_SOURCE_DIR "/host")).entryList({u"*.cpp"_s}))
+        sources += treeFile(u"host/"_s + file);
+    const QString told = inOneLine(section(m_page, u"## What the host kit says"_s));
+    const QStringList lines = writtenLines(sources);
+    QCOMPARE(lines.size(), 3);
+    for (QString line : lines) {
+        line.replace(u"%s"_s, u"123456"_s).remove(VALUE);
+        QVERIFY2(told.contains(u'`' + line + u'`'), qPrintable(line));
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_Failures)
