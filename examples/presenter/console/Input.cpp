@@ -23,7 +23,8 @@ Input::Input(Terminal &terminal, QObject *parent) : QObject(parent), m_terminal(
 void Input::start()
 {
     connect(&m_terminal.editor(), &LineEditor::line, this, &Input::line);
-    connect(&m_terminal.editor(), &LineEditor::ended, this, &Input::end);
+    // Ctrl-D is a wish, which may be asked about; more may be typed.
+    connect(&m_terminal.editor(), &LineEditor::ended, this, &Input::ended);
     m_notifier = new QSocketNotifier(STDIN_FILENO, QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &Input::read);
 }
