@@ -15,6 +15,8 @@ private Q_SLOTS:
     void leavingIsAskedOnce();
     void quitIsAskedOnceWhileAPollRuns();
     void terminationIsNotAsked();
+    void linesTypedAheadWaitAndAreCounted();
+    void passwordIsAskedAndNotShown();
     void givingUpEndsAtOnce();
 };
 
@@ -166,6 +168,37 @@ void tst_PresenterPrompt::terminationIsNotAsked()
     ::kill(pid_t(presenter.processId()), SIGTERM);
     QVERIFY(presenter.shows(u"Session stopped."_s));
     QCOMPARE(presenter.ended(), 0);
+}
+
+void tst_PresenterPrompt::linesTypedAheadWaitAndAreCounted()
+{
+    Classroom classroom;
+    TerminalProcess presenter;
+    presenter.run(classroom, {});
+    QVERIFY(presenter.shows(u"Type help for the commands, quit to leave."_s));
+    presenter.type("wait 1500\rlearners\r");
+    QVERIFY(presenter.shows(u"1 command waits\r\n"_s));
+    presenter.type("fly\r");
+    QVERIFY(presenter.shows(u"2 commands wait\r\n"_s));
+    QVERIFY(!presenter.screen().contains(u"0 learners."_s));
+    // A line that cannot be read is shown as the others are, in its turn.
+    QVERIFY(presenter.shows(u"> learners\r\n"_s));
+    QVERIFY(presenter.shows(u"> fly\r\n"_s));
+    QVERIFY(presenter.shows(u"There is no command 'fly'"_s));
+}
+
+void tst_PresenterPrompt::passwordIsAskedAndNotShown()
+{
+    Classroom classroom;
+    TerminalProcess presenter;
+    QProcessEnvironment environment = presenter.processEnvironment();
+    environment.remove(u"TARVO_PASSWORD"_s);
+    presenter.setProcessEnvironment(environment);
+    presenter.run(classroom, {});
+    QVERIFY(presenter.shows(u"Password for teacher: "_s));
+    presenter.type("secret\r");
+    QVERIFY(presenter.shows(u" is open over websocket."_s));
+    QVERIFY(!presenter.screen().contains(u"secret"_s));
 }
 
 void tst_PresenterPrompt::givingUpEndsAtOnce()
