@@ -36,6 +36,48 @@ int refuse(Terminal &terminal, const QStringList &reasons)
     return ExitCode::WrongUsage;
 }
 
+// What the options name is read before anything is sent. Returns how the program ends if that fails.
+std::optional<int> readInputs(const Options &options, Script *script,
+                              QList<QSslCertificate> *furtherRoots, Terminal &terminal)
+{
+    if (!options.scriptFile.isEmpty())
+        *script = readScript(options.scriptFile);
+    if (!script->errors.isEmpty())
+        return refuse(terminal, script->errors);
+    if (options.caFile.isEmpty())
+        return std::nullopt;
+    *furtherRoots = readRoots(options.caFile);
+    if (furtherRoots->isEmpty())
+        return refuse(terminal, {QStringLiteral("%1 holds no certificate.").arg(options.caFile)});
+    return std::nullopt;
+}
+
+bool askPassword(Options *options, Terminal &terminal)
+{
+    const QString prompt = QStringLiteral("Password for %1: ").arg(options->user);
+    const std::optional<QString> password = Terminal::askPassword(prompt);
+    if (!password)
+        terminal.complain(QStringLiteral("tarvo-presenter: No password was typed."));
+    options->password = password.value_or(QString());
+    return password.has_value();
+}
+
+int runProgram(const Options &options, const Script &script,
+               const QList<QSslCertificate> &furtherRoots, Terminal &terminal)
+{
+    Diagnostics::Sink sink;
+    if (options.verbose)
+        sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
+    const Diagnostics diagnostics(sink);
+    Program program(options, script, furtherRoots, terminal);
+    const SignalPipe signalPipe;
+    QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
+    QObject::connect(&signalPipe, &SignalPipe::terminated, &program, &Program::terminate);
+    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);
+    QTimer::singleShot(0, &program, &Program::start);
+    return QCoreApplication::exec();
+}
+
 } // namespace
 
 int main(int argc, char *argv[])
@@ -56,36 +98,10 @@ int main(int argc, char *argv[])
         return refuse(terminal, {parsed.text});
 
     Script script;
-    if (!parsed.options.scriptFile.isEmpty())
-        script = readScript(parsed.options.scriptFile);
-    if (!script.errors.isEmpty())
-        return refuse(terminal, script.errors);
     QList<QSslCertificate> furtherRoots;
-    if (!parsed.options.caFile.isEmpty()) {
-        furtherRoots = readRoots(parsed.options.caFile);
-        if (furtherRoots.isEmpty()) {
-            return refuse(terminal,
-                          {QStringLiteral("%1 holds no certificate.").arg(parsed.options.caFile)});
-        }
-    }
-
-    if (parsed.options.askPassword) {
-        const QString prompt = QStringLiteral("Password for %1: ").arg(parsed.options.user);
-        const std::optional<QString> password = Terminal::askPassword(prompt);
-        if (!password)
-            return ExitCode::Interrupted;
-        parsed.options.password = *password;
-    }
-
-    Diagnostics::Sink sink;
-    if (parsed.options.verbose)
-        sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
-    const Diagnostics diagnostics(sink);
-    Program program(parsed.options, script, furtherRoots, terminal);
-    const SignalPipe signalPipe;
-    QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
-    QObject::connect(&signalPipe, &SignalPipe::terminated, &program, &Program::terminate);
-    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);
-    QTimer::singleShot(0, &program, &Program::start);
-    return QCoreApplication::exec();
+    if (const auto exitCode = readInputs(parsed.options, &script, &furtherRoots, terminal))
+        return *exitCode;
+    if (parsed.options.askPassword && !askPassword(&parsed.options, terminal))
+        return ExitCode::Interrupted;
+    return runProgram(parsed.options, script, furtherRoots, terminal);
 }
