@@ -323,6 +323,7 @@ void Program::classEnded(Failure::Reason reason)
     m_isOver = true;
     m_terminal.closePrompt();
     leave(ExitCode::Success);
+    m_patience.stop();
     if (m_isUnconfirmed) {
         complain(describeUnconfirmedStop());
         m_exitCode = ExitCode::Failed;
