@@ -40,11 +40,11 @@ void tst_AssessmentFile::settingsAreRead()
 {
     const Tarvo::Assessment assessment = parse(R"({
         "title": "Rivers", "description": "Of Europe", "scored": true, "allowedTime": 90,
-        "allowResubmitResponse": false, "startingQuestionNumber": 7,
+        "allowResubmitResponse": false, "startingQuestionNumber": 2,
         "assessmentSectionConfigurations": {"leveled": true},
         "questions": [{"kind": "text"}, {"kind": "number"}]})");
     QCOMPARE(assessment.title, u"Rivers"_s);
-    QCOMPARE(assessment.firstNumber, 7);
+    QCOMPARE(assessment.firstNumber, 2);
     QCOMPARE(assessment.questions.size(), 2);
     QCOMPARE(
         assessment.settings,
@@ -152,6 +152,12 @@ void tst_AssessmentFile::wrongFilesSayWhatIsWrong_data()
         "the assessment: 'scored' takes true or false");
     row("broken number", R"({"allowedTime":1.5,"questions":[{"kind":"text"}]})",
         "the assessment: 'allowedTime' takes a whole number");
+    row("starting beyond the questions",
+        R"({"startingQuestionNumber":7,"questions":[{"kind":"text"}]})",
+        "the assessment: 'startingQuestionNumber' is 0 to 1, no more than there are questions");
+    row("starting below the questions",
+        R"({"startingQuestionNumber":-1,"questions":[{"kind":"text"}]})",
+        "the assessment: 'startingQuestionNumber' is 0 to 1, no more than there are questions");
     row("unknown kind", question(R"({"kind":"riddle"})"),
         "question 2: there is no kind of question 'riddle'");
     row("kind for polls only", question(R"({"kind":"word-seed"})"),

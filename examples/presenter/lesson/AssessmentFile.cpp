@@ -243,6 +243,10 @@ AssessmentFile parseAssessment(const QByteArray &json)
     file.assessment.settings = settings;
     if (questions.isEmpty())
         reader.fail(QStringLiteral("'questions' is a list of at least one question"));
+    else if (file.assessment.firstNumber < 0 || file.assessment.firstNumber > questions.size())
+        reader.fail(QStringLiteral("'startingQuestionNumber' is 0 to %1, no more than there are "
+                                   "questions")
+                        .arg(questions.size()));
     file.error = reader.error();
     for (int i = 0; i < questions.size() && file.error.isEmpty(); ++i) {
         Reader questionReader(QStringLiteral("question %1").arg(i + 1), questions.at(i).toObject());
