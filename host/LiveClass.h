@@ -224,7 +224,8 @@ public Q_SLOTS:
     /// Asks a question with words of its own, `kind` is a `Tarvo::PollType::POLL_TYPE` that has a question;
     /// `options` are the choices' texts, labelled A, B, C ... (the scale's and the sort's, too).
     Tarvo::Operation ask(const QString &text, int kind, const QStringList &options = {});
-    /// Starts an assessment on every device that is present, and on those that come later.
+    /// Starts an assessment on every device that is present, and on those that come later. The id of
+    /// each of its questions ends with a hyphen and the question's number.
     Tarvo::Operation startAssessment(const Tarvo::Assessment &assessment);
     /// Ends what is running, after lifting a pause.
     Tarvo::Operation stopActivity();

@@ -230,6 +230,9 @@ void tst_LiveClass::assessmentIsAnsweredQuestionByQuestion()
             : 0;
     };
     QTRY_COMPARE_WITH_TIMEOUT(answersToTheSecond(), 5, ClassStage::LIMIT_MS);
+    const QStringList ids = lesson.texts(lesson.host->results(), LiveClass::QuestionRole);
+    QVERIFY2(ids.first().endsWith(u"-1"_s), qPrintable(ids.first()));
+    QVERIFY2(ids.last().endsWith(u"-2"_s), qPrintable(ids.last()));
     QVERIFY(ClassStage::succeeds(lesson.host->stopActivity()));
     QCOMPARE(lesson.classroom.received(u"assessmentStop"_s, 5).size(), 5);
 }
