@@ -158,7 +158,9 @@ void Program::takeScript()
 void Program::takeInput()
 {
     showPrompt();
-    m_terminal.setCompletion([this](const QString &line) { return candidates(line); });
+    m_terminal.setCompletion([this](const QString &line) {
+        return Candidates{wordBegin(line), completions(line, m_lesson->learnerNames())};
+    });
     if (m_terminal.openPrompt())
         m_terminal.print(QStringLiteral("Type help for the commands, quit to leave."));
     m_input = std::make_unique<Input>(m_terminal);
@@ -183,11 +185,6 @@ void Program::lineTyped(const QString &text)
     if (!std::holds_alternative<Commands::Quit>(line->command))
         m_isMeant = false;
     m_runner->add(*line);
-}
-
-QStringList Program::candidates(const QString &lineUpToCursor) const
-{
-    return completions(lineUpToCursor, m_lesson->learnerNames());
 }
 
 void Program::inputEnded()

@@ -51,7 +51,6 @@ private:
     void takeScript();
     void takeInput();
     void showPrompt();
-    QStringList candidates(const QString &lineUpToCursor) const;
     void lineTyped(const QString &text);
     void inputEnded();
     void commandStarted(const ScriptLine &line);

@@ -55,10 +55,11 @@ void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line
     }
 }
 
-QStringList candidates(const QString &lineUpToCursor)
+Candidates candidates(const QString &lineUpToCursor)
 {
     const QStringList words{u"learners"_s, u"poll"_s, u"pause"_s, u"prompt"_s, u"proceed"_s};
-    return words.filter(QRegularExpression(u"^"_s + lineUpToCursor.section(u' ', -1)));
+    const int begin = lineUpToCursor.lastIndexOf(u' ') + 1;
+    return {begin, words.filter(QRegularExpression(u"^"_s + lineUpToCursor.mid(begin)))};
 }
 
 } // namespace

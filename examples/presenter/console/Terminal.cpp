@@ -151,11 +151,6 @@ void Terminal::setPrompt(const QString &prompt)
     showInput();
 }
 
-void Terminal::setCompletion(std::function<QStringList(const QString &)> candidates)
-{
-    m_editor.completion = std::move(candidates);
-}
-
 void Terminal::showInput()
 {
     const QMutexLocker lock(&m_mutex);

@@ -8,7 +8,6 @@
 #include <QtCore/QObject>
 #include <QtCore/QStringList>
 
-#include <functional>
 #include <optional>
 
 namespace Host
@@ -45,8 +44,8 @@ public:
     void setPrompt(const QString &prompt);
     // Throws away a half-typed line; false when nothing was typed.
     bool clearLine() { return m_editor.clear(); }
-    // What Tab offers for the word at the cursor, given the line up to the cursor: whole words.
-    void setCompletion(std::function<QStringList(const QString &lineUpToCursor)> candidates);
+    // What Tab offers.
+    void setCompletion(Completion completion) { m_editor.completion = std::move(completion); }
 
     // What stands above the prompt and changes in place; nothing is shown without a prompt.
     void setBlock(const QStringList &lines);
