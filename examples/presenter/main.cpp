@@ -91,7 +91,7 @@ int main(int argc, char *argv[])
         parseOptions(QCoreApplication::arguments(), qEnvironmentVariable("TARVO_PASSWORD"),
                      isatty(STDIN_FILENO) != 0);
     if (parsed.action == ParsedOptions::ShowHelp) {
-        terminal.print(parsed.text.trimmed());
+        terminal.print(parsed.text.trimmed().split(QLatin1Char('\n')));
         return ExitCode::Success;
     }
     if (parsed.action == ParsedOptions::Refuse)

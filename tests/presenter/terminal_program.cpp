@@ -48,6 +48,8 @@ void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line
         terminal.closePrompt();
         terminal.print(u"closed"_s);
         QCoreApplication::exit(3);
+    } else if (line == u"colour"_s) {
+        terminal.print(u"a\x1b[31mb"_s);
     } else if (line == u"prompt"_s) {
         terminal.setPrompt(u"class> "_s);
     } else {

@@ -34,6 +34,8 @@ public:
     // After the process was stopped and continued, or the window has changed its size.
     void restore();
 
+    // A line of the caller is broken at blanks where it is wider than the terminal, and nowhere else.
+    // Control characters become blanks: much of what is printed comes from learners and the service.
     void print(const QString &line) { print(QStringList{line}); }
     void print(const QStringList &lines);
     // Goes to standard error.
@@ -52,7 +54,6 @@ public:
 
     // For lines that are to fit: the width of the terminal that standard output goes to, or 80.
     int columns() const;
-    int rows() const; // and its height, or 24
     BarStyle barStyle() const { return m_barStyle; }
 
     LineEditor &editor() { return m_editor; }

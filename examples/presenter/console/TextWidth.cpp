@@ -55,6 +55,29 @@ QString elided(const QString &text, int columns)
     return fitting(text, columns - 1) + QChar(0x2026);
 }
 
+QStringList wrapped(const QString &text, int columns)
+{
+    const QLatin1Char blank(' ');
+    QStringList lines;
+    QString rest = text;
+    while (textWidth(rest) > columns) {
+        const int room = fitting(rest, columns).size();
+        int end = rest.lastIndexOf(blank, room);
+        if (rest.leftRef(qMax(0, end)).trimmed().isEmpty()) // blanks before the first word are no place
+            end = rest.indexOf(blank, room);
+        if (end < 0)
+            break;
+        int next = end;
+        while (next < rest.size() && rest.at(next) == blank)
+            ++next;
+        while (end > 0 && rest.at(end - 1) == blank)
+            --end;
+        lines.append(rest.left(end));
+        rest.remove(0, next);
+    }
+    return rest.isEmpty() && !lines.isEmpty() ? lines : lines << rest;
+}
+
 QString padded(const QString &text, int columns)
 {
     return text + QString(qMax(0, columns - textWidth(text)), QLatin1Char(' '));

@@ -3,7 +3,6 @@
 #include "CommandParser.h"
 #include "FailureText.h"
 #include "console/Terminal.h"
-#include "console/TextWidth.h"
 #include "lesson/AssessmentFile.h"
 #include "lesson/Learners.h"
 
@@ -178,7 +177,7 @@ void Lesson::run(const Commands::StartPoll &poll, const Done &done)
 void Lesson::run(const Commands::Ask &question, const Done &done)
 {
     begin(
-        {QStringLiteral("Question"), {printable(question.text)}, 1, {}},
+        {QStringLiteral("Question"), {question.text}, 1, {}},
         [this, question] { return m_live.ask(question.text, question.kind, question.options); },
         done);
 }
@@ -188,13 +187,13 @@ void Lesson::run(const Commands::StartAssessment &assessment, const Done &done)
     const AssessmentFile file = readAssessment(assessment.file);
     if (!file.error.isEmpty())
         return done(file.error);
-    Asked asked{QStringLiteral("Assessment %1").arg(printable(file.assessment.title)).trimmed(),
+    Asked asked{QStringLiteral("Assessment %1").arg(file.assessment.title).trimmed(),
                 {},
                 file.assessment.firstNumber,
                 {}};
     for (const Tarvo::AssessmentQuestion &question : file.assessment.questions) {
         asked.questions.append(QStringLiteral("%1. %2").arg(
-            QString::number(asked.questions.size() + 1), printable(question.text)));
+            QString::number(asked.questions.size() + 1), question.text));
     }
     begin(
         asked, [this, file] { return m_live.startAssessment(file.assessment); }, done);

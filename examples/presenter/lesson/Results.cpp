@@ -117,7 +117,7 @@ QStringList resultLines(const QAbstractItemModel &results, const Asked &asked, i
         lines += renderBars(question.rows, question.respondents, columns, style);
     }
     for (QString &line : lines)
-        line = elided(line, qMax(1, columns));
+        line = elided(printable(line), qMax(1, columns));
     return lines;
 }
 
