@@ -232,9 +232,15 @@ void Program::commandFailed(const ScriptLine &line, const QString &why)
 
 void Program::screenChanged()
 {
-    m_terminal.restore();
+    m_terminal.fitToWindow();
     if (m_lesson)
         m_lesson->redraw();
+}
+
+void Program::continued()
+{
+    m_terminal.restore();
+    screenChanged(); // perhaps meanwhile
 }
 
 // The last one is done, or was quit.
@@ -265,12 +271,11 @@ void Program::interrupt()
     leave(ExitCode::Success);
 }
 
+// A window that is closed tells it more than once, by the shell and by the system: that is not to give
+// up, and the end does not take for ever.
 void Program::terminate()
 {
-    if (m_isLeaving)
-        giveUp();
-    else
-        leave(m_lesson ? ExitCode::Success : ExitCode::Interrupted);
+    leave(m_lesson ? ExitCode::Success : ExitCode::Interrupted);
 }
 
 bool Program::isMeant(const QString &howTo)
@@ -351,6 +356,8 @@ void Program::signOut()
 // At once: deleting the class would wait for it.
 void Program::giveUp()
 {
+    if (m_lesson)
+        m_lesson->wrapUp();
     m_terminal.closePrompt();
     if (m_lesson && !m_isOver) {
         complain(describeUnconfirmedStop());

@@ -38,6 +38,8 @@ public:
     // The system wants the program to end.
     void terminate();
     void screenChanged();
+    // After Ctrl-Z, or whatever has stopped the process.
+    void continued();
 
 private:
     void setUpClass(const QList<QSslCertificate> &roots);

@@ -74,6 +74,7 @@ int runProgram(const Options &options, const Script &script,
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
     QObject::connect(&signalPipe, &SignalPipe::terminated, &program, &Program::terminate);
     QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);
+    QObject::connect(&signalPipe, &SignalPipe::continued, &program, &Program::continued);
     QTimer::singleShot(0, &program, &Program::start);
     return QCoreApplication::exec();
 }

@@ -90,6 +90,7 @@ int main(int argc, char *argv[])
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &terminal, [&] {
         terminal.print(terminal.clearLine() ? u"thrown away"_s : u"interrupted"_s);
     });
-    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &terminal, &Terminal::restore);
+    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &terminal, &Terminal::fitToWindow);
+    QObject::connect(&signalPipe, &SignalPipe::continued, &terminal, &Terminal::restore);
     return QCoreApplication::exec();
 }

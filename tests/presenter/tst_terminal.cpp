@@ -19,6 +19,7 @@ private Q_SLOTS:
     void promptClosesInsideOfASearch_data();
     void promptClosesInsideOfASearch();
     void terminalIsSetUpAgainAfterwards();
+    void whatTheShellWroteStays();
     void newSizeIsDrawn();
     void passwordIsNotShown_data();
     void passwordIsNotShown();
@@ -207,6 +208,15 @@ void tst_Terminal::terminalIsSetUpAgainAfterwards()
     QTRY_COMPARE(program.modes(), tcflag_t(ISIG));
     program.type("c\r");
     VERIFY_SCREEN(program, u"got 'abc'\n> |"_s);
+}
+
+void tst_Terminal::whatTheShellWroteStays()
+{
+    Program program;
+    program.type("bars\rab");
+    VERIFY_SCREEN(program, u"A ###\nB #\n> ab|"_s);
+    program.signal(SIGCONT);
+    VERIFY_SCREEN(program, u"A ###\nB #\nA ###\nB #\n> ab|"_s);
 }
 
 void tst_Terminal::newSizeIsDrawn()

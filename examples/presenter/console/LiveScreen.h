@@ -26,6 +26,8 @@ public:
     QString redraw() { return print({}); }
     // Block and prompt alone, at the top.
     QString clear();
+    // Somebody else has written below: block and prompt are drawn there, and what stands above stays.
+    void forget() { m_drawnAbove = 0; }
     // Takes block and prompt off, for good.
     QString leave();
 

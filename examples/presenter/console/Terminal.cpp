@@ -96,7 +96,7 @@ Terminal::~Terminal()
 bool Terminal::openPrompt()
 {
     m_hasPrompt = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && m_editor.open();
-    restore();
+    fitToWindow();
     return m_hasPrompt;
 }
 
@@ -112,9 +112,16 @@ void Terminal::closePrompt()
 
 void Terminal::restore()
 {
-    if (!m_hasPrompt)
-        return;
     m_editor.resume();
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_screen.forget();
+    }
+    fitToWindow();
+}
+
+void Terminal::fitToWindow()
+{
     const QMutexLocker lock(&m_mutex);
     const winsize window = windowOf(STDOUT_FILENO);
     m_screen.setSize(window.ws_col, window.ws_row);

@@ -31,7 +31,9 @@ public:
     bool hasPrompt() const { return m_hasPrompt; }
     // Gives the terminal back as it was. Also done by the destructor.
     void closePrompt();
-    // After the process was stopped and continued, or the window has changed its size.
+    // After the window has changed its size.
+    void fitToWindow();
+    // After the process was stopped and continued.
     void restore();
 
     // A line of the caller is broken at blanks where it is wider than the terminal, and nowhere else.

@@ -63,7 +63,9 @@ QStringList wrapped(const QString &text, int columns)
     while (textWidth(rest) > columns) {
         const int room = fitting(rest, columns).size();
         int end = rest.lastIndexOf(blank, room);
-        if (rest.leftRef(qMax(0, end)).trimmed().isEmpty()) // blanks before the first word are no place
+        if (rest.leftRef(qMax(0, end))
+                .trimmed()
+                .isEmpty()) // blanks before the first word are no place
             end = rest.indexOf(blank, room);
         if (end < 0)
             break;
