@@ -135,12 +135,13 @@ void Lesson::repeatWhenBack(const std::function<Operation()> &call, const Done &
     look();
 }
 
-void Lesson::begin(const Asked &asked, const std::function<Operation()> &call, const Done &done)
+void Lesson::begin(const Asked &asked, const std::function<Operation()> &call, const Done &done,
+                   const Well &well)
 {
     if (isRunning())
         return done(IS_RUNNING);
     m_next = asked;
-    follow(call, done);
+    follow(call, done, well);
 }
 
 void Lesson::activityChanged()
@@ -160,10 +161,9 @@ void Lesson::run(const Commands::StartPoll &poll, const Done &done)
     if (isRunning())
         return done(IS_RUNNING);
     const QString kind = Tarvo::PollType::POLL_TYPE_STR().value(poll.kind);
-    const Image image = std::exchange(m_image, {});
     begin(
         {QStringLiteral("Poll %1").arg(kind), {QString()}, 1, {}},
-        [this, poll, image] {
+        [this, poll, image = m_image] {
             const auto [type, ordinals, count] = poll;
             if (!image.png.isEmpty())
                 return m_live.startPollWithImage(type, ordinals, count, image.png);
@@ -179,7 +179,7 @@ void Lesson::run(const Commands::Ask &question, const Done &done)
     begin(
         {QStringLiteral("Question"), {question.text}, 1, {}},
         [this, question] { return m_live.ask(question.text, question.kind, question.options); },
-        done);
+        done, [this] { m_image = {}; });
 }
 
 void Lesson::run(const Commands::StartAssessment &assessment, const Done &done)
@@ -308,13 +308,16 @@ void Lesson::run(const Commands::ShowCard &, const Done &done)
 {
     if (!m_image.isSet())
         return done(QStringLiteral("There is no image to show; set one with image FILE."));
-    const Image image = std::exchange(m_image, {});
     follow(
-        [=] {
+        [this, image = m_image] {
             return image.url.isEmpty() ? m_live.showImage(image.png)
                                        : m_live.showImageAt(image.url);
         },
-        done, [this] { m_terminal.print(QStringLiteral("Shown to %1.").arg(toEverybody())); });
+        done,
+        [this] {
+            m_image = {};
+            m_terminal.print(QStringLiteral("Shown to %1.").arg(toEverybody()));
+        });
 }
 
 // ---- Learners ------------------------------------------------------------------------------------

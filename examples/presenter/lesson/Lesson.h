@@ -72,7 +72,8 @@ private:
     void follow(const std::function<Operation()> &call, const Done &done, const Well &well = {});
     void repeatWhenBack(const std::function<Operation()> &call, const Done &done, const Well &well);
     // The same for what begins an activity.
-    void begin(const Asked &asked, const std::function<Operation()> &call, const Done &done);
+    void begin(const Asked &asked, const std::function<Operation()> &call, const Done &done,
+               const Well &well = {});
     void upload(const QString &file, const Done &done, const Well &well);
 
     void activityChanged();
