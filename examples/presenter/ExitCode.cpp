@@ -14,7 +14,8 @@ struct ExitCodeRow {
 constexpr ExitCodeRow EXIT_CODE_ROWS[] = {
     {ExitCode::Success,
      "the session was opened, and the service has confirmed that it has stopped: on quit, at the "
-     "end of the script, the input or --duration, on Ctrl-C, SIGTERM or the remote's \"stopSession\""},
+     "end of the script, the input or --duration, on Ctrl-C, SIGTERM or the remote's "
+     "\"stopSession\""},
     {ExitCode::Failed,
      "something failed, or the service did not confirm that the session has stopped; standard "
      "error says what"},
