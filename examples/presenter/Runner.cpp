@@ -54,7 +54,7 @@ void Runner::add(const ScriptLine &line)
     m_lines.enqueue(line);
     runNext();
     if (!m_lines.isEmpty() && !m_isStarting)
-        emit queued(m_lines.size());
+        emit queued();
 }
 
 void Runner::endOfCommands()
@@ -66,17 +66,16 @@ void Runner::endOfCommands()
 void Runner::clear()
 {
     m_lines.clear();
+    m_performing.reset();
     m_waiting.reset();
     m_condition = nullptr;
     m_timer.stop();
-    m_isGivenUp = isBusy();
     m_isComplete = false;
 }
 
 int Runner::pending() const
 {
-    const bool isUnderWay = m_waiting || (m_performing && !m_isGivenUp);
-    return m_lines.size() + (isUnderWay ? 1 : 0);
+    return m_lines.size() + (isFree() ? 0 : 1);
 }
 
 void Runner::runNext()
@@ -146,10 +145,8 @@ void Runner::performed(int number, const std::optional<QString> &error)
         return;
     const ScriptLine line = *m_performing;
     m_performing.reset();
-    const bool isTold = !std::exchange(m_isGivenUp, false);
-    if (error && isTold)
+    if (error)
         emit failed(line, *error);
-    emit idle();
     runNext();
 }
 
