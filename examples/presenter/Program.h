@@ -45,6 +45,7 @@ private:
     void setUpClass(const QList<QSslCertificate> &roots);
     Tarvo::Operation signIn();
     void startClass();
+    void cameNotIn(const Tarvo::Failure &failure);
     void classOpened();
     void classEnded(Tarvo::Failure::Reason reason);
     void stateChanged();

@@ -67,7 +67,7 @@ int runProgram(const Options &options, const Script &script,
 {
     Diagnostics::Sink sink;
     if (options.verbose)
-        sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
+        sink = [&terminal](const QString &line) { terminal.complain(line); };
     const Diagnostics diagnostics(sink);
     Program program(options, script, furtherRoots, terminal);
     const SignalPipe signalPipe;

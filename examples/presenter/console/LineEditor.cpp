@@ -219,9 +219,9 @@ bool LineEditor::waitForKeys()
     show();
     QEventLoop loop;
     m_waiting = &loop;
-    const bool isOver = loop.exec() != 0; // the application ends
+    loop.exec();
     m_waiting = nullptr;
-    return !isOver && !m_isClosing && !m_keys.empty();
+    return !m_isClosing && !m_keys.empty(); // no keys: the application ends
 }
 
 // ---- The line ------------------------------------------------------------------------------------

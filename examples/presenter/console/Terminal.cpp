@@ -146,11 +146,6 @@ void Terminal::complain(const QString &line)
         redraw();
 }
 
-void Terminal::diagnostic(const QString &line)
-{
-    complain(line);
-}
-
 void Terminal::setBlock(const QStringList &lines)
 {
     const QMutexLocker lock(&m_mutex);

@@ -16,7 +16,7 @@ namespace Host
 // Everything that the program shows. On a terminal with a prompt, lines scroll above a live block and
 // the line being typed; everywhere else they are written one after another as they come.
 //
-// Used from the main thread, but for diagnostic(), which any thread may call.
+// Used from the main thread, but for complain(), which any thread may call.
 class Terminal : public QObject
 {
     Q_OBJECT
@@ -42,7 +42,6 @@ public:
     void print(const QStringList &lines);
     // Goes to standard error.
     void complain(const QString &line);
-    void diagnostic(const QString &line);
 
     // What the line being typed begins with, "> " unless told otherwise.
     void setPrompt(const QString &prompt);
