@@ -239,7 +239,7 @@ void tst_PresenterPrompt::givingUpEndsAtOnce()
     QVERIFY(presenter.shows(
         u"tarvo-presenter: The service did not confirm that the\r\n"
         "session has stopped.\r\n"
-        "tarvo-presenter: It may still be open there; on this\r\n"
+        "\rtarvo-presenter: It may still be open there; on this\r\n"
         "computer the class has ended.\r\n"_s));
     QVERIFY(!presenter.screen().contains(u"Session stopped."_s));
 }

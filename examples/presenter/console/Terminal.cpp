@@ -48,9 +48,13 @@ QStringList rowsFor(int stream, const QStringList &lines)
     return rows;
 }
 
-QString asText(const QStringList &rows)
+// The rows for a stream that has no prompt, over the "^C" that a terminal may have echoed.
+QString asText(int stream, const QStringList &rows)
 {
-    return rows.isEmpty() ? QString() : rows.join(QLatin1Char('\n')) + QLatin1Char('\n');
+    QString text;
+    for (const QString &row : rows)
+        text += row + QLatin1Char('\n');
+    return isatty(stream) ? QLatin1Char('\r') + text : text;
 }
 
 BarStyle styleOfTerminal()
@@ -132,7 +136,7 @@ void Terminal::print(const QStringList &lines)
 {
     const QMutexLocker lock(&m_mutex);
     const QStringList rows = rowsFor(STDOUT_FILENO, lines);
-    writeOut(m_hasPrompt ? m_screen.print(rows) : asText(rows));
+    writeOut(m_hasPrompt ? m_screen.print(rows) : asText(STDOUT_FILENO, rows));
 }
 
 void Terminal::complain(const QString &line)
@@ -141,7 +145,7 @@ void Terminal::complain(const QString &line)
     // Both streams may go to the same place: what was written before has to stand before it.
     if (m_hasPrompt)
         writeOut(m_screen.leave());
-    writeAll(STDERR_FILENO, asText(rowsFor(STDERR_FILENO, {line})).toUtf8());
+    writeAll(STDERR_FILENO, asText(STDERR_FILENO, rowsFor(STDERR_FILENO, {line})).toUtf8());
     if (m_hasPrompt)
         redraw();
 }
