@@ -43,15 +43,22 @@ QString fitting(const QString &text, int columns)
 {
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     int end = 0;
-    while (finder.toNextBoundary() > 0 && textWidth(text.left(finder.position())) <= columns)
+    int width = 0;
+    while (finder.toNextBoundary() > 0) {
+        width += textWidth(text.mid(end, finder.position() - end));
+        if (width > columns)
+            break;
         end = finder.position();
+    }
     return text.left(end);
 }
 
 QString elided(const QString &text, int columns)
 {
-    if (columns <= 0 || textWidth(text) <= columns)
-        return fitting(text, columns);
+    if (columns <= 0)
+        return QString();
+    if (textWidth(text) <= columns)
+        return text;
     return fitting(text, columns - 1) + QChar(0x2026);
 }
 
