@@ -236,11 +236,10 @@ void tst_PresenterPrompt::givingUpEndsAtOnce()
     presenter.type("\x03");
     QCOMPARE(presenter.ended(), 1);
     QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
-    QVERIFY(presenter.shows(
-        u"tarvo-presenter: The service did not confirm that the\r\n"
-        "session has stopped.\r\n"
-        "\rtarvo-presenter: It may still be open there; on this\r\n"
-        "computer the class has ended.\r\n"_s));
+    QVERIFY(presenter.shows(u"tarvo-presenter: The service did not confirm that the\r\n"
+                            "session has stopped.\r\n"
+                            "\rtarvo-presenter: It may still be open there; on this\r\n"
+                            "computer the class has ended.\r\n"_s));
     QVERIFY(!presenter.screen().contains(u"Session stopped."_s));
 }
 

@@ -15,7 +15,6 @@ class LiveScreen
 {
 public:
     void setSize(int columns, int rows);
-    int columns() const { return m_columns; }
 
     void setBlock(const QStringList &lines) { m_block = lines; }
     void setInput(const QString &prompt, const QString &text, int cursor);
