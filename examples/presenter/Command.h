@@ -60,7 +60,7 @@ struct StartAssessment {
     QString file;
 };
 struct SendMessage {
-    QString learner; // as Roster::find takes it; empty: all
+    QString learner; // as findLearner() takes it; empty: all
     QString text;
     bool review;
     bool dismissible;

@@ -71,6 +71,11 @@ ParsedCommand empty(const char *what)
     return wrong(QStringLiteral("%1 is empty.").arg(QLatin1String(what)));
 }
 
+QString listOf(const QStringList &words)
+{
+    return words.join(QStringLiteral(", "));
+}
+
 // "1 to 26 options", "2 or 3 options".
 QString optionsInWords(const CountRange &range)
 {
@@ -98,8 +103,8 @@ ParsedCommand parseHelp(const QStringList &words)
 
 ParsedCommand noSuchKind(const QString &word)
 {
-    return wrong(
-        QStringLiteral("There is no kind of poll '%1'; there are %2.").arg(word, allKinds()));
+    return wrong(QStringLiteral("There is no kind of poll '%1'; there are %2.")
+                     .arg(word, listOf(kindWords())));
 }
 
 ParsedCommand wrongCount(const StartPoll &poll, const CountRange &range, const QString &word)
@@ -107,10 +112,10 @@ ParsedCommand wrongCount(const StartPoll &poll, const CountRange &range, const Q
     if (range.most == 0) {
         return wrong(QStringLiteral("A %1 poll has no options: leave COUNT out or let it be 0, "
                                     "not '%2'.")
-                         .arg(inWords(poll.kind), word));
+                         .arg(wordFor(poll.kind), word));
     }
     return wrong(QStringLiteral("A %1 poll labelled %2 takes %3, not '%4'.")
-                     .arg(inWords(poll.kind), inWords(poll.ordinal), optionsInWords(range), word));
+                     .arg(wordFor(poll.kind), wordFor(poll.ordinal), optionsInWords(range), word));
 }
 
 ParsedCommand parsePoll(const QStringList &words)
@@ -123,7 +128,7 @@ ParsedCommand parsePoll(const QStringList &words)
         labels = labelsNamed(words.at(1));
         if (!labels) {
             return wrong(QStringLiteral("There are no labels '%1'; there are %2.")
-                             .arg(words.at(1), allLabels()));
+                             .arg(words.at(1), listOf(labelWords())));
         }
     }
     StartPoll poll{*kind, labels.value_or(usualLabels(*kind)), usualCount(*kind, labels)};
@@ -148,12 +153,12 @@ QString wrongOptions(const Ask &ask)
         return QString();
     if (range.most == 0) {
         return QStringLiteral("A %1 question takes no options, not %2.")
-            .arg(inWords(ask.kind), QString::number(count));
+            .arg(wordFor(ask.kind), QString::number(count));
     }
     if (count >= range.least && count <= range.most)
         return QString();
     return QStringLiteral("A %1 question takes %2%3, not %4.")
-        .arg(inWords(ask.kind), optionsInWords(range),
+        .arg(wordFor(ask.kind), optionsInWords(range),
              knowsItsOptions(ask.kind) ? QStringLiteral(", or none for its own") : QString(),
              QString::number(count));
 }
@@ -167,7 +172,7 @@ ParsedCommand parseAsk(const QStringList &words)
     if (kind && !isAskable(*kind)) {
         return wrong(QStringLiteral("A %1 poll has no words of its own: use poll for it, or name "
                                     "one of %2.")
-                         .arg(inWords(*kind), askableKinds()));
+                         .arg(wordFor(*kind), listOf(askableKindWords())));
     }
     if (kind)
         ask.options.removeFirst();

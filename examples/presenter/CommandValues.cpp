@@ -93,31 +93,9 @@ std::optional<Key> valueNamed(const QMap<Key, QString> &names, const QString &wo
     return std::nullopt;
 }
 
-QString spelt(const QString &name)
-{
-    const QString word = hyphenated(name);
-    return word == name ? name : QStringLiteral("%1 (or \"%2\")").arg(word, name);
-}
-
 QStringList eachHyphenated(QStringList names)
 {
     std::transform(names.begin(), names.end(), names.begin(), &hyphenated);
-    return names;
-}
-
-QString allSpelt(QStringList names)
-{
-    std::transform(names.begin(), names.end(), names.begin(), &spelt);
-    return names.join(QStringLiteral(", "));
-}
-
-QStringList askableNames()
-{
-    QStringList names;
-    for (const KindRow &row : KIND_ROWS) {
-        if (row.isAskable)
-            names.append(PollType::POLL_TYPE_STR().value(row.kind));
-    }
     return names;
 }
 
@@ -133,14 +111,14 @@ std::optional<OrdinalType::ORDINAL_TYPE> labelsNamed(const QString &word)
     return valueNamed(OrdinalType::ORDINAL_TYPE_STR(), word);
 }
 
-QString inWords(PollType::POLL_TYPE kind)
+QString wordFor(PollType::POLL_TYPE kind)
 {
-    return spelt(PollType::POLL_TYPE_STR().value(kind));
+    return hyphenated(PollType::POLL_TYPE_STR().value(kind));
 }
 
-QString inWords(OrdinalType::ORDINAL_TYPE labels)
+QString wordFor(OrdinalType::ORDINAL_TYPE labels)
 {
-    return spelt(OrdinalType::ORDINAL_TYPE_STR().value(labels));
+    return hyphenated(OrdinalType::ORDINAL_TYPE_STR().value(labels));
 }
 
 QStringList kindWords()
@@ -150,27 +128,17 @@ QStringList kindWords()
 
 QStringList askableKindWords()
 {
-    return eachHyphenated(askableNames());
+    QStringList words;
+    for (const KindRow &row : KIND_ROWS) {
+        if (row.isAskable)
+            words.append(wordFor(row.kind));
+    }
+    return words;
 }
 
 QStringList labelWords()
 {
     return eachHyphenated(OrdinalType::ORDINAL_TYPE_STR().values());
-}
-
-QString allKinds()
-{
-    return allSpelt(PollType::POLL_TYPE_STR().values());
-}
-
-QString askableKinds()
-{
-    return allSpelt(askableNames());
-}
-
-QString allLabels()
-{
-    return allSpelt(OrdinalType::ORDINAL_TYPE_STR().values());
 }
 
 OrdinalType::ORDINAL_TYPE usualLabels(PollType::POLL_TYPE kind)

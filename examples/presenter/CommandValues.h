@@ -16,19 +16,12 @@ namespace Host
 std::optional<Tarvo::PollType::POLL_TYPE> kindNamed(const QString &word);
 std::optional<Tarvo::OrdinalType::ORDINAL_TYPE> labelsNamed(const QString &word);
 
-// Each name with all its spellings, as in: math-formula (or "math formula").
-QString inWords(Tarvo::PollType::POLL_TYPE kind);
-QString inWords(Tarvo::OrdinalType::ORDINAL_TYPE labels);
-
 // The names as they are typed without quotes.
+QString wordFor(Tarvo::PollType::POLL_TYPE kind);
+QString wordFor(Tarvo::OrdinalType::ORDINAL_TYPE labels);
 QStringList kindWords();
 QStringList askableKindWords();
 QStringList labelWords();
-
-// The same for messages, with all spellings.
-QString allKinds();
-QString askableKinds();
-QString allLabels();
 
 // What a teacher most likely means by a kind of poll alone, and by a kind with labels.
 Tarvo::OrdinalType::ORDINAL_TYPE usualLabels(Tarvo::PollType::POLL_TYPE kind);

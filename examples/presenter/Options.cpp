@@ -1,5 +1,7 @@
 #include "Options.h"
 
+#include "console/TextWidth.h"
+
 #include <QtCore/QCommandLineParser>
 
 namespace Host
@@ -30,16 +32,14 @@ constexpr OptionRow OPTION_ROWS[] = {
     {"user", "NAME", "who signs in"},
     {"password", "TEXT",
      "the password, which other users of the machine can read in the process list; rather put it "
-     "into "
-     "the environment as TARVO_PASSWORD, or type it when the terminal asks"},
+     "into the environment as TARVO_PASSWORD, or type it when the terminal asks"},
     {"transport", "NAME",
      "websocket, xhr-streaming or xhr-polling, instead of what the service prefers"},
     {"compatible-transport", nullptr,
      "the transport that every version of the library knows, instead of the robust one"},
     {"duration", "SECONDS",
      "ends the session after this time, counted from when it is open; fractions are fine, and a "
-     "week "
-     "(604800) is the most"},
+     "week (604800) is the most"},
     {"script", "FILE",
      "runs the commands in the file; the session ends behind the last one, or after --duration"},
     {"ca", "FILE", "trusts the root certificates in the file (PEM or DER) as well as the system's"},
@@ -51,33 +51,17 @@ constexpr OptionRow OPTION_ROWS[] = {
 
 constexpr int HELP_COLUMNS = 79;
 
-// The words of a text in lines of at most so many columns, as one text.
-QString wrapped(const QString &text, int columns, const QString &indent)
-{
-    QString lines;
-    int length = 0;
-    const QStringList words = text.split(QLatin1Char(' '));
-    for (const QString &word : words) {
-        const bool fits = length + 1 + word.size() <= columns;
-        if (length > 0)
-            lines.append(fits ? QStringLiteral(" ") : QLatin1Char('\n') + indent);
-        length = length > 0 && fits ? length + 1 + word.size() : word.size();
-        lines.append(word);
-    }
-    return lines;
-}
-
 QString tableText(const QVector<HelpRow> &rows)
 {
     int widest = 0;
     for (const HelpRow &row : rows)
         widest = qMax(widest, row.name.size());
-    const QString indent(widest + 4, QLatin1Char(' '));
+    const QString nextLine = QLatin1Char('\n') + QString(widest + 4, QLatin1Char(' '));
     QString text;
     for (const HelpRow &row : rows) {
         text += QStringLiteral("  %1  %2\n")
                     .arg(row.name.leftJustified(widest),
-                         wrapped(row.help, HELP_COLUMNS - indent.size(), indent));
+                         wrapped(row.help, HELP_COLUMNS + 1 - nextLine.size()).join(nextLine));
     }
     return text;
 }

@@ -28,6 +28,12 @@ constexpr int QUEUE_MS = 200;
 
 const QLatin1String HOW_TO_LEAVE("Ctrl-C or Ctrl-D again, or quit, ends the session.");
 
+QString inWords(int commands)
+{
+    return commands == 1 ? QStringLiteral("1 command")
+                         : QStringLiteral("%1 commands").arg(commands);
+}
+
 } // namespace
 
 Program::Program(Options options, Script script, const QList<QSslCertificate> &roots,
@@ -74,12 +80,7 @@ Tarvo::Operation Program::signIn()
 {
     const Tarvo::Operation operation =
         m_live.signIn(m_options.server.toString(), m_options.user, m_options.password);
-    operation.then(this, {}, [this](const Failure &failure) {
-        if (m_isLeaving)
-            return;
-        complain(describe(failure, m_options.server.toString()));
-        leave(ExitCode::Failed);
-    });
+    operation.then(this, {}, [this](const Failure &failure) { cameNotIn(failure); });
     return operation;
 }
 
@@ -88,13 +89,15 @@ void Program::startClass()
     if (m_isLeaving)
         return;
     m_live.start().then(
-        this, [this] { classOpened(); },
-        [this](const Failure &failure) {
-            if (m_isLeaving)
-                return;
-            complain(describe(failure, m_options.server.toString()));
-            leave(ExitCode::Failed);
-        });
+        this, [this] { classOpened(); }, [this](const Failure &failure) { cameNotIn(failure); });
+}
+
+void Program::cameNotIn(const Failure &failure)
+{
+    if (m_isLeaving)
+        return;
+    complain(describe(failure, m_options.server.toString()));
+    leave(ExitCode::Failed);
 }
 
 void Program::classOpened()
@@ -158,7 +161,9 @@ void Program::takeScript()
 void Program::takeInput()
 {
     showPrompt();
-    m_terminal.setCompletion([this](const QString &line) { return candidates(line); });
+    m_terminal.setCompletion([this](const QString &line) {
+        return Candidates{wordBegin(line), completions(line, m_lesson->learnerNames())};
+    });
     if (m_terminal.openPrompt())
         m_terminal.print(QStringLiteral("Type help for the commands, quit to leave."));
     m_input = std::make_unique<Input>(m_terminal);
@@ -185,11 +190,6 @@ void Program::lineTyped(const QString &text)
     m_runner->add(*line);
 }
 
-QStringList Program::candidates(const QString &lineUpToCursor) const
-{
-    return completions(lineUpToCursor, m_lesson->learnerNames());
-}
-
 void Program::inputEnded()
 {
     if (m_isLeaving)
@@ -213,10 +213,8 @@ void Program::commandStarted(const ScriptLine &line)
 void Program::tellOfQueue()
 {
     const int waiting = m_runner->pending() - 1;
-    if (waiting == 1)
-        m_terminal.print(QStringLiteral("1 command waits"));
-    else if (waiting > 1)
-        m_terminal.print(QStringLiteral("%1 commands wait").arg(waiting));
+    if (waiting > 0)
+        m_terminal.print(inWords(waiting) + QLatin1String(waiting == 1 ? " waits" : " wait"));
 }
 
 void Program::commandFailed(const ScriptLine &line, const QString &why)
@@ -235,9 +233,15 @@ void Program::commandFailed(const ScriptLine &line, const QString &why)
 
 void Program::screenChanged()
 {
-    m_terminal.restore();
+    m_terminal.fitToWindow();
     if (m_lesson)
         m_lesson->redraw();
+}
+
+void Program::continued()
+{
+    m_terminal.restore();
+    screenChanged(); // perhaps meanwhile
 }
 
 // The last one is done, or was quit.
@@ -251,7 +255,7 @@ void Program::commandsEnded()
 void Program::timeIsUp()
 {
     if (const int pending = m_runner->pending(); pending > 0)
-        m_terminal.print(QStringLiteral("Time is up; %1 commands have not run.").arg(pending));
+        m_terminal.print(QStringLiteral("Time is up with %1 to go.").arg(inWords(pending)));
     leave(ExitCode::Success);
 }
 
@@ -268,12 +272,11 @@ void Program::interrupt()
     leave(ExitCode::Success);
 }
 
+// A window that is closed tells it more than once, by the shell and by the system: that is not to give
+// up, and the end does not take for ever.
 void Program::terminate()
 {
-    if (m_isLeaving)
-        giveUp();
-    else
-        leave(m_lesson ? ExitCode::Success : ExitCode::Interrupted);
+    leave(m_lesson ? ExitCode::Success : ExitCode::Interrupted);
 }
 
 bool Program::isMeant(const QString &howTo)
@@ -354,6 +357,8 @@ void Program::signOut()
 // At once: deleting the class would wait for it.
 void Program::giveUp()
 {
+    if (m_lesson)
+        m_lesson->wrapUp();
     m_terminal.closePrompt();
     if (m_lesson && !m_isOver) {
         complain(describeUnconfirmedStop());

@@ -38,11 +38,14 @@ public:
     // The system wants the program to end.
     void terminate();
     void screenChanged();
+    // After Ctrl-Z, or whatever has stopped the process.
+    void continued();
 
 private:
     void setUpClass(const QList<QSslCertificate> &roots);
     Tarvo::Operation signIn();
     void startClass();
+    void cameNotIn(const Tarvo::Failure &failure);
     void classOpened();
     void classEnded(Tarvo::Failure::Reason reason);
     void stateChanged();
@@ -51,7 +54,6 @@ private:
     void takeScript();
     void takeInput();
     void showPrompt();
-    QStringList candidates(const QString &lineUpToCursor) const;
     void lineTyped(const QString &text);
     void inputEnded();
     void commandStarted(const ScriptLine &line);

@@ -18,28 +18,6 @@ QString inSeconds(int milliseconds)
     return QString::number(milliseconds / MS_PER_S);
 }
 
-// What a command is to the runner.
-enum class Role {
-    ForPerformer,
-    Wait,
-    AwaitLearners,
-    AwaitResponses,
-    Quit
-};
-
-Role roleOf(const Command &command)
-{
-    if (std::holds_alternative<Commands::Wait>(command))
-        return Role::Wait;
-    if (std::holds_alternative<Commands::AwaitLearners>(command))
-        return Role::AwaitLearners;
-    if (std::holds_alternative<Commands::AwaitResponses>(command))
-        return Role::AwaitResponses;
-    if (std::holds_alternative<Commands::Quit>(command))
-        return Role::Quit;
-    return Role::ForPerformer;
-}
-
 } // namespace
 
 Runner::Runner(Performer &performer, QObject *parent) : QObject(parent), m_performer(performer)
@@ -54,7 +32,7 @@ void Runner::add(const ScriptLine &line)
     m_lines.enqueue(line);
     runNext();
     if (!m_lines.isEmpty() && !m_isStarting)
-        emit queued(m_lines.size());
+        emit queued();
 }
 
 void Runner::endOfCommands()
@@ -66,17 +44,16 @@ void Runner::endOfCommands()
 void Runner::clear()
 {
     m_lines.clear();
+    m_performing.reset();
     m_waiting.reset();
     m_condition = nullptr;
     m_timer.stop();
-    m_isGivenUp = isBusy();
     m_isComplete = false;
 }
 
 int Runner::pending() const
 {
-    const bool isUnderWay = m_waiting || (m_performing && !m_isGivenUp);
-    return m_lines.size() + (isUnderWay ? 1 : 0);
+    return m_lines.size() + (isFree() ? 0 : 1);
 }
 
 void Runner::runNext()
@@ -102,28 +79,21 @@ void Runner::start(const ScriptLine &line)
         emit failed(line, line.error);
         return;
     }
-    switch (roleOf(line.command)) {
-    case Role::Quit:
+    if (std::holds_alternative<Commands::Quit>(line.command)) {
         clear();
         emit finished();
-        return;
-    case Role::Wait:
+    } else if (const auto *wait = std::get_if<Commands::Wait>(&line.command)) {
         m_waiting = line;
-        m_timer.start(std::get<Commands::Wait>(line.command).milliseconds);
-        return;
-    case Role::AwaitLearners: {
-        const auto awaited = std::get<Commands::AwaitLearners>(line.command);
-        return await(line, awaited.timeoutMs,
-                     [this, awaited] { return m_performer.learnerCount() >= awaited.count; });
-    }
-    case Role::AwaitResponses: {
-        const auto awaited = std::get<Commands::AwaitResponses>(line.command);
-        return await(line, awaited.timeoutMs, [this, awaited] {
+        m_timer.start(wait->milliseconds);
+    } else if (const auto *learners = std::get_if<Commands::AwaitLearners>(&line.command)) {
+        await(line, learners->timeoutMs,
+              [this, count = learners->count] { return m_performer.learnerCount() >= count; });
+    } else if (const auto *responses = std::get_if<Commands::AwaitResponses>(&line.command)) {
+        await(line, responses->timeoutMs, [this, awaited = *responses] {
             return m_performer.responseCount() >= awaitedResponses(awaited);
         });
-    }
-    case Role::ForPerformer:
-        return perform(line);
+    } else {
+        perform(line);
     }
 }
 
@@ -146,10 +116,8 @@ void Runner::performed(int number, const std::optional<QString> &error)
         return;
     const ScriptLine line = *m_performing;
     m_performing.reset();
-    const bool isTold = !std::exchange(m_isGivenUp, false);
-    if (error && isTold)
+    if (error)
         emit failed(line, *error);
-    emit idle();
     runNext();
 }
 

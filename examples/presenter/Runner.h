@@ -26,22 +26,18 @@ public:
     void add(const ScriptLine &line);
     // Nothing is added any more; finished() follows the last command.
     void endOfCommands();
-    // Gives up what has not run yet. A command that is being carried out keeps back what is added
-    // later, but what becomes of it is not told.
+    // Gives up what is not done; what becomes of a command that is being carried out is not told.
     void clear();
 
     // How many commands are not done.
     int pending() const;
-    // A command is with the performer, who has not told its end.
-    bool isBusy() const { return m_performing.has_value(); }
 
 Q_SIGNALS:
     void started(const Host::ScriptLine &line);
     // The next command runs all the same, unless a slot clears the rest.
     void failed(const Host::ScriptLine &line, const QString &why);
-    void queued(int waiting); // a line was added behind one that is not over
-    void finished();          // quit, or the last command is done
-    void idle();              // the performer has told a command's end; isBusy() is false again
+    void queued();   // a line was added behind one that is not over
+    void finished(); // quit, or the last command is done
 
 private:
     void runNext();
@@ -62,7 +58,6 @@ private:
     std::function<bool()> m_condition;   // of an await
     QTimer m_timer;                      // the end of a wait, the limit of an await
     int m_number = 0;                    // of the last command that went to the performer
-    bool m_isGivenUp = false;            // what is being performed
     bool m_isStarting = false;
     bool m_isComplete = false;
 };

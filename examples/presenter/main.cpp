@@ -67,13 +67,14 @@ int runProgram(const Options &options, const Script &script,
 {
     Diagnostics::Sink sink;
     if (options.verbose)
-        sink = [&terminal](const QString &line) { terminal.diagnostic(line); };
+        sink = [&terminal](const QString &line) { terminal.complain(line); };
     const Diagnostics diagnostics(sink);
     Program program(options, script, furtherRoots, terminal);
     const SignalPipe signalPipe;
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &program, &Program::interrupt);
     QObject::connect(&signalPipe, &SignalPipe::terminated, &program, &Program::terminate);
     QObject::connect(&signalPipe, &SignalPipe::screenChanged, &program, &Program::screenChanged);
+    QObject::connect(&signalPipe, &SignalPipe::continued, &program, &Program::continued);
     QTimer::singleShot(0, &program, &Program::start);
     return QCoreApplication::exec();
 }
@@ -91,7 +92,7 @@ int main(int argc, char *argv[])
         parseOptions(QCoreApplication::arguments(), qEnvironmentVariable("TARVO_PASSWORD"),
                      isatty(STDIN_FILENO) != 0);
     if (parsed.action == ParsedOptions::ShowHelp) {
-        terminal.print(parsed.text.trimmed());
+        terminal.print(parsed.text.trimmed().split(QLatin1Char('\n')));
         return ExitCode::Success;
     }
     if (parsed.action == ParsedOptions::Refuse)

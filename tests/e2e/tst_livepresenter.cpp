@@ -206,6 +206,7 @@ void tst_LivePresenter::signalEndsTheSession_data()
     QTest::newRow("SIGINT") << SIGINT;
     QTest::newRow("SIGTERM") << SIGTERM;
     QTest::newRow("SIGHUP") << SIGHUP;
+    QTest::newRow("SIGQUIT") << SIGQUIT;
 }
 
 void tst_LivePresenter::signalEndsTheSession()

@@ -1,4 +1,5 @@
 #include "e2e/TerminalProcess.h"
+#include "host/OutageProxy.h"
 #include "support/Text.h"
 
 // The console host at a terminal: what the teacher sees, and the ways out.
@@ -16,6 +17,7 @@ private Q_SLOTS:
     void quitIsAskedOnceWhileAPollRuns();
     void terminationIsNotAsked();
     void linesTypedAheadWaitAndAreCounted();
+    void anImageThatDidNotLeaveIsKept();
     void passwordIsAskedAndNotShown();
     void givingUpEndsAtOnce();
 };
@@ -187,6 +189,25 @@ void tst_PresenterPrompt::linesTypedAheadWaitAndAreCounted()
     QVERIFY(presenter.shows(u"There is no command 'fly'"_s));
 }
 
+void tst_PresenterPrompt::anImageThatDidNotLeaveIsKept()
+{
+    Classroom classroom;
+    OutageProxy proxy(quint16(QUrl(classroom.url()).port()));
+    TerminalProcess presenter;
+    presenter.runWith(words(u"--user teacher --server http://127.0.0.1:%1"_s.arg(proxy.port())));
+    QVERIFY(presenter.shows(u"Type help for the commands"_s));
+    proxy.setMode(OutageProxy::Restart);
+    QVERIFY(presenter.shows(u"The connection to the classroom service broke off."_s));
+    presenter.type("image " EXAMPLE_FOLDER "/slide.png\rcard\r");
+    QVERIFY(presenter.shows(u"Showing the image failed: there is no connection"_s));
+    proxy.setMode(OutageProxy::Pass);
+    QVERIFY(presenter.shows(u"Connected again over websocket."_s));
+    presenter.type("card\r");
+    QVERIFY2(presenter.shows(u"Shown to nobody"_s), qPrintable(presenter.screen()));
+    presenter.type("card\r");
+    QVERIFY(presenter.shows(u"There is no image to show"_s));
+}
+
 void tst_PresenterPrompt::passwordIsAskedAndNotShown()
 {
     Classroom classroom;
@@ -215,9 +236,10 @@ void tst_PresenterPrompt::givingUpEndsAtOnce()
     presenter.type("\x03");
     QCOMPARE(presenter.ended(), 1);
     QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
-    QVERIFY(presenter.shows(
-        u"tarvo-presenter: The service did not confirm that the session has stopped.\r\n"
-        "tarvo-presenter: It may still be open there; on this computer the class has ended.\r\n"_s));
+    QVERIFY(presenter.shows(u"tarvo-presenter: The service did not confirm that the\r\n"
+                            "session has stopped.\r\n"
+                            "\rtarvo-presenter: It may still be open there; on this\r\n"
+                            "computer the class has ended.\r\n"_s));
     QVERIFY(!presenter.screen().contains(u"Session stopped."_s));
 }
 

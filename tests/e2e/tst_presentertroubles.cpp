@@ -15,6 +15,8 @@ class tst_PresenterTroubles : public QObject
 private Q_SLOTS:
     void resultsArePrintedOnceAtEveryEnding_data();
     void resultsArePrintedOnceAtEveryEnding();
+    void aClosedWindowDoesNotGiveUp();
+    void resultsArePrintedOnceWhenGivingUp();
     void sessionThatIsOverElsewhereEndsTheProgram();
     void killedServiceDoesNotConfirmTheStop_data();
     void killedServiceDoesNotConfirmTheStop();
@@ -102,6 +104,29 @@ void tst_PresenterTroubles::resultsArePrintedOnceAtEveryEnding()
     QVERIFY2(output.endsWith(u"\n"_s + RESULTS + u"Session stopped.\n"_s), qPrintable(output));
     QCOMPARE(output.count(u"Poll true-false: "_s), 1);
     QVERIFY(stage.classroom.get(u"sessions"_s).toArray().isEmpty());
+}
+
+// The shell and the system both tell it.
+void tst_PresenterTroubles::aClosedWindowDoesNotGiveUp()
+{
+    Stage stage;
+    stage.run();
+    QVERIFY(stage.presenter.says(u"is open"_s));
+    ::kill(pid_t(stage.presenter.processId()), SIGHUP);
+    ::kill(pid_t(stage.presenter.processId()), SIGTERM);
+    QCOMPARE(stage.presenter.ended(), 0);
+    QVERIFY(stage.classroom.get(u"sessions"_s).toArray().isEmpty());
+}
+
+void tst_PresenterTroubles::resultsArePrintedOnceWhenGivingUp()
+{
+    Stage stage(words(u"--learners 1 --think 20"_s));
+    stage.run();
+    QVERIFY(stage.enterPoll());
+    ::kill(pid_t(stage.presenter.processId()), SIGTERM);
+    ::kill(pid_t(stage.presenter.processId()), SIGINT);
+    stage.presenter.ended();
+    QCOMPARE(stage.presenter.output().count(RESULTS), 1);
 }
 
 void tst_PresenterTroubles::sessionThatIsOverElsewhereEndsTheProgram()

@@ -48,6 +48,8 @@ void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line
         terminal.closePrompt();
         terminal.print(u"closed"_s);
         QCoreApplication::exit(3);
+    } else if (line == u"colour"_s) {
+        terminal.print(u"a\x1b[31mb"_s);
     } else if (line == u"prompt"_s) {
         terminal.setPrompt(u"class> "_s);
     } else {
@@ -55,10 +57,11 @@ void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line
     }
 }
 
-QStringList candidates(const QString &lineUpToCursor)
+Candidates candidates(const QString &lineUpToCursor)
 {
     const QStringList words{u"learners"_s, u"poll"_s, u"pause"_s, u"prompt"_s, u"proceed"_s};
-    return words.filter(QRegularExpression(u"^"_s + lineUpToCursor.section(u' ', -1)));
+    const int begin = lineUpToCursor.lastIndexOf(u' ') + 1;
+    return {begin, words.filter(QRegularExpression(u"^"_s + lineUpToCursor.mid(begin)))};
 }
 
 } // namespace
@@ -87,6 +90,7 @@ int main(int argc, char *argv[])
     QObject::connect(&signalPipe, &SignalPipe::interrupted, &terminal, [&] {
         terminal.print(terminal.clearLine() ? u"thrown away"_s : u"interrupted"_s);
     });
-    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &terminal, &Terminal::restore);
+    QObject::connect(&signalPipe, &SignalPipe::screenChanged, &terminal, &Terminal::fitToWindow);
+    QObject::connect(&signalPipe, &SignalPipe::continued, &terminal, &Terminal::restore);
     return QCoreApplication::exec();
 }

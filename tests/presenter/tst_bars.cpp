@@ -27,6 +27,8 @@ private Q_SLOTS:
     void widthsAreThoseOfTheTerminal();
     void longTextsEndInAnEllipsis_data();
     void longTextsEndInAnEllipsis();
+    void longTextsAreBrokenAtBlanks_data();
+    void longTextsAreBrokenAtBlanks();
 };
 
 namespace
@@ -227,6 +229,31 @@ void tst_Bars::longTextsEndInAnEllipsis()
     QFETCH(int, columns);
     QTEST(elided(text, columns), "elided");
     QVERIFY(textWidth(elided(text, columns)) <= columns);
+}
+
+void tst_Bars::longTextsAreBrokenAtBlanks_data()
+{
+    QTest::addColumn<QString>("text");
+    QTest::addColumn<QStringList>("rows");
+    QTest::newRow("fits") << u"one  two ab"_s << QStringList{u"one  two ab"_s};
+    QTest::newRow("two rows") << u"one two three four"_s
+                              << QStringList{u"one two"_s, u"three four"_s};
+    QTest::newRow("filled to the last column")
+        << u"one two abc def"_s << QStringList{u"one two abc"_s, u"def"_s};
+    QTest::newRow("several blanks")
+        << u"one two    three"_s << QStringList{u"one two"_s, u"three"_s};
+    QTest::newRow("indented") << u"  one two three"_s << QStringList{u"  one two"_s, u"three"_s};
+    QTest::newRow("a long word stays whole")
+        << u"see http://a.example now"_s << QStringList{u"see"_s, u"http://a.example"_s, u"now"_s};
+    QTest::newRow("wide") << u"山山山 山山山"_s << QStringList{u"山山山"_s, u"山山山"_s};
+    QTest::newRow("blanks at the end") << u"one two abc   "_s << QStringList{u"one two abc"_s};
+    QTest::newRow("nothing") << u""_s << QStringList{u""_s};
+}
+
+void tst_Bars::longTextsAreBrokenAtBlanks()
+{
+    QFETCH(QString, text);
+    QTEST(wrapped(text, 11), "rows");
 }
 
 QTEST_GUILESS_MAIN(tst_Bars)

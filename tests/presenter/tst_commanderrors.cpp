@@ -78,10 +78,9 @@ void tst_CommandErrors::pollsThatNobodyCouldAnswerAreRefused_data()
             "A word-seed poll has no options: leave COUNT out or let it be 0, not '1'.");
     refused("number generic 5",
             "A number poll has no options: leave COUNT out or let it be 0, not '5'.");
-    refused(
-        "math-formula generic 2",
-        "A math-formula (or \"math formula\") poll has no options: leave COUNT out or let it be 0, "
-        "not '2'.");
+    refused("math-formula generic 2",
+            "A math-formula poll has no options: leave COUNT out or let it be 0, "
+            "not '2'.");
 }
 
 void tst_CommandErrors::pollsThatNobodyCouldAnswerAreRefused()
@@ -113,7 +112,7 @@ void tst_CommandErrors::wrongQuestionsSayWhatIsWrong_data()
     addColumns();
     row("kind", "poll guess",
         "There is no kind of poll 'guess'; there are true-false, yes-no-other, multiple, scale, "
-        "sort, text, word-seed, number, creative, math-formula (or \"math formula\").");
+        "sort, text, word-seed, number, creative, math-formula.");
     row("labels", "poll sort roman 3",
         "There are no labels 'roman'; there are true-false, yes-no, yes-no-maybe, yes-no-unsure, "
         "yes-no-other, alpha-upper, alpha-lower, number, agreement, confidence, generic.");
@@ -131,10 +130,10 @@ void tst_CommandErrors::wrongQuestionsSayWhatIsWrong_data()
         "A yes-no-other question takes 2 or 3 options, or none for its own, not 4.");
     row("ask text with options", "ask Why? text a b", "A text question takes no options, not 2.");
     row("ask formula with options", "ask Prove math-formula a",
-        "A math-formula (or \"math formula\") question takes no options, not 1.");
+        "A math-formula question takes no options, not 1.");
     row("ask without a question", "ask Draw creative",
         "A creative poll has no words of its own: use poll for it, or name one of true-false, "
-        "yes-no-other, multiple, scale, sort, text, number, math-formula (or \"math formula\").");
+        "yes-no-other, multiple, scale, sort, text, number, math-formula.");
 }
 
 void tst_CommandErrors::wrongQuestionsSayWhatIsWrong()

@@ -23,6 +23,8 @@ private Q_SLOTS:
     void earlierLinesAreRecalled();
     void halfALineIsThrownAway();
     void completionGetsTheLineUpToTheCursor();
+    void completionReplacesWordsWithBlanks_data();
+    void completionReplacesWordsWithBlanks();
     void handlerMayCloseTheEditor();
 };
 
@@ -172,12 +174,36 @@ void tst_LineEditor::completionGetsTheLineUpToTheCursor()
     QStringList asked;
     editor.completion = [&asked](const QString &upToCursor) {
         asked.append(upToCursor);
-        return QStringList({u"lessons/"_s});
+        return Candidates{3, {u"lessons/"_s}};
     };
     editor.type("ab les x\x1b[D\x1b[D\t");
     QCOMPARE(asked, QStringList({u"ab les"_s}));
     QCOMPARE(editor.text(), u"ab lessons/ x"_s);
     QCOMPARE(editor.cursor(), 11);
+}
+
+void tst_LineEditor::completionReplacesWordsWithBlanks_data()
+{
+    QTest::addColumn<QByteArray>("keys");
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<QString>("text");
+
+    const QStringList one{u"\"Ada L.\""_s};
+    const QStringList two{u"\"Ada L.\""_s, u"\"Ada M.\""_s};
+    QTest::newRow("quotes opened") << QByteArray("to \"Ada L\t") << one << u"to \"Ada L.\" "_s;
+    QTest::newRow("no quotes yet") << QByteArray("to Ad\t") << one << u"to \"Ada L.\" "_s;
+    QTest::newRow("their beginning") << QByteArray("to \"A\t") << two << u"to \"Ada "_s;
+    QTest::newRow("nothing in common") << QByteArray("to A\t") << two << u"to A"_s;
+}
+
+void tst_LineEditor::completionReplacesWordsWithBlanks()
+{
+    QFETCH(QByteArray, keys);
+    QFETCH(QStringList, words);
+    OpenEditor editor;
+    editor.completion = [&words](const QString &) { return Candidates{3, words}; };
+    editor.type(keys);
+    QTEST(editor.text(), "text");
 }
 
 void tst_LineEditor::handlerMayCloseTheEditor()

@@ -19,6 +19,7 @@ private Q_SLOTS:
     void promptClosesInsideOfASearch_data();
     void promptClosesInsideOfASearch();
     void terminalIsSetUpAgainAfterwards();
+    void whatTheShellWroteStays();
     void newSizeIsDrawn();
     void passwordIsNotShown_data();
     void passwordIsNotShown();
@@ -52,6 +53,9 @@ void addLines()
         QByteArray("a\x1b[2J\x1b[15~\xC2\x9B\x1b\x00\x07\x16\x1bxq\nb", 21), u"got 'aq'\n> b|"_s);
     add("longer than the window", "0123456789012345678901234567890123456789xyz",
         u"456789012345678901234567890123456789xyz|"_s);
+    add("wider than the window when printed", "one two three four five six seven eight\r",
+        u"got 'one two three four five six seven\neight'\n> |"_s);
+    add("control characters in what is printed", "colour\r", u"a [31mb\n> |"_s);
     add("Ctrl-L", "bars\rab\014", u"A ###\nB #\n> ab|"_s);
     add("Ctrl-U", "abc\025d", u"> d|"_s);
     add("prompt", "prompt\rab", u"class> ab|"_s);
@@ -204,6 +208,15 @@ void tst_Terminal::terminalIsSetUpAgainAfterwards()
     QTRY_COMPARE(program.modes(), tcflag_t(ISIG));
     program.type("c\r");
     VERIFY_SCREEN(program, u"got 'abc'\n> |"_s);
+}
+
+void tst_Terminal::whatTheShellWroteStays()
+{
+    Program program;
+    program.type("bars\rab");
+    VERIFY_SCREEN(program, u"A ###\nB #\n> ab|"_s);
+    program.signal(SIGCONT);
+    VERIFY_SCREEN(program, u"A ###\nB #\nA ###\nB #\n> ab|"_s);
 }
 
 void tst_Terminal::newSizeIsDrawn()

@@ -55,27 +55,18 @@ void Input::read()
 
 void Input::split(const QByteArray &chunk)
 {
-    m_unfinished += chunk;
-    for (int end = m_unfinished.indexOf('\n'); end >= 0; end = m_unfinished.indexOf('\n')) {
-        const QByteArray whole = m_unfinished.left(end);
-        m_unfinished.remove(0, end + 1);
+    QList<QByteArray> lines = (m_unfinished + chunk).split('\n');
+    m_unfinished = lines.takeLast();
+    for (const QByteArray &whole : qAsConst(lines))
         emit line(QString::fromUtf8(whole));
-    }
 }
 
 void Input::finish()
 {
+    m_notifier->setEnabled(false);
     if (!m_unfinished.isEmpty())
         emit line(QString::fromUtf8(m_unfinished));
     m_unfinished.clear();
-    end();
-}
-
-void Input::end()
-{
-    if (!m_notifier->isEnabled())
-        return;
-    m_notifier->setEnabled(false);
     emit ended();
 }
 

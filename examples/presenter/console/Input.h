@@ -34,7 +34,6 @@ private:
     void read();
     void split(const QByteArray &chunk);
     void finish();
-    void end();
 
     Terminal &m_terminal;
     QSocketNotifier *m_notifier = nullptr;

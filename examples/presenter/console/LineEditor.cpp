@@ -219,9 +219,9 @@ bool LineEditor::waitForKeys()
     show();
     QEventLoop loop;
     m_waiting = &loop;
-    const bool isOver = loop.exec() != 0; // the application ends
+    loop.exec();
     m_waiting = nullptr;
-    return !isOver && !m_isClosing && !m_keys.empty();
+    return !m_isClosing && !m_keys.empty(); // no keys: the application ends
 }
 
 // ---- The line ------------------------------------------------------------------------------------
@@ -265,22 +265,23 @@ void LineEditor::complete()
 {
     lookAtLine();
     const QString upToCursor = m_text.left(m_cursor);
-    const QString word = upToCursor.mid(upToCursor.lastIndexOf(QLatin1Char(' ')) + 1);
-    QStringList candidates;
-    if (completion)
-        candidates = completion(upToCursor);
-    QString common = candidates.value(0);
-    for (const QString &candidate : qAsConst(candidates)) {
+    const Candidates candidates = completion ? completion(upToCursor) : Candidates();
+    QString common = candidates.words.value(0);
+    for (const QString &candidate : candidates.words) {
         while (!candidate.startsWith(common))
             common.chop(1);
     }
-    if (!common.startsWith(word))
-        return;
-    if (candidates.size() == 1 && !common.endsWith(QLatin1Char('/')))
+    const bool isOnly = candidates.words.size() == 1;
+    if (isOnly && !common.endsWith(QLatin1Char('/')))
         common += QLatin1Char(' ');
-    el_winsertstr(m_editor, common.mid(word.size()).toStdWString().c_str());
-    if (candidates.size() > 1)
-        emit offered(candidates);
+    // The only one may stand in quotes that have not been typed.
+    const QString word = upToCursor.mid(candidates.begin);
+    if (isOnly || common.startsWith(word)) {
+        el_deletestr(m_editor, int(word.toStdWString().size()));
+        el_winsertstr(m_editor, common.toStdWString().c_str());
+    }
+    if (candidates.words.size() > 1)
+        emit offered(candidates.words);
 }
 
 LineEditor *LineEditor::of(editline *editor)

@@ -22,6 +22,13 @@ QT_END_NAMESPACE
 namespace Host
 {
 
+// What the word before the cursor may become, and where it begins in the line.
+struct Candidates {
+    int begin = 0;
+    QStringList words;
+};
+using Completion = std::function<Candidates(const QString &lineUpToCursor)>;
+
 // The line being typed at the terminal that standard input is, edited by libedit: its keys, its history
 // (of this run alone), its search with Ctrl-R, and completion with Tab.
 //
@@ -36,8 +43,7 @@ public:
     ~LineEditor() override;
     Q_DISABLE_COPY_MOVE(LineEditor)
 
-    // What the word before the cursor may become, given the line up to the cursor.
-    std::function<QStringList(const QString &lineUpToCursor)> completion;
+    Completion completion; // may be missing
 
     // Sets the terminal up for single keys; false when it cannot be. close() puts its settings back.
     bool open();

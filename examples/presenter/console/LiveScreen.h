@@ -15,7 +15,6 @@ class LiveScreen
 {
 public:
     void setSize(int columns, int rows);
-    int columns() const { return m_columns; }
 
     void setBlock(const QStringList &lines) { m_block = lines; }
     void setInput(const QString &prompt, const QString &text, int cursor);
@@ -26,6 +25,8 @@ public:
     QString redraw() { return print({}); }
     // Block and prompt alone, at the top.
     QString clear();
+    // Somebody else has written below: block and prompt are drawn there, and what stands above stays.
+    void forget() { m_drawnAbove = 0; }
     // Takes block and prompt off, for good.
     QString leave();
 

@@ -2,7 +2,6 @@
 
 #include <QtCore/QSocketNotifier>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
@@ -14,7 +13,7 @@ namespace Host
 namespace
 {
 
-constexpr int HANDLED_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGWINCH, SIGCONT};
+constexpr int HANDLED_SIGNALS[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGWINCH, SIGCONT};
 
 int pipeEnds[2] = {-1, -1}; // read end, write end
 
@@ -63,15 +62,20 @@ SignalPipe::~SignalPipe()
 void SignalPipe::readPending()
 {
     char numbers[64];
-    const ssize_t count = qMax<ssize_t>(0, read(pipeEnds[0], numbers, sizeof(numbers)));
-    const auto has = [&](int number) {
-        return std::find(numbers, numbers + count, number) != numbers + count;
-    };
-    if (has(SIGWINCH) || has(SIGCONT))
-        emit screenChanged();
-    if (has(SIGINT))
+    const ssize_t count = read(pipeEnds[0], numbers, sizeof(numbers));
+    for (ssize_t i = 0; i < count; ++i)
+        tell(numbers[i]);
+}
+
+void SignalPipe::tell(int number)
+{
+    if (number == SIGINT)
         emit interrupted();
-    if (has(SIGTERM) || has(SIGHUP))
+    else if (number == SIGWINCH)
+        emit screenChanged();
+    else if (number == SIGCONT)
+        emit continued();
+    else
         emit terminated();
 }
 

@@ -22,11 +22,13 @@ public:
 
 Q_SIGNALS:
     void interrupted();   // SIGINT
-    void terminated();    // SIGTERM or SIGHUP
-    void screenChanged(); // the window has a new size, or the process was continued
+    void terminated();    // SIGTERM, SIGHUP or SIGQUIT
+    void screenChanged(); // the window has a new size
+    void continued();     // the process was stopped, and somebody else had the terminal
 
 private:
     void readPending();
+    void tell(int number);
 
     QSocketNotifier *m_notifier = nullptr;
 };

@@ -23,14 +23,38 @@ constexpr int DEFAULT_ROWS = 24;
 constexpr int CANDIDATE_GAP = 2;
 constexpr std::size_t MAX_PASSWORD_BYTES = 1024;
 
-winsize terminalSize()
+// The window of the terminal that the stream goes to.
+winsize windowOf(int stream)
 {
     winsize size{};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
+    if (ioctl(stream, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) {
         size.ws_col = DEFAULT_COLUMNS;
         size.ws_row = DEFAULT_ROWS;
     }
     return size;
+}
+
+// The lines as they are fit for the stream: a terminal obeys control characters, and breaks lines that
+// are too long in the middle of a word.
+QStringList rowsFor(int stream, const QStringList &lines)
+{
+    const bool isTerminal = isatty(stream) != 0;
+    const int columns = windowOf(stream).ws_col;
+    QStringList rows;
+    for (const QString &line : lines) {
+        const QString text = printable(line);
+        rows += isTerminal ? wrapped(text, columns) : QStringList{text};
+    }
+    return rows;
+}
+
+// The rows for a stream that has no prompt, over the "^C" that a terminal may have echoed.
+QString asText(int stream, const QStringList &rows)
+{
+    QString text;
+    for (const QString &row : rows)
+        text += row + QLatin1Char('\n');
+    return isatty(stream) ? QLatin1Char('\r') + text : text;
 }
 
 BarStyle styleOfTerminal()
@@ -76,7 +100,7 @@ Terminal::~Terminal()
 bool Terminal::openPrompt()
 {
     m_hasPrompt = isatty(STDIN_FILENO) && isatty(STDOUT_FILENO) && m_editor.open();
-    restore();
+    fitToWindow();
     return m_hasPrompt;
 }
 
@@ -92,21 +116,27 @@ void Terminal::closePrompt()
 
 void Terminal::restore()
 {
-    if (!m_hasPrompt)
-        return;
     m_editor.resume();
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_screen.forget();
+    }
+    fitToWindow();
+}
+
+void Terminal::fitToWindow()
+{
     const QMutexLocker lock(&m_mutex);
-    m_screen.setSize(columns(), rows());
+    const winsize window = windowOf(STDOUT_FILENO);
+    m_screen.setSize(window.ws_col, window.ws_row);
     showInput();
 }
 
 void Terminal::print(const QStringList &lines)
 {
     const QMutexLocker lock(&m_mutex);
-    if (m_hasPrompt)
-        writeOut(m_screen.print(lines));
-    else if (!lines.isEmpty())
-        writeOut(lines.join(QLatin1Char('\n')) + QLatin1Char('\n'));
+    const QStringList rows = rowsFor(STDOUT_FILENO, lines);
+    writeOut(m_hasPrompt ? m_screen.print(rows) : asText(STDOUT_FILENO, rows));
 }
 
 void Terminal::complain(const QString &line)
@@ -115,14 +145,9 @@ void Terminal::complain(const QString &line)
     // Both streams may go to the same place: what was written before has to stand before it.
     if (m_hasPrompt)
         writeOut(m_screen.leave());
-    writeAll(STDERR_FILENO, (line + QLatin1Char('\n')).toUtf8());
+    writeAll(STDERR_FILENO, asText(STDERR_FILENO, rowsFor(STDERR_FILENO, {line})).toUtf8());
     if (m_hasPrompt)
         redraw();
-}
-
-void Terminal::diagnostic(const QString &line)
-{
-    complain(line);
 }
 
 void Terminal::setBlock(const QStringList &lines)
@@ -135,12 +160,7 @@ void Terminal::setBlock(const QStringList &lines)
 
 int Terminal::columns() const
 {
-    return isatty(STDOUT_FILENO) ? terminalSize().ws_col : DEFAULT_COLUMNS;
-}
-
-int Terminal::rows() const
-{
-    return isatty(STDOUT_FILENO) ? terminalSize().ws_row : DEFAULT_ROWS;
+    return windowOf(STDOUT_FILENO).ws_col;
 }
 
 // ---- What is typed -------------------------------------------------------------------------------
@@ -149,11 +169,6 @@ void Terminal::setPrompt(const QString &prompt)
 {
     m_prompt = prompt;
     showInput();
-}
-
-void Terminal::setCompletion(std::function<QStringList(const QString &)> candidates)
-{
-    m_editor.completion = std::move(candidates);
 }
 
 void Terminal::showInput()

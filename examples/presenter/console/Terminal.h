@@ -8,7 +8,6 @@
 #include <QtCore/QObject>
 #include <QtCore/QStringList>
 
-#include <functional>
 #include <optional>
 
 namespace Host
@@ -17,7 +16,7 @@ namespace Host
 // Everything that the program shows. On a terminal with a prompt, lines scroll above a live block and
 // the line being typed; everywhere else they are written one after another as they come.
 //
-// Used from the main thread, but for diagnostic(), which any thread may call.
+// Used from the main thread, but for complain(), which any thread may call.
 class Terminal : public QObject
 {
     Q_OBJECT
@@ -32,28 +31,30 @@ public:
     bool hasPrompt() const { return m_hasPrompt; }
     // Gives the terminal back as it was. Also done by the destructor.
     void closePrompt();
-    // After the process was stopped and continued, or the window has changed its size.
+    // After the window has changed its size.
+    void fitToWindow();
+    // After the process was stopped and continued.
     void restore();
 
+    // A line of the caller is broken at blanks where it is wider than the terminal, and nowhere else.
+    // Control characters become blanks: much of what is printed comes from learners and the service.
     void print(const QString &line) { print(QStringList{line}); }
     void print(const QStringList &lines);
     // Goes to standard error.
     void complain(const QString &line);
-    void diagnostic(const QString &line);
 
     // What the line being typed begins with, "> " unless told otherwise.
     void setPrompt(const QString &prompt);
     // Throws away a half-typed line; false when nothing was typed.
     bool clearLine() { return m_editor.clear(); }
-    // What Tab offers for the word at the cursor, given the line up to the cursor: whole words.
-    void setCompletion(std::function<QStringList(const QString &lineUpToCursor)> candidates);
+    // What Tab offers.
+    void setCompletion(Completion completion) { m_editor.completion = std::move(completion); }
 
     // What stands above the prompt and changes in place; nothing is shown without a prompt.
     void setBlock(const QStringList &lines);
 
     // For lines that are to fit: the width of the terminal that standard output goes to, or 80.
     int columns() const;
-    int rows() const; // and its height, or 24
     BarStyle barStyle() const { return m_barStyle; }
 
     LineEditor &editor() { return m_editor; }

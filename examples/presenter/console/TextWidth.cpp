@@ -43,16 +43,48 @@ QString fitting(const QString &text, int columns)
 {
     QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
     int end = 0;
-    while (finder.toNextBoundary() > 0 && textWidth(text.left(finder.position())) <= columns)
+    int width = 0;
+    while (finder.toNextBoundary() > 0) {
+        width += textWidth(text.mid(end, finder.position() - end));
+        if (width > columns)
+            break;
         end = finder.position();
+    }
     return text.left(end);
 }
 
 QString elided(const QString &text, int columns)
 {
-    if (columns <= 0 || textWidth(text) <= columns)
-        return fitting(text, columns);
+    if (columns <= 0)
+        return QString();
+    if (textWidth(text) <= columns)
+        return text;
     return fitting(text, columns - 1) + QChar(0x2026);
+}
+
+QStringList wrapped(const QString &text, int columns)
+{
+    const QLatin1Char blank(' ');
+    QStringList lines;
+    QString rest = text;
+    while (textWidth(rest) > columns) {
+        const int room = fitting(rest, columns).size();
+        int end = rest.lastIndexOf(blank, room);
+        if (rest.leftRef(qMax(0, end))
+                .trimmed()
+                .isEmpty()) // blanks before the first word are no place
+            end = rest.indexOf(blank, room);
+        if (end < 0)
+            break;
+        int next = end;
+        while (next < rest.size() && rest.at(next) == blank)
+            ++next;
+        while (end > 0 && rest.at(end - 1) == blank)
+            --end;
+        lines.append(rest.left(end));
+        rest.remove(0, next);
+    }
+    return rest.isEmpty() && !lines.isEmpty() ? lines : lines << rest;
 }
 
 QString padded(const QString &text, int columns)

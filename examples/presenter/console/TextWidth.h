@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 
 namespace Host
 {
@@ -14,6 +15,9 @@ QString fitting(const QString &text, int columns);
 
 // The text cut to at most `columns` columns, with an ellipsis in the last one when something was cut.
 QString elided(const QString &text, int columns);
+
+// The text in lines of at most `columns` columns, broken at blanks; a word that is longer stays whole.
+QStringList wrapped(const QString &text, int columns);
 
 // The text filled up with blanks behind it to `columns` columns.
 QString padded(const QString &text, int columns);

@@ -1,5 +1,7 @@
 #include "lesson/AssessmentFile.h"
 
+#include "CommandValues.h"
+
 #include "model/AssessmentOptions.h"
 #include "model/PollQuestion.h"
 #include "model/QuestionBaseWithOptions.h"
@@ -9,8 +11,6 @@
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 #include <QtCore/QMetaProperty>
-
-#include <optional>
 
 namespace Host
 {
@@ -26,18 +26,16 @@ using Tarvo::PollType;
 constexpr int MAX_CHOICES = 26;
 
 // What is set for each class anew.
-const QStringList &ownSettings()
+QStringList ownSettings()
 {
-    static const QStringList names{QStringLiteral("assessmentToken"),
-                                   QStringLiteral("questionCount")};
-    return names;
+    return {QStringLiteral("assessmentToken"), QStringLiteral("questionCount")};
 }
-const QStringList &ownProperties()
+
+QStringList ownProperties()
 {
-    static const QStringList names{
+    return {
         QStringLiteral("id"),   QStringLiteral("questionSetMode"), QStringLiteral("questionNumber"),
         QStringLiteral("type"), QStringLiteral("activityType"),    QStringLiteral("hasNext")};
-    return names;
 }
 
 std::unique_ptr<Tarvo::QuestionBase> emptyQuestion(PollType::POLL_TYPE kind)
@@ -159,7 +157,8 @@ QVector<Choice> readChoices(Reader &reader, AssessmentQuestion &question)
 {
     const bool isYesNo =
         question.kind == PollType::TRUE_FALSE || question.kind == PollType::YES_NO_OTHER;
-    QString labels = reader.take(QStringLiteral("labels")).toString(QStringLiteral("alpha-upper"));
+    const QString labels =
+        reader.take(QStringLiteral("labels")).toString(QStringLiteral("alpha-upper"));
     const QJsonValue options = reader.take(QStringLiteral("options"));
     const Labelling *labelling = labellingNamed(labels);
     if (!labelling) {
@@ -188,17 +187,6 @@ QVector<Choice> readChoices(Reader &reader, AssessmentQuestion &question)
     return choices;
 }
 
-// None when it is no kind of question that an assessment can have.
-std::optional<PollType::POLL_TYPE> kindNamed(const QString &name)
-{
-    const auto names = PollType::POLL_TYPE_STR();
-    for (auto kind = names.constBegin(); kind != names.constEnd(); ++kind) {
-        if (kind.value() == name && emptyQuestion(kind.key()))
-            return kind.key();
-    }
-    return std::nullopt;
-}
-
 AssessmentQuestion readQuestion(Reader &reader)
 {
     AssessmentQuestion question;
@@ -206,7 +194,7 @@ AssessmentQuestion readQuestion(Reader &reader)
     question.labels = OrdinalType::GENERIC;
     const QString kindName = reader.take(QStringLiteral("kind")).toString();
     const auto kind = kindNamed(kindName);
-    if (!kind) {
+    if (!kind || !emptyQuestion(*kind)) {
         reader.fail(QStringLiteral("there is no kind of question '%1'").arg(kindName));
         return question;
     }

@@ -30,6 +30,16 @@ struct Row {
     QString answer;
 };
 
+QModelIndex indexOf(const QAbstractItemModel &learners, const QString &deviceId)
+{
+    for (int row = 0; row < learners.rowCount(); ++row) {
+        const QModelIndex index = learners.index(row, 0);
+        if (index.data(LiveClass::DeviceIdRole).toString() == deviceId)
+            return index;
+    }
+    return QModelIndex();
+}
+
 QVector<Row> rowsOf(const QAbstractItemModel &learners)
 {
     QVector<Row> rows;
@@ -108,22 +118,16 @@ FoundLearner findLearner(const QAbstractItemModel &learners, const QString &word
 
 QString nameOf(const QAbstractItemModel &learners, const QString &deviceId)
 {
-    const QVector<Row> rows = rowsOf(learners);
-    for (const Row &row : rows) {
-        if (row.deviceId == deviceId)
-            return shown(row.name);
-    }
-    return shown(deviceId);
+    const QModelIndex index = indexOf(learners, deviceId);
+    return shown(index.isValid() ? index.data().toString() : deviceId);
 }
 
 QString nameAndDevice(const QAbstractItemModel &learners, const QString &deviceId)
 {
-    const QVector<Row> rows = rowsOf(learners);
-    for (const Row &row : rows) {
-        if (row.deviceId == deviceId)
-            return nameAndDevice(row.name, row.deviceType);
-    }
-    return QString();
+    const QModelIndex index = indexOf(learners, deviceId);
+    if (!index.isValid())
+        return QString();
+    return nameAndDevice(index.data().toString(), index.data(LiveClass::DeviceTypeRole).toString());
 }
 
 QString nameAndDevice(const QString &name, const QString &deviceType)

@@ -3,13 +3,12 @@
 #include "CommandParser.h"
 #include "FailureText.h"
 #include "console/Terminal.h"
-#include "console/TextWidth.h"
 #include "lesson/AssessmentFile.h"
 #include "lesson/Learners.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QFile>
 #include <QtCore/QFileInfo>
-#include <QtCore/QTimer>
 
 namespace Host
 {
@@ -22,8 +21,10 @@ using Tarvo::LiveClass;
 constexpr char PNG_SIGNATURE[] = "\x89PNG\r\n\x1a\n";
 // The class tells the last answers together, at most 60 times a second.
 constexpr int SETTLE_MS = 40;
-
-const QLatin1String IS_RUNNING("Something is running; stop it first.");
+// What is shown follows the models some times a second, and more seldom when drawing takes long:
+// thousands of answers must not get in the way of typing.
+constexpr int CATCH_UP_MS = 100;
+constexpr int PAUSE_PER_DRAWING = 10;
 
 struct ReadFile {
     QByteArray bytes;
@@ -55,9 +56,12 @@ Lesson::Lesson(LiveClass &live, Terminal &terminal)
         m_uploadedId = id;
         m_uploadedUrl = url;
     });
+    m_behind.setSingleShot(true);
+    m_behind.setInterval(CATCH_UP_MS);
+    connect(&m_behind, &QTimer::timeout, this, &Lesson::catchUp);
     const auto keepUp = [this] {
-        redraw();
-        emit changed();
+        if (!m_behind.isActive())
+            m_behind.start();
     };
     connect(live.results(), &QAbstractItemModel::rowsInserted, this, keepUp);
     connect(live.results(), &QAbstractItemModel::rowsRemoved, this, keepUp);
@@ -88,16 +92,23 @@ QStringList Lesson::learnerNames() const
 
 void Lesson::wrapUp()
 {
-    const bool isDue = isRunning() && !m_isWrappedUp;
-    m_isWrappedUp = true;
     m_terminal.setBlock({});
-    if (isDue)
-        printResults();
+    printLastResults();
 }
 
 void Lesson::redraw()
 {
-    m_terminal.setBlock(isRunning() && !m_isWrappedUp ? resultLines() : QStringList());
+    const bool isShown = m_terminal.hasPrompt() && isRunning() && m_areResultsDue;
+    m_terminal.setBlock(isShown ? resultLines() : QStringList());
+}
+
+void Lesson::catchUp()
+{
+    QElapsedTimer drawing;
+    drawing.start();
+    redraw();
+    m_behind.setInterval(qMax(CATCH_UP_MS, PAUSE_PER_DRAWING * int(drawing.elapsed())));
+    emit changed();
 }
 
 // ---- Calling the class ---------------------------------------------------------------------------
@@ -136,12 +147,13 @@ void Lesson::repeatWhenBack(const std::function<Operation()> &call, const Done &
     look();
 }
 
-void Lesson::begin(const Asked &asked, const std::function<Operation()> &call, const Done &done)
+void Lesson::begin(const Asked &asked, const std::function<Operation()> &call, const Done &done,
+                   const Well &well)
 {
     if (isRunning())
-        return done(IS_RUNNING);
+        return done(QStringLiteral("Something is running; stop it first."));
     m_next = asked;
-    follow(call, done);
+    follow(call, done, well);
 }
 
 void Lesson::activityChanged()
@@ -149,7 +161,7 @@ void Lesson::activityChanged()
     if (isRunning()) {
         m_asked = m_next;
         m_asked.choices = countChoices(*m_live.results()); // nobody has answered yet
-        m_isWrappedUp = false;
+        m_areResultsDue = true;
     }
     redraw();
 }
@@ -158,13 +170,10 @@ void Lesson::activityChanged()
 
 void Lesson::run(const Commands::StartPoll &poll, const Done &done)
 {
-    if (isRunning())
-        return done(IS_RUNNING);
     const QString kind = Tarvo::PollType::POLL_TYPE_STR().value(poll.kind);
-    const Image image = std::exchange(m_image, {});
     begin(
         {QStringLiteral("Poll %1").arg(kind), {QString()}, 1, {}},
-        [this, poll, image] {
+        [this, poll, image = m_image] {
             const auto [type, ordinals, count] = poll;
             if (!image.png.isEmpty())
                 return m_live.startPollWithImage(type, ordinals, count, image.png);
@@ -172,13 +181,13 @@ void Lesson::run(const Commands::StartPoll &poll, const Done &done)
                 return m_live.startPollWithImageAt(type, ordinals, count, image.url);
             return m_live.startPoll(type, ordinals, count);
         },
-        done);
+        done, [this] { m_image = {}; });
 }
 
 void Lesson::run(const Commands::Ask &question, const Done &done)
 {
     begin(
-        {QStringLiteral("Question"), {printable(question.text)}, 1, {}},
+        {QStringLiteral("Question"), {question.text}, 1, {}},
         [this, question] { return m_live.ask(question.text, question.kind, question.options); },
         done);
 }
@@ -188,13 +197,13 @@ void Lesson::run(const Commands::StartAssessment &assessment, const Done &done)
     const AssessmentFile file = readAssessment(assessment.file);
     if (!file.error.isEmpty())
         return done(file.error);
-    Asked asked{QStringLiteral("Assessment %1").arg(printable(file.assessment.title)).trimmed(),
+    Asked asked{QStringLiteral("Assessment %1").arg(file.assessment.title).trimmed(),
                 {},
                 file.assessment.firstNumber,
                 {}};
     for (const Tarvo::AssessmentQuestion &question : file.assessment.questions) {
         asked.questions.append(QStringLiteral("%1. %2").arg(
-            QString::number(asked.questions.size() + 1), printable(question.text)));
+            QString::number(asked.questions.size() + 1), question.text));
     }
     begin(
         asked, [this, file] { return m_live.startAssessment(file.assessment); }, done);
@@ -208,7 +217,7 @@ void Lesson::run(const Commands::Stop &, const Done &done)
         this,
         [this, done] {
             QTimer::singleShot(SETTLE_MS, this, [this, done] {
-                printResults();
+                printLastResults();
                 done(std::nullopt);
             });
         },
@@ -253,6 +262,12 @@ QStringList Lesson::resultLines() const
 void Lesson::printResults()
 {
     m_terminal.print(resultLines());
+}
+
+void Lesson::printLastResults()
+{
+    if (std::exchange(m_areResultsDue, false))
+        printResults();
 }
 
 // ---- Pictures ------------------------------------------------------------------------------------
@@ -309,13 +324,16 @@ void Lesson::run(const Commands::ShowCard &, const Done &done)
 {
     if (!m_image.isSet())
         return done(QStringLiteral("There is no image to show; set one with image FILE."));
-    const Image image = std::exchange(m_image, {});
     follow(
-        [=] {
+        [this, image = m_image] {
             return image.url.isEmpty() ? m_live.showImage(image.png)
                                        : m_live.showImageAt(image.url);
         },
-        done, [this] { m_terminal.print(QStringLiteral("Shown to %1.").arg(toEverybody())); });
+        done,
+        [this] {
+            m_image = {};
+            m_terminal.print(QStringLiteral("Shown to %1.").arg(toEverybody()));
+        });
 }
 
 // ---- Learners ------------------------------------------------------------------------------------

@@ -6,8 +6,9 @@
 
 #include "host/LiveClass.h"
 
+#include <QtCore/QTimer>
+
 #include <functional>
-#include <optional>
 
 namespace Host
 {
@@ -35,7 +36,7 @@ public:
 
     // Shows the results of what is still running, once; the class is over, or nearly so.
     void wrapUp();
-    // Draws what changes in place anew; after the window has changed its size.
+    // Draws what changes in place anew.
     void redraw();
 
 private:
@@ -72,15 +73,18 @@ private:
     void follow(const std::function<Operation()> &call, const Done &done, const Well &well = {});
     void repeatWhenBack(const std::function<Operation()> &call, const Done &done, const Well &well);
     // The same for what begins an activity.
-    void begin(const Asked &asked, const std::function<Operation()> &call, const Done &done);
+    void begin(const Asked &asked, const std::function<Operation()> &call, const Done &done,
+               const Well &well = {});
     void upload(const QString &file, const Done &done, const Well &well);
 
     void activityChanged();
+    void catchUp();
     void remoteCame(const QString &command);
     void moveToCard(int number);
     void tellOfRemote(const QString &what);
     QStringList resultLines() const;
     void printResults();
+    void printLastResults();
     QString toEverybody() const;
 
     Tarvo::LiveClass &m_live;
@@ -92,7 +96,8 @@ private:
     QString m_uploadedId; // the last one
     QString m_uploadedUrl;
     Commands::SetCurrentCard m_card{0, 0}; // number 0: none shown
-    bool m_isWrappedUp = false;
+    bool m_areResultsDue = false;          // those of m_asked, for good
+    QTimer m_behind;                       // while what is shown is behind the models
 };
 
 } // namespace Host

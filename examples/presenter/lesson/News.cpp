@@ -25,6 +25,12 @@ News::News(LiveClass &live, const Asked &asked, Terminal &terminal)
     connect(&live, &LiveClass::learnerLeft, this, &News::learnerLeft);
     connect(&live, &LiveClass::answered, this, &News::answered);
     connect(&live, &LiveClass::answeredLate, this, &News::answeredLate);
+    connect(live.learners(), &QAbstractItemModel::rowsInserted, this, [this] { m_names.clear(); });
+    connect(live.learners(), &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex &, const QModelIndex &, const QVector<int> &roles) {
+                if (roles.contains(LiveClass::NameRole))
+                    m_names.clear();
+            });
     connect(&live, &LiveClass::failed, this, &News::failed);
     connect(&live, &LiveClass::stateChanged, this, &News::stateChanged);
     connect(&live, &LiveClass::reasonChanged, this, &News::reasonChanged);
@@ -74,7 +80,7 @@ void News::answered(const QString &deviceId, const QString &question, const QStr
 {
     if (m_terminal.hasPrompt())
         return; // the bars show it
-    QString who = nameOf(*m_live.learners(), deviceId);
+    QString who = nameOf(deviceId);
     if (m_live.activity() == LiveClass::Assessment)
         who += QStringLiteral(", question %1").arg(m_asked.indexOf(question) + 1);
     m_terminal.print(QStringLiteral("  %1: %2").arg(who, shown(answer)));
@@ -82,8 +88,16 @@ void News::answered(const QString &deviceId, const QString &question, const QStr
 
 void News::answeredLate(const QString &deviceId, const QString &, const QString &answer)
 {
-    m_terminal.print(QStringLiteral("  %1: %2 (too late)")
-                         .arg(nameOf(*m_live.learners(), deviceId), shown(answer)));
+    m_terminal.print(QStringLiteral("  %1: %2 (too late)").arg(nameOf(deviceId), shown(answer)));
+}
+
+// Tens of thousands of answers cannot look through all learners each.
+QString News::nameOf(const QString &deviceId)
+{
+    QString &name = m_names[deviceId];
+    if (name.isEmpty())
+        name = Host::nameOf(*m_live.learners(), deviceId);
+    return name;
 }
 
 void News::remoteChanged(bool isThere)

@@ -2,6 +2,7 @@
 
 #include "host/LiveClass.h"
 
+#include <QtCore/QHash>
 #include <QtCore/QObject>
 
 namespace Host
@@ -31,6 +32,7 @@ private:
     void learnerLeft(const QString &deviceId);
     void answered(const QString &deviceId, const QString &question, const QString &answer);
     void answeredLate(const QString &deviceId, const QString &question, const QString &answer);
+    QString nameOf(const QString &deviceId);
     void remoteChanged(bool isThere);
     void failed(const Tarvo::Failure &failure);
     bool isGoingOn() const;
@@ -42,6 +44,7 @@ private:
     const Asked &m_asked;
     Terminal &m_terminal;
     int m_learnerCount = 0;
+    QHash<QString, QString> m_names; // by device, as far as they have been looked up
     bool m_hasRemote = false;
     bool m_isAway = false;
     Tarvo::Failure::Reason m_toldReason = Tarvo::Failure::NoReason; // why it is away

@@ -16,6 +16,9 @@ namespace
 
 using Tarvo::LiveClass;
 
+// An answer can have thousands of characters, which no window shows.
+constexpr int MAX_LABEL_LENGTH = 500;
+
 std::optional<double> finiteNumber(const QString &text)
 {
     bool isNumber = false;
@@ -55,7 +58,7 @@ QVector<Counted> countedIn(const QAbstractItemModel &results, const Asked &asked
         if (place < 0)
             continue;
         Counted &question = questions[place];
-        question.rows.append({index.data(LiveClass::LabelRole).toString(),
+        question.rows.append({index.data(LiveClass::LabelRole).toString().left(MAX_LABEL_LENGTH),
                               index.data(LiveClass::CountRole).toInt()});
         question.choices = asked.choices.value(id);
         question.respondents = index.data(LiveClass::RespondentsRole).toInt();
@@ -117,7 +120,7 @@ QStringList resultLines(const QAbstractItemModel &results, const Asked &asked, i
         lines += renderBars(question.rows, question.respondents, columns, style);
     }
     for (QString &line : lines)
-        line = elided(line, qMax(1, columns));
+        line = elided(printable(line), qMax(1, columns));
     return lines;
 }
 
