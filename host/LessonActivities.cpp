@@ -67,8 +67,11 @@ Failure Lesson::startPoll(const FixedPoll &poll)
     const auto kind = PollType::POLL_TYPE(poll.kind);
     const auto ordinals = OrdinalType::ORDINAL_TYPE(poll.ordinals);
     m_sinceFixedPoll.start();
-    setPicture(poll.picture);
-    const QString background = poll.picture.url.isEmpty() && poll.picture.png.isEmpty()
+    Picture picture = poll.picture;
+    picture.url.replace(QLatin1Char('\''),
+                        QLatin1String("%27")); // devices get it in quotes of these
+    setPicture(picture);
+    const QString background = picture.url.isEmpty() && picture.png.isEmpty()
         ? QString()
         : m_channel->getCardImageRef(true);
     m_channel->startPoll(kind, ordinals, poll.count, 0);

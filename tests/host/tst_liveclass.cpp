@@ -261,10 +261,10 @@ void tst_LiveClass::pollStandsOnItsImage()
 {
     Lesson lesson;
     QVERIFY(lesson.begin());
-    const QString url = u"https://pictures.example/rivers.png"_s;
+    const QString url = u"https://pictures.example/o'clock.png"_s;
     QVERIFY(ClassStage::succeeds(
         lesson.host->startPollWithImageAt(PollType::MULTIPLE, OrdinalType::ALPHA_UPPER, 3, url)));
-    QCOMPARE(lesson.backgroundOfQuestion(1), u"url('https://pictures.example/rivers.png')"_s);
+    QCOMPARE(lesson.backgroundOfQuestion(1), u"url('https://pictures.example/o%27clock.png')"_s);
 }
 
 void tst_LiveClass::pollStandsOnItsUploadedImage()
