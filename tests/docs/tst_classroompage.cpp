@@ -106,6 +106,7 @@ private Q_SLOTS:
     void journalFields();
     void controlStatuses_data();
     void controlStatuses();
+    void stockSettingsAreThoseOfTheServer();
 
 private:
     static void eachCall();
@@ -470,6 +471,21 @@ void tst_ClassroomPage::controlStatuses()
     send({u"/classroom/"_s + path, body}, true, &outcome);
     QCOMPARE(outcome, status);
     QVERIFY(inOneLine(section(m_page, u"## Control endpoints"_s)).contains(words));
+}
+
+// Those that the SockJS server comes with.
+void tst_ClassroomPage::stockSettingsAreThoseOfTheServer()
+{
+    const QString server = treeFile(u"classroom/node_modules/sockjs/lib/sockjs.js"_s);
+    QVERIFY(server.contains(u"disconnect_delay: 5000,"_s));
+    QVERIFY(server.contains(u"heartbeat_delay: 25000,"_s));
+    QVERIFY(server.contains(u"response_limit: 128 * 1024,"_s));
+    QVERIFY(inOneLine(m_page).contains(
+        u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, `response_limit` 128 KiB"_s));
+    QVERIFY(
+        inOneLine(treeFile(u"docs/operating.md"_s))
+            .contains(
+                u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, a stream that ends after 128 KiB"_s));
 }
 
 QTEST_GUILESS_MAIN(tst_ClassroomPage)

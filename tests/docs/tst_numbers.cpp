@@ -226,7 +226,6 @@ private Q_SLOTS:
     void kitRoles();
     void kitCalls();
     void kitReasons();
-    void classroomStockSettings();
     void classroomJournalKinds();
     void classroomControlPaths();
 };
@@ -336,25 +335,6 @@ void tst_Numbers::kitReasons()
             unknown.append(told);
     }
     QCOMPARE(unknown.join(u' '), u"Operation Reconnecting Live"_s); // a class, two states
-}
-
-// Those that the SockJS server comes with.
-void tst_Numbers::classroomStockSettings()
-{
-    const QString page = treeFile(u"docs/classroom.md"_s);
-    const QString path = u"classroom/node_modules/sockjs/lib/sockjs.js"_s;
-    if (!QFile::exists(QStringLiteral(TARVO_SOURCE_DIR "/") + path))
-        QSKIP("The classroom's packages are not installed");
-    const QString server = treeFile(path);
-    QVERIFY(server.contains(u"disconnect_delay: 5000,"_s));
-    QVERIFY(server.contains(u"heartbeat_delay: 25000,"_s));
-    QVERIFY(server.contains(u"response_limit: 128 * 1024,"_s));
-    QVERIFY(inOneLine(page).contains(
-        u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, `response_limit` 128 KiB"_s));
-    QVERIFY(
-        inOneLine(treeFile(u"docs/operating.md"_s))
-            .contains(
-                u"`disconnect_delay` 5 s, `heartbeat_delay` 25 s, a stream that ends after 128 KiB"_s));
 }
 
 void tst_Numbers::classroomJournalKinds()
