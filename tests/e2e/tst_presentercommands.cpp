@@ -189,7 +189,7 @@ void tst_PresenterCommands::aNameThatSeveralHaveIsNotGuessed()
     presenter.write("message Ada hi\n");
     QCOMPARE(presenter.ended(), 1);
     QCOMPARE(presenter.errors(),
-             u"tarvo-presenter: standard input:1: message Ada hi: There are 2 learners called "
+             u"tarvo-presenter: standard input:1: message Ada hi: 2 learners are called "
              "Ada: use 1 or 2.\n"_s);
 }
 

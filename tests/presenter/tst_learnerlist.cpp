@@ -77,7 +77,7 @@ void tst_LearnerList::whyThereIsNoneIsSaid_data()
 {
     QTest::addColumn<QString>("word");
     QTest::addColumn<QString>("why");
-    QTest::newRow("several") << u"Bo"_s << u"There are 3 learners called Bo: use 2, 3 or 5."_s;
+    QTest::newRow("several") << u"Bo"_s << u"3 learners are called Bo: use 2, 3 or 5."_s;
     QTest::newRow("unknown") << u"Eve"_s << u"There is no learner 'Eve'."_s;
     QTest::newRow("gone") << u"d-x"_s << u"There is no learner 'd-x'."_s;
     QTest::newRow("behind the last") << u"6"_s << u"There is no learner '6'."_s;

@@ -112,7 +112,7 @@ FoundLearner findLearner(const QAbstractItemModel &learners, const QString &word
         return found(rows.at(number - 1));
     if (namesakes.isEmpty())
         return notFound(QStringLiteral("There is no learner '%1'.").arg(word));
-    return notFound(QStringLiteral("There are %1 learners called %2: use %3.")
+    return notFound(QStringLiteral("%1 learners are called %2: use %3.")
                         .arg(QString::number(namesakes.size()), word, choiceOf(namesakes)));
 }
 
