@@ -75,7 +75,7 @@ export class SessionCalls {
 
   #getUsers({ json, user }) {
     const session = owned(this.#sessions.withToken(field(json, 'sessionToken')), user);
-    return { body: successBody({ users: [...session.users.values()] }) };
+    return { body: successBody({ users: this.#sessions.users(session) }) };
   }
 
   #stop({ json, user }) {

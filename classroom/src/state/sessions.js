@@ -1,19 +1,73 @@
 // Class sessions: created (they have a code), started (they have a token and a bus), joined by users,
-// stopped (forgotten).
+// stopped (forgotten). A session ends by itself when its presenter stays away.
+//
+// A user's token is alive from the join on. Until the user's line has proven itself it is waited for,
+// then it is connected, and when the line has gone it is away: its token still lives for a while, so
+// that a device that has lost its network comes back as the user it was.
 
+import { createHash, randomInt, randomUUID } from 'node:crypto';
 import { EventEmitter } from 'node:events';
-import { randomInt, randomUUID } from 'node:crypto';
+
+import { LIMITS } from '../limits.js';
 
 const CODE_DIGITS = 6;
 
-/** Emits 'started' and 'stopped', each with the session. */
+// Where a user is.
+const AWAITED = 'awaited';
+const CONNECTED = 'connected';
+const AWAY = 'away';
+
+/** What a session knows of one user, around the user itself. */
+class Place {
+  state = AWAITED;
+  wasConnected = false;
+  timer = null;
+
+  constructor(user, device) {
+    this.user = user;
+    this.device = device; // the digest of the device's secret, or null
+  }
+}
+
+class Session {
+  token = null;
+  places = new Map(); // by user token
+  devices = new Map(); // by the digest of a device's secret: its place
+  timer = null; // ends the session when the presenter stays away
+
+  constructor(code, owner) {
+    this.code = code;
+    this.owner = owner;
+  }
+
+  /** The users who are there or are waited for. */
+  get users() {
+    return [...this.places.values()].filter(({ state }) => state !== AWAY).map(({ user }) => user);
+  }
+
+  get hasPresenter() {
+    return [...this.places.values()].some(({ state, user }) => state === CONNECTED && user.mode === 'presenter');
+  }
+}
+
+/** Emits 'started' and 'stopped', each with the session; one that was never started is stopped, too. */
 export class Sessions extends EventEmitter {
+  #limits;
   #byCode = new Map();
   #byToken = new Map();
 
+  constructor({ limits = LIMITS } = {}) {
+    super();
+    this.#limits = limits;
+  }
+
+  /** Creates a session; when its owner has too many that have not ended, the oldest ends. */
   create(owner) {
-    const session = { code: this.#freeCode(), token: null, owner, users: new Map() };
+    const others = this.ofOwner(owner);
+    others.slice(0, Math.max(0, others.length + 1 - this.#limits.sessionsOfTeacher)).forEach((oldest) => this.stop(oldest));
+    const session = new Session(this.#freeCode(), owner);
     this.#byCode.set(session.code, session);
+    this.#awaitPresenter(session);
     return session;
   }
 
@@ -22,6 +76,7 @@ export class Sessions extends EventEmitter {
     if (session.token === null) {
       session.token = randomUUID();
       this.#byToken.set(session.token, session);
+      this.#awaitPresenter(session);
       this.emit('started', session);
     }
     return session.token;
@@ -39,25 +94,158 @@ export class Sessions extends EventEmitter {
     return this.#byToken.has(token);
   }
 
-  /** Adds a user and returns it with its token; details: {userName, mode, deviceName, deviceType}. */
-  join(session, details) {
-    const user = { ...details, userToken: randomUUID() };
-    session.users.set(user.userToken, user);
-    return user;
+  get running() {
+    return [...this.#byToken.values()];
+  }
+
+  /** A teacher's sessions that have not ended, the oldest first. */
+  ofOwner(owner) {
+    return [...this.#byCode.values()].filter((session) => session.owner === owner);
+  }
+
+  /**
+   * Adds a user and returns it with its token, or null when the session is full; details: {userName,
+   * mode, deviceName, deviceType}. A device whose secret the session knows is the user it was, with
+   * the details it gives now.
+   */
+  join(session, details, deviceSecret = null) {
+    const device = deviceSecret === null ? null : digestOf(deviceSecret);
+    const known = session.devices.get(device);
+    if (known) {
+      Object.assign(known.user, details);
+      this.#await(session, known);
+      return known.user;
+    }
+    return this.#makeRoom(session, details.mode) ? this.#add(session, details, device) : null;
+  }
+
+  /** Says whether the secret is that of a device whose user's token is alive. */
+  knowsDevice(session, deviceSecret) {
+    return session.devices.has(digestOf(deviceSecret));
+  }
+
+  /** The user whose token this is, connected or not, or null. */
+  user(session, userToken) {
+    return session.places.get(userToken)?.user ?? null;
+  }
+
+  /** The users who are connected or have joined and are waited for. */
+  users(session) {
+    return session.users;
+  }
+
+  /** The user's line has proven itself. */
+  connected(session, user) {
+    const place = session.places.get(user.userToken);
+    if (place) {
+      clearTimeout(place.timer);
+      place.state = CONNECTED;
+      place.wasConnected = true;
+      if (user.mode === 'presenter') {
+        clearTimeout(session.timer);
+      }
+    }
+  }
+
+  /** The user's line is gone, and no other has taken its place. */
+  disconnected(session, user) {
+    const place = session.places.get(user.userToken);
+    if (place?.state === CONNECTED) {
+      this.#letGo(session, place);
+      if (user.mode === 'presenter' && !session.hasPresenter) {
+        this.#awaitPresenter(session);
+      }
+    }
+  }
+
+  /** The user's token is dead at once, and so is what its device could come back with. */
+  remove(session, user) {
+    const place = session.places.get(user.userToken);
+    if (place) {
+      this.disconnected(session, user);
+      this.#drop(session, place);
+    }
   }
 
   removeUser(sessionToken, userToken) {
-    this.withToken(sessionToken)?.users.delete(userToken);
+    const session = this.withToken(sessionToken);
+    const user = session && this.user(session, userToken);
+    if (user) {
+      this.remove(session, user);
+    }
   }
 
   stop(session) {
+    if (this.#byCode.get(session.code) !== session) {
+      return;
+    }
     this.#byCode.delete(session.code);
     this.#byToken.delete(session.token);
+    clearTimeout(session.timer);
+    session.places.forEach((place) => this.#drop(session, place));
     this.emit('stopped', session);
   }
 
-  get running() {
-    return [...this.#byToken.values()];
+  #add(session, details, device) {
+    const place = new Place({ ...details, userToken: randomUUID() }, device);
+    session.places.set(place.user.userToken, place);
+    if (device !== null) {
+      session.devices.set(device, place);
+    }
+    this.#await(session, place);
+    return place.user;
+  }
+
+  // Learners cannot keep the teacher's own devices out: each kind has room for as many as are allowed.
+  // Whoever is away makes room first.
+  #makeRoom(session, mode) {
+    const isLearner = mode === 'learner';
+    const same = [...session.places.values()].filter(({ user }) => (user.mode === 'learner') === isLearner);
+    if (same.length < this.#limits.usersOfSession) {
+      return true;
+    }
+    const away = same.find(({ state }) => state === AWAY);
+    if (away) {
+      this.#drop(session, away);
+    }
+    return away !== undefined;
+  }
+
+  // Somebody who has been connected before loses nothing by joining again.
+  #await(session, place) {
+    if (place.state === CONNECTED) {
+      return;
+    }
+    place.state = AWAITED;
+    const { presenterAwayMs, joiningMs } = this.#limits;
+    this.#restart(place, place.user.mode === 'presenter' ? presenterAwayMs : joiningMs, () => {
+      if (place.wasConnected) {
+        this.#letGo(session, place);
+      } else {
+        this.#drop(session, place);
+      }
+    });
+  }
+
+  #letGo(session, place) {
+    place.state = AWAY;
+    this.#restart(place, this.#limits.awayMs, () => this.#drop(session, place));
+  }
+
+  #drop(session, place) {
+    clearTimeout(place.timer);
+    session.places.delete(place.user.userToken);
+    session.devices.delete(place.device);
+  }
+
+  #awaitPresenter(session) {
+    this.#restart(session, this.#limits.presenterAwayMs, () => this.stop(session));
+  }
+
+  // Nothing that is waited for keeps the service from ending.
+  #restart(owner, ms, expired) {
+    clearTimeout(owner.timer);
+    owner.timer = setTimeout(expired, ms).unref();
   }
 
   #freeCode() {
@@ -67,4 +255,8 @@ export class Sessions extends EventEmitter {
     } while (this.#byCode.has(code));
     return code;
   }
+}
+
+function digestOf(secret) {
+  return createHash('sha256').update(secret).digest('base64');
 }
