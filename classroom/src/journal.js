@@ -50,7 +50,7 @@ export class Journal {
   note(kind, fields) {
     const entry = { n: ++this.#count, time: new Date().toISOString(), kind };
     this.#tail = this.#tail
-      .then(async () => this.#publish(Object.assign(entry, await fields)))
+      .then(async () => this.#publish(Object.assign(entry, await (typeof fields === 'function' ? fields() : fields))))
       .catch((error) => console.error(`classroom: entry ${entry.n} is missing: ${error.message}`));
   }
 
@@ -80,6 +80,10 @@ export class Journal {
       seen = this.#lastPublished();
     }
     return found;
+  }
+
+  get wantsPayloads() {
+    return true;
   }
 
   get lastNumber() {

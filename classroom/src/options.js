@@ -4,7 +4,7 @@ import { readFileSync } from 'node:fs';
 
 import { BUS_PREFIX, TRANSPORTS } from './bus/sockjs.js';
 import { MIXED_FORMS, PAYLOAD_FORMS } from './codec/codec.js';
-import { REMOTE_COMMANDS } from './devices/remote.js';
+import { REMOTE_TYPES as REMOTE_COMMANDS } from './protocol.js';
 
 const MAX_PORT = 65535;
 

@@ -3,44 +3,12 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
-import { Bus } from '../src/bus/bus.js';
-import { Codec } from '../src/codec/codec.js';
-import { Journal } from '../src/journal.js';
-import { Sessions } from '../src/state/sessions.js';
-
-function setUp() {
-  const journal = new Journal();
-  const sessions = new Sessions();
-  const session = sessions.create('teacher');
-  sessions.start(session);
-  const bus = new Bus({ sessions, codec: new Codec(), journal });
-  return { journal, sessions, session, token: session.token, bus };
-}
-
-// A connection with the messages it got, as parsed texts.
-function connect(bus) {
-  const messages = [];
-  const hungUp = [];
-  let pings = 0;
-  const connection = bus.attach({
-    transport: 'test',
-    deliver: (message) => messages.push(JSON.parse(message.text)),
-    hangUp: (code, reason) => hungUp.push([code, reason]),
-    pinged: () => { ++pings; },
-  });
-  return {
-    connection,
-    messages,
-    send: (envelope) => connection.receiveText(JSON.stringify(envelope)),
-    get bodies() { return messages.map(({ body }) => body); },
-    hungUp,
-    get pings() { return pings; },
-  };
-}
+import { comeBack, connect, connectTest, enter, packed, setUpBus } from './support/bus.js';
+import { until } from './support/service.js';
 
 test('a message reaches every other connection that is registered on its address', () => {
-  const { bus, token } = setUp();
-  const [sender, first, second, elsewhere] = [connect(bus), connect(bus), connect(bus), connect(bus)];
+  const { bus, token } = setUpBus();
+  const [sender, first, second, elsewhere] = [connectTest(bus), connectTest(bus), connectTest(bus), connectTest(bus)];
   [sender, first, second].forEach((device) => device.send({ type: 'register', address: token }));
   elsewhere.send({ type: 'register', address: `${token}.learner` });
   sender.send({ type: 'publish', address: token, body: { from: 'p', type: 'pause', data: ['x'] } });
@@ -52,8 +20,8 @@ test('a message reaches every other connection that is registered on its address
 });
 
 test('registering twice brings a message once', () => {
-  const { bus, token } = setUp();
-  const [sender, receiver] = [connect(bus), connect(bus)];
+  const { bus, token } = setUpBus();
+  const [sender, receiver] = [connectTest(bus), connectTest(bus)];
   receiver.send({ type: 'register', address: token });
   receiver.send({ type: 'register', address: token });
   sender.send({ type: 'publish', address: token, body: { type: 'pause' } });
@@ -61,46 +29,25 @@ test('registering twice brings a message once', () => {
 });
 
 test('an address of no running session is refused and noted', async () => {
-  const { bus, journal, sessions, session, token } = setUp();
-  const device = connect(bus);
+  const { bus, journal, sessions, session, token } = setUpBus();
+  const device = connectTest(bus);
   device.send({ type: 'register', address: 'nobody.learner' });
   device.send({ type: 'publish', address: 'nobody', body: { type: 'pause' } });
   sessions.stop(session);
   device.send({ type: 'register', address: token });
-  assert.deepEqual(device.messages, [
-    { type: 'error', address: 'nobody.learner', message: 'unknown session' },
-    { type: 'error', address: 'nobody', message: 'unknown session' },
-    { type: 'error', address: token, message: 'unknown session' },
-  ]);
+  assert.deepEqual(device.messages, Array(3).fill({ type: 'error', message: 'unknown session' }));
   await journal.settled();
   assert.deepEqual(journal.find(0, { kind: 'register' }).map(({ address, accepted }) => [address, accepted]), [
     ['nobody.learner', false],
     [token, false],
   ]);
-  assert.deepEqual(journal.find(0, { kind: 'refused' }).map(({ address, type }) => [address, type]), [['nobody', 'pause']]);
-});
-
-test('what is no envelope changes nothing and is noted', async () => {
-  const { bus, journal, token } = setUp();
-  const device = connect(bus);
-  const receiver = connect(bus);
-  receiver.send({ type: 'register', address: token });
-  for (const text of ['', '{', '1', 'null', '[]', '"register"', '{"type":"dance"}', '{"address":"x"}']) {
-    device.connection.receiveText(text);
-  }
-  for (const body of [null, undefined, 'text', 7, ['list']]) {
-    device.send({ type: 'publish', address: token, body });
-  }
-  assert.deepEqual(receiver.messages, []);
-  await journal.settled();
-  assert.deepEqual(journal.find(0, { kind: 'unknown' }).map(({ text }) => text), [
-    '', '{', '1', 'null', '[]', '"register"', '{"type":"dance"}', '{"address":"x"}',
-    'null', undefined, '"text"', '7', '["list"]',
+  assert.deepEqual(journal.find(0, { kind: 'refused' }).map(({ address, type, reason }) => [address, type, reason]), [
+    ['nobody', 'pause', 'unknown session'],
   ]);
 });
 
-test('a ping is noted and answered with nothing', async () => {
-  const { bus, journal } = setUp();
+test('a ping is noted and answered with nothing, also before it is known who pings', async () => {
+  const { bus, journal } = setUpBus();
   const device = connect(bus);
   device.send({ type: 'ping' });
   await journal.settled();
@@ -110,49 +57,37 @@ test('a ping is noted and answered with nothing', async () => {
 });
 
 test('presenters hear of a learner that comes and goes', () => {
-  const { bus, sessions, session, token } = setUp();
-  const presenter = connect(bus);
-  presenter.send({ type: 'register', address: `${token}.presenter` });
-  const { userToken } = sessions.join(session, { userName: 'Ada', mode: 'learner' });
-  const learner = connect(bus);
-  [token, `${token}.learner`, `${token}.user.${userToken}`].forEach((address) => learner.send({ type: 'register', address }));
+  const place = setUpBus();
+  const presenter = enter(place, 'presenter');
+  const learner = enter(place, 'learner');
   learner.connection.closed();
   learner.connection.closed();
-  assert.deepEqual(presenter.bodies, [
-    { action: 'register', client: { token: userToken, type: 'user' } },
-    { action: 'unregister', client: { token: userToken, type: 'user' } },
-  ]);
-  assert.equal(session.users.size, 0);
+  const client = { token: learner.user.userToken, type: 'user' };
+  assert.deepEqual(presenter.bodies, [{ action: 'register', client }, { action: 'unregister', client }]);
+  assert.deepEqual(place.session.users, [presenter.user]);
 });
 
-test('presenters hear of a controller that goes, by the name it gave in its messages', () => {
-  const { bus, token } = setUp();
-  const presenter = connect(bus);
-  presenter.send({ type: 'register', address: `${token}.presenter` });
-  const controller = connect(bus);
-  controller.send({ type: 'register', address: `${token}.controller` });
-  controller.send({ type: 'publish', address: `${token}.presenter`, body: { from: 'c1', type: 'nextCard' } });
-  controller.connection.closed();
-  assert.deepEqual(presenter.bodies, [
-    { action: 'register', client: { token: '', type: 'controller' } },
-    { from: 'c1', type: 'nextCard' },
-    { action: 'unregister', client: { token: 'c1', type: 'controller' } },
-  ]);
+test('presenters hear of a remote that comes and goes as of a controller', () => {
+  const place = setUpBus();
+  const presenter = enter(place, 'presenter');
+  const remote = enter(place, 'controller');
+  remote.connection.closed();
+  const client = { token: remote.user.userToken, type: 'controller' };
+  assert.deepEqual(presenter.bodies, [{ action: 'register', client }, { action: 'unregister', client }]);
 });
 
-test('nobody hears of a presenter or a bystander that goes', () => {
-  const { bus, token } = setUp();
-  const [presenter, other, bystander] = [connect(bus), connect(bus), connect(bus)];
-  [presenter, other].forEach((device) => device.send({ type: 'register', address: `${token}.presenter` }));
-  bystander.send({ type: 'register', address: token });
+test('nobody hears of a presenter or a test that goes', () => {
+  const place = setUpBus();
+  const [presenter, other, bystander] = [enter(place, 'presenter'), enter(place, 'presenter'), connectTest(place.bus)];
+  bystander.send({ type: 'register', address: place.token });
   other.connection.closed();
   bystander.connection.closed();
   assert.deepEqual(presenter.messages, []);
 });
 
 test('a connection that is gone gets nothing and says nothing', () => {
-  const { bus, token } = setUp();
-  const [sender, receiver] = [connect(bus), connect(bus)];
+  const { bus, token } = setUpBus();
+  const [sender, receiver] = [connectTest(bus), connectTest(bus)];
   receiver.send({ type: 'register', address: token });
   receiver.connection.closed();
   sender.send({ type: 'publish', address: token, body: { type: 'pause' } });
@@ -162,7 +97,7 @@ test('a connection that is gone gets nothing and says nothing', () => {
 });
 
 test('hanging up tells the carrier and the journal why, once', async () => {
-  const { bus, journal } = setUp();
+  const { bus, journal } = setUpBus();
   const device = connect(bus);
   bus.closeAll();
   device.connection.close();
@@ -181,10 +116,10 @@ test('hanging up tells the carrier and the journal why, once', async () => {
 });
 
 test("a stopped session's addresses are gone, others stay", () => {
-  const { bus, sessions, session, token } = setUp();
+  const { bus, sessions, session, token } = setUpBus();
   const other = sessions.create('teacher');
   sessions.start(other);
-  const [sender, receiver] = [connect(bus), connect(bus)];
+  const [sender, receiver] = [connectTest(bus), connectTest(bus)];
   [token, other.token].forEach((address) => receiver.send({ type: 'register', address }));
   sessions.stop(session);
   sender.send({ type: 'publish', address: token, body: { type: 'pause' } });
@@ -192,14 +127,52 @@ test("a stopped session's addresses are gone, others stay", () => {
   assert.deepEqual(receiver.bodies, [{ type: 'resume' }]);
 });
 
+test('learners are told when the session ends, and hung up on; the presenter is not', () => {
+  const place = setUpBus();
+  const [presenter, learner] = [enter(place, 'presenter'), enter(place, 'learner')];
+  place.sessions.stop(place.session);
+  assert.deepEqual(learner.bodies.at(-1), { from: '', type: 'disconnect', data: packed('""') });
+  assert.deepEqual(learner.hungUp, [[3001, 'The class has ended']]);
+  assert.deepEqual(presenter.hungUp, []);
+  presenter.send({ type: 'publish', address: place.token, body: { type: 'disconnect' } });
+  assert.deepEqual(presenter.errors, ['unknown session']);
+});
+
+test('a new line of the same user replaces the old at once, and presenters hear nothing of it', () => {
+  const place = setUpBus();
+  const presenter = enter(place, 'presenter');
+  const learner = enter(place, 'learner');
+  const again = comeBack(place, learner.user);
+  assert.deepEqual(learner.hungUp, [[3004, 'Replaced by a new line']]);
+  assert.equal(presenter.bodies.length, 1);
+  presenter.send({ type: 'publish', address: place.token, body: { type: 'pause' } });
+  assert.equal(again.bodies.at(-1).type, 'pause');
+  assert.equal(learner.bodies.at(-1).type, undefined);
+  const teacherAgain = comeBack(place, presenter.user);
+  assert.deepEqual(presenter.hungUp, [[3004, 'Replaced by a new line']]);
+  again.connection.closed();
+  assert.deepEqual(teacherAgain.bodies, [{ action: 'unregister', client: { token: learner.user.userToken, type: 'user' } }]);
+});
+
+test('whoever the presenter sends away is hung up on and does not come back as who it was', () => {
+  const place = setUpBus();
+  const [presenter, learner] = [enter(place, 'presenter'), enter(place, 'learner')];
+  const { userToken } = learner.user;
+  presenter.send({ type: 'publish', address: `${place.token}.user.${userToken}`, body: { type: 'disconnect', data: packed('""') } });
+  assert.deepEqual(learner.bodies.at(-1), { type: 'disconnect', data: packed('""'), from: presenter.user.userToken });
+  assert.deepEqual(learner.hungUp, [[3008, 'Removed by the teacher']]);
+  assert.deepEqual(presenter.bodies.at(-1), { action: 'unregister', client: { token: userToken, type: 'user' } });
+  assert.deepEqual(comeBack(place, learner.user).hungUp, [[3009, 'The token is not valid']]);
+});
+
 test('the journal has each message with its payload unpacked and the number of its receivers', async () => {
-  const { bus, journal, token } = setUp();
-  const [sender, receiver] = [connect(bus), connect(bus)];
+  const { bus, journal, token } = setUpBus();
+  const [sender, receiver] = [connectTest(bus), connectTest(bus)];
   receiver.send({ type: 'register', address: token });
-  const data = new Codec().pack('{"lessonId":"l1"}', 'base64');
+  const data = packed('{"lessonId":"l1"}');
   sender.send({ type: 'publish', address: token, body: { from: 'p', type: 'poll', version: '3.0.0', sourceSystem: 'Corvel', data } });
   await journal.settled();
-  const [entry] = journal.find(0, { kind: 'publish' });
+  const [entry] = await until(() => journal.find(0, { kind: 'publish' }));
   assert.deepEqual({ ...entry, n: 0, time: '' }, {
     n: 0,
     time: '',

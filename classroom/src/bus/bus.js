@@ -3,133 +3,48 @@
 // devices come in over SockJS (sockjs.js), simulated ones attach inside this process, and both go
 // through the same BusConnection.
 //
-// An address belongs to a class session that is running; everything else is refused and noted.
+// An address belongs to a class session that is running; who may do what there stands in belonging.js.
 
 import { EventEmitter } from 'node:events';
 
-import { addressOf, parseAddress } from './address.js';
+import { LIMITS } from '../limits.js';
+import { Lesson } from '../state/lesson.js';
+import { addressOf, presenterNamedIn } from './address.js';
+import { answeredQuestion, faultOf, saysTheTruth } from './answers.js';
+import { mayPublish, mayRegister } from './belonging.js';
+import { BusConnection, CLOSINGS } from './connection.js';
+import { BusMessage, messageText } from './message.js';
 
-/** One message on its way to its receivers: encoded once and decoded once, whoever asks. */
-class BusMessage {
-  #text = null;
-  #payload = null;
-  #codec;
-
-  constructor(codec, address, body) {
-    this.#codec = codec;
-    this.address = address;
-    this.body = body;
-  }
-
-  /** The message as devices get it. */
-  get text() {
-    this.#text ??= JSON.stringify({ type: 'message', address: this.address, body: this.body });
-    return this.#text;
-  }
-
-  /** A promise of the unpacked payload: {form, text, data}, data being the parsed text or null. */
-  payload() {
-    this.#payload ??= this.#codec.unpack(this.body.data)
-      .then((unpacked) => ({ ...unpacked, data: parsedOrNull(unpacked.text) }));
-    return this.#payload;
-  }
-
-  /** A promise of what the journal notes about the message. */
-  async description() {
-    const { from, type, action, version, sourceSystem, client } = this.body;
-    return { address: this.address, from, type, action, version, sourceSystem, client, ...await this.payload() };
-  }
-}
-
-/**
- * One connection of the bus. The carrier gives it what arrives (receiveText, or the three operations)
- * and says when it is gone (closed); the bus hands messages to the carrier's deliver(message).
- */
-class BusConnection {
-  addresses = new Set();
-  client = null; // whom the presenter is told about: {token, type}
-  isOpen = true;
-  #bus;
-  #carrier;
-
-  constructor(bus, id, carrier) {
-    this.#bus = bus;
-    this.#carrier = carrier;
-    this.id = id;
-    this.transport = carrier.transport;
-  }
-
-  /** Takes one envelope as it came from the wire. */
-  receiveText(text) {
-    const envelope = parsedOrNull(text);
-    switch (envelope?.type) {
-      case 'register': return this.register(String(envelope.address));
-      case 'publish': return this.publish(String(envelope.address), envelope.body);
-      case 'ping': return this.ping();
-      default: return this.#bus.noteUnknown(this, text);
-    }
-  }
-
-  register(address) {
-    if (this.isOpen) {
-      this.#bus.register(this, address);
-    }
-  }
-
-  publish(address, body) {
-    if (this.isOpen) {
-      this.#bus.publish(this, address, body);
-    }
-  }
-
-  ping() {
-    this.#bus.notePing(this);
-    this.#carrier.pinged?.();
-  }
-
-  deliver(message) {
-    if (this.isOpen) {
-      this.#carrier.deliver(message);
-    }
-  }
-
-  /** Hangs up from this side, for a reason that the device is told. */
-  close(code = 1001, reason = 'Going away') {
-    if (this.isOpen) {
-      this.closed({ code, reason });
-      this.#carrier.hangUp(code, reason);
-    }
-  }
-
-  /** The carrier's word that the connection is gone. */
-  closed(why = {}) {
-    if (this.isOpen) {
-      this.isOpen = false;
-      this.#bus.detach(this, why);
-    }
-  }
-}
+// The fields of a device's message that go on to the presenters; who it is from, the service knows.
+const DEVICE_FIELDS = ['type', 'version', 'sourceSystem', 'data'];
 
 /** Emits 'registered' (connection, address parts) after each accepted registration. */
 export class Bus extends EventEmitter {
   #sessions;
   #codec;
   #journal;
+  #limits;
   #connections = new Set();
+  #lines = new Map(); // by user: the connection
   #receivers = new Map(); // by address: the set of connections registered on it
+  #lessons = new WeakMap(); // by session
   #lastId = 0;
 
-  constructor({ sessions, codec, journal }) {
+  constructor({ sessions, codec, journal, limits = LIMITS }) {
     super();
     this.#sessions = sessions;
     this.#codec = codec;
     this.#journal = journal;
+    this.#limits = limits;
     sessions.on('stopped', (session) => this.#forget(session));
   }
 
-  /** carrier: {transport, deliver(message), hangUp(code, reason), pinged() if it wants to know}. */
-  attach(carrier) {
-    const connection = new BusConnection(this, ++this.#lastId, carrier);
+  /**
+   * carrier: {transport, deliver(message), hangUp(code, reason)}, and if it wants to know, pinged() and
+   * proven(role). trusted: see BusConnection.
+   */
+  attach(carrier, { trusted } = {}) {
+    const connection = new BusConnection(this, ++this.#lastId, carrier, { limits: this.#limits, trusted });
     this.#connections.add(connection);
     this.#journal.note('open', about(connection));
     return connection;
@@ -139,43 +54,73 @@ export class Bus extends EventEmitter {
     return [...this.#connections];
   }
 
-  register(connection, address) {
-    const place = parseAddress(address);
-    const accepted = this.#sessions.isRunning(place.sessionToken);
-    this.#journal.note('register', { ...about(connection), address, accepted });
-    if (!accepted) {
-      this.#refuse(connection, address);
-      return;
-    }
-    if (connection.addresses.has(address)) {
-      return;
-    }
-    connection.addresses.add(address);
-    this.#receiversOf(address).add(connection);
-    this.#identify(connection, place);
-    this.emit('registered', connection, place);
+  isRunning(sessionToken) {
+    return this.#sessions.isRunning(sessionToken);
   }
 
-  publish(connection, address, body) {
-    if (typeof body !== 'object' || body === null || Array.isArray(body)) {
-      this.#journal.note('unknown', { ...about(connection), address, text: JSON.stringify(body) });
+  /** The session and the user whose tokens these are: {session, user}, each null if there is none. */
+  userOf(sessionToken, userToken) {
+    const session = this.#sessions.withToken(sessionToken);
+    return { session, user: session && this.#sessions.user(session, userToken) };
+  }
+
+  /** Whether a text holds the address of one who may send large messages. */
+  namesPresenter(text) {
+    const named = presenterNamedIn(text);
+    return named !== null && this.userOf(named.sessionToken, named.userToken).user?.mode === 'presenter';
+  }
+
+  /** A connection has said who it is. The line that its user had so far is given up. */
+  proven(connection) {
+    const { session, user } = connection;
+    const previous = this.#lines.get(user);
+    this.#lines.set(user, connection);
+    previous?.close(...CLOSINGS.replaced);
+    this.#sessions.connected(session, user);
+    if (connection.client && !previous) {
+      this.#tellPresenters(connection, 'register');
+    }
+  }
+
+  register(connection, address, place) {
+    const fault = this.#faultOf(connection, place, () => mayRegister(connection.user, place));
+    this.#journal.note('register', { ...about(connection), address, accepted: fault === null });
+    if (fault) {
+      connection.refuse(fault);
       return;
     }
-    if (!this.#sessions.isRunning(parseAddress(address).sessionToken)) {
-      this.#journal.note('refused', { ...about(connection), address, type: body.type });
-      this.#refuse(connection, address);
-      return;
+    if (!connection.addresses.has(address)) {
+      this.#admit(connection, address, place);
     }
-    // A controller registers on an address that does not name it; its messages do.
-    if (connection.client?.token === '' && typeof body.from === 'string') {
-      connection.client.token = body.from;
+  }
+
+  /** Undefined, or a promise while a device's message is looked at. */
+  publish(connection, address, place, body) {
+    const fault = this.#faultOf(connection, place, () => mayPublish(connection.user, place, body));
+    if (fault) {
+      this.#refusePublishing(connection, address, body, fault);
+      return undefined;
     }
-    this.#route(new BusMessage(this.#codec, address, body), connection);
+    const message = this.#messageFrom(connection, address, body);
+    switch (connection.role) {
+      case 'learner':
+        if (!connection.isSimulated) {
+          return this.#lookAt(connection, message);
+        }
+        break;
+      case 'presenter':
+        this.#lessonOf(connection.session).observe(place, message);
+        break;
+      default: break;
+    }
+    this.#route(message, connection);
+    this.#removeWhoWasSentAway(connection, place, body);
+    return undefined;
   }
 
   /** Publishes on the service's own behalf; returns the number of receivers. */
   announce(address, body) {
-    return this.#route(new BusMessage(this.#codec, address, body), null);
+    return this.#route(new BusMessage(this.#codec, address, body, this.#limits.presenterBytes), null);
   }
 
   notePing(connection) {
@@ -183,7 +128,7 @@ export class Bus extends EventEmitter {
   }
 
   noteUnknown(connection, text) {
-    this.#journal.note('unknown', { ...about(connection), text: String(text) });
+    this.#journal.note('unknown', () => ({ ...about(connection), text: typeof text === 'string' ? text : JSON.stringify(text) }));
   }
 
   /** why: the code and the reason if the bus hung up. */
@@ -193,15 +138,10 @@ export class Bus extends EventEmitter {
       this.#remove(connection, address);
     }
     this.#journal.note('close', { ...about(connection), client: connection.client, ...why });
-    const { client } = connection;
-    const [anyAddress] = connection.addresses;
-    if (!client || !anyAddress) {
-      return;
-    }
-    const { sessionToken } = parseAddress(anyAddress);
-    if (this.#sessions.isRunning(sessionToken)) {
-      this.#sessions.removeUser(sessionToken, client.token);
-      this.#tellPresenters(sessionToken, 'unregister', client);
+    const { user, session } = connection;
+    if (user !== null && this.#lines.get(user) === connection) {
+      this.#lines.delete(user);
+      this.#leave(connection, session, user);
     }
   }
 
@@ -209,42 +149,179 @@ export class Bus extends EventEmitter {
     this.connections.forEach((connection) => connection.close());
   }
 
-  // Tells the device that it was refused. Simulated devices know a refusal by its missing body.
-  #refuse(connection, address) {
-    connection.deliver({ address, body: null, text: JSON.stringify({ type: 'error', address, message: 'unknown session' }) });
+  #leave(connection, session, user) {
+    if (this.#sessions.isRunning(session.token)) {
+      this.#sessions.disconnected(session, user);
+      if (connection.client) {
+        this.#tellPresenters(connection, 'unregister');
+      }
+    }
+  }
+
+  // What stands against it, as the device is told, or null; isAllowed(): what the table of who belongs says.
+  #faultOf(connection, place, isAllowed) {
+    if (place === null) {
+      return 'unknown address';
+    }
+    if (!this.#sessions.isRunning(place.sessionToken)) {
+      return 'unknown session';
+    }
+    if (connection.isTrusted) {
+      return null;
+    }
+    const isOwnSession = connection.session?.token === place.sessionToken;
+    return isOwnSession && isAllowed() ? null : 'not allowed';
+  }
+
+  #admit(connection, address, place) {
+    if (!connection.isTrusted && connection.addresses.size >= this.#limits.addresses) {
+      connection.refuse('too many addresses');
+      return;
+    }
+    connection.addresses.add(address);
+    this.#receiversOf(address).add(connection);
+    this.emit('registered', connection, place);
+    if (place.place === '.user.*' && connection.role === 'learner' && !connection.isSimulated) {
+      this.#tellState(connection);
+    }
+  }
+
+  #messageFrom(connection, address, body) {
+    const { role, user } = connection;
+    if (role === 'control') {
+      return new BusMessage(this.#codec, address, body, this.#limits.presenterBytes);
+    }
+    const from = user.userToken;
+    if (role === 'presenter') {
+      const own = { ...body, from };
+      delete own.client;
+      return new BusMessage(this.#codec, address, own, this.#limits.presenterBytes);
+    }
+    const fields = DEVICE_FIELDS.filter((name) => body[name] !== undefined).map((name) => [name, body[name]]);
+    return new BusMessage(this.#codec, address, { from, ...Object.fromEntries(fields) }, this.#limits.payloadBytes);
+  }
+
+  async #lookAt(connection, message) {
+    const payload = await message.payload();
+    if (!connection.isOpen || !this.#sessions.isRunning(connection.session.token)) {
+      return;
+    }
+    const fault = faultOf(payload, this.#limits);
+    if (fault) {
+      this.#refusePublishing(connection, message.address, message.body, fault);
+      return;
+    }
+    const { type } = message.body;
+    if (type === 'join' && !saysTheTruth(payload.data, connection.user)) {
+      this.#route(this.#joinOf(connection, message), connection);
+      return;
+    }
+    const questionId = answeredQuestion(type, payload.data);
+    if (questionId === null) {
+      this.#route(message, connection);
+    } else {
+      this.#answer(connection, message, questionId, payload.data);
+    }
+  }
+
+  // The name is the one that was given at the door, whatever the device says now.
+  #joinOf({ user: { userName, deviceType } }, { address, body }) {
+    const data = this.#codec.pack(JSON.stringify({ userName, deviceType }), 'base64');
+    return new BusMessage(this.#codec, address, { ...body, data }, this.#limits.payloadBytes);
+  }
+
+  // Devices repeat an answer until it is confirmed, which it is when a presenter got it.
+  #answer(connection, message, questionId, answer) {
+    const lesson = this.#lessonOf(connection.session);
+    const { userToken } = connection.user;
+    if (!lesson.isAnswered(userToken, questionId, answer)) {
+      if (this.#route(message, connection) === 0) {
+        return;
+      }
+      lesson.keepAnswer(userToken, questionId, answer);
+    }
+    this.#tell(connection, JSON.stringify({ action: 'confirmed', questionId }));
+  }
+
+  #removeWhoWasSentAway(connection, { place, userToken }, { type }) {
+    if (connection.role !== 'presenter' || place !== '.user.*' || type !== 'disconnect') {
+      return;
+    }
+    const user = this.#sessions.user(connection.session, userToken);
+    if (user === null) {
+      return;
+    }
+    const line = this.#lines.get(user);
+    if (!line?.isSimulated) {
+      line?.close(...CLOSINGS.removed);
+    }
+    this.#lessonOf(connection.session).forget(userToken);
+    this.#sessions.remove(connection.session, user);
+  }
+
+  #refusePublishing(connection, address, body, fault) {
+    this.#journal.note('refused', { ...about(connection), address, type: body.type, reason: fault });
+    connection.refuse(fault);
   }
 
   #route(message, sender) {
     const receivers = [...this.#receivers.get(message.address) ?? []].filter((receiver) => receiver !== sender);
-    this.#journal.note('publish', message.description().then((description) => (
-      { ...about(sender), ...description, receivers: receivers.length })));
+    this.#journal.note('publish', () => this.#notice(message, sender, receivers.length));
     receivers.forEach((receiver) => receiver.deliver(message));
     return receivers.length;
   }
 
-  // A learner registers on its own address, a controller on the controllers'.
-  #identify(connection, { sessionToken, role, userToken }) {
-    if (connection.client || !(role === 'controller' || (role === 'user' && userToken !== ''))) {
-      return;
-    }
-    connection.client = { token: userToken, type: role };
-    this.#tellPresenters(sessionToken, 'register', connection.client);
+  async #notice(message, sender, receivers) {
+    const description = this.#journal.wantsPayloads ? await message.description() : message.outline;
+    return { ...about(sender), ...description, receivers };
   }
 
-  #tellPresenters(sessionToken, action, client) {
-    this.announce(addressOf(sessionToken, 'presenter'), { action, client: { ...client } });
+  #tellPresenters({ session, client }, action) {
+    this.announce(addressOf(session.token, 'presenter'), { action, client });
   }
 
-  // A stopped session's addresses are gone at once; whoever is still connected hears nothing more.
+  // The messages may hold pictures, and everybody gets them: they are not encoded anew for each.
+  #tellState(connection) {
+    const { paused, messages, answers } = this.#lessonOf(connection.session).stateFor(connection.user.userToken);
+    const bodies = messages.map(({ bodyText }) => bodyText).join(',');
+    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[${bodies}],"answers":${JSON.stringify(answers)}}`);
+  }
+
+  // The service's own word to one device.
+  #tell(connection, bodyText) {
+    const address = addressOf(connection.session.token, 'user', connection.user.userToken);
+    connection.deliver({ text: messageText(address, bodyText) });
+  }
+
+  // A stopped session's addresses are gone at once. Devices are told what presenters tell them; a
+  // presenter's last words may still be under way and are refused when they come.
   #forget(session) {
+    const goodbye = JSON.stringify({ from: '', type: 'disconnect', data: this.#codec.pack('""', 'base64') });
     for (const connection of this.#connections) {
-      for (const address of connection.addresses) {
-        if (parseAddress(address).sessionToken === session.token) {
-          this.#remove(connection, address);
-          connection.addresses.delete(address);
-        }
+      if (connection.client && connection.session === session && !connection.isSimulated) {
+        this.#tell(connection, goodbye);
+        connection.close(...CLOSINGS.classEnded);
+      }
+      this.#removeFrom(session, connection);
+    }
+  }
+
+  #removeFrom(session, connection) {
+    for (const address of connection.addresses) {
+      if (address === session.token || address.startsWith(`${session.token}.`)) {
+        this.#remove(connection, address);
+        connection.addresses.delete(address);
       }
     }
+  }
+
+  #lessonOf(session) {
+    let lesson = this.#lessons.get(session);
+    if (!lesson) {
+      lesson = new Lesson(this.#limits.payloadBytes);
+      this.#lessons.set(session, lesson);
+    }
+    return lesson;
   }
 
   #receiversOf(address) {
@@ -267,12 +344,4 @@ export class Bus extends EventEmitter {
 
 function about(connection) {
   return connection ? { connection: connection.id, transport: connection.transport } : { transport: 'service' };
-}
-
-function parsedOrNull(text) {
-  try {
-    return JSON.parse(text);
-  } catch {
-    return null;
-  }
 }

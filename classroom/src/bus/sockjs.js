@@ -82,7 +82,7 @@ function carry(bus, socket, pingTimeoutMs) {
   const patience = pingTimeoutMs > 0
     ? setTimeout(() => connection.close(NO_PING, `No ping for ${pingTimeoutMs / 1000} s`), pingTimeoutMs)
     : null;
-  socket.on('data', (text) => connection.receiveText(text));
+  socket.on('data', (text) => connection.receive(text));
   socket.on('close', () => {
     clearTimeout(patience);
     connection.closed();

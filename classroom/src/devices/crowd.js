@@ -4,8 +4,8 @@
 
 import { setImmediate as nextTurn, setTimeout as pause } from 'node:timers/promises';
 
-import { Learner } from './learner.js';
-import { Remote } from './remote.js';
+import { describeLearner, Learner } from './learner.js';
+import { Remote, REMOTE_DETAILS } from './remote.js';
 
 export class Crowd {
   #services;
@@ -15,24 +15,27 @@ export class Crowd {
   constructor(services, options) {
     this.#services = services;
     this.#options = options;
-    services.bus.on('registered', (connection, { sessionToken, role, userToken }) => {
-      if (role === 'presenter' && userToken === '' && !this.#sessions.has(sessionToken)) {
+    services.bus.on('registered', (connection, { sessionToken, place }) => {
+      if (place === '.presenter' && !this.#sessions.has(sessionToken)) {
         this.#welcome(services.sessions.withToken(sessionToken));
       }
     });
     services.sessions.on('stopped', (session) => this.#dismiss(session));
   }
 
-  /** Lets `count` more learners join a session; resolves with them when the last has joined. */
+  /** Lets `count` more learners join a session, as far as it has room; resolves with them. */
   async addLearners(session, count) {
     const group = this.#groupOf(session);
     const added = [];
     for (let i = 0; i < count; ++i) {
       await (this.#options.joinEveryMs > 0 ? pause(this.#options.joinEveryMs) : nextTurn());
-      if (!this.#services.sessions.isRunning(session.token)) {
+      const user = this.#services.sessions.isRunning(session.token)
+        ? this.#services.sessions.join(session, describeLearner(group.joined))
+        : null;
+      if (user === null) {
         break;
       }
-      const learner = new Learner(this.#services, session, group.joined++, this.#options);
+      const learner = new Learner(this.#services, session, user, group.joined++, this.#options);
       group.learners.push(learner);
       learner.join();
       added.push(learner);
@@ -40,12 +43,13 @@ export class Crowd {
     return added;
   }
 
-  /** Lets the session's remote controller join, unless it is there already. */
+  /** Lets the session's remote controller join, unless it is there already; null when there is no room. */
   addRemote(session) {
     const group = this.#groupOf(session);
     if (!group.remote?.isConnected) {
-      group.remote = new Remote(this.#services, session);
-      group.remote.join();
+      const user = this.#services.sessions.join(session, REMOTE_DETAILS);
+      group.remote = user && new Remote(this.#services, session, user);
+      group.remote?.join();
     }
     return group.remote;
   }
@@ -63,7 +67,7 @@ export class Crowd {
   #welcome(session) {
     this.addLearners(session, this.#options.learners);
     if (this.#options.remote) {
-      this.addRemote(session).play(this.#options.remoteCommands, this.#options.remoteEveryMs);
+      this.addRemote(session)?.play(this.#options.remoteCommands, this.#options.remoteEveryMs);
     }
   }
 

@@ -10,12 +10,13 @@ export class Device {
   #connection;
   #inbox = Promise.resolve();
 
-  /** details: {userName, mode, deviceName, deviceType}; services: {bus, sessions, codec, journal}. */
-  constructor(services, session, details) {
+  /** user: as it has joined the session; services: {bus, codec, journal}. */
+  constructor(services, session, user) {
     this.#services = services;
     this.session = session;
+    const { userToken, ...details } = user;
     this.details = details;
-    this.deviceId = services.sessions.join(session, details).userToken;
+    this.deviceId = userToken;
     this.#connection = services.bus.attach({
       transport: 'simulated',
       deliver: (message) => this.#enqueue(message),

@@ -39,9 +39,12 @@ export class Learner extends Device {
   #assessment = null; // {token, nextNumber, remaining}
   #stayTimer = null;
 
-  /** number counts the session's learners from 0; behaviour: {thinkMs, seed, payloadForm, stayMs}. */
-  constructor(services, session, number, behaviour) {
-    super(services, session, describe(number));
+  /**
+   * user: as it has joined; number counts the session's learners from 0; behaviour: {thinkMs, seed,
+   * payloadForm, stayMs}.
+   */
+  constructor(services, session, user, number, behaviour) {
+    super(services, session, user);
     this.number = number;
     this.#thinkMs = Math.round(behaviour.thinkMs * (1 + (number % THINK_STEPS) / THINK_STEPS));
     this.#seed = behaviour.seed;
@@ -163,7 +166,8 @@ export class Learner extends Device {
   }
 }
 
-function describe(number) {
+/** What a learner says of itself at the door. */
+export function describeLearner(number) {
   const round = Math.floor(number / NAMES.length);
   const userName = NAMES[number % NAMES.length] + (round > 0 ? ` ${round + 1}` : '');
   const deviceType = DEVICE_TYPES[number % DEVICE_TYPES.length];

@@ -3,33 +3,21 @@
 
 import { Device } from './device.js';
 
-/** The commands a presenter understands, with the data that goes along. stopSession comes last. */
-const COMMANDS = {
-  requestLessonInfo: {},
+// The data that goes along with a command; most have none.
+const DATA = {
   requestLesson: { lessonId: 'lesson-1' },
-  presenterActive: {},
-  pause: {},
-  resume: {},
-  lockAll: {},
-  unlockAll: {},
-  nextCard: {},
-  previousCard: {},
-  pushCurrentCard: {},
   addImageCard: { url: '/vantora/resource/downloadResourceFile?resourceId=none' },
-  stopSession: {},
 };
 
-export const REMOTE_COMMANDS = Object.keys(COMMANDS);
+/** What a remote says of itself at the door. */
+export const REMOTE_DETAILS = { userName: 'Remote', mode: 'controller', deviceName: 'Remote', deviceType: 'controller' };
 
 export class Remote extends Device {
   #timer = null;
 
-  constructor(services, session) {
-    super(services, session, { userName: 'Remote', mode: 'controller', deviceName: 'Remote', deviceType: 'controller' });
-  }
-
   join() {
     this.register('controller');
+    this.register('user', this.deviceId);
     this.note('joined');
   }
 
@@ -44,7 +32,7 @@ export class Remote extends Device {
     }
   }
 
-  send(command, data = COMMANDS[command] ?? {}) {
+  send(command, data = DATA[command] ?? {}) {
     this.tellPresenter(command, data, 'base64');
   }
 

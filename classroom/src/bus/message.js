@@ -1,0 +1,53 @@
+// One message on its way to its receivers: encoded once and decoded once, whoever asks.
+
+import { parsedOrNull } from './envelope.js';
+
+/** The text of a message whose body is JSON already. */
+export function messageText(address, bodyText) {
+  return `{"type":"message","address":${JSON.stringify(address)},"body":${bodyText}}`;
+}
+
+export class BusMessage {
+  #bodyText = null;
+  #text = null;
+  #payload = null;
+  #codec;
+  #maxBytes;
+
+  /** maxBytes: what the payload may hold when it is unpacked. */
+  constructor(codec, address, body, maxBytes) {
+    this.#codec = codec;
+    this.#maxBytes = maxBytes;
+    this.address = address;
+    this.body = body;
+  }
+
+  get bodyText() {
+    this.#bodyText ??= JSON.stringify(this.body);
+    return this.#bodyText;
+  }
+
+  /** The message as devices get it. */
+  get text() {
+    this.#text ??= messageText(this.address, this.bodyText);
+    return this.#text;
+  }
+
+  /** A promise of the unpacked payload: {form, text, data}, data being the parsed text or null. */
+  payload() {
+    this.#payload ??= this.#codec.unpack(this.body.data, { maxBytes: this.#maxBytes })
+      .then((unpacked) => ({ ...unpacked, data: parsedOrNull(unpacked.text) }));
+    return this.#payload;
+  }
+
+  /** What the journal notes about the message without unpacking it. */
+  get outline() {
+    const { from, type, action, version, sourceSystem, client } = this.body;
+    return { address: this.address, from, type, action, version, sourceSystem, client };
+  }
+
+  /** A promise of what the journal notes about the message. */
+  async description() {
+    return { ...this.outline, ...await this.payload() };
+  }
+}
