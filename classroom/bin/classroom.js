@@ -25,8 +25,8 @@ async function main() {
     return;
   }
   const classroom = new Classroom(options);
-  const url = await classroom.start();
-  console.log(`classroom: listening on ${url}`);
+  const lines = await classroom.start();
+  console.log(lines.map((line) => `classroom: ${line}`).join('\n'));
   const end = async () => {
     await classroom.stop();
     // The SockJS server still waits for sessions to come back; nobody else does.

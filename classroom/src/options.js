@@ -4,6 +4,8 @@ import { readFileSync } from 'node:fs';
 
 import { BUS_PREFIX, TRANSPORTS } from './bus/sockjs.js';
 import { MIXED_FORMS, PAYLOAD_FORMS } from './codec/codec.js';
+import { isLoopback, newPassword } from './exposure.js';
+import { LIMITS, limitsWith } from './limits.js';
 import { REMOTE_TYPES as REMOTE_COMMANDS } from './protocol.js';
 
 const MAX_PORT = 65535;
@@ -19,6 +21,9 @@ const MAX_DELAY_MS = 2 ** 30;
 // know who will ask. They reach streaming with --tenant-protocols, or by their own choice.
 const TENANT_PROTOCOLS = ['websocket', 'xhr-polling'];
 
+// Whose password it is that stands alone.
+const TEACHER = 'teacher';
+
 /** A command line that cannot be understood; the message says why. */
 export class UsageError extends Error {}
 
@@ -26,11 +31,13 @@ export class UsageError extends Error {}
 // and its default: the words that would have to be typed for it, or a list of all there is. A reader
 // gets the values and, behind them, what the field holds so far.
 const TABLE = [
-  ['host', 'ADDRESS', 'host', text, 'address to listen on', '127.0.0.1'],
+  ['host', 'ADDRESS', 'host', address, 'address to listen on', '127.0.0.1'],
   ['port', 'PORT', 'port', portNumber, 'port to listen on; 0 picks a free one', '8089'],
   ['tls', 'CERT KEY', 'tls', pemFiles, 'serve https and wss with this PEM certificate (chain) and key'],
-  ['user', 'NAME', 'accounts', newAccount, 'account that can sign in, repeatable', 'teacher'],
-  ['password', 'TEXT', 'accounts', accountPassword, 'password of the --user before it', 'secret'],
+  ['serve', '', 'serve', yes, "teach a class: nothing is open but what pupils' devices need;\nimplied by a --host that other machines can reach"],
+  ['control-port', 'PORT', 'controlPort', portNumber, 'with --serve: the control endpoints, for programs on this\nmachine that know the token; 0 picks a free port'],
+  ['user', 'NAME', 'accounts', newAccount, 'account that can sign in, repeatable', TEACHER],
+  ['password', 'TEXT', 'accounts', accountPassword, "password of the --user before it, or the teacher's;\nwith --serve, one is made up", 'secret'],
   ['learners', 'N', 'learners', whole, 'simulated learners in every session', '0'],
   ['join-every', 'MS', 'joinEveryMs', delayMs, 'time between two learners joining', '100'],
   ['think', 'MS', 'thinkMs', delayMs, 'time the fastest learner takes to answer', '300'],
@@ -51,6 +58,7 @@ const TABLE = [
   ['gzip', '', 'gzip', yes, 'compress REST replies'],
   ['log', '', 'log', yes, 'print every request and message, decompressed, on stderr'],
   ['record', 'FILE', 'record', text, 'write every request and message to FILE, one JSON object a line'],
+  ['limit', 'NAME=VALUE', 'limits', limit, 'change one of the bounds, repeatable'],
   ['end-with-stdin', '', 'endWithStdin', yes, 'end when standard input ends, as it does when the parent process dies'],
   ['help', '', 'help', yes, 'show this and exit'],
 ];
@@ -58,14 +66,16 @@ const TABLE = [
 export const HELP = `Usage: classroom [options]
 
 A local classroom service: the REST interface under /vantora, the event bus on SockJS under
-${BUS_PREFIX}, simulated learners and a simulated remote controller. For development and tests only.
+${BUS_PREFIX}, simulated learners and a simulated remote controller. For development and tests, and
+with --serve for a class in a room's own network.
 
-When it is ready it prints one line, "classroom: listening on URL". SIGTERM and SIGINT end it.
+When it is ready it prints "classroom: listening on URL". SIGTERM and SIGINT end it.
 
 ${TABLE.map(helpLine).join('\n')}
 
 Transports: ${TRANSPORTS.join(', ')}.
 Remote commands: ${REMOTE_COMMANDS.join(', ')}.
+Bounds: ${inLines(Object.keys(LIMITS))}.
 `;
 
 /** Reads the arguments after the program's name; throws a UsageError. */
@@ -87,7 +97,7 @@ export function parseOptions(args) {
     }
     given[key] = readValues(name, read, [...values, given[key]]);
   }
-  return completed({ ...defaults(), ...given });
+  return completed(given);
 }
 
 function defaults() {
@@ -102,13 +112,29 @@ function defaults() {
   return options;
 }
 
-function completed(options) {
+function completed(given) {
+  const options = { ...defaults(), ...given };
+  options.limits = limitsWith(options.limits);
   options.tenantProtocols ??= TENANT_PROTOCOLS.filter((name) => options.transports.includes(name));
+  options.serve ||= !isLoopback(options.host);
+  if (!options.serve && options.controlPort !== null) {
+    throw new UsageError('--control-port needs --serve');
+  }
+  return options.serve ? withMadeUpPasswords(options, given.accounts) : withPasswords(options);
+}
+
+function withPasswords(options) {
   const incomplete = options.accounts.find(({ password }) => password === null);
   if (incomplete) {
     throw new UsageError(`--user ${incomplete.user} needs a --password`);
   }
-  return options;
+  return { ...options, madeUp: [] };
+}
+
+// A password that everybody can read in the manual protects nothing.
+function withMadeUpPasswords(options, accounts = newAccount(TEACHER)) {
+  const complete = accounts.map(({ user, password }) => ({ user, password: password ?? newPassword() }));
+  return { ...options, accounts: complete, madeUp: complete.filter((_, i) => accounts[i].password === null) };
 }
 
 function readValues(name, read, values) {
@@ -129,6 +155,13 @@ function yes() {
 }
 
 function text(value) {
+  return value;
+}
+
+function address(value) {
+  if (value === '') {
+    throw new Error('that would be every address; name one');
+  }
   return value;
 }
 
@@ -170,10 +203,13 @@ function newAccount(user, accounts = []) {
   return [...accounts, { user, password: null }];
 }
 
-function accountPassword(password, accounts) {
-  const account = accounts?.at(-1);
-  if (!account || account.password !== null) {
+function accountPassword(password, accounts = newAccount(TEACHER)) {
+  const account = accounts.at(-1);
+  if (account.password !== null) {
     throw new Error('there is no --user before it');
+  }
+  if (password === '') {
+    throw new Error('it is empty');
   }
   return [...accounts.slice(0, -1), { ...account, password }];
 }
@@ -190,6 +226,16 @@ function credentials(value) {
     throw new Error(`"${value}" is not a name and a password with a colon between`);
   }
   return value;
+}
+
+// Bounds of time are a timer's, but for the longest.
+function limit(value, limits) {
+  const [name, number] = splitArgument(value);
+  if (!Object.hasOwn(LIMITS, name)) {
+    throw new Error(`"${name}" is no bound; --help names them`);
+  }
+  const isTimer = name.endsWith('Ms') && LIMITS[name] <= MAX_DELAY_MS;
+  return { ...limits, [name]: (isTimer ? delayMs : whole)(number ?? '') };
 }
 
 function names(value) {
@@ -213,6 +259,10 @@ function oneOf(value, known) {
     throw new Error(`"${value}" is not one of ${known.join(', ')}`);
   }
   return value;
+}
+
+function inLines(words) {
+  return words.join(', ').replace(/(.{60,90}?,) /g, '$1\n  ');
 }
 
 function helpLine([name, valueNames, , , meaning, initial]) {

@@ -6,6 +6,8 @@ import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
 
+import { exposureOf } from '../src/exposure.js';
+import { LIMITS } from '../src/limits.js';
 import { HELP, parseOptions } from '../src/options.js';
 import { run, startService } from './support/service.js';
 
@@ -15,11 +17,14 @@ test('without arguments there is the documented account, no learner, every trans
   assert.equal(options.port, 8089);
   assert.deepEqual(options.accounts, [{ user: 'teacher', password: 'secret' }]);
   assert.equal(options.learners, 0);
-  assert.deepEqual(options.transports, ['websocket', 'xhr-streaming', 'xhr-polling', 'eventsource', 'htmlfile', 'jsonp-polling']);
+  assert.deepEqual(options.transports, ['websocket', 'xhr-streaming', 'xhr-polling', 'eventsource']);
   assert.deepEqual(options.tenantProtocols, ['websocket', 'xhr-polling']);
   assert.equal(options.signInLifetimeMs, 1_800_000);
   assert.equal(options.stock, false);
   assert.equal(options.pingTimeoutMs, 0);
+  assert.equal(options.serve, false);
+  assert.equal(options.controlPort, null);
+  assert.equal(options.limits.proofMs, 10_000);
 });
 
 test('values stand behind an option or after its equals sign', () => {
@@ -43,6 +48,61 @@ test('presenters are told only of transports that are offered', () => {
 test('each --user takes the --password behind it', () => {
   const { accounts } = parseOptions(['--user', 'a', '--password', 'p=1', '--user=b', '--password=x%1"']);
   assert.deepEqual(accounts, [{ user: 'a', password: 'p=1' }, { user: 'b', password: 'x%1"' }]);
+});
+
+test('a password alone is that of the teacher, whichever way the service runs', () => {
+  for (const way of [[], ['--serve']]) {
+    assert.deepEqual(parseOptions([...way, '--password', 'p']).accounts, [{ user: 'teacher', password: 'p' }]);
+  }
+});
+
+test('who serves without a password gets one that nobody guesses', () => {
+  const { accounts, madeUp } = parseOptions(['--serve']);
+  assert.deepEqual(accounts.map(({ user }) => user), ['teacher']);
+  assert.match(accounts[0].password, /^([a-hjkmnp-z2-9]{4}-){3}[a-hjkmnp-z2-9]{4}$/);
+  assert.deepEqual(madeUp, accounts);
+  assert.notEqual(parseOptions(['--serve']).accounts[0].password, accounts[0].password);
+  const named = parseOptions(['--serve', '--user', 'a', '--user', 'b', '--password', 'p']);
+  assert.deepEqual(named.accounts[1], { user: 'b', password: 'p' });
+  assert.deepEqual(named.madeUp, [named.accounts[0]]);
+  assert.equal(named.madeUp[0].user, 'a');
+});
+
+for (const [host, serves] of [
+  ['127.0.0.1', false], ['127.3.2.1', false], ['localhost', false], ['LOCALHOST', false], ['::1', false],
+  ['0.0.0.0', true], ['::', true], ['192.168.1.20', true], ['fe80::1', true], ['127.0.0.1.example.org', true], ['class.local', true],
+]) {
+  test(`--host ${host} ${serves ? 'is served to a class' : 'stays local'}`, () => {
+    assert.equal(parseOptions(['--host', host]).serve, serves);
+    assert.equal(parseOptions(['--host', host, '--serve']).serve, true);
+  });
+}
+
+test('bounds are changed by their names, and the others stay', () => {
+  const { limits } = parseOptions(['--limit', 'proofMs=500', '--limit=messagesPerSecond=7']);
+  assert.equal(limits.proofMs, 500);
+  assert.equal(limits.messagesPerSecond, 7);
+  assert.equal(limits.headerMs, 10_000);
+});
+
+for (const [args, exposure] of [
+  [[], { name: 'local', oauth: true, control: { where: 'same port', token: null }, journal: 'whole' }],
+  [['--serve'], { name: 'serve', oauth: false, control: { where: 'off', token: null }, journal: 'off' }],
+  [['--serve', '--log'], { name: 'serve', oauth: false, control: { where: 'off', token: null }, journal: 'outline' }],
+  [['--serve', '--record', 'f'], { name: 'serve', oauth: false, control: { where: 'off', token: null }, journal: 'outline' }],
+]) {
+  test(`what is open with ${args.join(' ') || 'no options'}`, () => {
+    assert.deepEqual(exposureOf(parseOptions(args)), exposure);
+  });
+}
+
+test('a control port of its own has a token that nobody guesses', () => {
+  const options = parseOptions(['--serve', '--control-port', '0']);
+  const { control, journal } = exposureOf(options);
+  assert.equal(journal, 'outline');
+  assert.equal(control.where, 'own port');
+  assert.match(control.token, /^[0-9a-f]{48}$/);
+  assert.notEqual(exposureOf(options).control.token, control.token);
 });
 
 test('lists are read by their commas, and none is an empty list', () => {
@@ -69,10 +129,21 @@ for (const [args, message] of [
   [['--log=yes'], '--log takes no value'],
   [['--tls', 'cert.pem'], '--tls needs CERT and KEY'],
   [['--tls', '/nowhere/cert.pem', '/nowhere/key.pem'], "--tls: ENOENT: no such file or directory, open '/nowhere/cert.pem'"],
-  [['--password', 'x'], '--password: there is no --user before it'],
+  [['--host', ''], '--host: that would be every address; name one'],
+  [['--host='], '--host: that would be every address; name one'],
+  [['--control-port', '0'], '--control-port needs --serve'],
+  [['--serve', '--control-port', '65536'], '--control-port: 65536 is more than 65535'],
+  [['--limit', 'patience=1'], '--limit: "patience" is no bound; --help names them'],
+  [['--limit', 'toString=1'], '--limit: "toString" is no bound; --help names them'],
+  [['--limit', 'proofMs'], '--limit: "" is not a whole number'],
+  [['--limit', 'proofMs=1.5'], '--limit: "1.5" is not a whole number'],
+  [['--limit', 'proofMs=-1'], '--limit: "-1" is not a whole number'],
+  [['--limit', 'proofMs=1073741825'], '--limit: that is more than twelve days'],
+  [['--password', 'x', '--password', 'y'], '--password: there is no --user before it'],
+  [['--user', 'a', '--password', ''], '--password: it is empty'],
   [['--user', 'a', '--password', 'x', '--password', 'y'], '--password: there is no --user before it'],
   [['--user', 'a'], '--user a needs a --password'],
-  [['--transports', 'carrier-pigeon'], '--transports: "carrier-pigeon" is not one of websocket, xhr-streaming, xhr-polling, eventsource, htmlfile, jsonp-polling'],
+  [['--transports', 'carrier-pigeon'], '--transports: "carrier-pigeon" is not one of websocket, xhr-streaming, xhr-polling, eventsource'],
   [['--payload-form', 'base64,string'], '--payload-form: "base64,string" is not one of base64, integers, string, mixed'],
   [['--remote-commands', 'dance'], '--remote-commands: "dance" is not one of requestLessonInfo, requestLesson, presenterActive, pause, resume, lockAll, unlockAll, nextCard, previousCard, pushCurrentCard, addImageCard, stopSession'],
   [['--collab-url', 'here'], '--collab-url: "here" is not a URL'],
@@ -94,11 +165,13 @@ test('a bad option ends the program with 2, the reason and a hint', async () => 
 test('--help shows every option and ends with 0', async () => {
   assert.deepEqual(await run('--help', '--port', '1'), { code: 0, stdout: HELP, stderr: '' });
   assert.match(HELP, /^Usage: classroom \[options\]\n/);
-  for (const name of ['host', 'port', 'tls', 'user', 'password', 'learners', 'join-every', 'think', 'learner-stay', 'seed',
+  for (const name of ['host', 'port', 'tls', 'serve', 'control-port', 'limit', 'user', 'password', 'learners', 'join-every', 'think', 'learner-stay', 'seed',
     'payload-form', 'remote', 'remote-commands', 'remote-every', 'transports', 'tenant-protocols', 'stock', 'ping-timeout', 'collab-url',
     'expire-sign-in-after', 'oauth-single-use', 'http-auth', 'gzip', 'log', 'record', 'end-with-stdin', 'help']) {
     assert.match(HELP, new RegExp(`^  --${name}( |$)`, 'm'));
   }
+  const bounds = HELP.slice(HELP.indexOf('\nBounds: ') + 9).replace(/\s+/g, ' ');
+  assert.equal(bounds, `${Object.keys(LIMITS).join(', ')}. `);
 });
 
 test('the manual has every option', () => {

@@ -2,16 +2,13 @@
 // record and the end.
 
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
+import { readFileSync } from 'node:fs';
 import https from 'node:https';
-import net from 'node:net';
-import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
 
-import { Presenter, RestClient, startService, until } from './support/service.js';
+import { newCertificate, Presenter, rawConnection, RestClient, startService, temporaryFolder, until } from './support/service.js';
 
 async function startClass(t, ...args) {
   const service = await startService(t, ...args);
@@ -20,49 +17,21 @@ async function startClass(t, ...args) {
   return { service, rest, session: await rest.startSession() };
 }
 
-function temporaryFolder(t) {
-  const folder = mkdtempSync(join(tmpdir(), 'classroom-'));
-  t.after(() => rmSync(folder, { recursive: true }));
-  return folder;
-}
-
-// A connection on which requests are written by hand, as polling presenters do.
-async function rawConnection(t, url) {
-  const { hostname, port } = new URL(url);
-  const socket = net.connect(Number(port), hostname);
-  t.after(() => socket.destroy());
-  await once(socket, 'connect');
-  let received = '';
-  socket.setEncoding('utf8').on('data', (text) => { received += text; });
-  return {
-    socket,
-    write: (text) => socket.write(text),
-    // Everything up to and with the pattern; what follows stays for the next call.
-    read: async (pattern) => {
-      const match = await until(() => pattern.exec(received));
-      const end = match.index + match[0].length;
-      const text = received.slice(0, end);
-      received = received.slice(end);
-      return text;
-    },
-  };
-}
-
 const poll = (session, cookie = '') => `POST /eventbus/119/${session}/xhr HTTP/1.1\r\nHost: 127.0.0.1\r\nConnection: keep-alive\r\n`
   + `Accept-Encoding: identity\r\nContent-Type: application/json\r\nContent-Length: 0\r\n${cookie}\r\n\r\n\r\n`;
 
 test('only the transports that were asked for are offered', async (t) => {
   for (const [offered, expected] of [
-    ['websocket', [101, 404, 404, 404, 404, 404]],
-    ['xhr-polling', [404, 404, 200, 404, 404, 404]],
-    ['xhr-streaming,jsonp-polling', [404, 200, 404, 404, 404, 200]],
-    ['none', [404, 404, 404, 404, 404, 404]],
+    ['websocket', [101, 404, 404, 404]],
+    ['xhr-polling', [404, 404, 200, 404]],
+    ['xhr-streaming,eventsource', [404, 200, 404, 200]],
+    ['none', [404, 404, 404, 404]],
   ]) {
     const { url } = await startService(t, '--transports', offered);
     const statuses = [];
     for (const [method, path, upgrade] of [
       ['GET', 'websocket', 'Connection: Upgrade\r\nUpgrade: websocket\r\nSec-WebSocket-Version: 13\r\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==\r\n'],
-      ['POST', 'xhr_streaming', ''], ['POST', 'xhr', ''], ['GET', 'eventsource', ''], ['GET', 'htmlfile?c=x', ''], ['GET', 'jsonp?c=x', ''],
+      ['POST', 'xhr_streaming', ''], ['POST', 'xhr', ''], ['GET', 'eventsource', ''],
     ]) {
       const raw = await rawConnection(t, url);
       raw.write(`${method} /eventbus/119/${path.slice(0, 3)}sessn/${path} HTTP/1.1\r\nHost: x\r\nContent-Length: 0\r\n${upgrade}\r\n`);
@@ -162,10 +131,7 @@ test('a presenter is hung up on and hears why', async (t) => {
 });
 
 test('with a certificate everything goes over TLS', async (t) => {
-  const folder = temporaryFolder(t);
-  const [cert, key] = [join(folder, 'cert.pem'), join(folder, 'key.pem')];
-  execFileSync('openssl', ['req', '-x509', '-newkey', 'rsa:2048', '-nodes', '-days', '2', '-subj', '/CN=localhost',
-    '-addext', 'subjectAltName=IP:127.0.0.1', '-keyout', key, '-out', cert], { stdio: 'ignore' });
+  const { cert, key } = newCertificate(t);
   const { url } = await startService(t, '--tls', cert, key);
   assert.match(url, /^https:\/\/127\.0\.0\.1:\d+$/);
   const ask = async (path, headers, body = '') => {

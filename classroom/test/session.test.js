@@ -231,7 +231,7 @@ test('anything can be published to the presenter', async (t) => {
     { status: 200, receivers: 1 });
   assert.deepEqual(await rest.control('POST', 'publish', { body: {} }), { status: 400, error: 'address is missing' });
   assert.deepEqual(await rest.control('POST', 'faults', { status: 500 }), { status: 400, error: 'path is missing' });
-  assert.deepEqual(await rest.control('DELETE', 'publish'), { status: 405, error: 'DELETE is not for this path' });
+  assert.deepEqual(await rest.control('DELETE', 'publish'), { status: 405, error: 'the path does not take this method' });
   const [wave] = await presenter.received('wave');
   assert.deepEqual([wave.payload, typeof wave.data[0]], [{ a: 1 }, 'number']);
   assert.equal((await presenter.received('bare'))[0].data, 'as it is');

@@ -1,8 +1,12 @@
 // What the tests share: the service as a child process, a REST client that keeps cookies, and a
 // presenter on the real SockJS client.
 
-import { spawn } from 'node:child_process';
+import { execFileSync, spawn } from 'node:child_process';
 import { once } from 'node:events';
+import { mkdtempSync, rmSync } from 'node:fs';
+import net from 'node:net';
+import { tmpdir } from 'node:os';
+import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
 import SockJS from 'sockjs-client';
@@ -20,7 +24,7 @@ export async function run(...args) {
   return { code, ...output };
 }
 
-/** Starts the service on a free port; it is killed when the test ends. */
+/** Starts the service on a free port; it is killed when the test ends. lines: what it says of itself. */
 export async function startService(t, ...args) {
   const child = spawn(process.execPath, [PROGRAM, '--port', '0', '--end-with-stdin', ...args]);
   const output = collect(child);
@@ -30,11 +34,12 @@ export async function startService(t, ...args) {
     await ended;
   });
   await until(() => output.stdout.includes('\n') || child.exitCode !== null);
-  const url = /^classroom: listening on (\S+)\n$/.exec(output.stdout)?.[1];
+  const [first, ...lines] = output.stdout.trimEnd().split('\n');
+  const url = /^classroom: listening on (\S+)$/.exec(first)?.[1];
   if (!url) {
     throw new Error(`the service did not start: ${output.stdout}${output.stderr}`);
   }
-  return { url, output, child, ended };
+  return { url, lines, output, child, ended };
 }
 
 export async function until(condition, limitMs = 20_000) {
@@ -48,6 +53,58 @@ export async function until(condition, limitMs = 20_000) {
       throw new Error(`did not happen in ${limitMs} ms: ${condition}`);
     }
   }
+}
+
+/** A connection on which requests are written by hand, as polling presenters do. */
+export async function rawConnection(t, url) {
+  const { hostname, port } = new URL(url);
+  const socket = net.connect(Number(port), hostname);
+  t.after(() => socket.destroy());
+  await once(socket, 'connect');
+  let received = '';
+  socket.setEncoding('utf8').on('data', (text) => { received += text; }).on('error', () => {});
+  const ended = new Promise((resolve) => { socket.once('close', resolve); });
+  return {
+    socket,
+    ended, // when the far end has closed it
+    rest: () => received,
+    write: (text) => socket.write(text),
+    // Everything up to and with the pattern; what follows stays for the next call.
+    read: async (pattern) => {
+      const match = await until(() => pattern.exec(received));
+      const end = match.index + match[0].length;
+      const text = received.slice(0, end);
+      received = received.slice(end);
+      return text;
+    },
+  };
+}
+
+/** The head and the body of the reply to one request that is written by hand: {status, headers, body}. */
+export async function ask(t, url, head, body = '') {
+  const raw = await rawConnection(t, url);
+  raw.write(`${head.trim().replaceAll('\n', '\r\n')}\r\nConnection: close\r\n\r\n${body}`);
+  await raw.ended;
+  const [top, ...rest] = raw.rest().split('\r\n\r\n');
+  const [first, ...fields] = top.split('\r\n');
+  const headers = Object.fromEntries(fields.map((line) => [line.slice(0, line.indexOf(':')).toLowerCase(), line.slice(line.indexOf(':') + 2)]));
+  return { status: Number(first.slice(9, 12)), headers, body: rest.join('\r\n\r\n') };
+}
+
+/** A folder that goes with the test. */
+export function temporaryFolder(t) {
+  const folder = mkdtempSync(join(tmpdir(), 'classroom-'));
+  t.after(() => rmSync(folder, { recursive: true }));
+  return folder;
+}
+
+/** The files of a new certificate for 127.0.0.1: {cert, key}. */
+export function newCertificate(t) {
+  const folder = temporaryFolder(t);
+  const [cert, key] = [join(folder, 'cert.pem'), join(folder, 'key.pem')];
+  execFileSync('openssl', ['req', '-x509', '-newkey', 'rsa:2048', '-nodes', '-days', '2', '-subj', '/CN=localhost',
+    '-addext', 'subjectAltName=IP:127.0.0.1', '-keyout', key, '-out', cert], { stdio: 'ignore' });
+  return { cert, key };
 }
 
 /** A REST client with a cookie jar of its own. */
@@ -97,7 +154,11 @@ export class RestClient {
 
   /** One of the control endpoints; its JSON. */
   async control(method, path, fields) {
-    const response = await fetch(`${this.url}/classroom/${path}`, { method, body: fields && JSON.stringify(fields) });
+    const response = await fetch(`${this.url}/classroom/${path}`, {
+      method,
+      body: fields && JSON.stringify(fields),
+      headers: { 'Content-Type': 'application/json' },
+    });
     return { status: response.status, ...wrapped(await response.json()) };
   }
 }

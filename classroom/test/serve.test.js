@@ -1,0 +1,98 @@
+// Serving a class: what is open, and what whoever starts it is told. And the pages, which are there either
+// way.
+
+import assert from 'node:assert/strict';
+import { readFileSync } from 'node:fs';
+import os from 'node:os';
+import { test } from 'node:test';
+
+import { ask, newCertificate, RestClient, run, startService } from './support/service.js';
+
+const PASSWORD = /^teacher signs in with the password ((?:[a-z2-9]{4}-){3}[a-z2-9]{4})$/;
+
+const portOf = ({ url }) => new URL(url).port;
+
+test('the teacher signs in with the password that is made up, and with no other', async (t) => {
+  const service = await startService(t, '--serve');
+  assert.equal(service.lines.length, 3);
+  const [, password] = PASSWORD.exec(service.lines[2].replace('classroom: ', ''));
+  assert.equal((await new RestClient(service.url).signIn()).status, 403);
+  assert.equal((await new RestClient(service.url).signIn('teacher', password)).status, 200);
+});
+
+test('a password that is given is not told', async (t) => {
+  const service = await startService(t, '--serve', '--password', 'four words are better');
+  assert.deepEqual(service.lines, [
+    'classroom: only programs on this machine can reach it',
+    'classroom: it does without TLS, as nothing that is sent leaves this machine',
+  ]);
+  assert.equal((await new RestClient(service.url).signIn('teacher', 'four words are better')).status, 200);
+});
+
+test('who serves for every address is told by which ones it is reached, and that everybody can read', async (t) => {
+  const service = await startService(t, '--host', '0.0.0.0');
+  assert.equal(service.url, `http://0.0.0.0:${portOf(service)}`);
+  const own = Object.values(os.networkInterfaces()).flat().filter(({ family, internal }) => family === 'IPv4' && !internal);
+  const urls = own.map(({ address }) => `http://${address}:${portOf(service)}`).join(', ');
+  assert.equal(service.lines[0], own.length === 0
+    ? 'classroom: everybody who reaches this machine can reach it, which has no address in a network now'
+    : `classroom: everybody who reaches this machine can reach it, at ${urls}`);
+  assert.equal(service.lines[1], 'classroom: without TLS, passwords and names can be read on the network');
+});
+
+test('with a certificate who serves is told that TLS protects what is sent', async (t) => {
+  const { cert, key } = newCertificate(t);
+  const { lines } = await startService(t, '--serve', '--tls', cert, key);
+  assert.equal(lines[1], 'classroom: TLS protects what is sent');
+});
+
+test('locally there is one line and the password that the manual names', async (t) => {
+  const { url, lines } = await startService(t);
+  assert.deepEqual(lines, []);
+  assert.equal((await new RestClient(url).signIn()).status, 200);
+});
+
+test('a served class has no control endpoints on its port, with a control port or without', async (t) => {
+  for (const args of [[], ['--control-port', '0']]) {
+    const service = await startService(t, '--serve', ...args);
+    const host = `Host: ${new URL(service.url).host}`;
+    for (const line of ['GET /classroom/journal', 'GET /classroom/sessions', 'DELETE /classroom/connections']) {
+      const { status, body } = await ask(t, service.url, `${line} HTTP/1.1\n${host}`);
+      assert.equal(status, 404);
+      assert.ok(body.includes('Nothing is served here.'));
+    }
+    const upgrade = 'Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version: 13\nSec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==';
+    assert.equal((await ask(t, service.url, `GET /classroom/bus HTTP/1.1\n${host}\n${upgrade}`)).status, 404);
+  }
+});
+
+test('a control port that is taken ends the program with 1 and the reason', async (t) => {
+  const { url } = await startService(t);
+  const { code, stdout, stderr } = await run('--serve', '--port', '0', '--control-port', new URL(url).port);
+  assert.equal(code, 1);
+  assert.equal(stdout, '');
+  assert.match(stderr, /^classroom: listen EADDRINUSE/);
+});
+
+for (const args of [[], ['--serve']]) {
+  test(`the start page is there ${args.length === 0 ? 'locally' : 'when a class is served'}`, async (t) => {
+    const { url } = await startService(t, ...args);
+    for (const [path, file, type] of [['/', 'index.html', 'text/html; charset=UTF-8'], ['/classroom.css', 'classroom.css', 'text/css; charset=UTF-8']]) {
+      const content = readFileSync(new URL(`../pages/${file}`, import.meta.url), 'utf8');
+      const reply = await fetch(`${url}${path}?query`);
+      assert.deepEqual([reply.status, reply.headers.get('content-type'), await reply.text()], [200, type, content]);
+      const head = await fetch(url + path, { method: 'HEAD' });
+      assert.deepEqual([head.status, Number(head.headers.get('content-length')), await head.text()], [200, Buffer.byteLength(content), '']);
+      assert.equal((await fetch(url + path, { method: 'POST' })).status, 404);
+    }
+  });
+}
+
+test('nothing else of the disk is served', async (t) => {
+  const service = await startService(t);
+  for (const target of ['/index.html', '//classroom.css', '/../package.json', '/pages/index.html', '/..%2fpackage.json', '/%2e%2e/package.json',
+    '/classroom.css/', '/classroom.css%00', '/.', '/constructor', '/__proto__']) {
+    const { status, headers, body } = await ask(t, service.url, `GET ${target} HTTP/1.1\nHost: ${new URL(service.url).host}`);
+    assert.deepEqual([status, headers['content-type'], body.includes('Nothing is served here.\n')], [404, 'text/plain; charset=UTF-8', true], target);
+  }
+});
