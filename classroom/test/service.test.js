@@ -50,9 +50,11 @@ test('polls with the extra line ends of presenters follow one another on one con
   assert.match(first, /^HTTP\/1\.1 200 OK\r\n/);
   assert.match(first, /\r\nTransfer-Encoding: chunked\r\n/);
   assert.match(first, /\r\n\r\n2\r\no\n\r\n0\r\n\r\n$/);
-  const register = JSON.stringify([JSON.stringify({ type: 'register', address: session.sessionToken })], null, 4);
-  const sent = await rest.post('/eventbus/119/abcdefgh/xhr_send', `${register}\n`);
-  assert.equal(sent.status, 204);
+  for (const address of [session.sessionToken, `${session.sessionToken}.presenter.${session.userToken}`]) {
+    const register = JSON.stringify([JSON.stringify({ type: 'register', address })], null, 4);
+    const sent = await rest.post('/eventbus/119/abcdefgh/xhr_send', `${register}\n`);
+    assert.equal(sent.status, 204);
+  }
   raw.write(poll('abcdefgh'));
   await rest.control('POST', 'publish', { address: session.sessionToken, body: { type: 'pause' } });
   assert.match(await raw.read(/\r\n0\r\n\r\n/), /\r\na\["\{\\"type\\":\\"message\\",.*\\"body\\":\{\\"type\\":\\"pause\\"\}\}"\]\n\r\n0\r\n\r\n$/);
@@ -92,7 +94,7 @@ for (const transport of ['websocket', 'xhr-streaming', 'xhr-polling']) {
     const pinging = await Presenter.open(service.url, session, transport);
     const pings = setInterval(() => pinging.send({ type: 'ping' }), 100);
     t.after(() => clearInterval(pings));
-    const silent = await Presenter.open(service.url, session, transport);
+    const silent = await Presenter.open(service.url, await rest.joinSession(session), transport);
     const { code, reason } = await silent.closed;
     assert.deepEqual([code, reason], [3000, 'No ping for 1 s']);
     // The one that pings came earlier and is still there, as are the learners, which never ping.

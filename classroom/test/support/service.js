@@ -146,6 +146,11 @@ export class RestClient {
     const { sessionToken } = (await this.postJson('/vantora/session/start', {
       sessionCode, serverUrl: url, sourceSystem: 'Corvel', version: '3.0.0',
     })).json.data;
+    return this.joinSession({ sessionCode, sessionToken });
+  }
+
+  /** One more presenter of a session. */
+  async joinSession({ sessionCode, sessionToken }) {
     const { userToken } = (await this.postJson('/vantora/classroom/session/join', {
       userName: 'SessionStarter', sessionCode, mode: 'presenter', deviceName: 'teacher_SessionStarter', deviceType: 'presenter',
     })).json.data;
