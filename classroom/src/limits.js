@@ -16,17 +16,20 @@ export const LIMITS = {
   bodyMs: 30 * SECOND, // for the whole request
   responseMs: 30 * SECOND, // without progress in taking a reply
   nameChars: 64, // of a learner's name, a device's name and type
+  fieldChars: 1_000, // of every other text that is kept
   failedAttempts: 10, // joins and sign-ins a minute, from one address
   failedAttemptsOfAll: 60, // a minute, from all addresses; beyond, they wait for their turn
   attemptMs: 1 * SECOND, // between two of those that wait for their turn
   waitingAttempts: 60, // that wait for their turn; the next is refused
+  rememberedAddresses: 10_000, // from which an attempt has failed
 
   // Who may stay, and how long
   signInsOfTeacher: 100,
   deviceTokensOfTeacher: 100,
   deviceTokenMs: 90 * 24 * 60 * MINUTE,
   registrationMs: 10 * MINUTE, // for a registration to be finished
-  registrations: 1_000,
+  registrations: 1_000, // that have not been finished, and as many that have
+  usedCodes: 10_000, // of OAuth that are remembered
   sessionsOfTeacher: 20, // that have not ended; the oldest makes room
   usersOfSession: 2_100,
   joiningMs: 30 * SECOND, // from the join to the first connection, of learners and remotes

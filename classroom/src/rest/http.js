@@ -1,8 +1,7 @@
 // Small pieces of HTTP that the REST interface and the control endpoints share.
 
+import { LIMITS } from '../limits.js';
 import { failures } from './reply.js';
-
-const MAX_BODY_BYTES = 64 * 1024 * 1024;
 
 /** A request target's {path, query}; it may be anything a client cares to send. */
 export function splitTarget(target) {
@@ -12,20 +11,32 @@ export function splitTarget(target) {
     : { path: target.slice(0, mark), query: new URLSearchParams(target.slice(mark + 1)) };
 }
 
-/** The whole body of a request, as bytes. One that is too large is read to its end and refused. */
-export async function readBody(request) {
-  const chunks = [];
-  let size = 0;
-  for await (const chunk of request) {
-    size += chunk.length;
-    if (size <= MAX_BODY_BYTES) {
+/**
+ * The whole body of a request, as bytes. One that is too large is given up as soon as that is known:
+ * what follows is discarded as it comes, so that an honest client gets to the reply.
+ */
+export function readBody(request, maxBytes = LIMITS.presenterBytes) {
+  if (Number(request.headers['content-length']) > maxBytes) {
+    request.resume();
+    return Promise.reject(failures.tooLarge());
+  }
+  return new Promise((resolve, reject) => {
+    const chunks = [];
+    let size = 0;
+    const take = (chunk) => {
+      size += chunk.length;
       chunks.push(chunk);
-    }
-  }
-  if (size > MAX_BODY_BYTES) {
-    throw failures.tooLarge();
-  }
-  return Buffer.concat(chunks);
+      if (size > maxBytes) {
+        chunks.length = 0;
+        request.off('data', take).resume();
+        reject(failures.tooLarge());
+      }
+    };
+    request.on('data', take)
+      .once('end', () => resolve(Buffer.concat(chunks)))
+      .once('error', reject)
+      .once('close', () => reject(new Error('the client has gone')));
+  });
 }
 
 /** A body that has to be a JSON object. */
@@ -46,6 +57,12 @@ export function parseObject(bytes) {
 export function cookieValue(header, name) {
   const pair = (header ?? '').split(';').map((text) => text.trim()).find((text) => text.startsWith(`${name}=`));
   return pair ? pair.slice(name.length + 1) : '';
+}
+
+/** A Set-Cookie line for a cookie that no page's script and no other site's page gets hold of. */
+export function cookieLine(name, value, { maxAgeSeconds, secure = false } = {}) {
+  const lifetime = maxAgeSeconds === undefined ? '' : `; Max-Age=${maxAgeSeconds}`;
+  return `${name}=${value}; Path=/; HttpOnly; SameSite=Strict${lifetime}${secure ? '; Secure' : ''}`;
 }
 
 /** Finds the route of a path: {route, params}; ":name" in a route's path stands for one segment. */

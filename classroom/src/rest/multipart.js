@@ -10,12 +10,15 @@ const FIELDS_FROM_THE_END = ['clientProvidedGUID', 'isTemporary'];
  * Reads a form: {fileName, file, fields}, file being a slice of body. Throws an Error that says what
  * is not as it should be.
  */
-export function parseUploadForm(contentType, body) {
+export function parseUploadForm(contentType, body, maxNameChars = Infinity) {
   const boundary = /^multipart\/form-data;.*\bboundary=("?)([^";]+)\1/i.exec(contentType ?? '')?.[2];
   if (!boundary) {
     throw new Error('the content type names no boundary');
   }
   const { fileName, start } = readFileHeader(body, `--${boundary}${CRLF}`);
+  if (fileName.length > maxNameChars) {
+    throw new Error('the file name is too long');
+  }
   let end = cutEnd(body, body.length, `${CRLF}--${boundary}--${CRLF}${CRLF}`);
   const fields = {};
   for (const name of FIELDS_FROM_THE_END) {

@@ -1,10 +1,15 @@
 // Session operations: create, start, join, list users, stop, and where the collaboration server is.
 
+import { randomBytes } from 'node:crypto';
+
+import { LIMITS } from '../limits.js';
 import { PROTOCOL_VERSION } from '../protocol.js';
-import { checkSourceSystem, field, oneOf } from './fields.js';
+import { checkSourceSystem, choice, field, label } from './fields.js';
 import { failures, successBody } from './reply.js';
 
 const MODES = ['presenter', 'learner', 'controller'];
+
+const DEVICE_SECRET_BYTES = 16;
 
 export class SessionCalls {
   routes = {
@@ -12,8 +17,12 @@ export class SessionCalls {
     '/vantora/session/getcollabserverurl': { handle: (context) => this.#getCollabServerUrl(context) },
     '/vantora/config/findTenantFeatureDetails': { handle: () => this.#findTenantFeatureDetails() },
     '/vantora/session/start': { handle: (context) => this.#start(context) },
-    // Learners and controllers come with nothing but the session code.
-    '/vantora/classroom/session/join': { open: true, handle: (context) => this.#join(context) },
+    // Learners come with nothing but the session code.
+    '/vantora/classroom/session/join': {
+      open: true,
+      isAttempt: (context) => !this.#isExpected(context),
+      handle: (context) => this.#join(context),
+    },
     '/vantora/session/getusers': { handle: (context) => this.#getUsers(context) },
     '/vantora/session/stop': { handle: (context) => this.#stop(context) },
   };
@@ -21,12 +30,14 @@ export class SessionCalls {
   #sessions;
   #collabUrl;
   #tenantProtocols;
+  #limits;
 
-  /** options: {collabUrl, tenantProtocols}; without a URL, presenters are sent to this service. */
-  constructor({ sessions }, { collabUrl, tenantProtocols }) {
+  /** options: {collabUrl, tenantProtocols, limits}; without a URL, presenters are sent to this service. */
+  constructor({ sessions }, { collabUrl, tenantProtocols, limits = LIMITS }) {
     this.#sessions = sessions;
     this.#collabUrl = collabUrl;
     this.#tenantProtocols = tenantProtocols;
+    this.#limits = limits;
   }
 
   #create({ user }) {
@@ -44,7 +55,7 @@ export class SessionCalls {
 
   #start({ json, user, baseUrl }) {
     checkSourceSystem(json);
-    oneOf(json, 'serverUrl', [this.#collabUrl ?? baseUrl]);
+    choice(json, 'serverUrl', [this.#collabUrl ?? baseUrl]);
     if (field(json, 'version') !== PROTOCOL_VERSION) {
       throw failures.unsupportedVersion();
     }
@@ -52,25 +63,47 @@ export class SessionCalls {
     return { body: successBody({ sessionToken: this.#sessions.start(session) }, { infoMsgKeys: ['session.start.success'] }) };
   }
 
-  #join({ json, user }) {
-    const mode = oneOf(json, 'mode', MODES);
-    const session = this.#sessions.withCode(field(json, 'sessionCode'));
-    if (!session) {
-      throw failures.unknownSession();
-    }
-    if (mode === 'presenter') {
-      owned(session, user);
-    }
+  // What a client may do later depends on the mode it joins in: the teacher's own devices sign in.
+  #join({ json, user, deviceSecret }) {
+    const details = this.#readDetails(json);
+    const isLearner = details.mode === 'learner';
+    const named = this.#sessions.withCode(field(json, 'sessionCode'));
+    const session = isLearner ? existing(named) : owned(named, user);
     if (session.token === null) {
       throw failures.sessionNotStarted();
     }
-    const { userToken } = this.#sessions.join(session, {
-      userName: field(json, 'userName'),
-      mode,
-      deviceName: field(json, 'deviceName'),
-      deviceType: field(json, 'deviceType'),
-    });
-    return { body: successBody({ userToken, sessionToken: session.token }, { infoMsgKeys: ['session.join.success'] }) };
+    const device = isLearner ? this.#secretFor(session, deviceSecret) : null;
+    const joined = this.#sessions.join(session, details, device);
+    if (!joined) {
+      throw failures.sessionFull();
+    }
+    const data = { userToken: joined.userToken, sessionToken: session.token };
+    return { body: successBody(data, { infoMsgKeys: ['session.join.success'] }), deviceSecret: device };
+  }
+
+  #readDetails(json) {
+    const { nameChars } = this.#limits;
+    return {
+      userName: label(json, 'userName', nameChars),
+      mode: choice(json, 'mode', MODES),
+      deviceName: label(json, 'deviceName', nameChars),
+      deviceType: label(json, 'deviceType', nameChars),
+    };
+  }
+
+  // A device that the session does not know gets a secret that nobody else can know: one that it brings
+  // along may have been planted.
+  #secretFor(session, deviceSecret) {
+    return this.#sessions.knowsDevice(session, deviceSecret)
+      ? deviceSecret
+      : randomBytes(DEVICE_SECRET_BYTES).toString('hex');
+  }
+
+  // Neither a device that comes back nor the session's own teacher guesses codes.
+  #isExpected({ json, user, deviceSecret }) {
+    const session = this.#sessions.withCode(json.sessionCode);
+    const isBack = session !== null && json.mode === 'learner' && this.#sessions.knowsDevice(session, deviceSecret);
+    return isBack || (session !== null && session.owner === user);
   }
 
   #getUsers({ json, user }) {
@@ -84,11 +117,15 @@ export class SessionCalls {
   }
 }
 
-function owned(session, user) {
+function existing(session) {
   if (!session) {
     throw failures.unknownSession();
   }
-  if (session.owner !== user) {
+  return session;
+}
+
+function owned(session, user) {
+  if (existing(session).owner !== user) {
     throw failures.foreignSession();
   }
   return session;

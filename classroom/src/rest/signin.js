@@ -1,5 +1,6 @@
 // Sign-in and account operations.
 
+import { LIMITS } from '../limits.js';
 import { checkSourceSystem, field } from './fields.js';
 import { failures, successBody } from './reply.js';
 
@@ -7,20 +8,28 @@ import { failures, successBody } from './reply.js';
 const SLASHED_CALLBACK_PROVIDER = 'facebook';
 
 export class SignInCalls {
-  routes = {
-    '/vantora': { open: true, anyBody: true, handle: () => ({ body: successBody() }) },
-    '/vantora/login/submit': { open: true, handle: (context) => this.#submit(context) },
-    '/vantora/login/oauth/:provider/callback': { open: true, handle: (context) => this.#oauthCallback(context) },
-    '/vantora/register/oauth/submit': { open: true, handle: (context) => this.#register(context) },
-    '/vantora/login/keepSessionAlive': { anyBody: true, handle: () => ({ body: successBody() }) },
-    '/vantora/login/user': { open: true, handle: (context) => this.#user(context) },
-    '/vantora/login/logout': { open: true, handle: (context) => this.#logout(context) },
-  };
-
   #accounts;
+  #limits;
+  #isOAuthOn;
 
-  constructor({ accounts }) {
+  /** options: {limits, exposure}. */
+  constructor({ accounts }, { limits = LIMITS, exposure }) {
     this.#accounts = accounts;
+    this.#limits = limits;
+    this.#isOAuthOn = exposure?.oauth !== false;
+  }
+
+  get routes() {
+    const oauth = { open: true, isAttempt: always, refusal: this.#isOAuthOn ? null : failures.oauthOff };
+    return {
+      '/vantora': { open: true, anyBody: true, handle: () => ({ body: successBody() }) },
+      '/vantora/login/submit': { open: true, isAttempt: always, handle: (context) => this.#submit(context) },
+      '/vantora/login/oauth/:provider/callback': { ...oauth, handle: (context) => this.#oauthCallback(context) },
+      '/vantora/register/oauth/submit': { ...oauth, handle: (context) => this.#register(context) },
+      '/vantora/login/keepSessionAlive': { anyBody: true, handle: () => ({ body: successBody() }) },
+      '/vantora/login/user': { open: true, handle: (context) => this.#user(context) },
+      '/vantora/login/logout': { open: true, handle: (context) => this.#logout(context) },
+    };
   }
 
   // One path, told apart by the fields: a device token, or a password with or without a new device.
@@ -42,7 +51,7 @@ export class SignInCalls {
   #oauthCallback({ json, params: [provider] }) {
     checkSourceSystem(json);
     checkCallbackUrl(provider, field(json, 'callbackUrl'));
-    const who = this.#accounts.redeemCode(provider, field(json, 'code'));
+    const who = this.#accounts.redeemCode(provider, field(json, 'code', this.#limits.fieldChars));
     if (!who) {
       throw failures.wrongOAuthCode();
     }
@@ -84,10 +93,14 @@ export class SignInCalls {
   // A device that gives its name wants a token with which it can sign in without a password.
   #signedIn(userId, json, messages) {
     const data = 'deviceName' in json
-      ? { deviceAccessToken: this.#accounts.issueDeviceToken(userId, field(json, 'deviceId')) }
+      ? { deviceAccessToken: this.#accounts.issueDeviceToken(userId, field(json, 'deviceId', this.#limits.fieldChars)) }
       : {};
     return { body: successBody(data, messages), signIn: this.#accounts.signIn(userId) };
   }
+}
+
+function always() {
+  return true;
 }
 
 function checkCallbackUrl(provider, url) {

@@ -1,42 +1,57 @@
 // Teachers' accounts and what proves who they are: passwords, device tokens, OAuth codes and the
-// sign-in that the session cookie names. Lives in memory, as long as the service runs.
+// sign-in that the session cookie names. Lives in memory, as long as the service runs, and within
+// bounds: whatever a client can have made is forgotten after a time, or when there is too much of it.
 
 import { randomBytes, randomUUID } from 'node:crypto';
+
+import { LIMITS } from '../limits.js';
+import { BoundedMap } from './bounded.js';
+import { digestOf, isSameSecret } from './secrets.js';
 
 // A code that begins so belongs to somebody who has to register first.
 const NEW_USER_PREFIX = 'new-';
 
+// What a password is compared with when there is no such user, so that the answer takes as long.
+const NO_PASSWORD = randomBytes(16).toString('hex');
+
+const ownerOf = ({ userId }) => userId;
+
 export class Accounts {
-  #passwords; // by user id; null for somebody who registered through OAuth
-  #deviceTokens = new Map(); // by token: {userId, deviceId}
-  #registrations = new Map(); // by registration token: user id
-  #usedCodes = new Set();
-  #signIns = new Map(); // by cookie value: {userId, lastUse}
-  #signInLifetimeMs;
+  #passwords; // by user id
+  #registered; // by user id: those who registered through OAuth and have no password
+  #registrations; // by registration token: {userId}
+  #usedCodes; // by the digest of provider and code
+  #deviceTokens; // by the token's digest: {userId, deviceId, digest}
+  #signIns; // by the digest of the cookie's value: {userId}
   #oauthSingleUse;
-  #now;
 
   /** accounts: list of {user, password}; signInLifetimeMs counts from the last use of a sign-in. */
-  constructor({ accounts, signInLifetimeMs, oauthSingleUse = false, now = Date.now }) {
+  constructor({ accounts, signInLifetimeMs, oauthSingleUse = false, limits = LIMITS, now = Date.now }) {
     this.#passwords = new Map(accounts.map(({ user, password }) => [user, password]));
-    this.#signInLifetimeMs = signInLifetimeMs;
     this.#oauthSingleUse = oauthSingleUse;
-    this.#now = now;
+    this.#registered = new BoundedMap({ maxCount: limits.registrations, now });
+    this.#registrations = new BoundedMap({ maxCount: limits.registrations, lifetimeMs: limits.registrationMs, now });
+    this.#usedCodes = new BoundedMap({ maxCount: limits.usedCodes, now });
+    this.#deviceTokens = new BoundedMap({ maxCount: limits.deviceTokensOfTeacher, lifetimeMs: limits.deviceTokenMs, ownerOf, now });
+    this.#signIns = new BoundedMap({ maxCount: limits.signInsOfTeacher, lifetimeMs: signInLifetimeMs, ownerOf, now });
   }
 
   hasPassword(userId, password) {
-    return password !== null && this.#passwords.get(userId) === password;
+    const isSame = isSameSecret(this.#passwords.get(userId) ?? NO_PASSWORD, password);
+    return isSame && this.#passwords.has(userId);
   }
 
   issueDeviceToken(userId, deviceId) {
     const token = randomUUID();
-    this.#deviceTokens.set(token, { userId, deviceId });
+    const digest = digestOf(token);
+    this.#deviceTokens.set(digest, { userId, deviceId, digest });
     return token;
   }
 
   hasDeviceToken(userId, deviceId, token) {
-    const owner = this.#deviceTokens.get(token);
-    return owner?.userId === userId && owner.deviceId === deviceId;
+    const digest = digestOf(token);
+    const same = this.#deviceTokens.values().filter((known) => isSameSecret(known.digest, digest));
+    return same.some((known) => known.userId === userId && known.deviceId === deviceId);
   }
 
   /**
@@ -44,29 +59,31 @@ export class Accounts {
    * a code that is unknown or used up. A code is the user id itself.
    */
   redeemCode(provider, code) {
-    const key = `${provider}:${code}`;
-    if (this.#oauthSingleUse && this.#usedCodes.has(key)) {
+    const isKnown = this.#passwords.has(code) || this.#registered.get(code) !== undefined;
+    if (!isKnown && !code.startsWith(NEW_USER_PREFIX)) {
       return null;
     }
-    this.#usedCodes.add(key);
-    if (this.#passwords.has(code)) {
-      return { userId: code };
+    const used = digestOf(`${provider}:${code}`);
+    if (this.#oauthSingleUse && this.#usedCodes.get(used)) {
+      return null;
     }
-    return code.startsWith(NEW_USER_PREFIX) ? { registration: code } : null;
+    this.#usedCodes.set(used, true);
+    return isKnown ? { userId: code } : { registration: code };
   }
 
   startRegistration(userId) {
     const token = randomUUID();
-    this.#registrations.set(token, userId);
+    this.#registrations.set(digestOf(token), { userId });
     return token;
   }
 
   /** Registers whom startRegistration() was called for; the user id, or null for an unknown token. */
   finishRegistration(token) {
-    const userId = this.#registrations.get(token) ?? null;
+    const digest = digestOf(token);
+    const userId = this.#registrations.get(digest)?.userId ?? null;
     if (userId !== null) {
-      this.#registrations.delete(token);
-      this.#passwords.set(userId, null);
+      this.#registrations.delete(digest);
+      this.#registered.set(userId, { userId });
     }
     return userId;
   }
@@ -75,26 +92,17 @@ export class Accounts {
   signIn(userId) {
     // The percent sign belongs to the value and has to come back as it is.
     const cookie = `${randomBytes(16).toString('hex')}%1`;
-    this.#signIns.set(cookie, { userId, lastUse: this.#now() });
+    this.#signIns.set(digestOf(cookie), { userId });
     return cookie;
   }
 
   /** The user a cookie stands for, or null when there is none or the sign-in has expired. */
   signedInUser(cookie) {
-    const signIn = this.#signIns.get(cookie);
-    if (!signIn) {
-      return null;
-    }
-    if (this.#now() - signIn.lastUse > this.#signInLifetimeMs) {
-      this.#signIns.delete(cookie);
-      return null;
-    }
-    signIn.lastUse = this.#now();
-    return signIn.userId;
+    return this.#signIns.touch(digestOf(cookie))?.userId ?? null;
   }
 
   signOut(cookie) {
-    this.#signIns.delete(cookie);
+    this.#signIns.delete(digestOf(cookie));
   }
 
   expireSignIns() {

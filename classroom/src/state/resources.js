@@ -1,30 +1,52 @@
-// Uploaded files, in memory.
+// Uploaded images, in memory: each belongs to the teacher who uploaded it, and goes when the last of
+// the teacher's sessions has ended.
 
 import { randomUUID } from 'node:crypto';
 
-const MAGIC_TYPES = [
-  [Buffer.from([0x89, 0x50, 0x4e, 0x47]), 'image/png'],
-  [Buffer.from([0xff, 0xd8, 0xff]), 'image/jpeg'],
-  [Buffer.from('GIF8'), 'image/gif'],
-];
+import { LIMITS } from '../limits.js';
 
 export class Resources {
-  #files = new Map();
+  #limits;
+  #files = new Map(); // by id: {owner, bytes, contentType}
 
-  /** Keeps a file; returns {id, path}, the path being where the store has it. */
-  add(fileName, bytes) {
+  constructor({ limits = LIMITS, sessions = null } = {}) {
+    this.#limits = limits;
+    sessions?.on('stopped', ({ owner }) => {
+      if (sessions.ofOwner(owner).length === 0) {
+        this.#forgetThoseOf(owner);
+      }
+    });
+  }
+
+  /**
+   * Keeps a teacher's file; returns {id, path}, the path being where the store has it, or null when
+   * the teacher has uploaded too much.
+   */
+  add(owner, { fileName, bytes, contentType }) {
+    if (this.#bytesOf(owner) + bytes.length > this.#limits.uploadTotalBytes) {
+      return null;
+    }
     const id = randomUUID();
-    this.#files.set(id, { fileName, bytes, contentType: typeOf(bytes) });
+    this.#files.set(id, { owner, bytes, contentType });
     return { id, path: `/resources/${id}/${encodeURIComponent(fileName)}` };
   }
 
-  /** {fileName, bytes, contentType}, or undefined. */
+  /** {owner, bytes, contentType}, or undefined. */
   get(id) {
     return this.#files.get(id);
   }
-}
 
-function typeOf(bytes) {
-  const known = MAGIC_TYPES.find(([magic]) => bytes.subarray(0, magic.length).equals(magic));
-  return known ? known[1] : 'application/octet-stream';
+  #bytesOf(owner) {
+    return [...this.#files.values()]
+      .filter((file) => file.owner === owner)
+      .reduce((sum, { bytes }) => sum + bytes.length, 0);
+  }
+
+  #forgetThoseOf(owner) {
+    for (const [id, file] of this.#files) {
+      if (file.owner === owner) {
+        this.#files.delete(id);
+      }
+    }
+  }
 }

@@ -5,10 +5,11 @@
 // then it is connected, and when the line has gone it is away: its token still lives for a while, so
 // that a device that has lost its network comes back as the user it was.
 
-import { createHash, randomInt, randomUUID } from 'node:crypto';
+import { randomInt, randomUUID } from 'node:crypto';
 import { EventEmitter } from 'node:events';
 
 import { LIMITS } from '../limits.js';
+import { digestOf } from './secrets.js';
 
 const CODE_DIGITS = 6;
 
@@ -63,11 +64,11 @@ export class Sessions extends EventEmitter {
 
   /** Creates a session; when its owner has too many that have not ended, the oldest ends. */
   create(owner) {
-    const others = this.ofOwner(owner);
-    others.slice(0, Math.max(0, others.length + 1 - this.#limits.sessionsOfTeacher)).forEach((oldest) => this.stop(oldest));
     const session = new Session(this.#freeCode(), owner);
     this.#byCode.set(session.code, session);
     this.#awaitPresenter(session);
+    const all = this.ofOwner(owner);
+    all.slice(0, Math.max(0, all.length - this.#limits.sessionsOfTeacher)).forEach((oldest) => this.stop(oldest));
     return session;
   }
 
@@ -255,8 +256,4 @@ export class Sessions extends EventEmitter {
     } while (this.#byCode.has(code));
     return code;
   }
-}
-
-function digestOf(secret) {
-  return createHash('sha256').update(secret).digest('base64');
 }
