@@ -30,7 +30,7 @@ export class Classroom {
   /** options: as parseOptions() gives them. */
   constructor(options) {
     this.#exposure = exposureOf(options);
-    this.#options = { ...options, oauth: this.#exposure.oauth };
+    this.#options = { ...options, exposure: this.#exposure };
     this.#services = this.#createServices();
     this.#createServers();
   }
@@ -66,7 +66,7 @@ export class Classroom {
       bus,
       limits,
       accounts: new Accounts(this.#options),
-      resources: new Resources({ limits }),
+      resources: new Resources({ limits, sessions }),
       faults: new Faults(),
     };
     return { ...services, crowd: new Crowd(services, this.#options) };

@@ -25,7 +25,7 @@ export class Control {
   #routes = {
     [`${ROOT}/journal`]: { GET: (context) => this.#readJournal(context.query) },
     [`${ROOT}/received`]: { GET: ({ query }) => this.#readJournal(query, { kind: 'received' }) },
-    [`${ROOT}/sessions`]: { GET: () => this.#services.sessions.running.map(describeSession) },
+    [`${ROOT}/sessions`]: { GET: () => this.#services.sessions.running.map((session) => this.#describeSession(session)) },
     [`${ROOT}/learners`]: {
       GET: () => this.#services.crowd.learners.map(describeLearner),
       POST: ({ json }) => this.#addLearners(json),
@@ -136,13 +136,15 @@ export class Control {
 
   // Publishes on the service's own behalf: to a full address, or to one that begins with a dot in a
   // session; text, if given, becomes the body's data in the given form.
-  #publish({ sessionToken, address, body = {}, text, form = 'base64' }) {
+  async #publish({ sessionToken, address, body = {}, text, form = 'base64' }) {
     const { bus, codec } = this.#services;
     check(isObject(body), 'body is no object');
     check(text === undefined || typeof text === 'string', 'text is no text');
     check(PAYLOAD_FORMS.includes(form), `form is not one of ${PAYLOAD_FORMS.join(', ')}`);
     const target = address.startsWith('.') ? this.#session(sessionToken).token + address : address;
-    const receivers = bus.announce(target, text === undefined ? body : { ...body, data: codec.pack(text, form) });
+    // A large text is packed beside, so that it holds up nobody.
+    const data = text === undefined ? body.data : await (codec.packLater?.(text, form) ?? codec.pack(text, form));
+    const receivers = bus.announce(target, data === undefined ? body : { ...body, data });
     return { receivers };
   }
 
@@ -153,6 +155,12 @@ export class Control {
       .filter((connection) => connection.transport === transport || (transport === null && connection.transport !== 'control'));
     connections.forEach((connection) => connection.close());
     return { closed: connections.length };
+  }
+
+  #describeSession(session) {
+    const { code, token, owner } = session;
+    const users = this.#services.sessions.users?.(session) ?? [...session.users.values()];
+    return { code, token, owner, users };
   }
 
   // Tests mostly have one session; it need not be named.
@@ -206,10 +214,6 @@ function checkedFault(fault) {
 function dismiss(devices) {
   devices.forEach((device) => device.leave('left'));
   return { left: devices.length };
-}
-
-function describeSession({ code, token, owner, users }) {
-  return { code, token, owner, users: [...users.values()] };
 }
 
 function describeLearner({ deviceId, number, session, details }) {
