@@ -26,13 +26,13 @@ function withLength(length) {
 }
 
 test('a block whose length is written twice is read', () => {
-  assert.equal(decompressBlock(HELLO), 'hello hello hello hello');
+  assert.equal(decompressBlock(HELLO, 23), 'hello hello hello hello');
 });
 
 test('a block whose length field is plain is read', () => {
   const block = Buffer.from(HELLO);
   block.writeUInt32LE(0, 9);
-  assert.equal(decompressBlock(block), 'hello hello hello hello');
+  assert.equal(decompressBlock(block, 4096), 'hello hello hello hello');
 });
 
 for (const [what, block, message] of [
@@ -41,10 +41,13 @@ for (const [what, block, message] of [
   ['a length of 4 GB', withLength(0xffffffff), /declares 4294967295 bytes/],
   ['a length beyond the stream', withLength(24), /declares 24 bytes and holds 23/],
   ['a stream that ends early', HELLO.subarray(0, 20), /./],
+  ['a length beyond what is borne', withLength(4097), /declares 4097 bytes/],
+  ['twelve bits of context', Buffer.concat([Buffer.from([44]), HELLO.subarray(1)]), /12 bits of context/],
+  ['two lengths', Buffer.concat([HELLO.subarray(0, 9), Buffer.from([24, 0, 0, 0]), HELLO.subarray(13)]), /neither plain nor/],
   ['properties that do not exist', Buffer.concat([Buffer.from([0xff]), HELLO.subarray(1)]), /./],
 ]) {
   test(`a block with ${what} is an error`, () => {
-    assert.throws(() => decompressBlock(block), message);
+    assert.throws(() => decompressBlock(block, 4096), message);
   });
 }
 
@@ -87,32 +90,54 @@ test('what is not compressed is passed on with the reason', async (t) => {
   assert.equal(plain.form, 'plain');
   assert.equal(plain.text, 'just text');
   assert.match(plain.error, /holds no stream/);
+  const long = 'just a text that is longer than the header of a block';
+  assert.deepEqual({ ...await codec.unpack(long), error: '' }, { form: 'plain', text: long, error: '' });
 });
 
-test('a large block is decoded while the event loop goes on', async (t) => {
+test('a list of anything else is passed on with what it is', async (t) => {
   const codec = newCodec(t);
-  const text = randomBytes(400_000).toString('base64');
-  const data = codec.pack(text, 'base64');
-  let turns = 0;
-  const ticking = setInterval(() => { ++turns; }, 1);
-  const unpacked = await codec.unpack(data);
-  clearInterval(ticking);
-  assert.equal(unpacked.text, text);
-  assert.ok(turns >= 5, `the loop turned ${turns} times`);
+  for (const data of [['text', 1], [1, 'text'], [1, 256], [1.5], [[93, 0]], [null], [{}], true, 5, null]) {
+    assert.deepEqual(await codec.unpack(data), { form: 'plain', text: JSON.stringify(data) });
+  }
+});
+
+test('a list of bytes that is no block comes back with its signs', async (t) => {
+  const codec = newCodec(t);
+  const { error, ...plain } = await codec.unpack([-1, 255, 7]);
+  assert.deepEqual(plain, { form: 'plain', text: '[-1,255,7]' });
+  assert.match(error, /3 bytes/);
 });
 
 test('a large block that is damaged is an error, and the next one is read', async (t) => {
   const codec = newCodec(t);
   const text = randomBytes(100_000).toString('base64');
-  const block = Buffer.from(codec.pack(text, 'integers'));
-  await assert.rejects(codec.decompress(block.subarray(0, 70_000)), /./);
-  assert.equal(await codec.decompress(block), text);
+  const [data] = codec.pack(text, 'base64');
+  const damaged = await codec.unpack(data.slice(40_000));
+  assert.equal(damaged.form, 'plain');
+  assert.equal(damaged.text, data.slice(40_000));
+  assert.deepEqual(await codec.unpack(data), { form: 'string', text });
 });
 
-test('closing the codec gives up what is being decoded', async () => {
+test('a large text is packed while the event loop goes on, and is what pack gives', async (t) => {
+  const codec = newCodec(t);
+  const text = randomBytes(200_000).toString('base64');
+  let turns = 0;
+  const ticking = setInterval(() => { ++turns; }, 1);
+  const data = await codec.packLater(text, 'string');
+  clearInterval(ticking);
+  assert.ok(turns >= 20, `the loop turned ${turns} times`);
+  assert.equal(data, codec.pack(text, 'string'));
+  assert.deepEqual(await codec.packLater('"x"', 'integers'), codec.pack('"x"', 'integers'));
+});
+
+test('closing the codec gives up what is being decoded and what comes later', async () => {
   const codec = new Codec();
-  const decoding = codec.decompress(Buffer.from(codec.pack(randomBytes(400_000).toString('base64'), 'integers')));
-  const rejected = assert.rejects(decoding, /the decoder has ended/);
+  const data = codec.pack('x'.repeat(100_000), 'base64');
+  const waiting = [codec.unpack(data), codec.unpack(data), codec.unpack('[1]')];
+  const packing = assert.rejects(codec.packLater('y'.repeat(100_000), 'base64'), /the decoder has ended/);
   await codec.close();
-  await rejected;
+  waiting.push(codec.unpack(data));
+  const given = { form: 'plain', text: null, error: 'the decoder has ended', tooLarge: true };
+  assert.deepEqual(await Promise.all(waiting), [given, given, given, given]);
+  await packing;
 });

@@ -1,9 +1,10 @@
-// Turns payload texts into the forms that travel in a body's "data" and back. Owns the worker thread
-// that decodes large blocks; it starts with the first large block and ends with close().
+// Turns payload texts into the forms that travel in a body's "data" and back. Reading is done by two
+// threads, one for small messages and one for large ones, so that neither holds up the event loop and a
+// large message holds up no small one.
 
-import { Worker } from 'node:worker_threads';
-
-import { compressText, declaredLength, decompressBlock } from './block.js';
+import { LIMITS } from '../limits.js';
+import { Decoder } from './decoder.js';
+import { packText } from './payload.js';
 
 /** How "data" can look when it comes from a device. */
 export const PAYLOAD_FORMS = ['base64', 'integers', 'string'];
@@ -11,110 +12,110 @@ export const PAYLOAD_FORMS = ['base64', 'integers', 'string'];
 /** Said instead of a form: each device takes another one. */
 export const MIXED_FORMS = 'mixed';
 
-// A block of this size decodes in about a millisecond; only larger ones go to the worker.
-const INLINE_BYTES = 64 * 1024;
+// What decodes in about ten milliseconds is small, and so is what compresses in so many.
+const SMALL_BYTES = 64 * 1024;
 
-// The other text form of a block: its bytes as decimal numbers, "[93,0,64,...]".
-const BYTE_LIST = /^\[?\s*-?\d+(\s*,\s*-?\d+)*\s*\]?$/;
+// A small message takes no more characters than this: lists of bytes have up to five for each.
+const SMALL_CHARS = 5 * SMALL_BYTES;
+
+// Presenters divide a payload into a few blocks. Each one costs something, however little it holds.
+const MAX_BLOCKS = 256;
+
+const LEAST_BYTE = -128;
+const GREATEST_BYTE = 255;
 
 export class Codec {
-  #worker = null;
-  #waiting = new Map(); // by request id: {resolve, reject}
-  #lastId = 0;
+  #maxBytes;
+  #small;
+  #large;
 
-  /** The value of "data" for a text: one of PAYLOAD_FORMS. */
+  constructor({ limits = LIMITS } = {}) {
+    this.#maxBytes = limits.presenterBytes;
+    this.#small = new Decoder({ atOnceBytes: SMALL_BYTES, heapBytes: SMALL_BYTES });
+    this.#large = new Decoder({ atOnceBytes: Infinity, heapBytes: this.#maxBytes });
+  }
+
+  /** The value of "data" for a small text: one of PAYLOAD_FORMS. A large text would hold up everybody. */
   pack(text, form) {
-    const bytes = compressText(text);
-    if (form === 'integers') {
-      return bytes;
+    return packText(text, form);
+  }
+
+  /** A promise of what pack() gives, for a text of any length. */
+  async packLater(text, form) {
+    if (text.length <= SMALL_BYTES) {
+      return this.pack(text, form);
     }
-    const base64 = Buffer.from(bytes).toString('base64');
-    return form === 'string' ? base64 : [base64];
+    const { data, error, broken } = await this.#large.run({ pack: text, form }, text.length);
+    if (data === undefined) {
+      throw new Error(error ?? broken);
+    }
+    return data;
   }
 
   /**
    * Reads the value of "data" back: {form, text}, with text null when there is nothing to read.
-   * What is not a block is passed on as it came, with the reason in error.
+   * What is not a block is passed on as it came, with the reason in error. What declares or is more than
+   * maxBytes, or breaks another bound, has no text, an error and tooLarge. Never rejects.
    */
-  async unpack(data) {
+  async unpack(data, { maxBytes = this.#maxBytes } = {}) {
     if (data === undefined) {
       return { form: 'none', text: null };
     }
-    try {
-      if (typeof data === 'string') {
-        return { form: 'string', text: await this.#readText(data) };
-      }
-      if (Array.isArray(data) && typeof data[0] === 'string') {
-        const texts = await Promise.all(data.filter((part) => part !== '').map((part) => this.#readText(part)));
-        return { form: 'base64', text: texts.join('') };
-      }
-      if (Array.isArray(data) && data.length > 0) {
-        return { form: 'integers', text: await this.decompress(Buffer.from(data)) };
-      }
-    } catch (error) {
-      return { form: 'plain', text: typeof data === 'string' ? data : JSON.stringify(data), error: error.message };
+    const readable = typeof data === 'string' ? data : readableList(data);
+    if (readable === null) {
+      return asWritten(data, maxBytes);
     }
-    return { form: 'plain', text: JSON.stringify(data) };
+    if (Array.isArray(readable) && readable.length > MAX_BLOCKS) {
+      return tooLarge(`the message has ${readable.length} blocks`);
+    }
+    const result = await this.#read({ data: readable, maxBytes }, weightOf(readable));
+    if (result.broken !== undefined) {
+      return tooLarge(result.broken);
+    }
+    return result.text === undefined ? { ...result, text: data } : result;
   }
 
-  /** The text of one block; rejects with an Error that says what is wrong with it. */
-  async decompress(block) {
-    if (Math.max(block.length, declaredLength(block)) <= INLINE_BYTES) {
-      return decompressBlock(block);
-    }
-    return this.#askWorker(block);
-  }
-
+  /** Ends the threads; what they have not read yet is given up. */
   async close() {
-    const worker = this.#worker;
-    this.#worker = null;
-    await worker?.terminate();
+    await Promise.all([this.#small.close(), this.#large.close()]);
   }
 
-  #readText(text) {
-    const bytes = BYTE_LIST.test(text) && text.includes(',')
-      ? text.replace(/[[\]]/g, '').split(',').map(Number)
-      : Buffer.from(text, 'base64');
-    return this.decompress(Buffer.from(bytes));
+  // Only the thread can tell what a message declares.
+  async #read(job, weight) {
+    const result = weight <= SMALL_CHARS ? await this.#small.run(job, weight) : { large: true };
+    return result.large ? this.#large.run(job, weight) : result;
   }
+}
 
-  #askWorker(block) {
-    this.#worker ??= this.#startWorker();
-    return new Promise((resolve, reject) => {
-      const id = ++this.#lastId;
-      this.#waiting.set(id, { resolve, reject });
-      this.#worker.ref();
-      this.#worker.postMessage({ id, block });
-    });
+// The list as the threads take it: of texts without the empty ones, or of bytes; null when it is neither.
+function readableList(data) {
+  if (!Array.isArray(data) || data.length === 0) {
+    return null;
   }
+  if (data.every((part) => typeof part === 'string')) {
+    return data.filter((part) => part !== '');
+  }
+  return data.every(isByte) ? Int16Array.from(data) : null;
+}
 
-  #startWorker() {
-    const worker = new Worker(new URL('./worker.js', import.meta.url));
-    worker.on('message', ({ id, text, error }) => {
-      this.#settle(id, (waiting) => (error === undefined ? waiting.resolve(text) : waiting.reject(new Error(error))));
-    });
-    worker.on('error', (error) => this.#abandon(worker, error));
-    worker.on('exit', () => this.#abandon(worker, new Error('the decoder has ended')));
-    return worker;
-  }
+function isByte(value) {
+  return Number.isInteger(value) && value >= LEAST_BYTE && value <= GREATEST_BYTE;
+}
 
-  #settle(id, finish) {
-    const waiting = this.#waiting.get(id);
-    this.#waiting.delete(id);
-    if (this.#waiting.size === 0) {
-      this.#worker?.unref();
-    }
-    if (waiting) {
-      finish(waiting);
-    }
-  }
+function weightOf(readable) {
+  return Array.isArray(readable) ? readable.reduce((sum, { length }) => sum + length, 0) : readable.length;
+}
 
-  #abandon(worker, error) {
-    if (this.#worker === worker) {
-      this.#worker = null;
-    }
-    for (const id of [...this.#waiting.keys()]) {
-      this.#settle(id, (waiting) => waiting.reject(error));
-    }
+// Values of other types: writing one costs what reading it from its envelope has cost.
+function asWritten(data, maxBytes) {
+  try {
+    const text = JSON.stringify(data);
+    return text.length > maxBytes ? tooLarge(`the data has ${text.length} characters`) : { form: 'plain', text };
+  } catch (error) {
+    return tooLarge(error.message);
   }
+}
+
+function tooLarge(error) {
+  return { form: 'plain', text: null, error, tooLarge: true };
 }
