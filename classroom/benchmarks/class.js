@@ -88,7 +88,7 @@ export class LoadedClass {
   }
 
   async #connect(url) {
-    this.#line = new WebSocketLine(`${url}/eventbus/000/presenter`, {
+    this.#line = new WebSocketLine(`${url}/eventbus/119/0teacher`, {
       hears: (frame) => this.#hear(frame),
       fails: (error) => this.#fail(`the presenter: ${error.message}`),
     });

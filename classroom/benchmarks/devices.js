@@ -27,7 +27,7 @@ class Device {
       throw new Error(`a device cannot join: ${status} ${head}`);
     }
     this.#user = JSON.parse(head).data;
-    const place = `${url}/eventbus/000/${String(this.#number).padStart(8, '0')}`;
+    const place = `${url}/eventbus/119/${String(this.#number).padStart(8, '0')}`;
     this.#line = new LINES[transport](place, { hears: (frame) => this.#hear(frame), fails: report });
     await this.#line.opened;
     this.#enter();
