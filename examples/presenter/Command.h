@@ -9,7 +9,7 @@
 #include <variant>
 
 // What can be asked for at the prompt or in a script, one record per command. The words that ask for
-// it are the business of CommandParser.
+// it are the business of CommandParser. A file may have to come from a folder; see readNamed().
 namespace Host::Commands
 {
 
@@ -42,9 +42,11 @@ struct SetImage {
     QString source; // a file, or an address if isAddress
     bool isAddress;
     bool upload; // the file goes to the service's store first
+    QString folder{};
 };
 struct Upload {
     QString file;
+    QString folder{};
 };
 struct ShowCard {
 };
@@ -58,6 +60,7 @@ struct SetCurrentCard {
 };
 struct StartAssessment {
     QString file;
+    QString folder{};
 };
 struct SendMessage {
     QString learner; // as findLearner() takes it; empty: all

@@ -42,6 +42,9 @@ constexpr OptionRow OPTION_ROWS[] = {
      "week (604800) is the most"},
     {"script", "FILE",
      "runs the commands in the file; the session ends behind the last one, or after --duration"},
+    {"allow-files", nullptr,
+     "lets the script or piped input read every file that you can read, not only those of its "
+     "folder"},
     {"ca", "FILE", "trusts the root certificates in the file (PEM or DER) as well as the system's"},
     {"verbose", nullptr, "writes the library's diagnostics to standard error"},
     {"help", nullptr, "shows the options and the exit codes"},
@@ -175,6 +178,7 @@ QString takeAll(const QCommandLineParser &parser, Options &options, const QStrin
                               "blanks stand in quotes.")
             .arg(strays.first());
     }
+    options.allowFiles = parser.isSet(QStringLiteral("allow-files"));
     options.verbose = parser.isSet(QStringLiteral("verbose"));
     const QStringList errors{
         takeServer(parser, options),

@@ -15,10 +15,11 @@ struct Options {
     QUrl server;
     QString user;
     QString password;
-    QString transport;  // empty: the order that the service prefers
-    QString scriptFile; // empty: commands come from the terminal or from standard input
-    QString caFile;     // PEM or DER; empty: the system's trusted roots alone
-    int durationMs = 0; // 0: until told to quit
+    QString transport;       // empty: the order that the service prefers
+    QString scriptFile;      // empty: commands come from the terminal or from standard input
+    QString caFile;          // PEM or DER; empty: the system's trusted roots alone
+    int durationMs = 0;      // 0: until told to quit
+    bool allowFiles = false; // a lesson may read files outside its folder, too
     bool verbose = false;
     bool compatibleTransport = false; // the way of every version of the library, not the robust one
     bool askPassword = false;         // the password is still to be typed at the terminal

@@ -7,6 +7,7 @@
 #include "lesson/Lesson.h"
 
 #include <QtCore/QCoreApplication>
+#include <QtCore/QDir>
 
 #include <unistd.h>
 
@@ -38,7 +39,8 @@ QString inWords(int commands)
 
 Program::Program(Options options, Script script, const QList<QSslCertificate> &roots,
                  Terminal &terminal)
-    : m_options(std::move(options)), m_script(std::move(script)), m_terminal(terminal)
+    : m_options(std::move(options)), m_script(std::move(script)),
+      m_isTyped(isatty(STDIN_FILENO) != 0), m_terminal(terminal)
 {
     setUpClass(roots);
     m_duration.setSingleShot(true);
@@ -182,9 +184,11 @@ void Program::lineTyped(const QString &text)
     ++m_lineNumber;
     if (m_isLeaving)
         return; // what had been read already
-    const std::optional<ScriptLine> line = readLine(text, m_lineNumber);
+    std::optional<ScriptLine> line = readLine(text, m_lineNumber);
     if (!line)
         return;
+    if (!m_isTyped && !m_options.allowFiles)
+        confineFiles(line->command, QDir::currentPath());
     if (!std::holds_alternative<Commands::Quit>(line->command))
         m_isMeant = false;
     m_runner->add(*line);

@@ -74,6 +74,7 @@ private:
 
     const Options m_options;
     const Script m_script;
+    const bool m_isTyped; // what comes on standard input, by the teacher
     Terminal &m_terminal;
     Tarvo::LiveClass m_live;
     std::unique_ptr<Lesson> m_lesson; // from when the class is open

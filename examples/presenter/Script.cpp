@@ -2,6 +2,7 @@
 
 #include "CommandParser.h"
 #include "lesson/AssessmentFile.h"
+#include "lesson/NamedFile.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>
@@ -13,14 +14,41 @@ namespace Host
 namespace
 {
 
-void resolveFiles(Command &command, const QDir &folder)
+// The file that a command reads, if it reads one: its name, and the folder that it has to come from.
+struct FileOfCommand {
+    QString *name;
+    QString *folder;
+};
+
+std::optional<FileOfCommand> fileOf(Command &command)
 {
     if (auto *image = std::get_if<Commands::SetImage>(&command); image && !image->isAddress)
-        image->source = folder.filePath(image->source);
-    else if (auto *upload = std::get_if<Commands::Upload>(&command))
-        upload->file = folder.filePath(upload->file);
-    else if (auto *assessment = std::get_if<Commands::StartAssessment>(&command))
-        assessment->file = folder.filePath(assessment->file);
+        return FileOfCommand{&image->source, &image->folder};
+    if (auto *upload = std::get_if<Commands::Upload>(&command))
+        return FileOfCommand{&upload->file, &upload->folder};
+    if (auto *assessment = std::get_if<Commands::StartAssessment>(&command))
+        return FileOfCommand{&assessment->file, &assessment->folder};
+    return std::nullopt;
+}
+
+QDir folderOf(const QString &scriptName)
+{
+    const QFileInfo script(scriptName);
+    return script.isFile() ? script.dir() : QDir::current();
+}
+
+// Takes the file of a line for one beside the script; what is wrong with it, or nothing.
+QString settleFile(Command &command, const QDir &folder, LessonFiles files)
+{
+    const std::optional<FileOfCommand> file = fileOf(command);
+    if (!file)
+        return QString();
+    *file->name = folder.filePath(*file->name);
+    if (files == LessonFiles::InItsFolder)
+        *file->folder = folder.absolutePath();
+    return std::holds_alternative<Commands::StartAssessment>(command)
+        ? readAssessment(*file->name, *file->folder).error
+        : whyNotFrom(*file->folder, *file->name);
 }
 
 QString whatIsWrongAt(const QString &fileName, const ScriptLine &line, const QString &why)
@@ -39,6 +67,12 @@ std::optional<ScriptLine> readLine(const QString &text, int number)
                       parsed.error};
 }
 
+void confineFiles(Command &command, const QString &folder)
+{
+    if (const std::optional<FileOfCommand> file = fileOf(command))
+        *file->folder = folder;
+}
+
 Script parseScript(const QString &text, const QString &fileName)
 {
     Script script;
@@ -53,7 +87,7 @@ Script parseScript(const QString &text, const QString &fileName)
     return script;
 }
 
-Script readScript(const QString &fileName)
+Script readScript(const QString &fileName, LessonFiles files)
 {
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -64,9 +98,7 @@ Script readScript(const QString &fileName)
     }
     Script script = parseScript(QString::fromUtf8(file.readAll()), fileName);
     for (ScriptLine &line : script.lines) {
-        resolveFiles(line.command, QFileInfo(fileName).dir());
-        const auto *assessment = std::get_if<Commands::StartAssessment>(&line.command);
-        const QString error = assessment ? readAssessment(assessment->file).error : QString();
+        const QString error = settleFile(line.command, folderOf(fileName), files);
         if (!error.isEmpty())
             script.errors.append(whatIsWrongAt(fileName, line, error));
     }

@@ -29,10 +29,20 @@ struct Script {
     QStringList errors; // "FILE:LINE: what is wrong"; empty when every line was read
 };
 
+// Where the files of a lesson may be: it can have been written by somebody else than runs it.
+enum class LessonFiles {
+    InItsFolder, // or below
+    Anywhere
+};
+
+// Has the command read files of this folder alone, and of those below.
+void confineFiles(Command &command, const QString &folder);
+
 // Reads UTF-8 text, one command a line.
 Script parseScript(const QString &text, const QString &fileName);
 // The same from a file. The files that it names are those beside it, unless their paths are absolute;
-// its assessments are read, too, to see whether they can be.
-Script readScript(const QString &fileName);
+// a script out of a pipe has the current folder for its own. Its assessments are read, too, to see
+// whether they can be, and that its other files are where they may be.
+Script readScript(const QString &fileName, LessonFiles files);
 
 } // namespace Host

@@ -41,7 +41,8 @@ std::optional<int> readInputs(const Options &options, Script *script,
                               QList<QSslCertificate> *furtherRoots, Terminal &terminal)
 {
     if (!options.scriptFile.isEmpty())
-        *script = readScript(options.scriptFile);
+        *script = readScript(options.scriptFile,
+                             options.allowFiles ? LessonFiles::Anywhere : LessonFiles::InItsFolder);
     if (!script->errors.isEmpty())
         return refuse(terminal, script->errors);
     if (options.caFile.isEmpty())

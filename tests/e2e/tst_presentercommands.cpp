@@ -77,6 +77,7 @@ void tst_PresenterCommands::assessmentAnswersNameTheirQuestion()
 {
     Classroom classroom(words(u"--learners 1 --think 20"_s));
     PresenterProcess presenter;
+    presenter.setWorkingDirectory(QStringLiteral(EXAMPLE_FOLDER));
     presenter.runPiped(classroom,
                        "await learners 1\n"
                        "assessment " EXAMPLE_FOLDER "/assessment.json\n"
@@ -98,6 +99,7 @@ void tst_PresenterCommands::everyCommandSaysWhatItDid()
 {
     Classroom classroom(words(u"--learners 2 --think 60000"_s));
     PresenterProcess presenter;
+    presenter.setWorkingDirectory(QStringLiteral(EXAMPLE_FOLDER));
     presenter.runPiped(classroom,
                        "await learners 2\n"
                        "image " EXAMPLE_FOLDER "/slide.png\n"

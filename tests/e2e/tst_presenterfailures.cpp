@@ -260,6 +260,10 @@ void tst_PresenterFailures::failedCommandEndsAScript_data()
     row("no image", "card", "There is no image to show; set one with image FILE.");
     row("no PNG image", "image " EXAMPLE_FOLDER "/lesson.txt",
         EXAMPLE_FOLDER "/lesson.txt is no PNG image; devices show nothing else.");
+    row("a file elsewhere", "image ../../README.md",
+        "../../README.md: The file is not in the lesson's folder " EXAMPLE_FOLDER
+        "; put it there, or "
+        "let the lesson read all files with --allow-files.");
     row("no such image", "image /nonexistent.png", "/nonexistent.png: No such file or directory");
     row("no such upload", "upload /nonexistent", "/nonexistent: No such file or directory");
     row("no such assessment", "assessment /nonexistent.json",
@@ -273,6 +277,7 @@ void tst_PresenterFailures::failedCommandEndsAScript()
     QFETCH(QString, why);
     Classroom classroom;
     PresenterProcess presenter;
+    presenter.setWorkingDirectory(QStringLiteral(EXAMPLE_FOLDER));
     presenter.runPiped(classroom, "# one\n" + command + "\npoll text\n");
     QCOMPARE(presenter.ended(), 1);
     QCOMPARE(presenter.errors(),

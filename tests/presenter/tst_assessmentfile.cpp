@@ -190,13 +190,13 @@ void tst_AssessmentFile::wrongFilesSayWhatIsWrong()
 
 void tst_AssessmentFile::fileThatCannotBeReadIsReported()
 {
-    QCOMPARE(readAssessment(u"/nonexistent/a.json"_s).error,
+    QCOMPARE(readAssessment(u"/nonexistent/a.json"_s, QString()).error,
              u"/nonexistent/a.json: No such file or directory"_s);
 }
 
 void tst_AssessmentFile::exampleFileIsRead()
 {
-    const AssessmentFile file = readAssessment(QStringLiteral(EXAMPLE_FILE));
+    const AssessmentFile file = readAssessment(QStringLiteral(EXAMPLE_FILE), QString());
     QCOMPARE(file.error, QString());
     QCOMPARE(file.assessment.title, u"Rivers of Europe"_s);
     QCOMPARE(file.assessment.questions.size(), 3);

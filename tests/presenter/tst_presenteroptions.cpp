@@ -64,7 +64,7 @@ void tst_PresenterOptions::everyOptionIsRead()
         parse(complete()
               + QStringList{u"--transport"_s, u"xhr-polling"_s, u"--compatible-transport"_s,
                             u"--duration"_s, u"2.5"_s, u"--script"_s, u"lesson.txt"_s, u"--ca"_s,
-                            u"root.pem"_s, u"--verbose"_s});
+                            u"root.pem"_s, u"--allow-files"_s, u"--verbose"_s});
     QCOMPARE(parsed.action, ParsedOptions::Run);
     QCOMPARE(parsed.options.server, QUrl(u"https://c.example:8443"_s));
     QCOMPARE(parsed.options.user, u"ann"_s);
@@ -74,6 +74,7 @@ void tst_PresenterOptions::everyOptionIsRead()
     QCOMPARE(parsed.options.durationMs, 2500);
     QCOMPARE(parsed.options.scriptFile, u"lesson.txt"_s);
     QCOMPARE(parsed.options.caFile, u"root.pem"_s);
+    QVERIFY(parsed.options.allowFiles);
     QVERIFY(parsed.options.verbose);
 }
 
@@ -86,6 +87,7 @@ void tst_PresenterOptions::whatIsNotGivenHasItsDefault()
     QCOMPARE(parsed.options.durationMs, 0);
     QCOMPARE(parsed.options.scriptFile, QString());
     QCOMPARE(parsed.options.caFile, QString());
+    QVERIFY(!parsed.options.allowFiles);
     QVERIFY(!parsed.options.verbose);
 }
 
@@ -169,7 +171,7 @@ void tst_PresenterOptions::helpNamesEveryOption()
     QCOMPARE(parsed.action, ParsedOptions::ShowHelp);
     for (const char *option : {"--server URL", "--user NAME", "--password TEXT", "--transport NAME",
                                "--compatible-transport", "--duration SECONDS", "--script FILE",
-                               "--ca FILE", "--verbose", "--help"}) {
+                               "--allow-files", "--ca FILE", "--verbose", "--help"}) {
         QVERIFY2(parsed.text.contains(u"\n  %1  "_s.arg(QLatin1String(option))), option);
     }
 }

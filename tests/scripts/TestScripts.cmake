@@ -26,6 +26,7 @@ function(set_up)
   stand_in("${stand_ins}/dpkg-query" "test -z \"$MISSING\" && echo installed")
   stand_in("${stand_ins}/node" "test \"$1\" = -p && echo $NODE_VERSION && exit
 ${write_down}
+test \"$1\" = classroom/benchmarks/load.js && exit
 echo classroom: listening on http://127.0.0.1:1
 exec sleep 30")
   stand_in("${tree}/build/run/examples/presenter/tarvo-presenter"
@@ -89,7 +90,7 @@ unset(ENV{CDPATH})
 # ---- Help, and what is refused, before anything is installed ----
 
 set(ENV{MISSING} yes)
-foreach(script IN ITEMS run test bench fuzz lint setup)
+foreach(script IN ITEMS run test bench fuzz lint load-classroom setup)
   expect_untouched(0 "Usage: scripts/${script}" ${script} --help)
   expect_untouched(0 "Usage: scripts/${script}" ${script} -h)
 endforeach()
@@ -116,6 +117,10 @@ expect_refused("-R needs a value." test -R)
 expect_refused("--preset takes release, debug, asan or tsan, not 'fast'." test --preset fast)
 expect_refused("--preset needs a value." test --preset)
 expect_refused("unknown option '--nonsense'." lint --nonsense)
+expect_refused("unknown option '20'." load-classroom 20)
+expect_refused("--devices needs a value." load-classroom --devices)
+expect_refused("--devices takes a number from 1 to 2000, not '2001'." load-classroom --devices 2001)
+expect_refused("--service: there is no file 'none.js' to read." load-classroom --service none.js)
 expect_refused("--seconds takes a whole number, not 'ten'." fuzz --seconds ten)
 expect_refused("--seconds takes a whole number, not ''." fuzz fuzz_block --seconds)
 expect_refused("the seconds are a number, not 'ten'." bench bench_codec -- 300 ten)
@@ -153,6 +158,8 @@ expect_call("ctest --preset asan -j5 -R sockjs -j 3 --schedule-random"
   test -R sockjs --preset asan -j 3 -- --schedule-random)
 expect_call("bench_codec 300 10" bench bench_codec -- 300 10)
 expect_call("bench_idle " bench)
+expect_call("node classroom/benchmarks/load.js 200 ${elsewhere}/mine.txt"
+  load-classroom --devices 200 --service mine.txt)
 run(fuzz fuzz_block --seconds 5)
 if(NOT result EQUAL 0 OR NOT calls MATCHES "fuzz_block -max_total_time=5 " OR calls MATCHES "fuzz_base64")
   fail("fuzz fuzz_block --seconds 5")
@@ -185,7 +192,7 @@ file(GLOB pages "${tree}/*.md" "${tree}/docs/*.md")
 set(shown "")
 foreach(page IN LISTS pages)
   file(READ "${page}" text)
-  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|fuzz|setup)( [^]`#\n;[]*)?" calls "${text}")
+  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|fuzz|load-classroom|setup)( [^]`#\n;[]*)?" calls "${text}")
   string(REGEX REPLACE "[\n`]scripts/" "" calls "${calls}")
   list(APPEND shown ${calls})
 endforeach()

@@ -1,12 +1,12 @@
 #include "lesson/AssessmentFile.h"
 
 #include "CommandValues.h"
+#include "lesson/NamedFile.h"
 
 #include "model/AssessmentOptions.h"
 #include "model/PollQuestion.h"
 #include "model/QuestionBaseWithOptions.h"
 
-#include <QtCore/QFile>
 #include <QtCore/QJsonArray>
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -244,14 +244,12 @@ AssessmentFile parseAssessment(const QByteArray &json)
     return file;
 }
 
-AssessmentFile readAssessment(const QString &fileName)
+AssessmentFile readAssessment(const QString &fileName, const QString &folder)
 {
-    QFile file(fileName);
-    AssessmentFile result;
-    if (file.open(QIODevice::ReadOnly))
-        result = parseAssessment(file.readAll());
-    else
-        result.error = file.errorString();
+    const NamedFile file = readNamed(fileName, folder);
+    if (!file.error.isEmpty())
+        return {{}, file.error};
+    AssessmentFile result = parseAssessment(file.bytes);
     if (!result.error.isEmpty())
         result.error.prepend(fileName + QStringLiteral(": "));
     return result;

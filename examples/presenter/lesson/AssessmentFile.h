@@ -15,6 +15,7 @@ struct AssessmentFile {
 };
 
 AssessmentFile parseAssessment(const QByteArray &json);
-AssessmentFile readAssessment(const QString &fileName);
+// folder: see readNamed().
+AssessmentFile readAssessment(const QString &fileName, const QString &folder);
 
 } // namespace Host

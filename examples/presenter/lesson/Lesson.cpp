@@ -5,9 +5,9 @@
 #include "console/Terminal.h"
 #include "lesson/AssessmentFile.h"
 #include "lesson/Learners.h"
+#include "lesson/NamedFile.h"
 
 #include <QtCore/QElapsedTimer>
-#include <QtCore/QFile>
 #include <QtCore/QFileInfo>
 
 namespace Host
@@ -25,19 +25,6 @@ constexpr int SETTLE_MS = 40;
 // thousands of answers must not get in the way of typing.
 constexpr int CATCH_UP_MS = 100;
 constexpr int PAUSE_PER_DRAWING = 10;
-
-struct ReadFile {
-    QByteArray bytes;
-    QString error;
-};
-
-ReadFile readFile(const QString &name)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly))
-        return {{}, QStringLiteral("%1: %2").arg(name, file.errorString())};
-    return {file.readAll(), {}};
-}
 
 QString baseName(const QString &fileName)
 {
@@ -194,7 +181,7 @@ void Lesson::run(const Commands::Ask &question, const Done &done)
 
 void Lesson::run(const Commands::StartAssessment &assessment, const Done &done)
 {
-    const AssessmentFile file = readAssessment(assessment.file);
+    const AssessmentFile file = readAssessment(assessment.file, assessment.folder);
     if (!file.error.isEmpty())
         return done(file.error);
     Asked asked{QStringLiteral("Assessment %1").arg(file.assessment.title).trimmed(),
@@ -281,12 +268,12 @@ void Lesson::run(const Commands::SetImage &image, const Done &done)
         return done(std::nullopt);
     }
     if (image.upload) {
-        return upload(image.source, done, [=] {
+        return upload(image.source, image.folder, done, [=] {
             m_image = {{}, m_uploadedUrl};
             m_terminal.print(use.arg(baseName(image.source)));
         });
     }
-    const ReadFile file = readFile(image.source);
+    const NamedFile file = readNamed(image.source, image.folder);
     if (!file.error.isEmpty())
         return done(file.error);
     if (!file.bytes.startsWith(PNG_SIGNATURE))
@@ -299,12 +286,13 @@ void Lesson::run(const Commands::SetImage &image, const Done &done)
 
 void Lesson::run(const Commands::Upload &upload, const Done &done)
 {
-    this->upload(upload.file, done, {});
+    this->upload(upload.file, upload.folder, done, {});
 }
 
-void Lesson::upload(const QString &fileName, const Done &done, const Well &well)
+void Lesson::upload(const QString &fileName, const QString &folder, const Done &done,
+                    const Well &well)
 {
-    const ReadFile file = readFile(fileName);
+    const NamedFile file = readNamed(fileName, folder);
     if (!file.error.isEmpty())
         return done(file.error);
     QString name = baseName(fileName);

@@ -75,7 +75,7 @@ private:
     // The same for what begins an activity.
     void begin(const Asked &asked, const std::function<Operation()> &call, const Done &done,
                const Well &well = {});
-    void upload(const QString &file, const Done &done, const Well &well);
+    void upload(const QString &file, const QString &folder, const Done &done, const Well &well);
 
     void activityChanged();
     void catchUp();
