@@ -25,8 +25,8 @@ function classroom(changes) {
 }
 
 function stateOf(device) {
-  const { action, ...state } = device.bodies.find((body) => body.action === 'state');
-  return state;
+  const { paused, messages, answers } = device.bodies.find((body) => body.action === 'state');
+  return { paused, messages, answers };
 }
 
 const confirmations = (device) => device.bodies.filter((body) => body?.action === 'confirmed').map(({ questionId }) => questionId);
