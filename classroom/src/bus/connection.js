@@ -121,7 +121,8 @@ export class BusConnection {
     }
     if (envelope.type === 'ping') {
       this.#bus.notePing(this);
-      return this.#carrier.pinged?.();
+      this.#carrier.pinged?.();
+      return undefined;
     }
     const address = parseAddress(envelope.address);
     return this.role === null
