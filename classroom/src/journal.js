@@ -8,6 +8,9 @@
 import { createWriteStream } from 'node:fs';
 import { once } from 'node:events';
 
+import { outlineOf } from './outline.js';
+import { printable } from './printable.js';
+
 // When there is more, the older half of the entries is forgotten. The record file keeps all.
 const KEPT_ENTRIES = 40_000;
 const KEPT_CHARS = 256 * 1024 * 1024;
@@ -18,6 +21,12 @@ const UNLOGGED = ['n', 'data'];
 // A value in the log is cut here.
 const LOGGED_CHARS = 2_000;
 
+/**
+ * How much the journal has: everything; what happened without what was said and by whom (outline.js); or
+ * nothing at all.
+ */
+export const JOURNAL_DETAILS = ['whole', 'outline', 'off'];
+
 export class Journal {
   #entries = [];
   #keptChars = 0;
@@ -26,11 +35,16 @@ export class Journal {
   #watchers = new Set();
   #log;
   #file = null;
+  #detail;
 
-  /** log: the stream that gets a readable line per entry, or null; file: path of the record, or null. */
-  constructor({ log = null, file = null } = {}) {
+  /**
+   * log: the stream that gets a readable line per entry, or null; file: path of the record, or null;
+   * detail: one of JOURNAL_DETAILS.
+   */
+  constructor({ log = null, file = null, detail = 'whole' } = {}) {
     this.#log = log;
-    if (file) {
+    this.#detail = detail;
+    if (file && detail !== 'off') {
       this.#file = createWriteStream(file);
     }
   }
@@ -42,16 +56,29 @@ export class Journal {
     }
     this.#file?.on('error', (error) => {
       this.#file = null;
-      console.error(`classroom: the record ends here: ${error.message}`);
+      console.error(`classroom: the record ends here: ${printable(error.message)}`);
     });
   }
 
-  /** Notes an event; fields may be a promise of the fields. */
+  /** Whether entries have payloads; who notes a message unpacks it only then. */
+  get wantsPayloads() {
+    return this.#detail === 'whole';
+  }
+
+  /**
+   * Notes an event. fields may be a promise of the fields, or a function that returns either; it is called
+   * at once, and not at all when the journal is off.
+   */
   note(kind, fields) {
+    if (this.#detail === 'off') {
+      fields?.catch?.(() => {}); // a promise that nobody waits for must not end the process
+      return;
+    }
+    const given = typeof fields === 'function' ? called(fields) : fields;
     const entry = { n: ++this.#count, time: new Date().toISOString(), kind };
     this.#tail = this.#tail
-      .then(async () => this.#publish(Object.assign(entry, await (typeof fields === 'function' ? fields() : fields))))
-      .catch((error) => console.error(`classroom: entry ${entry.n} is missing: ${error.message}`));
+      .then(async () => this.#publish({ ...entry, ...this.#detailed(await given) }))
+      .catch((error) => console.error(`classroom: entry ${entry.n} is missing: ${printable(error.message)}`));
   }
 
   /** Resolves when everything noted so far is readable. */
@@ -61,29 +88,22 @@ export class Journal {
 
   /** The kept entries after number `since` that match every field of `filter`. */
   find(since, filter) {
-    const wanted = Object.entries(filter);
-    const first = this.#entries[0]?.n ?? 1;
-    return this.#entries
-      .slice(Math.max(0, since + 1 - first))
-      .filter((entry) => wanted.every(([name, value]) => String(entry[name] ?? '') === value));
+    return [...this.#matches(since, filter)];
   }
 
   /** As find(), but waits up to `waitMs` for `count` matches. */
   async waitFor(since, filter, count, waitMs) {
     await this.settled();
     const deadline = Date.now() + waitMs;
-    const found = this.find(since, filter);
-    let seen = this.#lastPublished();
-    while (found.length < count && Date.now() < deadline) {
+    let seen = since;
+    for (let found = 0; ;) {
+      found += this.#countMatches(seen, filter);
+      seen = Math.max(seen, this.#lastPublished());
+      if (found >= count || Date.now() >= deadline || this.#detail === 'off') {
+        return this.find(since, filter);
+      }
       await this.#nextEntry(deadline - Date.now());
-      found.push(...this.find(Math.max(since, seen), filter));
-      seen = this.#lastPublished();
     }
-    return found;
-  }
-
-  get wantsPayloads() {
-    return true;
   }
 
   get lastNumber() {
@@ -101,6 +121,30 @@ export class Journal {
     }
   }
 
+  #detailed(fields) {
+    return this.wantsPayloads ? fields : outlineOf(fields);
+  }
+
+  // One by one: a reader who asks again and again costs no copies of what is kept.
+  * #matches(since, filter) {
+    const wanted = Object.entries(filter);
+    const first = this.#entries[0]?.n ?? 1;
+    for (let at = Math.max(0, since + 1 - first); at < this.#entries.length; ++at) {
+      const entry = this.#entries[at];
+      if (wanted.every(([name, value]) => String(entry[name] ?? '') === value)) {
+        yield entry;
+      }
+    }
+  }
+
+  #countMatches(since, filter) {
+    let count = 0;
+    for (const _ of this.#matches(since, filter)) {
+      ++count;
+    }
+    return count;
+  }
+
   #lastPublished() {
     return this.#entries.at(-1)?.n ?? 0;
   }
@@ -114,10 +158,10 @@ export class Journal {
 
   #keep(entry) {
     this.#entries.push(entry);
-    this.#keptChars += payloadChars(entry);
-    if (this.#entries.length > KEPT_ENTRIES || this.#keptChars > KEPT_CHARS) {
+    this.#keptChars += charsOf(entry);
+    while (this.#entries.length > KEPT_ENTRIES || this.#keptChars > KEPT_CHARS) {
       const forgotten = this.#entries.splice(0, Math.ceil(this.#entries.length / 2));
-      this.#keptChars -= forgotten.reduce((sum, old) => sum + payloadChars(old), 0);
+      this.#keptChars -= forgotten.reduce((sum, old) => sum + charsOf(old), 0);
     }
   }
 
@@ -134,19 +178,34 @@ export class Journal {
   }
 }
 
-function payloadChars({ text, body, reply }) {
-  return [text, body, reply].reduce((sum, part) => sum + (part?.length ?? 0), 0);
+function called(fields) {
+  try {
+    return fields();
+  } catch (error) {
+    return Promise.reject(error);
+  }
+}
+
+// All of an entry's fields may be as long as their sender likes. "data" is "text" once more, parsed.
+function charsOf({ n, time, kind, data, ...fields }) {
+  const chars = Object.values(fields).reduce((sum, value) => sum + lengthOf(value), 0);
+  return chars + (typeof fields.text === 'string' && data ? fields.text.length : lengthOf(data));
+}
+
+function lengthOf(value) {
+  if (typeof value === 'string') {
+    return value.length;
+  }
+  return typeof value === 'object' && value !== null ? JSON.stringify(value).length : 0;
 }
 
 function logLine({ time, kind, ...fields }) {
   const words = Object.entries(fields)
     .filter(([name, value]) => !UNLOGGED.includes(name) && value !== undefined && value !== null)
-    .map(([name, value]) => `${name}=${shorten(typeof value === 'string' ? value : JSON.stringify(value))}`);
+    .map(([name, value]) => `${name}=${shown(value)}`);
   return `${time.slice(11, 23)} ${kind.padEnd(10)} ${words.join(' ')}`;
 }
 
-function shorten(text) {
-  return text.length <= LOGGED_CHARS
-    ? text
-    : `${text.slice(0, LOGGED_CHARS)}... (${text.length} characters)`;
+function shown(value) {
+  return printable(typeof value === 'string' ? value : JSON.stringify(value), { columns: LOGGED_CHARS });
 }

@@ -162,3 +162,17 @@ test('two thousand messages at once come back each as itself', async (t) => {
   const texts = await Promise.all(Array.from({ length: 2_000 }, async (_, i) => (await codec.unpack(data[i % 50])).text));
   assert.deepEqual(texts, Array.from({ length: 2_000 }, (_, i) => `"${i % 50}"`));
 });
+
+test('more characters than a payload can have are not looked at, and lists as long as they may be are borne', async (t) => {
+  const codec = newCodec(t, { presenterBytes: MIB });
+  const longer = ['1,'.repeat(3 * MIB), Array(6 * MIB).fill(93), ['1,'.repeat(2 * MIB), '1,'.repeat(2 * MIB)]];
+  for (const data of longer) {
+    const { error, plain } = await refusal(codec, data);
+    assert.match(error, /^the data has \d+ characters$/);
+    assert.deepEqual(plain, TOO_LARGE);
+  }
+  for (const data of [`${'1,'.repeat(2.6 * MIB)}1`, Array(5 * MIB).fill(93), [`${'1,'.repeat(2.6 * MIB)}1`]]) {
+    assert.deepEqual((await refusal(codec, data)).plain, TOO_LARGE);
+  }
+  assert.equal((await codec.unpack(block(codec, 'next'))).text, 'next');
+});

@@ -15,8 +15,10 @@ export const MIXED_FORMS = 'mixed';
 // What decodes in about ten milliseconds is small, and so is what compresses in so many.
 const SMALL_BYTES = 64 * 1024;
 
-// A small message takes no more characters than this: lists of bytes have up to five for each.
-const SMALL_CHARS = 5 * SMALL_BYTES;
+// A message takes no more characters than this for a byte: lists of bytes have up to five. What takes more
+// is not sent to a thread, which has memory for what may be decoded.
+const CHARS_PER_BYTE = 5;
+const SMALL_CHARS = CHARS_PER_BYTE * SMALL_BYTES;
 
 // Presenters divide a payload into a few blocks. Each one costs something, however little it holds.
 const MAX_BLOCKS = 256;
@@ -68,7 +70,11 @@ export class Codec {
     if (Array.isArray(readable) && readable.length > MAX_BLOCKS) {
       return tooLarge(`the message has ${readable.length} blocks`);
     }
-    const result = await this.#read({ data: readable, maxBytes }, weightOf(readable));
+    const weight = weightOf(readable);
+    if (weight > SMALL_CHARS + CHARS_PER_BYTE * Math.min(maxBytes, this.#maxBytes)) {
+      return tooLarge(`the data has ${weight} characters`);
+    }
+    const result = await this.#read({ data: readable, maxBytes }, weight);
     if (result.broken !== undefined) {
       return tooLarge(result.broken);
     }

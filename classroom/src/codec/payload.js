@@ -37,8 +37,8 @@ export function decode({ form, blocks, declared }) {
 
 /** What is no payload, as it came, with the reason. A text stays where it is: the caller has it. */
 export function asItCame(data, maxBytes, error) {
-  const text = writtenOut(data);
-  const tooLarge = error.tooLarge === true || text.length > maxBytes;
+  const text = data.length > maxBytes ? null : writtenOut(data);
+  const tooLarge = error.tooLarge === true || text === null || text.length > maxBytes;
   const kept = typeof data === 'string' ? {} : { text };
   return { form: 'plain', error: error.message, ...tooLarge ? { text: null, tooLarge } : kept };
 }
@@ -53,18 +53,29 @@ function blocksOf(data) {
 }
 
 function blockOf(text) {
-  const numbers = numbersOf(text);
-  return numbers ? Buffer.from(numbers) : Buffer.from(text, 'base64');
+  return numbersOf(text) ?? Buffer.from(text, 'base64');
 }
 
+// One number after the other: a list of all its parts would take many times the memory of the text.
 function numbersOf(text) {
   if (!text.includes(',') || !LIST_CHARACTERS.test(text)) {
     return null;
   }
-  const items = text.replace(/^\[|\]$/g, '').split(',');
-  return items.every((item) => LIST_NUMBER.test(item)) ? items.map(Number) : null;
+  const list = text.replace(/^\[|\]$/g, '');
+  const bytes = Buffer.alloc(Math.ceil(list.length / 2) + 1);
+  let count = 0;
+  for (let start = 0; start <= list.length;) {
+    const comma = list.indexOf(',', start);
+    const item = list.slice(start, comma < 0 ? list.length : comma);
+    if (!LIST_NUMBER.test(item)) {
+      return null;
+    }
+    bytes[count++] = Number(item);
+    start += item.length + 1;
+  }
+  return bytes.subarray(0, count);
 }
 
 function writtenOut(data) {
-  return typeof data === 'string' ? data : JSON.stringify(data instanceof Int16Array ? [...data] : data);
+  return typeof data === 'string' ? data : data instanceof Int16Array ? `[${data.join(',')}]` : JSON.stringify(data);
 }
