@@ -99,12 +99,15 @@ test('over TLS the own origin is the https one', async (t) => {
   assert.equal(await statusFrom(`http://${hostOf(service)}`), 403);
 });
 
-// How long the service bears a connection on which this comes, one piece every 100 ms.
+// How long the service bears a connection on which this comes, one piece every 100 ms; it is given up
+// after 8 s.
 async function borneMs(t, url, pieces) {
   const raw = await rawConnection(t, url);
   const since = Date.now();
   const timer = setInterval(() => raw.socket.writable && raw.write(pieces.shift() ?? ''), 100);
+  const patience = setTimeout(() => raw.socket.destroy(), 8_000);
   await raw.ended;
+  clearTimeout(patience);
   clearInterval(timer);
   return { ms: Date.now() - since, reply: raw.rest() };
 }
