@@ -99,6 +99,21 @@ test('over TLS the own origin is the https one', async (t) => {
   assert.equal(await statusFrom(`http://${hostOf(service)}`), 403);
 });
 
+test('an upgrade to anything but a web socket leaves the service up', async (t) => {
+  const service = await startService(t, '--transports', 'websocket');
+  const host = `Host: ${hostOf(service)}`;
+  for (const path of ['/eventbus/1/abcdefgh/xhr', '/eventbus/1/abcdefgh/eventsource', '/eventbus/websocket', '/eventbus/%', '/vantora', '/',
+    '/classroom/sessions', '//[', '*']) {
+    for (const method of ['GET', 'POST', 'OPTIONS']) {
+      const raw = await rawConnection(t, service.url);
+      raw.write(`${method} ${path} HTTP/1.1\r\n${host}\r\n${UPGRADE.replaceAll('\n', '\r\n')}\r\n\r\n`);
+      await Promise.race([raw.ended, until(() => raw.rest() !== '' || raw.socket.destroyed)]);
+      raw.socket.destroy();
+    }
+  }
+  assert.equal((await ask(t, service.url, `GET / HTTP/1.1\n${host}`)).status, 200);
+});
+
 // How long the service bears a connection on which this comes, one piece every 100 ms; it is given up
 // after 8 s.
 async function borneMs(t, url, pieces) {
