@@ -32,13 +32,11 @@ export function exposureOf({ serve, controlPort, log, record }) {
   if (!serve) {
     return { name: 'local', oauth: true, control: { where: 'same port', token: null }, journal: 'whole' };
   }
-  const hasControl = controlPort !== null;
-  return {
-    name: 'serve',
-    oauth: false,
-    control: hasControl ? { where: 'own port', token: randomBytes(CONTROL_TOKEN_BYTES).toString('hex') } : { where: 'off', token: null },
-    journal: hasControl || log || record ? 'outline' : 'off',
-  };
+  const control = controlPort === null
+    ? { where: 'off', token: null }
+    : { where: 'own port', token: randomBytes(CONTROL_TOKEN_BYTES).toString('hex') };
+  const isRead = control.where !== 'off' || log || record;
+  return { name: 'serve', oauth: false, control, journal: isRead ? 'outline' : 'off' };
 }
 
 /** What whoever starts the service should know of it; urls: {url, controlUrl}. */
@@ -46,24 +44,27 @@ export function describeExposure({ serve, host, tls, madeUp }, { control }, { ur
   if (!serve) {
     return [];
   }
-  return [
-    describeReach(host, url),
-    describeSecrecy(host, tls),
-    ...madeUp.map(({ user, password }) => `${user} signs in with the password ${password}`),
-    ...controlUrl ? [`programs on this machine reach the control endpoints at ${controlUrl}/classroom with the token ${control.token}`] : [],
-  ];
+  const lines = [describeReach(host, url), describeSecrecy(host, tls)];
+  lines.push(...madeUp.map(({ user, password }) => `${user} signs in with the password ${password}`));
+  if (controlUrl) {
+    lines.push(`programs on this machine reach the control endpoints at ${controlUrl}/classroom with the token ${control.token}`);
+  }
+  return lines;
 }
 
 function describeReach(host, url) {
   if (isLoopback(host)) {
     return 'only programs on this machine can reach it';
   }
-  const { protocol, port } = new URL(url);
-  const names = ANY_ADDRESS[host] ? ownAddresses(ANY_ADDRESS[host]) : [host];
-  const urls = names.map((name) => `${protocol}//${name.includes(':') ? `[${name}]` : name}:${port}`);
+  const urls = ANY_ADDRESS[host] ? ownAddresses(ANY_ADDRESS[host]).map((own) => withAddress(url, own)) : [url];
   return urls.length === 0
     ? 'everybody who reaches this machine can reach it, which has no address in a network now'
     : `everybody who reaches this machine can reach it, at ${urls.join(', ')}`;
+}
+
+// The scheme and the port of a URL, with an address of its own.
+function withAddress(url, address) {
+  return `${url.slice(0, url.indexOf('//'))}//${address.includes(':') ? `[${address}]` : address}${url.slice(url.lastIndexOf(':'))}`;
 }
 
 function describeSecrecy(host, tls) {
@@ -85,6 +86,7 @@ function ownAddresses(families) {
 
 /** A password that nobody guesses and everybody can type, such as "hkd4-w7ne-x3pa-2mcv". */
 export function newPassword() {
-  const group = () => Array.from({ length: GROUP_LETTERS }, () => PASSWORD_LETTERS[randomInt(PASSWORD_LETTERS.length)]).join('');
+  const letter = () => PASSWORD_LETTERS[randomInt(PASSWORD_LETTERS.length)];
+  const group = () => Array.from({ length: GROUP_LETTERS }, letter).join('');
   return Array.from({ length: PASSWORD_GROUPS }, group).join('-');
 }

@@ -39,9 +39,9 @@ export class Server {
     this.#server = tls ? https.createServer({ ...tls, ...bounds(limits) }) : http.createServer(bounds(limits));
     this.#server.maxConnections = SOCKETS_OF_DEVICE * limits.connections;
     this.#server.on('connection', (socket) => this.#keep(socket));
-    this.#server.on('request', (request, response) => serve(requests, request, response));
+    this.#server.on('request', (request, response) => guard(request.socket, () => serve(requests, request, response)));
     this.#server.on('checkExpectation', (request, response) => refuseRequest(response, 417));
-    this.#server.on('upgrade', (request, socket, head) => upgrade(upgrades, request, socket, head));
+    this.#server.on('upgrade', (request, socket, head) => guard(socket, () => upgrade(upgrades, request, socket, head)));
     this.#server.on('clientError', hangUp);
   }
 
@@ -51,6 +51,7 @@ export class Server {
       this.#server.once('error', reject);
       this.#server.listen(port, host, resolve);
     });
+    this.#server.on('error', complain); // no more sockets, for example, until some are closed
     return `${this.#scheme}://${host.includes(':') ? `[${host}]` : host}:${this.#server.address().port}`;
   }
 
@@ -83,6 +84,20 @@ function bounds({ headerMs, bodyMs }) {
     maxHeaderSize: HEADER_BYTES,
     requireHostHeader: false, // refused below, as every other request that is refused
   };
+}
+
+// A request that nobody thought of must not end the class for everybody.
+function guard(socket, run) {
+  try {
+    run();
+  } catch (error) {
+    complain(error);
+    socket.destroy();
+  }
+}
+
+function complain(error) {
+  console.error(`classroom: ${error.message}`);
 }
 
 function serve(handlers, request, response) {

@@ -181,6 +181,15 @@ test('the manual has every option', () => {
   }
 });
 
+test('the manual has every bound, with its value', () => {
+  const manual = readFileSync(new URL('../../docs/classroom.md', import.meta.url), 'utf8');
+  const [, section] = /^## Bounds\n([^]*?)^## /m.exec(manual);
+  const units = { KiB: 2 ** 10, MiB: 2 ** 20, s: 1_000, min: 60_000, days: 86_400_000 };
+  const told = [...section.matchAll(/^\| `(\w+)` \| ([\d,]+)(?: (\w+))? \|/gm)]
+    .map(([, name, number, unit]) => [name, Number(number.replaceAll(',', '')) * (units[unit] ?? 1)]);
+  assert.deepEqual(Object.fromEntries(told), LIMITS);
+});
+
 test('a port that is taken ends the program with 1 and the reason', async (t) => {
   const { url } = await startService(t);
   const { code, stdout, stderr } = await run('--port', new URL(url).port);

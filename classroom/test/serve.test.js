@@ -6,6 +6,7 @@ import { readFileSync } from 'node:fs';
 import os from 'node:os';
 import { test } from 'node:test';
 
+import { describeExposure } from '../src/exposure.js';
 import { ask, newCertificate, RestClient, run, startService } from './support/service.js';
 
 const PASSWORD = /^teacher signs in with the password ((?:[a-z2-9]{4}-){3}[a-z2-9]{4})$/;
@@ -38,6 +39,24 @@ test('who serves for every address is told by which ones it is reached, and that
     ? 'classroom: everybody who reaches this machine can reach it, which has no address in a network now'
     : `classroom: everybody who reaches this machine can reach it, at ${urls}`);
   assert.equal(service.lines[1], 'classroom: without TLS, passwords and names can be read on the network');
+});
+
+test('one address is told as it stands, every family of addresses is told in full', (t) => {
+  t.mock.method(os, 'networkInterfaces', () => ({
+    lo: [{ family: 'IPv4', internal: true, address: '127.0.0.1' }],
+    wlan: [
+      { family: 'IPv4', internal: false, address: '192.168.1.20' },
+      { family: 'IPv6', internal: false, address: 'fd00::1' },
+      { family: 'IPv6', internal: false, address: 'fe80::1' },
+    ],
+  }));
+  const reach = (host, url) => describeExposure({ serve: true, host, tls: {}, madeUp: [] }, { control: { token: null } }, { url })[0];
+  const everybody = 'everybody who reaches this machine can reach it, at';
+  assert.equal(reach('10.0.0.1', 'http://10.0.0.1:80'), `${everybody} http://10.0.0.1:80`);
+  assert.equal(reach('0.0.0.0', 'http://0.0.0.0:80'), `${everybody} http://192.168.1.20:80`);
+  assert.equal(reach('::', 'https://[::]:8089'), `${everybody} https://192.168.1.20:8089, https://[fd00::1]:8089`);
+  os.networkInterfaces.mock.mockImplementation(() => ({}));
+  assert.equal(reach('0.0.0.0', 'http://0.0.0.0:1'), 'everybody who reaches this machine can reach it, which has no address in a network now');
 });
 
 test('with a certificate who serves is told that TLS protects what is sent', async (t) => {
