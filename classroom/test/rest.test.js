@@ -6,7 +6,7 @@ import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
 
 import { failures } from '../src/rest/reply.js';
-import { errorText, upload } from './support/rest.js';
+import { errorText as error, upload } from './support/rest.js';
 import { RestClient, startService } from './support/service.js';
 
 const UPLOAD_TYPE = 'multipart/form-data; charset=UTF-8; boundary=----boundary';
@@ -54,7 +54,7 @@ test('sign-ins that fail have the error shape and no cookie', async (t) => {
     ['null', 400, 'request.error.invalidJson'],
   ]) {
     const reply = await rest.post('/vantora/login/submit', body);
-    assert.deepEqual([reply.status, reply.text, reply.headers.get('set-cookie')], [status, errorText(key), null], body);
+    assert.deepEqual([reply.status, reply.text, reply.headers.get('set-cookie')], [status, error(key), null], body);
   }
 });
 
@@ -122,17 +122,17 @@ test('an OAuth code of a new user asks for registration, which signs in', async 
   assert.equal(registered.text, '{"success":true,"infoMsgs":["Registration success"],"infoMsgKeys":["register.oauth.registration.success"],"errorMsgKeys":[],"data":{}}');
   assert.equal((await rest.postJson('/vantora/login/user')).json.data.userLoginId, 'new-tom');
   assert.deepEqual((await callback()).json.infoMsgKeys, ['login.oauth.success']);
-  assert.equal((await rest.post('/vantora/register/oauth/submit', submit)).text, errorText('register.error.unknownRegistration'));
+  assert.equal((await rest.post('/vantora/register/oauth/submit', submit)).text, error('register.error.unknownRegistration'));
 });
 
 test('an OAuth code that nobody issued is refused, and with --oauth-single-use one that was used', async (t) => {
   const { url } = await startService(t, '--oauth-single-use');
   const rest = new RestClient(url);
   const callback = (code) => rest.postJson('/vantora/login/oauth/google/callback', { code, callbackUrl: url, sourceSystem: 'Corvel' });
-  assert.equal((await callback('made-up')).text, errorText('login.error.wrongOAuthCode'));
+  assert.equal((await callback('made-up')).text, error('login.error.wrongOAuthCode'));
   assert.equal((await callback('teacher')).status, 200);
   const again = await callback('teacher');
-  assert.deepEqual([again.status, again.text], [403, errorText('login.error.wrongOAuthCode')]);
+  assert.deepEqual([again.status, again.text], [403, error('login.error.wrongOAuthCode')]);
 });
 
 test('calls without a sign-in are refused, also after logout', async (t) => {
@@ -144,7 +144,7 @@ test('calls without a sign-in are refused, also after logout', async (t) => {
     '/vantora/config/findTenantFeatureDetails', '/vantora/session/start', '/vantora/session/getusers', '/vantora/session/stop',
     '/vantora/resource/uploadResourceFile']) {
     const reply = await rest.postJson(path);
-    assert.deepEqual([reply.status, reply.text], [403, errorText('login.error.notSignedIn')], path);
+    assert.deepEqual([reply.status, reply.text], [403, error('login.error.notSignedIn')], path);
   }
   // Asking who is signed in is no failure, and neither is logging out twice.
   assert.equal((await rest.postJson('/vantora/login/user')).text, '{"success":true,"infoMsgs":[],"infoMsgKeys":[],"errorMsgKeys":[],"data":{}}');
@@ -154,10 +154,10 @@ test('calls without a sign-in are refused, also after logout', async (t) => {
 test('a sign-in expires when it is not used, and on request', async (t) => {
   const { rest } = await signedIn(t, '--expire-sign-in-after', '0.2');
   await new Promise((resolve) => { setTimeout(resolve, 300); });
-  assert.equal((await rest.postJson('/vantora/session/create')).text, errorText('login.error.notSignedIn'));
+  assert.equal((await rest.postJson('/vantora/session/create')).text, error('login.error.notSignedIn'));
   await rest.signIn();
   assert.equal((await rest.control('DELETE', 'sign-ins')).status, 200);
-  assert.equal((await rest.postJson('/vantora/session/create')).text, errorText('login.error.notSignedIn'));
+  assert.equal((await rest.postJson('/vantora/session/create')).text, error('login.error.notSignedIn'));
 });
 
 test('a session is created, started, joined, listed and stopped', async (t) => {
@@ -184,7 +184,7 @@ test('a session is created, started, joined, listed and stopped', async (t) => {
   assert.equal(stopped.text, '{"success":true,"infoMsgs":[],"infoMsgKeys":["session.stop.success"],"errorMsgKeys":[],"data":{}}');
   for (const path of ['/vantora/session/getusers', '/vantora/session/stop']) {
     const reply = await rest.post(path, `{"sessionToken":"${sessionToken}"}`);
-    assert.deepEqual([reply.status, reply.text], [404, errorText('session.error.unknownSession')], path);
+    assert.deepEqual([reply.status, reply.text], [404, error('session.error.unknownSession')], path);
   }
 });
 
@@ -200,12 +200,12 @@ test('a session is started with the right server, version and code only', async 
     [{ version: undefined }, 400, 'request.error.missingField'],
   ]) {
     const reply = await rest.postJson('/vantora/session/start', { ...good, ...change });
-    assert.deepEqual([reply.status, reply.text], [status, errorText(key)]);
+    assert.deepEqual([reply.status, reply.text], [status, error(key)]);
   }
   const join = { userName: 'Ada', sessionCode, mode: 'learner', deviceName: 'n', deviceType: 'tablet' };
-  assert.equal((await rest.postJson('/vantora/classroom/session/join', join)).text, errorText('session.error.notStarted'));
+  assert.equal((await rest.postJson('/vantora/classroom/session/join', join)).text, error('session.error.notStarted'));
   assert.equal((await rest.postJson('/vantora/session/start', good)).status, 200);
-  assert.equal((await rest.postJson('/vantora/classroom/session/join', { ...join, mode: 'guest' })).text, errorText('request.error.wrongValue'));
+  assert.equal((await rest.postJson('/vantora/classroom/session/join', { ...join, mode: 'guest' })).text, error('request.error.wrongValue'));
 });
 
 test("another teacher's session is out of reach, learners need only its code", async (t) => {
@@ -213,11 +213,11 @@ test("another teacher's session is out of reach, learners need only its code", a
   const { sessionCode, sessionToken } = await rest.startSession();
   const other = new RestClient(service.url);
   await other.signIn('b', 'b');
-  assert.equal((await other.postJson('/vantora/session/stop', { sessionToken })).text, errorText('session.error.foreignSession'));
+  assert.equal((await other.postJson('/vantora/session/stop', { sessionToken })).text, error('session.error.foreignSession'));
   const join = (client, mode) => client.postJson('/vantora/classroom/session/join',
     { userName: 'Ada', sessionCode, mode, deviceName: 'n', deviceType: 'tablet' });
-  assert.equal((await join(other, 'presenter')).text, errorText('session.error.foreignSession'));
-  assert.equal((await join(new RestClient(service.url), 'presenter')).text, errorText('session.error.foreignSession'));
+  assert.equal((await join(other, 'presenter')).text, error('session.error.foreignSession'));
+  assert.equal((await join(new RestClient(service.url), 'presenter')).text, error('session.error.foreignSession'));
   const learner = await join(new RestClient(service.url), 'learner');
   assert.equal(learner.json.data.sessionToken, sessionToken);
 });
@@ -247,25 +247,25 @@ test('an uploaded image comes back identical, whatever it holds', async (t) => {
 test('a form that is not as it should be is refused and the reason noted', async (t) => {
   const { service, rest } = await signedIn(t);
   const reply = await rest.post('/vantora/resource/uploadResourceFile', 'no form', UPLOAD_TYPE);
-  assert.deepEqual([reply.status, reply.text], [400, errorText('resource.error.malformedUpload')]);
+  assert.deepEqual([reply.status, reply.text], [400, error('resource.error.malformedUpload')]);
   const { entries } = await rest.control('GET', 'journal?path=/vantora/resource/uploadResourceFile');
   assert.equal(entries[0].remark, 'the form does not begin with the file');
   const missing = await fetch(`${service.url}/vantora/resource/downloadResourceFile?resourceId=none`);
-  assert.deepEqual([missing.status, await missing.text()], [404, errorText('resource.error.unknownResource')]);
+  assert.deepEqual([missing.status, await missing.text()], [404, error('resource.error.unknownResource')]);
 });
 
 test('a body that is too large is refused', async (t) => {
   const { rest } = await signedIn(t);
   const reply = await rest.post('/vantora/session/create', Buffer.alloc(64 * 1024 + 1));
-  assert.deepEqual([reply.status, reply.text], [413, errorText('request.error.tooLarge')]);
+  assert.deepEqual([reply.status, reply.text], [413, error('request.error.tooLarge')]);
 });
 
 test('unknown paths, other methods and strange targets are answered', async (t) => {
   const { service, rest } = await signedIn(t);
   assert.deepEqual([(await rest.post('/vantora/dance')).status, (await rest.post('/vantora/login/oauth//x')).status], [404, 404]);
-  assert.equal((await rest.post('/vantora/')).text, errorText('request.error.unknownPath'));
+  assert.equal((await rest.post('/vantora/')).text, error('request.error.unknownPath'));
   const wrongMethod = await fetch(`${service.url}/vantora/session/create`);
-  assert.deepEqual([wrongMethod.status, await wrongMethod.text()], [405, errorText('request.error.wrongMethod')]);
+  assert.deepEqual([wrongMethod.status, await wrongMethod.text()], [405, error('request.error.wrongMethod')]);
   for (const target of ['/', '//', '/%zz', '/vantora?%zz', '/vantoras', '/eventbusses', '/classroom', '/classroom/learners/%zz']) {
     assert.ok((await fetch(service.url + target)).status >= 400, target);
   }
