@@ -85,6 +85,15 @@ test('whoever joins once more and does not connect is away as it was', async () 
   assert.equal(sessions.user(session, user.userToken), user);
 });
 
+test('joining once more does not make a token live longer', async () => {
+  const { sessions, session, join } = startSession({ awayMs: 4 * SHORT });
+  const user = join('learner', 'secret');
+  sessions.connected(session, user);
+  sessions.disconnected(session, user);
+  await until(() => join('learner', 'secret') !== user, 40 * SHORT);
+  assert.equal(sessions.user(session, user.userToken), null);
+});
+
 test('a session ends that was never started, or whose presenter never came', async () => {
   const sessions = new Sessions({ limits: limitsWith({ presenterAwayMs: SHORT }) });
   const stopped = [];
