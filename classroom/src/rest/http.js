@@ -1,6 +1,5 @@
 // Small pieces of HTTP that the REST interface and the control endpoints share.
 
-import { LIMITS } from '../limits.js';
 import { failures } from './reply.js';
 
 /** A request target's {path, query}; it may be anything a client cares to send. */
@@ -15,7 +14,7 @@ export function splitTarget(target) {
  * The whole body of a request, as bytes. One that is too large is given up as soon as that is known:
  * what follows is discarded as it comes, so that an honest client gets to the reply.
  */
-export function readBody(request, maxBytes = LIMITS.presenterBytes) {
+export function readBody(request, maxBytes) {
   if (Number(request.headers['content-length']) > maxBytes) {
     request.resume();
     return Promise.reject(failures.tooLarge());

@@ -21,7 +21,7 @@ const AWAY = 'away';
 /** What a session knows of one user, around the user itself. */
 class Place {
   state = AWAITED;
-  wasConnected = false;
+  deadline = Infinity; // the token's, since the user's last line has gone
   timer = null;
 
   constructor(user, device) {
@@ -141,7 +141,6 @@ export class Sessions extends EventEmitter {
     if (place) {
       clearTimeout(place.timer);
       place.state = CONNECTED;
-      place.wasConnected = true;
       if (user.mode === 'presenter') {
         clearTimeout(session.timer);
       }
@@ -152,6 +151,7 @@ export class Sessions extends EventEmitter {
   disconnected(session, user) {
     const place = session.places.get(user.userToken);
     if (place?.state === CONNECTED) {
+      place.deadline = performance.now() + this.#limits.awayMs;
       this.#letGo(session, place);
       if (user.mode === 'presenter' && !session.hasPresenter) {
         this.#awaitPresenter(session);
@@ -165,14 +165,6 @@ export class Sessions extends EventEmitter {
     if (place) {
       this.disconnected(session, user);
       this.#drop(session, place);
-    }
-  }
-
-  removeUser(sessionToken, userToken) {
-    const session = this.withToken(sessionToken);
-    const user = session && this.user(session, userToken);
-    if (user) {
-      this.remove(session, user);
     }
   }
 
@@ -212,25 +204,26 @@ export class Sessions extends EventEmitter {
     return away !== undefined;
   }
 
-  // Somebody who has been connected before loses nothing by joining again.
+  // Somebody who has been connected before neither loses nor gains time by joining again.
   #await(session, place) {
     if (place.state === CONNECTED) {
       return;
     }
     place.state = AWAITED;
     const { presenterAwayMs, joiningMs } = this.#limits;
-    this.#restart(place, place.user.mode === 'presenter' ? presenterAwayMs : joiningMs, () => {
-      if (place.wasConnected) {
-        this.#letGo(session, place);
-      } else {
+    const patienceMs = place.user.mode === 'presenter' ? presenterAwayMs : joiningMs;
+    this.#restart(place, Math.min(patienceMs, timeLeft(place)), () => {
+      if (place.deadline === Infinity) {
         this.#drop(session, place);
+      } else {
+        this.#letGo(session, place);
       }
     });
   }
 
   #letGo(session, place) {
     place.state = AWAY;
-    this.#restart(place, this.#limits.awayMs, () => this.#drop(session, place));
+    this.#restart(place, timeLeft(place), () => this.#drop(session, place));
   }
 
   #drop(session, place) {
@@ -256,4 +249,8 @@ export class Sessions extends EventEmitter {
     } while (this.#byCode.has(code));
     return code;
   }
+}
+
+function timeLeft({ deadline }) {
+  return deadline - performance.now();
 }
