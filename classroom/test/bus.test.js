@@ -6,6 +6,7 @@ import { test } from 'node:test';
 import { Bus } from '../src/bus/bus.js';
 import { Codec } from '../src/codec/codec.js';
 import { Journal } from '../src/journal.js';
+import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../src/protocol.js';
 import { Sessions } from '../src/state/sessions.js';
 
 function setUp() {
@@ -197,7 +198,7 @@ test('the journal has each message with its payload unpacked and the number of i
   const [sender, receiver] = [connect(bus), connect(bus)];
   receiver.send({ type: 'register', address: token });
   const data = new Codec().pack('{"lessonId":"l1"}', 'base64');
-  sender.send({ type: 'publish', address: token, body: { from: 'p', type: 'poll', version: '3.0.0', sourceSystem: 'Corvel', data } });
+  sender.send({ type: 'publish', address: token, body: { from: 'p', type: 'poll', version: PROTOCOL_VERSION, sourceSystem: SOURCE_SYSTEM, data } });
   await journal.settled();
   const [entry] = journal.find(0, { kind: 'publish' });
   assert.deepEqual({ ...entry, n: 0, time: '' }, {
@@ -210,8 +211,8 @@ test('the journal has each message with its payload unpacked and the number of i
     from: 'p',
     type: 'poll',
     action: undefined,
-    version: '3.0.0',
-    sourceSystem: 'Corvel',
+    version: PROTOCOL_VERSION,
+    sourceSystem: SOURCE_SYSTEM,
     client: undefined,
     form: 'base64',
     text: '{"lessonId":"l1"}',
