@@ -32,12 +32,14 @@ const BLOCK = Buffer.from(lzma.compress(JSON.stringify({
   pick: { blob: ['2'] },
 }), FASTEST)).toString('base64');
 
+let version; // that devices speak, once it is loaded
+
 function answer() {
   const from = String(process.hrtime.bigint());
   return JSON.stringify({
     type: 'message',
     address: '5f0b8f6e-session-token.presenter',
-    body: { from, type: 'pollResponse', version: '3.0.0', data: [BLOCK] },
+    body: { from, type: 'pollResponse', version, data: [BLOCK] },
   });
 }
 
@@ -70,7 +72,10 @@ const server = http.createServer((request, response) => {
   response.end(BARE_ANSWER);
 });
 bus.installHandlers(server, { prefix: PREFIX });
-server.listen(0, '127.0.0.1', () => {
-  console.log(`answers: listening on http://127.0.0.1:${server.address().port}`);
+import(path.join(classroom, 'src', 'protocol.js')).then((protocol) => {
+  version = protocol.PROTOCOL_VERSION;
+  server.listen(0, '127.0.0.1', () => {
+    console.log(`answers: listening on http://127.0.0.1:${server.address().port}`);
+  });
 });
 process.stdin.once('end', () => process.exit(0)).resume();

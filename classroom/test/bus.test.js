@@ -3,6 +3,7 @@
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
+import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../src/protocol.js';
 import { comeBack, connect, connectTest, enter, packed, setUpBus } from './support/bus.js';
 import { until } from './support/service.js';
 
@@ -170,7 +171,7 @@ test('the journal has each message with its payload unpacked and the number of i
   const [sender, receiver] = [connectTest(bus), connectTest(bus)];
   receiver.send({ type: 'register', address: token });
   const data = packed('{"lessonId":"l1"}');
-  sender.send({ type: 'publish', address: token, body: { from: 'p', type: 'poll', version: '3.0.0', sourceSystem: 'Corvel', data } });
+  sender.send({ type: 'publish', address: token, body: { from: 'p', type: 'poll', version: PROTOCOL_VERSION, sourceSystem: SOURCE_SYSTEM, data } });
   await journal.settled();
   const [entry] = await until(() => journal.find(0, { kind: 'publish' }));
   assert.deepEqual({ ...entry, n: 0, time: '' }, {
@@ -183,8 +184,8 @@ test('the journal has each message with its payload unpacked and the number of i
     from: 'p',
     type: 'poll',
     action: undefined,
-    version: '3.0.0',
-    sourceSystem: 'Corvel',
+    version: PROTOCOL_VERSION,
+    sourceSystem: SOURCE_SYSTEM,
     client: undefined,
     form: 'base64',
     text: '{"lessonId":"l1"}',

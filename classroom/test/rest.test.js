@@ -5,10 +5,12 @@ import { randomBytes } from 'node:crypto';
 import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
 
+import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../src/protocol.js';
 import { failures } from '../src/rest/reply.js';
 import { errorText as error, upload } from './support/rest.js';
 import { RestClient, startService } from './support/service.js';
 
+const FROM_A_PRESENTER = `"sourceSystem":"${SOURCE_SYSTEM}"`;
 const UPLOAD_TYPE = 'multipart/form-data; charset=UTF-8; boundary=----boundary';
 
 async function signedIn(t, ...args) {
@@ -41,14 +43,14 @@ test('sign-ins that fail have the error shape and no cookie', async (t) => {
   const { url } = await startService(t);
   const rest = new RestClient(url);
   for (const [body, status, key] of [
-    ['{"userId":"teacher","password":"wrong","sourceSystem":"Corvel"}', 403, 'login.error.wrongCredentials'],
-    ['{"userId":"nobody","password":"secret","sourceSystem":"Corvel"}', 403, 'login.error.wrongCredentials'],
-    ['{"userId":"teacher","deviceId":"d","deviceAccessToken":"t","sourceSystem":"Corvel"}', 403, 'login.error.wrongDeviceToken'],
-    ['{"userId":"teacher","password":"with "quote","sourceSystem":"Corvel"}', 400, 'request.error.invalidJson'],
+    [`{"userId":"teacher","password":"wrong",${FROM_A_PRESENTER}}`, 403, 'login.error.wrongCredentials'],
+    [`{"userId":"nobody","password":"secret",${FROM_A_PRESENTER}}`, 403, 'login.error.wrongCredentials'],
+    [`{"userId":"teacher","deviceId":"d","deviceAccessToken":"t",${FROM_A_PRESENTER}}`, 403, 'login.error.wrongDeviceToken'],
+    [`{"userId":"teacher","password":"with "quote",${FROM_A_PRESENTER}}`, 400, 'request.error.invalidJson'],
     ['{"userId":"teacher","password":"secret","sourceSystem":"Elsewhere"}', 400, 'request.error.wrongValue'],
     ['{"userId":"teacher","password":"secret"}', 400, 'request.error.missingField'],
-    ['{"userId":"","password":"secret","sourceSystem":"Corvel"}', 400, 'request.error.missingField'],
-    ['{"userId":7,"password":"secret","sourceSystem":"Corvel"}', 400, 'request.error.missingField'],
+    [`{"userId":"","password":"secret",${FROM_A_PRESENTER}}`, 400, 'request.error.missingField'],
+    [`{"userId":7,"password":"secret",${FROM_A_PRESENTER}}`, 400, 'request.error.missingField'],
     ['', 400, 'request.error.invalidJson'],
     ['[]', 400, 'request.error.invalidJson'],
     ['null', 400, 'request.error.invalidJson'],
@@ -62,12 +64,12 @@ test('a device token is issued with a password and signs in without one', async 
   const { url } = await startService(t);
   const rest = new RestClient(url);
   const issued = await rest.post('/vantora/login/submit',
-    '{"userId":"teacher","password":"secret","deviceId":"d1","deviceName":"Desk","sourceSystem":"Corvel"}');
+    `{"userId":"teacher","password":"secret","deviceId":"d1","deviceName":"Desk",${FROM_A_PRESENTER}}`);
   const { deviceAccessToken } = issued.json.data;
   assert.match(deviceAccessToken, /^[0-9a-f-]{36}$/);
   const other = new RestClient(url);
   const deviceSignIn = (userId, deviceId, token) => other.postJson('/vantora/login/submit',
-    { userId, deviceId, deviceAccessToken: token, sourceSystem: 'Corvel' });
+    { userId, deviceId, deviceAccessToken: token, sourceSystem: SOURCE_SYSTEM });
   assert.equal((await deviceSignIn('teacher', 'd2', deviceAccessToken)).status, 403);
   assert.equal((await deviceSignIn('nobody', 'd1', deviceAccessToken)).status, 403);
   const reply = await deviceSignIn('teacher', 'd1', deviceAccessToken);
@@ -86,11 +88,11 @@ test('the manual has every error key with its status', () => {
 test('an OAuth code signs its user in, with a device token when a device is named', async (t) => {
   const { url } = await startService(t);
   const rest = new RestClient(url);
-  const reply = await rest.postJson('/vantora/login/oauth/google/callback', { code: 'teacher', callbackUrl: url, sourceSystem: 'Corvel' });
+  const reply = await rest.postJson('/vantora/login/oauth/google/callback', { code: 'teacher', callbackUrl: url, sourceSystem: SOURCE_SYSTEM });
   assert.equal(reply.text, '{"success":true,"infoMsgs":[],"infoMsgKeys":["login.oauth.success"],"errorMsgKeys":[],"data":{}}');
   assert.equal((await rest.postJson('/vantora/login/user')).json.data.userLoginId, 'teacher');
   const device = await rest.postJson('/vantora/login/oauth/google/callback',
-    { code: 'teacher', callbackUrl: url, deviceId: 'd1', deviceName: 'Desk', sourceSystem: 'Corvel' });
+    { code: 'teacher', callbackUrl: url, deviceId: 'd1', deviceName: 'Desk', sourceSystem: SOURCE_SYSTEM });
   assert.match(device.json.data.deviceAccessToken, /^[0-9a-f-]{36}$/);
 });
 
@@ -100,7 +102,7 @@ test('the callback URL ends in a slash for facebook and for nobody else', async 
   for (const [provider, callbackUrl, status] of [
     ['facebook', `${url}/`, 200], ['facebook', url, 400], ['Facebook', url, 200], ['Facebook', `${url}/`, 400], ['google', 'here', 400],
   ]) {
-    const reply = await rest.postJson(`/vantora/login/oauth/${provider}/callback`, { code: 'teacher', callbackUrl, sourceSystem: 'Corvel' });
+    const reply = await rest.postJson(`/vantora/login/oauth/${provider}/callback`, { code: 'teacher', callbackUrl, sourceSystem: SOURCE_SYSTEM });
     assert.equal(reply.status, status, `${provider} ${callbackUrl}`);
   }
 });
@@ -108,7 +110,7 @@ test('the callback URL ends in a slash for facebook and for nobody else', async 
 test('an OAuth code of a new user asks for registration, which signs in', async (t) => {
   const { url } = await startService(t);
   const rest = new RestClient(url);
-  const callback = () => rest.postJson('/vantora/login/oauth/google/callback', { code: 'new-tom', callbackUrl: url, sourceSystem: 'Corvel' });
+  const callback = () => rest.postJson('/vantora/login/oauth/google/callback', { code: 'new-tom', callbackUrl: url, sourceSystem: SOURCE_SYSTEM });
   const asked = await callback();
   assert.equal(asked.headers.get('set-cookie'), null);
   assert.deepEqual([asked.json.infoMsgs, asked.json.infoMsgKeys], [[], ['login.oauth.registration.success']]);
@@ -117,7 +119,7 @@ test('an OAuth code of a new user asks for registration, which signs in', async 
   assert.deepEqual({ ...JSON.parse(data), registrationToken: '' }, { registrationToken: '', provider: 'google', userLoginId: 'new-tom', userName: '' });
   // And what it makes of it: the fragment goes behind the last quote.
   const lastQuote = data.lastIndexOf('"');
-  const submit = `${data.slice(0, lastQuote + 1)},"sourceSystem":"Corvel"${data.slice(lastQuote + 1)}`;
+  const submit = `${data.slice(0, lastQuote + 1)},${FROM_A_PRESENTER}${data.slice(lastQuote + 1)}`;
   const registered = await rest.post('/vantora/register/oauth/submit', submit);
   assert.equal(registered.text, '{"success":true,"infoMsgs":["Registration success"],"infoMsgKeys":["register.oauth.registration.success"],"errorMsgKeys":[],"data":{}}');
   assert.equal((await rest.postJson('/vantora/login/user')).json.data.userLoginId, 'new-tom');
@@ -128,7 +130,7 @@ test('an OAuth code of a new user asks for registration, which signs in', async 
 test('an OAuth code that nobody issued is refused, and with --oauth-single-use one that was used', async (t) => {
   const { url } = await startService(t, '--oauth-single-use');
   const rest = new RestClient(url);
-  const callback = (code) => rest.postJson('/vantora/login/oauth/google/callback', { code, callbackUrl: url, sourceSystem: 'Corvel' });
+  const callback = (code) => rest.postJson('/vantora/login/oauth/google/callback', { code, callbackUrl: url, sourceSystem: SOURCE_SYSTEM });
   assert.equal((await callback('made-up')).text, error('login.error.wrongOAuthCode'));
   assert.equal((await callback('teacher')).status, 200);
   const again = await callback('teacher');
@@ -191,7 +193,7 @@ test('a session is created, started, joined, listed and stopped', async (t) => {
 test('a session is started with the right server, version and code only', async (t) => {
   const { service, rest } = await signedIn(t);
   const { sessionCode } = (await rest.postJson('/vantora/session/create')).json.data;
-  const good = { sessionCode, serverUrl: service.url, sourceSystem: 'Corvel', version: '3.0.0' };
+  const good = { sessionCode, serverUrl: service.url, sourceSystem: SOURCE_SYSTEM, version: PROTOCOL_VERSION };
   for (const [change, status, key] of [
     [{ sessionCode: 'x' }, 404, 'session.error.unknownSession'],
     [{ serverUrl: 'http://elsewhere' }, 400, 'request.error.wrongValue'],

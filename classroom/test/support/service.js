@@ -12,6 +12,7 @@ import { fileURLToPath } from 'node:url';
 import SockJS from 'sockjs-client';
 
 import { Codec } from '../../src/codec/codec.js';
+import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../../src/protocol.js';
 
 const PROGRAM = fileURLToPath(new URL('../../bin/classroom.js', import.meta.url));
 const codec = new Codec();
@@ -136,7 +137,7 @@ export class RestClient {
   }
 
   signIn(userId = 'teacher', password = 'secret') {
-    return this.postJson('/vantora/login/submit', { userId, password, sourceSystem: 'Corvel' });
+    return this.postJson('/vantora/login/submit', { userId, password, sourceSystem: SOURCE_SYSTEM });
   }
 
   /** Creates, starts and joins a session: {sessionCode, sessionToken, userToken}. */
@@ -144,7 +145,7 @@ export class RestClient {
     const { sessionCode } = (await this.postJson('/vantora/session/create')).json.data;
     const { url } = (await this.postJson('/vantora/session/getcollabserverurl')).json.data;
     const { sessionToken } = (await this.postJson('/vantora/session/start', {
-      sessionCode, serverUrl: url, sourceSystem: 'Corvel', version: '3.0.0',
+      sessionCode, serverUrl: url, sourceSystem: SOURCE_SYSTEM, version: PROTOCOL_VERSION,
     })).json.data;
     return this.joinSession({ sessionCode, sessionToken });
   }
