@@ -139,9 +139,7 @@ export class Journal {
 
   #countMatches(since, filter) {
     let count = 0;
-    for (const _ of this.#matches(since, filter)) {
-      ++count;
-    }
+    for (const matches = this.#matches(since, filter); !matches.next().done; ++count);
     return count;
   }
 

@@ -4,8 +4,6 @@
 
 import { parseAddress } from './bus/address.js';
 
-const ROLES = ['presenter', 'user', 'controller'];
-
 // A message's type is a word; a token has digits, or is longer.
 const WORDS = /^[A-Za-z][A-Za-z _-]{0,39}$/;
 
@@ -67,7 +65,6 @@ function addressShape(value) {
   if (typeof value !== 'string') {
     return undefined;
   }
-  const { role, userToken } = parseAddress(value);
-  const roleShape = ROLES.includes(role) ? role : '<other>';
-  return ['<session>', role && roleShape, userToken && '<user>'].filter((part) => part !== '').join('.');
+  const address = parseAddress(value);
+  return address === null ? '<other>' : `<session>${address.place.replace('*', '<user>')}`;
 }

@@ -155,7 +155,7 @@ test('only a whole journal wants payloads', () => {
 
 for (const [fields, outline] of [
   [
-    { connection: 3, transport: 'xhr-polling', address: 'TOKEN.user.abc.d', from: 'abc', type: 'join', client: { token: 'abc', type: 'user' }, version: '3.0.0', form: 'base64', text: '{}', data: {}, error: 'x', receivers: 1 },
+    { connection: 3, transport: 'xhr-polling', address: 'TOKEN.user.abc', from: 'abc', type: 'join', client: { token: 'abc', type: 'user' }, version: '3.0.0', form: 'base64', text: '{}', data: {}, error: 'x', receivers: 1 },
     { connection: 3, transport: 'xhr-polling', address: '<session>.user.<user>', type: 'join', receivers: 1 },
   ],
   [
@@ -166,7 +166,8 @@ for (const [fields, outline] of [
   [{ path: '/vantora/resource/0f3a/image.png' }, { path: '/vantora/resource/<other>/<other>' }],
   [{ address: 'TOKEN' }, { address: '<session>' }],
   [{ address: 'TOKEN.presenter', accepted: true }, { address: '<session>.presenter', accepted: true }],
-  [{ address: 'TOKEN.TOKEN.abc' }, { address: '<session>.<other>.<user>' }],
+  [{ address: 'TOKEN.presenter.abc' }, { address: '<session>.presenter.<user>' }],
+  [{ address: 'TOKEN.TOKEN.abc' }, { address: '<other>' }],
   [{ type: '5d00-token', action: { token: 'abc' }, connection: 'abc', receivers: ['abc'] }, {}],
   [{ event: 'joined', role: 'learner', deviceId: 'abc', userName: 'Zoë' }, { event: 'joined', role: 'learner' }],
   [{ connection: 1, code: 3001, reason: 'The class has ended', client: null }, { connection: 1, code: 3001, reason: 'The class has ended' }],
