@@ -146,7 +146,12 @@ test('bytes on the bus for tests are no envelope, and the line ends with the ser
   const { code, reason } = await bytes.closed();
   assert.deepEqual([code, reason], [3002, 'Not an envelope']);
   const line = await openLine(t, service.url);
-  await until(async () => (await rest.control('GET', 'connections')).list.length === 1);
+  const countIs = (count) => until(async () => (await rest.control('GET', 'connections')).list.length === count, 5_000);
+  await countIs(1);
+  const leaving = await openLine(t, service.url);
+  await countIs(2);
+  leaving.close();
+  await countIs(1);
   service.child.kill('SIGTERM');
   assert.deepEqual(await service.ended, [0, null]);
   assert.equal((await line.closed()).code, 1000);
