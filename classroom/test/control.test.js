@@ -1,7 +1,6 @@
 // The control endpoints and the bus for tests: who gets in, and what they refuse.
 
 import assert from 'node:assert/strict';
-import { once } from 'node:events';
 import { createRequire } from 'node:module';
 import { test } from 'node:test';
 
@@ -27,9 +26,11 @@ async function openLine(t, url, headers = {}) {
   line.messages = [];
   line.on('message', ({ data }) => line.messages.push(JSON.parse(data)));
   line.on('error', () => {});
-  line.closed = new Promise((resolve) => { line.on('close', resolve); });
+  let goodbye = null;
+  line.on('close', (event) => { goodbye = event; });
+  line.closed = () => until(() => goodbye, 5_000);
   t.after(() => line.close());
-  await Promise.race([once(line, 'open'), line.closed]);
+  await until(() => line.readyState === 1 || goodbye);
   return line;
 }
 
@@ -135,20 +136,25 @@ test('one line of the bus for tests speaks and listens for many devices', async 
   assert.deepEqual(await rest.control('DELETE', 'connections'), { status: 200, closed: 1 });
   assert.equal((await presenter.closed).code, 1001);
   assert.deepEqual(await rest.control('DELETE', 'connections?transport=control'), { status: 200, closed: 1 });
-  assert.equal((await line.closed).code, 1000);
+  assert.equal((await line.closed()).code, 1000);
 });
 
 test('bytes on the bus for tests are no envelope, and the line ends with the service', async (t) => {
   const { service, rest } = await startClass(t);
   const bytes = await openLine(t, service.url);
   bytes.send(Buffer.from('{"type":"ping"}'));
-  const { code, reason } = await bytes.closed;
+  const { code, reason } = await bytes.closed();
   assert.deepEqual([code, reason], [3002, 'Not an envelope']);
   const line = await openLine(t, service.url);
-  await until(async () => (await rest.control('GET', 'connections')).list.length === 1);
+  const countIs = (count) => until(async () => (await rest.control('GET', 'connections')).list.length === count, 5_000);
+  await countIs(1);
+  const leaving = await openLine(t, service.url);
+  await countIs(2);
+  leaving.close();
+  await countIs(1);
   service.child.kill('SIGTERM');
   assert.deepEqual(await service.ended, [0, null]);
-  assert.equal((await line.closed).code, 1000);
+  assert.equal((await line.closed()).code, 1000);
 });
 
 test('the control port lets in who has the token, and nobody else', async (t) => {
@@ -174,7 +180,7 @@ test('the bus for tests on the control port wants the token as well', async (t) 
   const service = await startService(t, '--serve', '--control-port', '0');
   const { url, token } = controlOf(service);
   const refused = await openLine(t, url);
-  assert.equal((await refused.closed).code, 1002);
+  assert.equal((await refused.closed()).code, 1002);
   const line = await openLine(t, url, { Authorization: `Bearer ${token}` });
   say(line, { type: 'ping' });
   const headers = { Authorization: `Bearer ${token}` };
