@@ -96,13 +96,13 @@ test('what is switched off is not there and ends nothing', async (t) => {
 
 test('a cookie comes back if it has the shape of one, or there is a new one', async (t) => {
   const gate = await startGate(t);
-  for (const [sent, expected] of [
+  for (const [i, [sent, expected]] of [
     ['JSESSIONID=0123456789ab%1.node119', /^JSESSIONID=0123456789ab%1\.node119; path=\/$/],
     ['JSESSIONID=<script>', /^JSESSIONID=[0-9a-f]{12}%1\.node119; path=\/$/],
     [`JSESSIONID=${'x'.repeat(65)}`, /^JSESSIONID=[0-9a-f]{12}%1\.node119; path=\/$/],
     ['__proto__=x; =; ;;', /^JSESSIONID=[0-9a-f]{12}%1\.node119; path=\/$/],
-  ]) {
-    const { headers } = await ask(gate.url, 'POST', '/eventbus/119/cookies/xhr', { headers: { Cookie: sent } });
+  ].entries()) {
+    const { headers } = await ask(gate.url, 'POST', `/eventbus/119/cookies-${i}/xhr`, { headers: { Cookie: sent } });
     assert.match(headers['set-cookie'][0], expected);
   }
 });

@@ -2,9 +2,8 @@
 // to those that read slowly or not at all.
 
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
 import { execFileSync } from 'node:child_process';
-import { mkdtempSync, rmSync } from 'node:fs';
+import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import { tmpdir } from 'node:os';
 import { join } from 'node:path';
 import { test } from 'node:test';
@@ -170,13 +169,17 @@ for (const [transport, open] of Object.entries(DEVICES)) {
       assert.deepEqual(connection.closings, [[3006, 'Too slow']]);
     });
 
+    if (transport === 'eventsource') {
+      continue; // which is cut as streaming is
+    }
+
     test(`over ${name}, who takes nothing of what waits is cut, who takes a little is not`, async (t) => {
-      const gate = await startGate(t, { limits: { stalledMs: 600 }, pem: secured ? certificate(t) : null });
+      const gate = await startGate(t, { limits: { stalledMs: 400 }, pem: secured ? certificate(t) : null });
       const device = await open(t, gate.url);
       device.socket.pause();
       const [connection] = gate.connections;
       connection.deliver('x'.repeat(60_000_000));
-      for (let i = 0; i < 12; i += 1) {
+      for (let i = 0; i < 8; i += 1) {
         readOn(device.socket, 2_000_000);
         await pause(100);
       }
@@ -209,7 +212,7 @@ test('a message of any size passes when nothing waits, and counts for nothing', 
 
 test('more waits for a presenter than for others', async (t) => {
   const gate = await startGate(t, { limits: { waitingBytes: 1_000, presenterWaitingBytes: 100_000 } });
-  const device = poller(gate.url, 'presenter');
+  const device = poller(gate.url, 'slow-presenter');
   await device.poll();
   await device.send('role presenter');
   const [connection] = gate.connections;
