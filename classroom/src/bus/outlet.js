@@ -28,7 +28,8 @@ export class Outlet {
 }
 
 // What was written and does not wait in the socket any more. The stream knows only of whole writes, and
-// one of them may be a picture that takes minutes.
+// one of them may be a picture that takes minutes. Below TLS is the network's own socket.
 function takenFrom({ _handle: handle }) {
-  return handle ? handle.bytesWritten - handle.writeQueueSize : 0;
+  const { bytesWritten = 0, writeQueueSize = 0 } = handle?._parent ?? handle ?? {};
+  return bytesWritten - writeQueueSize;
 }

@@ -62,6 +62,7 @@ class TestConnection {
   }
 }
 
+// The SockJS server's sessions outlive a test by a few seconds, with its own settings; otherwise by 30.
 /** Starts a gate: {url, connections, notes}; limits: bounds that differ; pem: {cert, key} for TLS. */
 export async function startGate(t, { limits = {}, pem = null, transports = ALL, ...options } = {}) {
   const connections = [];
@@ -74,7 +75,7 @@ export async function startGate(t, { limits = {}, pem = null, transports = ALL, 
     namesPresenter: (text) => text.includes('token-of-a-presenter'),
   };
   const journal = { note: (kind, fields) => notes.push({ kind, ...fields }) };
-  const gate = new SockJsGate({ bus, journal, transports, pingTimeoutMs: 0, stock: false, ...options, limits: limitsWith(limits) });
+  const gate = new SockJsGate({ bus, journal, transports, pingTimeoutMs: 0, stock: true, ...options, limits: limitsWith(limits) });
   const server = pem ? https.createServer(pem) : http.createServer();
   const sockets = new Set();
   server.on(pem ? 'secureConnection' : 'connection', (socket) => {
