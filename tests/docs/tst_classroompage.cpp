@@ -25,7 +25,7 @@ const QString WHO = uR"("userName":"Ada","deviceName":"Device","deviceType":"tab
 const QString SOURCE = u"\"sourceSystem\":\"Corvel\""_s;
 const QString TOKEN_ONLY = u"{\"sessionToken\":\"$TOKEN\"}"_s;
 const QString FORM =
-    u"--B\r\nContent-Disposition: form-data; name=files; filename=\"a.gif\"\r\n\r\nGIF89a"
+    u"--B\r\nContent-Disposition: form-data; name=files; filename=\"a.txt\"\r\n\r\nText"
     "\r\n--B\r\n\r\nContent-Disposition: form-data; name=isTemporary\r\n"
     "Content-Type: text/plain; charset=utf-8\r\n\r\ntrue"
     "\r\n--B\r\n\r\nContent-Disposition: form-data; name=clientProvidedGUID\r\n"
@@ -300,9 +300,7 @@ QJsonValue tst_ClassroomPage::send(Call call, bool isSignedIn, QString *outcome)
     call.path.replace(u":provider"_s, u"google"_s);
     const QString query = call.isGet ? u'?' + call.body : QString();
     QNetworkRequest request(QUrl(m_classroom.url() + call.path + query));
-    request.setHeader(QNetworkRequest::ContentTypeHeader,
-                      call.body == FORM ? u"multipart/form-data; boundary=B"_s
-                                        : u"application/json"_s);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, u"multipart/form-data; boundary=B"_s);
     request.setRawHeader("Connection", "close"); // a post over a kept connection takes 40 ms
     for (const auto cookies :
          {QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::CookieSaveControlAttribute})
