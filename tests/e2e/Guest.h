@@ -44,8 +44,9 @@ template<typename Condition> bool turnUntil(int limitMs, const Condition &condit
     return condition();
 }
 
-// A device that publishes numbered messages with the time at which each of them left, on a thread
-// of its own: it goes on while the host's thread is busy. It ends with the object.
+// A device on the tests' own line to the bus, which may say everything to everybody. It publishes
+// numbered messages with the time at which each of them left, on a thread of its own: it goes on while
+// the host's thread is busy. It ends with the object.
 class Guest : public QThread
 {
 public:
@@ -58,7 +59,7 @@ public:
     };
 
     Guest(const Classroom &classroom, Plan plan)
-        : m_url(classroom.url() + u"/eventbus/websocket"_s), m_plan(std::move(plan))
+        : m_url(classroom.url() + u"/classroom/bus"_s), m_plan(std::move(plan))
     {
         m_url.replace(0, 4, u"ws"_s); // also of https
     }

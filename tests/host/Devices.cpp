@@ -56,7 +56,7 @@ public:
         connect(&m_repetition, &QTimer::timeout, this, &Crowd::sayAnswers);
     }
 
-    void open() { m_socket.open(u"ws://%1/eventbus/websocket"_s.arg(m_url.authority())); }
+    void open() { m_socket.open(u"ws://%1/classroom/bus"_s.arg(m_url.authority())); }
 
     void join(const QString &sessionCode, int count)
     {
@@ -226,6 +226,11 @@ private:
     QStringList m_choices;
     int m_number = 0;
 };
+
+QStringList Devices::serviceOptions()
+{
+    return {u"--limit"_s, u"usersOfSession=20000"_s, u"--limit"_s, u"joiningMs=600000"_s};
+}
 
 Devices::Devices(const QString &url) : m_crowd(new Crowd(url, m_announced, m_answersSent))
 {

@@ -8,12 +8,17 @@
 #include <atomic>
 
 // The devices of a session's learners, on a thread of their own: they go on while the test's is busy or
-// stands still, and nothing lies between them and the service. They share one connection.
+// stands still, and nothing lies between them and the service. They share one connection, on which tests
+// may speak for everybody.
 //
 // What they are told to do returns at once; what they are asked waits for their thread.
 class Devices
 {
 public:
+    // Has a service take as many as a test brings, for as long as it lasts: it knows them by their joining
+    // alone, since none of them has a line of its own.
+    static QStringList serviceOptions();
+
     // `url` is the service's own, an http one.
     explicit Devices(const QString &url);
     ~Devices();

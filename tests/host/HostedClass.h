@@ -12,7 +12,7 @@ class HostedClass : public ClassStage
 public:
     using Counts = QMap<QString, int>;
 
-    HostedClass() : devices(classroom.url()) { }
+    HostedClass() : ClassStage(Devices::serviceOptions()), devices(classroom.url()) { }
 
     // A session that so many learners have joined.
     bool goLive(int learners) { return enter(LiveClass::Live) && takeIn(learners); }

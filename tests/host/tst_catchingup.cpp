@@ -36,7 +36,10 @@ class AwayStage : public ClassStage
 public:
     static constexpr int PAUSE_MS = 300;
 
-    AwayStage() : devices(classroom.url()) { host->setLongestPause(PAUSE_MS); }
+    AwayStage() : ClassStage(Devices::serviceOptions()), devices(classroom.url())
+    {
+        host->setLongestPause(PAUSE_MS);
+    }
 
     bool enterLive()
     {

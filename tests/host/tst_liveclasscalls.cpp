@@ -52,7 +52,7 @@ const std::vector<NamedCall> &harmlessCalls()
          [](LiveClass &host) { return host.startPollWithImage(0, 0, 2, PNG); }},
         {"stopActivity once more", [](LiveClass &host) { return host.stopActivity(); }},
         {"showImage", [](LiveClass &host) { return host.showImageAt(u"http://x/y.png"_s); }},
-        {"uploadImage", [](LiveClass &host) { return host.uploadImage(u"a.png"_s, "x"); }},
+        {"uploadImage", [](LiveClass &host) { return host.uploadImage(u"a.png"_s, PNG); }},
         {"showLesson", [](LiveClass &host) { return host.showLesson(u"L1"_s, u"Rivers"_s); }},
         {"showCard", [](LiveClass &host) { return host.showCard(1, 2); }},
         {"sendText", [](LiveClass &host) { return host.sendText(u"Hello"_s); }},
@@ -101,7 +101,7 @@ void teachEverything(ClassStage &stage, const QPointer<LiveClass> &host)
     next([](LiveClass &one) { return one.ask(u"Why?"_s, PollType::TEXT); });
     comes([&] { return host->results()->rowCount() > 0; });
     next([](LiveClass &one) { return one.pause(); });
-    next([](LiveClass &one) { return one.uploadImage(u"a.png"_s, "x"); });
+    next([](LiveClass &one) { return one.uploadImage(u"a.png"_s, PNG); });
     next([](LiveClass &one) { return one.showLesson(u"\""_s, QString()); });
     if (host)
         stage.classroom.post(u"remote"_s, {{u"command"_s, u"nextCard"_s}});

@@ -29,6 +29,7 @@ namespace
 const QString STOP = u"/vantora/session/stop"_s;
 const QString LOGOUT = u"/vantora/login/logout"_s;
 const QString UPLOAD = u"/vantora/resource/uploadResourceFile"_s;
+const QByteArray PNG("\x89PNG\r\n\x1a\n");
 
 } // namespace
 
@@ -137,11 +138,11 @@ void tst_StopTroubles::failedUploadIsTold()
     QVERIFY(stage.enter(LiveClass::Live));
     stage.fault(UPLOAD, fault);
     QSignalSpy uploaded(stage.host.get(), &LiveClass::uploaded);
-    QTEST(ClassStage::failureOf(stage.host->uploadImage(u"a.png"_s, "x")), "reason");
+    QTEST(ClassStage::failureOf(stage.host->uploadImage(u"a.png"_s, PNG)), "reason");
     QCOMPARE(stage.host->state(), LiveClass::Live);
     QCOMPARE(uploaded.size(), 0);
     stage.classroom.remove(u"faults"_s);
-    QVERIFY(ClassStage::succeeds(stage.host->uploadImage(u"a.png"_s, "x")));
+    QVERIFY(ClassStage::succeeds(stage.host->uploadImage(u"a.png"_s, PNG)));
     QCOMPARE(uploaded.size(), 1);
 }
 
@@ -159,7 +160,7 @@ void tst_StopTroubles::imageIsShownAllTheSame()
     QVERIFY(stage.enter(LiveClass::Live));
     QVERIFY(stage.hasLearner());
     stage.fault(UPLOAD, fault);
-    QVERIFY(ClassStage::succeeds(stage.host->showImage("\x89PNG\r\n\x1a\n")));
+    QVERIFY(ClassStage::succeeds(stage.host->showImage(PNG)));
     QCOMPARE(stage.classroom.shownImage(), u"data:image/png;base64,iVBORw0KGgo="_s);
 }
 

@@ -274,9 +274,9 @@ void tst_Script::noFileIsLargerThanTheServiceTakes()
     const LessonFolder folder;
     const QString name = folder.path(u"class/here.png"_s);
     const QString home = isTyped ? QString() : folder.path(u"class"_s);
-    QVERIFY(QFile::resize(name, 10485760));
-    QCOMPARE(readNamed(name, home).bytes.size(), 10485760);
-    QVERIFY(QFile::resize(name, 10485761));
+    QVERIFY(QFile::resize(name, 10000000));
+    QCOMPARE(readNamed(name, home).bytes.size(), 10000000);
+    QVERIFY(QFile::resize(name, 10000001));
     QCOMPARE(readNamed(name, home).error,
              name
                  + u": The file is larger than 10 MB, and the service takes no more; make it "

@@ -16,7 +16,7 @@ namespace
 
 // The service takes no larger picture.
 constexpr int MAX_MEGABYTES = 10;
-constexpr qint64 MAX_BYTES = MAX_MEGABYTES * 1024 * 1024;
+constexpr qint64 MAX_BYTES = MAX_MEGABYTES * 1000 * 1000;
 
 bool isBelow(const QString &folder, const QString &path)
 {
