@@ -1,5 +1,7 @@
 #include "Diagnostics.h"
 
+#include "console/Printable.h"
+
 #include <QtCore/QMutex>
 #include <QtCore/QString>
 
@@ -25,18 +27,33 @@ Shared &shared()
     return instance;
 }
 
+void writeToErrors(const QString &message)
+{
+    std::fputs(qPrintable(printable(message) + QLatin1Char('\n')), stderr);
+}
+
+void handleEarlyOrLateMessage(QtMsgType, const QMessageLogContext &, const QString &message)
+{
+    writeToErrors(message);
+}
+
 void handleMessage(QtMsgType type, const QMessageLogContext &context, const QString &message)
 {
     {
         const QMutexLocker lock(&shared().mutex);
         if (shared().sink)
-            shared().sink(qFormatLogMessage(type, context, message));
+            shared().sink(qFormatLogMessage(type, context, printable(message)));
     }
     if (type == QtFatalMsg) // the process ends on return, and its reason has to be read
-        std::fputs(qPrintable(message + QLatin1Char('\n')), stderr);
+        writeToErrors(message);
 }
 
 } // namespace
+
+void makeDiagnosticsPrintable()
+{
+    qInstallMessageHandler(&handleEarlyOrLateMessage);
+}
 
 Diagnostics::Diagnostics(Sink sink)
 {

@@ -7,6 +7,10 @@
 namespace Host
 {
 
+// From here on what any library writes to the Qt debug stream goes to standard error as printable text, if
+// it goes there at all. It holds what others have sent.
+void makeDiagnosticsPrintable();
+
 // Stands between the library's diagnostics and the user while it lives: what the library writes to the
 // Qt debug stream is passed on only when asked for. One object at a time.
 class Diagnostics

@@ -84,6 +84,7 @@ int runProgram(const Options &options, const Script &script,
 
 int main(int argc, char *argv[])
 {
+    makeDiagnosticsPrintable();
     QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("tarvo-presenter"));
     std::signal(SIGPIPE, SIG_IGN); // who stops reading our output does not end the session

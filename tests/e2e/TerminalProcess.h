@@ -3,6 +3,8 @@
 #include "e2e/PresenterProcess.h"
 
 #include <QtCore/QSocketNotifier>
+#include <QtCore/QTextCodec>
+#include <QtCore/QTextDecoder>
 
 #include <cstdlib>
 #include <fcntl.h>
@@ -64,7 +66,7 @@ private:
         char bytes[4096];
         const ssize_t count = ::read(m_master, bytes, sizeof(bytes));
         if (count > 0)
-            m_screen += QString::fromUtf8(bytes, int(count));
+            m_screen += m_decoder->toUnicode(bytes, int(count));
         else
             m_notifier->setEnabled(false); // the program has ended
     }
@@ -72,5 +74,6 @@ private:
     int m_master;
     QByteArray m_slaveName;
     std::unique_ptr<QSocketNotifier> m_notifier;
+    std::unique_ptr<QTextDecoder> m_decoder{QTextCodec::codecForName("UTF-8")->makeDecoder()};
     QString m_screen;
 };

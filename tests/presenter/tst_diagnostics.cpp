@@ -14,6 +14,7 @@ private Q_SLOTS:
     void linesReachTheSinkOnly();
     void withoutSinkLinesAreDropped();
     void theEarlierHandlerComesBack();
+    void linesHoldNoCommandsToTheTerminal();
 };
 
 void tst_Diagnostics::linesReachTheSinkOnly()
@@ -47,6 +48,17 @@ void tst_Diagnostics::theEarlierHandlerComesBack()
     }
     qDebug().noquote() << "after";
     QCOMPARE(outside.messages(), QStringList({u"after"_s}));
+}
+
+// They tell what learners and the service have sent.
+void tst_Diagnostics::linesHoldNoCommandsToTheTerminal()
+{
+    QStringList lines;
+    const Diagnostics diagnostics([&lines](const QString &line) { lines.append(line); });
+    qDebug().noquote() << u"a\x1b[2J\nb\u202e"_s;
+    qDebug().noquote() << u"words "_s.repeated(1024 * 1024);
+    QCOMPARE(lines.value(0), u"a\\x1b[2J\\nb\\u202e"_s);
+    QCOMPARE(lines.value(1).size(), 4000);
 }
 
 QTEST_GUILESS_MAIN(tst_Diagnostics)

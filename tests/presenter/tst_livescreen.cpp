@@ -71,6 +71,9 @@ void tst_LiveScreen::blockIsCutToTheScreen()
     QCOMPARE(screen.redraw(), u"0123456…\nb\nc\n> \r\x1b[2C"_s);
     screen.setBlock({u"a"_s, u"b"_s, u"c"_s, u"d"_s, u"e"_s});
     QCOMPARE(screen.redraw(), u"\r\x1b[3A\x1b[Ja\nb\n… 3 more\n> \r\x1b[2C"_s);
+    // Lines that were not made are counted, too.
+    screen.setBlock({u"a"_s, u"b"_s, u"c"_s}, 297);
+    QCOMPARE(screen.redraw(), u"\r\x1b[3A\x1b[Ja\nb\n… 298 m…\n> \r\x1b[2C"_s);
     screen.setSize(8, 1);
     QCOMPARE(screen.redraw(), u"\r\x1b[3A\x1b[J> \r\x1b[2C"_s);
 }
@@ -99,7 +102,7 @@ void tst_LiveScreen::typedControlCharactersAreNotWritten()
 {
     LiveScreen screen;
     screen.setInput(u"> "_s, u"a\u009b"_s + u"b"_s, 3);
-    QCOMPARE(screen.redraw(), u"> a b\r\x1b[5C"_s);
+    QCOMPARE(screen.redraw(), u"> a\\x9bb\r\x1b[8C"_s);
 }
 
 QTEST_GUILESS_MAIN(tst_LiveScreen)

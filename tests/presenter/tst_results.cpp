@@ -23,6 +23,8 @@ private Q_SLOTS:
     void aQuestionIsKnownByItsNumber();
     void choicesAreCountedBeforeAnybodyAnswers();
     void linesFitTheWidth();
+    void noMoreLinesAreMadeThanFit();
+    void longAnswersAreCut();
 };
 
 namespace
@@ -127,6 +129,33 @@ void tst_Results::linesFitTheWidth()
 {
     QCOMPARE(resultLines(trueFalse(), trueFalsePoll(), 5, false, 12, BarStyle::Ascii).first(),
              u"Poll true-f…"_s);
+}
+
+void tst_Results::noMoreLinesAreMadeThanFit()
+{
+    QVector<RowsModel::Row> rows{row(u"q"_s, u"A"_s, 0, 3000)};
+    for (int i = 0; i < 3000; ++i)
+        rows.append(row(u"q"_s, u"answer %1"_s.arg(i), i == 2345 ? 2 : 1, 3000));
+    const RowsModel model(rows);
+    const Asked asked = poll(u"Poll"_s, {{u"q"_s, 1}});
+    const ShownResults shown = shownResults(model, asked, 3000, false, 40, BarStyle::Ascii, 4);
+    QCOMPARE(shown.lines,
+             QStringList({u"Poll: 3000 of 3000 answered"_s,
+                          u"A                                0    0%"_s,
+                          u"answer 2345  #                   2    0%"_s,
+                          u"answer 0     #                   1    0%"_s}));
+    QCOMPARE(shown.further, 2998);
+    const QStringList printed = resultLines(model, asked, 3000, false, 24, BarStyle::Ascii);
+    QCOMPARE(printed.size(), 1001);
+    QCOMPARE(printed.last(), u"… 2002 more"_s);
+}
+
+void tst_Results::longAnswersAreCut()
+{
+    const RowsModel model({row(u"q"_s, QString(5000, u'x'), 1, 1)});
+    const QStringList lines =
+        resultLines(model, poll(u"Poll"_s, {}), 1, false, 4000, BarStyle::Ascii);
+    QCOMPARE(lines.last().count(u'x'), 1000);
 }
 
 QTEST_GUILESS_MAIN(tst_Results)

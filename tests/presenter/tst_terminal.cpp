@@ -55,7 +55,7 @@ void addLines()
         u"456789012345678901234567890123456789xyz|"_s);
     add("wider than the window when printed", "one two three four five six seven eight\r",
         u"got 'one two three four five six seven\neight'\n> |"_s);
-    add("control characters in what is printed", "colour\r", u"a [31mb\n> |"_s);
+    add("control characters in what is printed", "colour\r", u"a\\x1b[31mb\n> |"_s);
     add("Ctrl-L", "bars\rab\014", u"A ###\nB #\n> ab|"_s);
     add("Ctrl-U", "abc\025d", u"> d|"_s);
     add("prompt", "prompt\rab", u"class> ab|"_s);

@@ -1,5 +1,6 @@
 #include "console/Bars.h"
 
+#include "console/Printable.h"
 #include "console/TextWidth.h"
 
 #include <algorithm>
@@ -107,7 +108,7 @@ QStringList renderBars(const QVector<BarRow> &rows, int total, int columns, BarS
     int longestCount = 1;
     QVector<BarRow> shown = rows;
     for (BarRow &row : shown) {
-        row.label = printable(row.label);
+        row.label = elided(printable(row.label), room);
         longestLabel = std::max(longestLabel, textWidth(row.label));
         longestCount = std::max(longestCount, QString::number(row.count).size());
     }

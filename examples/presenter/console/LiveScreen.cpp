@@ -8,6 +8,9 @@ namespace Host
 namespace
 {
 
+// No terminal is wider.
+constexpr int MAX_TYPED = Printable::MAX_CHARACTERS / 4;
+
 const QLatin1String TO_FIRST_COLUMN("\r");
 const QLatin1String ERASE_BELOW("\x1b[J");
 const QLatin1String TO_TOP_AND_ERASE("\x1b[H\x1b[2J");
@@ -40,18 +43,24 @@ void LiveScreen::setSize(int columns, int rows)
     m_rows = qMax(1, rows);
 }
 
-void LiveScreen::setInput(const QString &prompt, const QString &text, int cursor)
+void LiveScreen::setBlock(const Lines &lines, int further)
 {
-    m_prompt = prompt;
-    m_beforeCursor = printable(text.left(cursor));
-    m_afterCursor = printable(text.mid(cursor));
+    m_block = lines;
+    m_further = further;
 }
 
-QString LiveScreen::print(const QStringList &lines)
+void LiveScreen::setInput(const Printable &prompt, const QString &text, int cursor)
+{
+    m_prompt = prompt.text();
+    m_beforeCursor = printable(text.left(cursor).right(MAX_TYPED));
+    m_afterCursor = printable(text.mid(cursor, MAX_TYPED));
+}
+
+QString LiveScreen::print(const Lines &lines)
 {
     QString output = eraseDrawn();
-    for (const QString &line : lines)
-        output += line + NEW_LINE;
+    for (const Printable &line : lines)
+        output += line.text() + NEW_LINE;
 
     const QStringList block = visibleBlock();
     for (const QString &line : block)
@@ -94,12 +103,12 @@ QStringList LiveScreen::visibleBlock() const
     // A block higher than the screen would scroll out of reach; its last rows give way.
     const int room = m_rows - 1;
     QStringList lines;
-    const QStringList shown = m_block.mid(0, room);
-    for (const QString &line : shown)
-        lines.append(elided(line, m_columns));
-    if (m_block.size() > room && room > 0)
-        lines.last() =
-            elided(QStringLiteral("… %1 more").arg(m_block.size() - room + 1), m_columns);
+    const Lines shown = m_block.mid(0, room);
+    for (const Printable &line : shown)
+        lines.append(elided(line.text(), m_columns));
+    const int all = m_block.size() + m_further;
+    if (all > room && !lines.isEmpty())
+        lines.last() = elided(QStringLiteral("… %1 more").arg(all - shown.size() + 1), m_columns);
     return lines;
 }
 

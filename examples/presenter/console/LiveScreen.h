@@ -1,7 +1,9 @@
 #pragma once
 
+#include "console/Printable.h"
+
 #include <QtCore/QString>
-#include <QtCore/QStringList>
+#include <QtCore/QVector>
 
 namespace Host
 {
@@ -11,16 +13,20 @@ namespace Host
 //
 // Only composes the characters to write, so that a test can look at what a terminal gets. No line is
 // wider than the terminal: each takes one row, and so the way back to the block's first is known.
+// The only sequences in what it composes are its own: of others it takes printable text.
 class LiveScreen
 {
 public:
     void setSize(int columns, int rows);
 
-    void setBlock(const QStringList &lines) { m_block = lines; }
-    void setInput(const QString &prompt, const QString &text, int cursor);
+    using Lines = QVector<Printable>;
+
+    // `further` lines belong below and were not even made, since no screen has room for them.
+    void setBlock(const Lines &lines, int further = 0);
+    void setInput(const Printable &prompt, const QString &text, int cursor);
 
     // The lines above block and prompt, which are taken off and put back below.
-    QString print(const QStringList &lines);
+    QString print(const Lines &lines);
     // Block and prompt as they are now.
     QString redraw() { return print({}); }
     // Block and prompt alone, at the top.
@@ -36,7 +42,8 @@ private:
 
     int m_columns = 80;
     int m_rows = 24;
-    QStringList m_block;
+    Lines m_block;
+    int m_further = 0; // lines of the block
     QString m_prompt;
     QString m_beforeCursor;
     QString m_afterCursor;

@@ -36,24 +36,26 @@ winsize windowOf(int stream)
 
 // The lines as they are fit for the stream: a terminal obeys control characters, and breaks lines that
 // are too long in the middle of a word.
-QStringList rowsFor(int stream, const QStringList &lines)
+LiveScreen::Lines rowsFor(int stream, const QStringList &lines)
 {
     const bool isTerminal = isatty(stream) != 0;
     const int columns = windowOf(stream).ws_col;
-    QStringList rows;
+    LiveScreen::Lines rows;
     for (const QString &line : lines) {
         const QString text = printable(line);
-        rows += isTerminal ? wrapped(text, columns) : QStringList{text};
+        const QStringList parts = isTerminal ? wrapped(text, columns) : QStringList{text};
+        for (const QString &part : parts)
+            rows.append(part);
     }
     return rows;
 }
 
 // The rows for a stream that has no prompt, over the "^C" that a terminal may have echoed.
-QString asText(int stream, const QStringList &rows)
+QString asText(int stream, const LiveScreen::Lines &rows)
 {
     QString text;
-    for (const QString &row : rows)
-        text += row + QLatin1Char('\n');
+    for (const Printable &row : rows)
+        text += row.text() + QLatin1Char('\n');
     return isatty(stream) ? QLatin1Char('\r') + text : text;
 }
 
@@ -134,26 +136,28 @@ void Terminal::fitToWindow()
 
 void Terminal::print(const QStringList &lines)
 {
+    const LiveScreen::Lines rows = rowsFor(STDOUT_FILENO, lines);
     const QMutexLocker lock(&m_mutex);
-    const QStringList rows = rowsFor(STDOUT_FILENO, lines);
     writeOut(m_hasPrompt ? m_screen.print(rows) : asText(STDOUT_FILENO, rows));
 }
 
 void Terminal::complain(const QString &line)
 {
+    // What takes time is done before: whoever types waits for the streams.
+    const QByteArray text = asText(STDERR_FILENO, rowsFor(STDERR_FILENO, {line})).toUtf8();
     const QMutexLocker lock(&m_mutex);
     // Both streams may go to the same place: what was written before has to stand before it.
     if (m_hasPrompt)
         writeOut(m_screen.leave());
-    writeAll(STDERR_FILENO, asText(STDERR_FILENO, rowsFor(STDERR_FILENO, {line})).toUtf8());
+    writeAll(STDERR_FILENO, text);
     if (m_hasPrompt)
         redraw();
 }
 
-void Terminal::setBlock(const QStringList &lines)
+void Terminal::setBlock(const QStringList &lines, int further)
 {
     const QMutexLocker lock(&m_mutex);
-    m_screen.setBlock(lines);
+    m_screen.setBlock(LiveScreen::Lines(lines.cbegin(), lines.cend()), further);
     if (m_hasPrompt)
         redraw();
 }
@@ -161,6 +165,11 @@ void Terminal::setBlock(const QStringList &lines)
 int Terminal::columns() const
 {
     return windowOf(STDOUT_FILENO).ws_col;
+}
+
+int Terminal::rows() const
+{
+    return windowOf(STDOUT_FILENO).ws_row;
 }
 
 // ---- What is typed -------------------------------------------------------------------------------
@@ -189,10 +198,13 @@ void Terminal::clearScreen()
 }
 
 // Shows the candidates in columns, as many as fit.
-void Terminal::offer(const QStringList &candidates)
+void Terminal::offer(const QStringList &words)
 {
+    QStringList candidates;
+    for (const QString &word : words)
+        candidates.append(printable(word));
     int width = 1;
-    for (const QString &candidate : candidates)
+    for (const QString &candidate : qAsConst(candidates))
         width = qMax(width, textWidth(candidate) + CANDIDATE_GAP);
     const int perLine = qMax(1, (columns() + CANDIDATE_GAP) / width);
     QStringList lines;
@@ -214,8 +226,8 @@ std::optional<QString> Terminal::askPassword(const QString &prompt)
     };
     ignore.sa_handler = SIG_IGN;
     sigaction(SIGINT, &ignore, &before);
-    const char *answer =
-        readpassphrase(qUtf8Printable(prompt), password, sizeof(password), RPP_REQUIRE_TTY);
+    const char *answer = readpassphrase(qUtf8Printable(printable(prompt)), password,
+                                        sizeof(password), RPP_REQUIRE_TTY);
     sigaction(SIGINT, &before, nullptr);
     const QString typed = QString::fromUtf8(answer);
     explicit_bzero(password, sizeof(password));
@@ -227,9 +239,9 @@ void Terminal::redraw()
     writeOut(m_screen.redraw());
 }
 
-void Terminal::writeOut(const QString &text)
+void Terminal::writeOut(const QString &composed)
 {
-    writeAll(STDOUT_FILENO, text.toUtf8());
+    writeAll(STDOUT_FILENO, composed.toUtf8());
 }
 
 } // namespace Host

@@ -37,7 +37,7 @@ public:
     void restore();
 
     // A line of the caller is broken at blanks where it is wider than the terminal, and nowhere else.
-    // Control characters become blanks: much of what is printed comes from learners and the service.
+    // Whatever it holds is made printable: much of it comes from learners, files and the service.
     void print(const QString &line) { print(QStringList{line}); }
     void print(const QStringList &lines);
     // Goes to standard error.
@@ -51,10 +51,12 @@ public:
     void setCompletion(Completion completion) { m_editor.completion = std::move(completion); }
 
     // What stands above the prompt and changes in place; nothing is shown without a prompt.
-    void setBlock(const QStringList &lines);
+    // `further` lines belong below, but the screen has no room for them.
+    void setBlock(const QStringList &lines, int further = 0);
 
     // For lines that are to fit: the width of the terminal that standard output goes to, or 80.
     int columns() const;
+    int rows() const; // or 24
     BarStyle barStyle() const { return m_barStyle; }
 
     LineEditor &editor() { return m_editor; }
@@ -67,9 +69,9 @@ public:
 private:
     void showInput();
     void clearScreen();
-    void offer(const QStringList &candidates);
+    void offer(const QStringList &words);
     void redraw();
-    void writeOut(const QString &text);
+    void writeOut(const QString &composed);
 
     QRecursiveMutex m_mutex; // guards the screen and both output streams
     LiveScreen m_screen;

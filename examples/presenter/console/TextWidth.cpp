@@ -1,5 +1,7 @@
 #include "console/TextWidth.h"
 
+#include "console/Printable.h"
+
 #include <QtCore/QTextBoundaryFinder>
 #include <QtCore/QVector>
 
@@ -11,23 +13,21 @@ namespace Host
 namespace
 {
 
-int characterWidth(utf8proc_int32_t character)
+// The beginning of a text in which all of that many columns are, and more if there is more. A letter has
+// its marks behind it, and each may take two code units.
+QString head(const QString &text, int columns)
 {
-    // Vowel signs that stand beside their letter: terminals give them a column, utf8proc none.
-    const bool isSpacingMark = utf8proc_category(character) == UTF8PROC_CATEGORY_MC;
-    return isSpacingMark ? 1 : utf8proc_charwidth(character);
-}
-
-bool isControl(QChar character)
-{
-    const ushort code = character.unicode();
-    const bool isDirectional =
-        (code >= 0x202A && code <= 0x202E) || (code >= 0x2066 && code <= 0x2069);
-    return character.category() == QChar::Other_Control || isDirectional
-        || character == QChar::LineSeparator || character == QChar::ParagraphSeparator;
+    return text.left((qMax(0, columns) + 1) * 2 * (Printable::MAX_MARKS + 2));
 }
 
 } // namespace
+
+int characterWidth(uint character)
+{
+    const auto code = utf8proc_int32_t(character);
+    // Vowel signs that stand beside their letter: terminals give them a column, utf8proc none.
+    return utf8proc_category(code) == UTF8PROC_CATEGORY_MC ? 1 : utf8proc_charwidth(code);
+}
 
 int textWidth(const QString &text)
 {
@@ -35,17 +35,24 @@ int textWidth(const QString &text)
     // Composed, since terminals show the letters of a Korean syllable as one sign.
     const QVector<uint> characters = text.normalized(QString::NormalizationForm_C).toUcs4();
     for (const uint character : characters)
-        width += characterWidth(utf8proc_int32_t(character));
+        width += characterWidth(character);
     return width;
+}
+
+bool isWider(const QString &text, int columns)
+{
+    const QString beginning = head(text, columns);
+    return beginning.size() < text.size() || textWidth(beginning) > columns;
 }
 
 QString fitting(const QString &text, int columns)
 {
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
+    const QString beginning = head(text, columns);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, beginning);
     int end = 0;
     int width = 0;
     while (finder.toNextBoundary() > 0) {
-        width += textWidth(text.mid(end, finder.position() - end));
+        width += textWidth(beginning.mid(end, finder.position() - end));
         if (width > columns)
             break;
         end = finder.position();
@@ -57,7 +64,7 @@ QString elided(const QString &text, int columns)
 {
     if (columns <= 0)
         return QString();
-    if (textWidth(text) <= columns)
+    if (!isWider(text, columns))
         return text;
     return fitting(text, columns - 1) + QChar(0x2026);
 }
@@ -67,7 +74,7 @@ QStringList wrapped(const QString &text, int columns)
     const QLatin1Char blank(' ');
     QStringList lines;
     QString rest = text;
-    while (textWidth(rest) > columns) {
+    while (isWider(rest, columns)) {
         const int room = fitting(rest, columns).size();
         int end = rest.lastIndexOf(blank, room);
         if (rest.leftRef(qMax(0, end))
@@ -90,16 +97,6 @@ QStringList wrapped(const QString &text, int columns)
 QString padded(const QString &text, int columns)
 {
     return text + QString(qMax(0, columns - textWidth(text)), QLatin1Char(' '));
-}
-
-QString printable(const QString &text)
-{
-    QString result = text;
-    for (QChar &character : result) {
-        if (isControl(character))
-            character = QLatin1Char(' ');
-    }
-    return result;
 }
 
 } // namespace Host

@@ -1,5 +1,6 @@
 #include "lesson/Learners.h"
 
+#include "console/Printable.h"
 #include "console/TextWidth.h"
 
 #include "host/LiveClass.h"
@@ -89,7 +90,7 @@ QString answerText(const Row &row)
 {
     if (!row.hasAnswered)
         return QStringLiteral("not yet");
-    const QString answer = printable(row.answer).trimmed();
+    const QString answer = printable(beginning(row.answer)).trimmed();
     return answer.isEmpty() ? QStringLiteral("(empty)") : answer;
 }
 
@@ -189,7 +190,7 @@ QStringList answerLines(const QAbstractItemModel &learners, int columns)
 
 QString shown(const QString &textOfOthers)
 {
-    return elided(printable(textOfOthers), SHOWN_COLUMNS);
+    return elided(printable(beginning(textOfOthers)), SHOWN_COLUMNS);
 }
 
 } // namespace Host

@@ -85,8 +85,12 @@ void Lesson::wrapUp()
 
 void Lesson::redraw()
 {
-    const bool isShown = m_terminal.hasPrompt() && isRunning() && m_areResultsDue;
-    m_terminal.setBlock(isShown ? resultLines() : QStringList());
+    if (!m_terminal.hasPrompt() || !isRunning() || !m_areResultsDue)
+        return m_terminal.setBlock({});
+    const ShownResults shown =
+        shownResults(*m_live.results(), m_asked, learnerCount(), m_live.isPaused(),
+                     m_terminal.columns(), m_terminal.barStyle(), m_terminal.rows());
+    m_terminal.setBlock(shown.lines, shown.further);
 }
 
 void Lesson::catchUp()

@@ -1,5 +1,6 @@
 #include "lesson/Results.h"
 
+#include "console/Printable.h"
 #include "console/TextWidth.h"
 
 #include "host/LiveClass.h"
@@ -16,11 +17,15 @@ namespace
 
 using Tarvo::LiveClass;
 
-// An answer can have thousands of characters, which no window shows.
-constexpr int MAX_LABEL_LENGTH = 500;
+// Of results that are printed.
+constexpr int MOST_LINES = 1000;
+// Longer answers are no numbers.
+constexpr int MAX_NUMBER_LENGTH = 40;
 
 std::optional<double> finiteNumber(const QString &text)
 {
+    if (text.size() > MAX_NUMBER_LENGTH)
+        return std::nullopt;
     bool isNumber = false;
     const double value =
         text.toDouble(&isNumber); // which also reads "nan", which has no place in an order
@@ -38,7 +43,9 @@ bool comesBefore(const BarRow &a, const BarRow &b)
     const std::optional<double> valueOfB = finiteNumber(b.label);
     if (valueOfA.has_value() != valueOfB.has_value())
         return valueOfA.has_value();
-    return valueOfA ? *valueOfA < *valueOfB : a.label < b.label;
+    if (valueOfA && *valueOfA != *valueOfB)
+        return *valueOfA < *valueOfB;
+    return a.label.leftRef(KEPT_CHARACTERS) < b.label.leftRef(KEPT_CHARACTERS);
 }
 
 // One question's part of the results.
@@ -58,15 +65,34 @@ QVector<Counted> countedIn(const QAbstractItemModel &results, const Asked &asked
         if (place < 0)
             continue;
         Counted &question = questions[place];
-        question.rows.append({index.data(LiveClass::LabelRole).toString().left(MAX_LABEL_LENGTH),
+        question.rows.append({index.data(LiveClass::LabelRole).toString(),
                               index.data(LiveClass::CountRole).toInt()});
         question.choices = asked.choices.value(id);
         question.respondents = index.data(LiveClass::RespondentsRole).toInt();
     }
-    for (Counted &question : questions)
-        std::stable_sort(question.rows.begin() + qMin(question.choices, question.rows.size()),
-                         question.rows.end(), comesBefore);
     return questions;
+}
+
+// The first rows of a question, as many as there are lines for; an answer can have thousands of
+// characters, which no window shows.
+QVector<BarRow> firstRows(Counted question, int count)
+{
+    QVector<BarRow> &rows = question.rows;
+    const int shown = qBound(0, count, rows.size());
+    const int choices = qMin(question.choices, rows.size());
+    if (shown > choices)
+        std::partial_sort(rows.begin() + choices, rows.begin() + shown, rows.end(), comesBefore);
+    rows.resize(shown);
+    for (BarRow &row : rows)
+        row.label = beginning(row.label);
+    return rows;
+}
+
+QString heading(const Asked &asked, bool isPaused, int responses, int expected)
+{
+    return QStringLiteral("%1%2: %3 of %4 answered")
+        .arg(asked.title, isPaused ? QStringLiteral(" (paused)") : QString(),
+             QString::number(responses), QString::number(qMax(expected, responses)));
 }
 
 } // namespace
@@ -103,25 +129,33 @@ int countResponses(const QAbstractItemModel &results)
     return responses;
 }
 
-QStringList resultLines(const QAbstractItemModel &results, const Asked &asked, int learners,
-                        bool isPaused, int columns, BarStyle style)
+ShownResults shownResults(const QAbstractItemModel &results, const Asked &asked, int learners,
+                          bool isPaused, int columns, BarStyle style, int mostLines)
 {
-    const int responses = countResponses(results);
     const int expected = learners * asked.questions.size();
-    QStringList lines{QStringLiteral("%1%2: %3 of %4 answered")
-                          .arg(asked.title, isPaused ? QStringLiteral(" (paused)") : QString(),
-                               QString::number(responses),
-                               QString::number(qMax(expected, responses)))};
+    ShownResults shown{{heading(asked, isPaused, countResponses(results), expected)}};
     const QVector<Counted> questions = countedIn(results, asked);
     for (int i = 0; i < questions.size(); ++i) {
         if (!asked.questions.at(i).isEmpty())
-            lines.append(asked.questions.at(i));
+            shown.lines.append(asked.questions.at(i));
         const Counted &question = questions.at(i);
-        lines += renderBars(question.rows, question.respondents, columns, style);
+        const QVector<BarRow> rows = firstRows(question, mostLines - shown.lines.size());
+        shown.lines += renderBars(rows, question.respondents, columns, style);
+        shown.further += question.rows.size() - rows.size();
     }
-    for (QString &line : lines)
+    for (QString &line : shown.lines)
         line = elided(printable(line), qMax(1, columns));
-    return lines;
+    return shown;
+}
+
+QStringList resultLines(const QAbstractItemModel &results, const Asked &asked, int learners,
+                        bool isPaused, int columns, BarStyle style)
+{
+    ShownResults shown =
+        shownResults(results, asked, learners, isPaused, columns, style, MOST_LINES);
+    if (shown.further > 0)
+        shown.lines.append(elided(QStringLiteral("… %1 more").arg(shown.further), columns));
+    return shown.lines;
 }
 
 } // namespace Host

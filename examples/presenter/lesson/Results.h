@@ -28,8 +28,19 @@ QHash<QString, int> countChoices(const QAbstractItemModel &results);
 // Answers counted in `LiveClass::results()`, one per learner and question.
 int countResponses(const QAbstractItemModel &results);
 
+// Lines that are shown, and how many more there would be.
+struct ShownResults {
+    QStringList lines;
+    int further = 0;
+};
+
 // The title with how many have answered, then bars for each question: its choices in their order, then
-// other answers, the most frequent first.
+// other answers, the most frequent first. Only those that fit into `mostLines` are sorted, measured and
+// drawn: the others cost no more than their counting.
+ShownResults shownResults(const QAbstractItemModel &results, const Asked &asked, int learners,
+                          bool isPaused, int columns, BarStyle style, int mostLines);
+
+// The same with as many lines as anybody would read, and how many more there would be.
 QStringList resultLines(const QAbstractItemModel &results, const Asked &asked, int learners,
                         bool isPaused, int columns, BarStyle style);
 
