@@ -143,7 +143,7 @@ export class Control {
     check(PAYLOAD_FORMS.includes(form), `form is not one of ${PAYLOAD_FORMS.join(', ')}`);
     const target = address.startsWith('.') ? this.#session(sessionToken).token + address : address;
     // A large text is packed beside, so that it holds up nobody.
-    const data = text === undefined ? body.data : await (codec.packLater?.(text, form) ?? codec.pack(text, form));
+    const data = text === undefined ? body.data : await codec.packLater(text, form);
     const receivers = bus.announce(target, data === undefined ? body : { ...body, data });
     return { receivers };
   }
@@ -159,8 +159,7 @@ export class Control {
 
   #describeSession(session) {
     const { code, token, owner } = session;
-    const users = this.#services.sessions.users?.(session) ?? [...session.users.values()];
-    return { code, token, owner, users };
+    return { code, token, owner, users: this.#services.sessions.users(session) };
   }
 
   // Tests mostly have one session; it need not be named.

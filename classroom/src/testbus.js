@@ -9,6 +9,7 @@ import { controlRefusal, refusalHeaders, refuseSocket } from './security.js';
 
 const PATH = '/classroom/bus';
 const NOT_AN_ENVELOPE = 3002;
+const FAILED = [1011, 'Something went wrong here'];
 
 // The codes that an application may close a web socket with begin here; for the others it says "normal".
 const FIRST_OWN_CODE = 3000;
@@ -48,11 +49,11 @@ function carry(bus, line) {
     deliver: (message) => line.send(message.text),
     hangUp: (code, reason) => line.close(code < FIRST_OWN_CODE ? NORMAL : code, reason),
   }, { trusted: true });
-  const take = (text) => (connection.receive ? connection.receive(text) : connection.receiveText(text));
+  const giveUp = () => connection.close(...FAILED);
   let inbox = Promise.resolve();
   line.on('message', ({ data }) => {
     if (typeof data === 'string') {
-      inbox = inbox.then(() => take(data));
+      inbox = inbox.then(() => connection.receive(data)).catch(giveUp);
     } else {
       connection.close(NOT_AN_ENVELOPE, 'Not an envelope');
     }
