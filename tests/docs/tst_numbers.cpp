@@ -180,7 +180,7 @@ const Number NUMBERS[] = {
     // ---- The classroom
     {CLASSROOM, "**`disconnect_delay` is 30 s.**", "classroom/src/bus/sockjs.js", "DISCONNECT_DELAY_MS = 30_000;"},
     {CLASSROOM, "idle HTTP connections are kept for 65 s", "classroom/src/server.js", "KEEP_ALIVE_MS = 65_000;"},
-    {CLASSROOM, "closed with code 3000", "classroom/src/bus/sockjs.js", "NO_PING = 3000;"},
+    {CLASSROOM, "closed with code 3000", "classroom/src/bus/line.js", "NO_PING = 3000;"},
     {CLASSROOM, "a protocol version other than 3.0.0", "classroom/src/protocol.js", "PROTOCOL_VERSION = '3.0.0';"},
     {CLASSROOM, "of more than 40,000 entries", "classroom/src/journal.js", "KEPT_ENTRIES = 40_000;"},
     {CLASSROOM, "256 Mi (268,435,456) characters", "classroom/src/journal.js", "KEPT_CHARS = 256 * 1024 * 1024;"},
