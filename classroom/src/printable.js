@@ -2,7 +2,6 @@
 
 // Control characters, what has no form of its own (among it everything that turns the direction of a
 // line), line and paragraph separators, lone surrogates, and code points that are nobody's or private.
-// eslint-disable-next-line no-misleading-character-class -- each of them stands for itself
 const UNPRINTABLE = /[\p{Cc}\p{Cf}\p{Zl}\p{Zp}\p{Cs}\p{Cn}\p{Co}\u034f\u115f\u1160\u17b4\u17b5\u180b-\u180f\u2800\u3164\ufe00-\ufe0f\uffa0\u{e0000}-\u{e0fff}]/gu;
 
 const HEX = 16;

@@ -6,7 +6,8 @@ import { once } from 'node:events';
 import { test } from 'node:test';
 import tls from 'node:tls';
 
-import { ask, newCertificate, rawConnection, startService, until } from './support/service.js';
+import { newCertificate } from './support/certificate.js';
+import { ask, rawConnection, startService, until } from './support/service.js';
 
 const POLICY = "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; connect-src 'self'; base-uri 'none'; "
   + "form-action 'none'; frame-ancestors 'none'";

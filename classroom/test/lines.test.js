@@ -2,28 +2,16 @@
 // to those that read slowly or not at all.
 
 import assert from 'node:assert/strict';
-import { execFileSync } from 'node:child_process';
-import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
-import { tmpdir } from 'node:os';
-import { join } from 'node:path';
 import { test } from 'node:test';
 
 import SockJS from 'sockjs-client';
 
 import { ask, frame, poller, rawSocket, startGate, webSocket } from './support/gate.js';
+import { newCertificateTexts } from './support/certificate.js';
 import { until } from './support/service.js';
 
 const numbers = (count, from = 0) => Array.from({ length: count }, (_, i) => String(from + i));
 const pause = (ms) => new Promise((resolve) => { setTimeout(resolve, ms); });
-
-function certificate(t) {
-  const folder = mkdtempSync(join(tmpdir(), 'classroom-'));
-  t.after(() => rmSync(folder, { recursive: true }));
-  const [cert, key] = [join(folder, 'cert.pem'), join(folder, 'key.pem')];
-  execFileSync('openssl', ['req', '-x509', '-newkey', 'rsa:2048', '-nodes', '-days', '2', '-subj', '/CN=localhost',
-    '-keyout', key, '-out', cert], { stdio: 'ignore' });
-  return { cert: readFileSync(cert), key: readFileSync(key) };
-}
 
 test('who speaks too fast is heard later, in order', async (t) => {
   const gate = await startGate(t, { limits: { messagesPerSecond: 50 } });
@@ -154,7 +142,7 @@ for (const [transport, open] of Object.entries(DEVICES)) {
     const name = `${transport}${secured ? ' and TLS' : ''}`;
 
     test(`over ${name}, who reads nothing is cut when too much waits`, async (t) => {
-      const gate = await startGate(t, { limits: { waitingBytes: 2_000_000 }, pem: secured ? certificate(t) : null });
+      const gate = await startGate(t, { limits: { waitingBytes: 2_000_000 }, pem: secured ? newCertificateTexts(t) : null });
       const device = await open(t, gate.url);
       device.socket.pause();
       const [connection] = gate.connections;
@@ -174,7 +162,7 @@ for (const [transport, open] of Object.entries(DEVICES)) {
     }
 
     test(`over ${name}, who takes nothing of what waits is cut, who takes a little is not`, async (t) => {
-      const gate = await startGate(t, { limits: { stalledMs: 400 }, pem: secured ? certificate(t) : null });
+      const gate = await startGate(t, { limits: { stalledMs: 400 }, pem: secured ? newCertificateTexts(t) : null });
       const device = await open(t, gate.url);
       device.socket.pause();
       const [connection] = gate.connections;

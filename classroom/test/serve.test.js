@@ -7,7 +7,8 @@ import os from 'node:os';
 import { test } from 'node:test';
 
 import { describeExposure } from '../src/exposure.js';
-import { ask, newCertificate, RestClient, run, startService } from './support/service.js';
+import { newCertificate } from './support/certificate.js';
+import { ask, RestClient, run, startService } from './support/service.js';
 
 const PASSWORD = /^teacher signs in with the password ((?:[a-z2-9]{4}-){3}[a-z2-9]{4})$/;
 

@@ -8,7 +8,8 @@ import https from 'node:https';
 import { join } from 'node:path';
 import { test } from 'node:test';
 
-import { newCertificate, Presenter, rawConnection, RestClient, startService, temporaryFolder, until } from './support/service.js';
+import { newCertificate, temporaryFolder } from './support/certificate.js';
+import { Presenter, rawConnection, RestClient, startService, until } from './support/service.js';
 
 async function startClass(t, ...args) {
   const service = await startService(t, ...args);

@@ -6,7 +6,8 @@ import { test } from 'node:test';
 import { setFlagsFromString } from 'node:v8';
 import { runInNewContext } from 'node:vm';
 
-import { connectRaw, errorText, makeCertificate, startSignedIn, upload } from './support/rest.js';
+import { newCertificateTexts } from './support/certificate.js';
+import { connectRaw, errorText, startSignedIn, upload } from './support/rest.js';
 import { RestClient, until } from './support/service.js';
 
 const MIB = 1024 * 1024;
@@ -126,7 +127,7 @@ test('a device that takes nothing of an image is cut, one that reads slowly is n
 test('a hundred slow devices behind TLS share one image in memory', async (t) => {
   setFlagsFromString('--expose-gc');
   const collectGarbage = runInNewContext('gc');
-  const { url, services } = await startSignedIn(t, {}, { tls: makeCertificate(t) });
+  const { url, services } = await startSignedIn(t, {}, { tls: newCertificateTexts(t) });
   const { id } = services.resources.add('teacher', { fileName: 'a', bytes: Buffer.alloc(2 * MIB), contentType: 'image/png' });
   collectGarbage();
   const before = process.memoryUsage().rss;

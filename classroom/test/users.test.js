@@ -5,7 +5,8 @@ import { once } from 'node:events';
 import https from 'node:https';
 import { test } from 'node:test';
 
-import { errorText, join, makeCertificate, startRest, startSignedIn } from './support/rest.js';
+import { newCertificateTexts } from './support/certificate.js';
+import { errorText, join, startRest, startSignedIn } from './support/rest.js';
 import { RestClient } from './support/service.js';
 
 async function startClass(t, bounds) {
@@ -108,7 +109,7 @@ test('a full session takes no more learners, but those who were there and the te
 });
 
 test('behind TLS, cookies are for TLS only', async (t) => {
-  const { url, services } = await startRest(t, {}, { tls: makeCertificate(t) });
+  const { url, services } = await startRest(t, {}, { tls: newCertificateTexts(t) });
   const session = services.sessions.create('teacher');
   services.sessions.start(session);
   const post = async (path, fields) => {

@@ -82,7 +82,7 @@ function(tools_of result file)
       OR text MATCHES "e2e/(Classroom|LiveSession)[.]h|\"(ClassStage|HostedClass)[.]h")
     list(APPEND needed node classroom)
   endif()
-  if(text MATCHES "TestCertificates|'openssl'"
+  if(text MATCHES "TestCertificates|/support/(certificate|hostile)[.]js"
       OR (file MATCHES "^tests/e2e/" AND text MATCHES "LiveSession[.]h"))
     list(APPEND needed openssl)
   endif()

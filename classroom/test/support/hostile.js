@@ -3,8 +3,9 @@
 import assert from 'node:assert/strict';
 import { readFileSync } from 'node:fs';
 
+import { newCertificate } from './certificate.js';
 import { Device } from './device.js';
-import { newCertificate, Presenter, RestClient, startService } from './service.js';
+import { Presenter, RestClient, startService } from './service.js';
 
 /** How the service is started, by the name that tests show. */
 export const WAYS = {

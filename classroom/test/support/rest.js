@@ -1,13 +1,9 @@
 // A REST interface of its own inside the test's process, so that a test can bound it and look at its
 // state: on real sockets, without bus and devices.
 
-import { execFileSync } from 'node:child_process';
-import { mkdtempSync, readFileSync, rmSync } from 'node:fs';
 import http from 'node:http';
 import https from 'node:https';
 import net from 'node:net';
-import { tmpdir } from 'node:os';
-import path from 'node:path';
 
 import { Journal } from '../../src/journal.js';
 import { limitsWith } from '../../src/limits.js';
@@ -90,13 +86,3 @@ export function upload(client, file, fileName) {
 
 /** The error reply with this key. */
 export const errorText = (key) => `{"success":false,"infoMsgs":[],"infoMsgKeys":[],"errorMsgKeys":["${key}"],"data":{}}`;
-
-/** A certificate for this machine and its key, made anew: {cert, key}. */
-export function makeCertificate(t) {
-  const folder = mkdtempSync(path.join(tmpdir(), 'classroom-'));
-  t.after(() => rmSync(folder, { recursive: true }));
-  const [cert, key] = ['cert.pem', 'key.pem'].map((name) => path.join(folder, name));
-  execFileSync('openssl', ['req', '-x509', '-newkey', 'rsa:2048', '-nodes', '-days', '2', '-subj', '/CN=localhost',
-    '-keyout', key, '-out', cert], { stdio: 'ignore' });
-  return { cert: readFileSync(cert), key: readFileSync(key) };
-}

@@ -1,12 +1,9 @@
 // What the tests share: the service as a child process, a REST client that keeps cookies, and a
 // presenter on the real SockJS client.
 
-import { execFileSync, spawn } from 'node:child_process';
+import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtempSync, rmSync } from 'node:fs';
 import net from 'node:net';
-import { tmpdir } from 'node:os';
-import { join } from 'node:path';
 import { fileURLToPath } from 'node:url';
 
 import SockJS from 'sockjs-client';
@@ -90,22 +87,6 @@ export async function ask(t, url, head, body = '') {
   const [first, ...fields] = top.split('\r\n');
   const headers = Object.fromEntries(fields.map((line) => [line.slice(0, line.indexOf(':')).toLowerCase(), line.slice(line.indexOf(':') + 2)]));
   return { status: Number(first.slice(9, 12)), headers, body: rest.join('\r\n\r\n') };
-}
-
-/** A folder that goes with the test. */
-export function temporaryFolder(t) {
-  const folder = mkdtempSync(join(tmpdir(), 'classroom-'));
-  t.after(() => rmSync(folder, { recursive: true }));
-  return folder;
-}
-
-/** The files of a new certificate for 127.0.0.1: {cert, key}. */
-export function newCertificate(t) {
-  const folder = temporaryFolder(t);
-  const [cert, key] = [join(folder, 'cert.pem'), join(folder, 'key.pem')];
-  execFileSync('openssl', ['req', '-x509', '-newkey', 'rsa:2048', '-nodes', '-days', '2', '-subj', '/CN=localhost',
-    '-addext', 'subjectAltName=IP:127.0.0.1', '-keyout', key, '-out', cert], { stdio: 'ignore' });
-  return { cert, key };
 }
 
 /** A REST client with a cookie jar of its own. */
