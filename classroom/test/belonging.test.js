@@ -117,7 +117,28 @@ test('who a message is from, and whom it is about, the service says', async () =
     from: device.user.userToken, type: 'questionGet', version: '3.0.0', sourceSystem: 'Corvel', data: body.data,
   });
   presenter.send({ type: 'publish', address: place.token, body: { from: 'nobody', type: 'pause', client: {} } });
-  assert.deepEqual(device.bodies.at(-1), { from: presenter.user.userToken, type: 'pause' });
+  assert.deepEqual(device.bodies.at(-1), { from: 'presenter', type: 'pause' });
+});
+
+test('nobody hears the token with which a presenter proves who it is', () => {
+  const { place, presenter, device } = classWith('learner');
+  const places = ['', '.learner', '.controller', '.presenter', `.user.${device.user.userToken}`, `.presenter.${presenter.user.userToken}`];
+  const others = ['learner', 'controller', 'presenter'].map((mode) => enter(place, mode));
+  for (const address of places.map((end) => place.token + end)) {
+    presenter.send({ type: 'publish', address, body: { from: presenter.user.userToken, type: 'questionStart', data: packed({ id: '1' }) } });
+  }
+  const late = enter(place, 'learner');
+  const heard = [device, ...others, late].map(({ bodies }) => bodies.filter((body) => body?.type).length);
+  assert.deepEqual(heard, [3, 2, 1, 2, 0]);
+  assert.equal(late.bodies[0].messages.length, 1);
+  assert.ok(!JSON.stringify([device, ...others, late].map(({ messages }) => messages)).includes(presenter.user.userToken));
+});
+
+test('the journal says which presenter a message was from', async () => {
+  const { place, presenter } = classWith('learner');
+  presenter.send({ type: 'publish', address: place.token, body: { type: 'pause' } });
+  const [{ from }] = await place.journal.waitFor(0, { kind: 'publish', type: 'pause' }, 1, 5_000);
+  assert.equal(from, presenter.user.userToken);
 });
 
 test('a learner joins under the name that was given at the door', async () => {

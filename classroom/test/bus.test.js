@@ -160,7 +160,7 @@ test('whoever the presenter sends away is hung up on and does not come back as w
   const [presenter, learner] = [enter(place, 'presenter'), enter(place, 'learner')];
   const { userToken } = learner.user;
   presenter.send({ type: 'publish', address: `${place.token}.user.${userToken}`, body: { type: 'disconnect', data: packed('""') } });
-  assert.deepEqual(learner.bodies.at(-1), { type: 'disconnect', data: packed('""'), from: presenter.user.userToken });
+  assert.deepEqual(learner.bodies.at(-1), { type: 'disconnect', data: packed('""'), from: 'presenter' });
   assert.deepEqual(learner.hungUp, [[3008, 'Removed by the teacher']]);
   assert.deepEqual(presenter.bodies.at(-1), { action: 'unregister', client: { token: userToken, type: 'user' } });
   assert.deepEqual(comeBack(place, learner.user).hungUp, [[3009, 'The token is not valid']]);

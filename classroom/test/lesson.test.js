@@ -11,12 +11,11 @@ const STATE = { paused: false, messages: [], answers: [] };
 function classroom(changes) {
   const place = setUpBus(changes);
   const presenter = enter(place, 'presenter', 'Teacher');
-  const from = presenter.user.userToken;
   return {
     place,
     presenter,
     say: (address, type, payload) => presenter.send({ type: 'publish', address: place.token + address, body: { type, data: packed(payload) } }),
-    body: (type, payload) => ({ type, data: packed(payload), from }),
+    body: (type, payload) => ({ type, data: packed(payload), from: 'presenter' }),
     arrive: (userName) => enter(place, 'learner', userName),
     answer: (device, payload, type = 'questionResponse') =>
       device.send({ type: 'publish', address: `${place.token}.presenter`, body: { type, data: packed(payload) } }),

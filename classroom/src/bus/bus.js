@@ -18,6 +18,9 @@ import { BusMessage, messageText } from './message.js';
 // The fields of a device's message that go on to the presenters; who it is from, the service knows.
 const DEVICE_FIELDS = ['type', 'version', 'sourceSystem', 'data'];
 
+// Whom devices see a presenter's messages come from. Its token is all that somebody needs to be that presenter.
+const PRESENTER = 'presenter';
+
 /** Emits 'registered' (connection, address parts) after each accepted registration. */
 export class Bus extends EventEmitter {
   #sessions;
@@ -193,9 +196,9 @@ export class Bus extends EventEmitter {
     }
     const from = user.userToken;
     if (role === 'presenter') {
-      const own = { ...body, from };
+      const own = { ...body, from: PRESENTER };
       delete own.client;
-      return new BusMessage(this.#codec, address, own, this.#limits.presenterBytes);
+      return new BusMessage(this.#codec, address, own, this.#limits.presenterBytes, from);
     }
     const fields = DEVICE_FIELDS.filter((name) => body[name] !== undefined).map((name) => [name, body[name]]);
     return new BusMessage(this.#codec, address, { from, ...Object.fromEntries(fields) }, this.#limits.payloadBytes);

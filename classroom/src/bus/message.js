@@ -13,11 +13,13 @@ export class BusMessage {
   #payload = null;
   #codec;
   #maxBytes;
+  #from;
 
-  /** maxBytes: what the payload may hold when it is unpacked. */
-  constructor(codec, address, body, maxBytes) {
+  /** maxBytes: what the payload may hold when it is unpacked; from: what the journal calls the sender. */
+  constructor(codec, address, body, maxBytes, from = body.from) {
     this.#codec = codec;
     this.#maxBytes = maxBytes;
+    this.#from = from;
     this.address = address;
     this.body = body;
   }
@@ -42,8 +44,8 @@ export class BusMessage {
 
   /** What the journal notes about the message without unpacking it. */
   get outline() {
-    const { from, type, action, version, sourceSystem, client } = this.body;
-    return { address: this.address, from, type, action, version, sourceSystem, client };
+    const { type, action, version, sourceSystem, client } = this.body;
+    return { address: this.address, from: this.#from, type, action, version, sourceSystem, client };
   }
 
   /** A promise of what the journal notes about the message. */
