@@ -14,8 +14,10 @@ import { WebSocketLine } from './lines.js';
 const DEVICES_PROGRAM = fileURLToPath(new URL('devices.js', import.meta.url));
 const PROCESSES = 2;
 const COMMON = { version: PROTOCOL_VERSION, sourceSystem: SOURCE_SYSTEM };
+// All devices say the same, as it has been made before; what they say of themselves is what they say at the door.
+const DEVICE = { userName: 'Learner', deviceType: 'tablet' };
 const PAYLOADS = {
-  join: packed({ userName: 'Learner', deviceType: 'tablet' }),
+  join: packed(DEVICE),
   questionResponse: packed({ questionId: 'Q1', questionSetMode: 'Poll', responseTime: 800, answer: 'B', optionAnswers: [] }),
 };
 const UPLOAD_TYPE = 'multipart/form-data; charset=UTF-8; boundary=----boundary';
@@ -59,7 +61,7 @@ export class LoadedClass {
       const devices = fork(DEVICES_PROGRAM);
       devices.on('message', ({ seen, error }) => (seen ? ++this.seen : this.#fail(error)));
       devices.on('error', (error) => this.#fail(error.message));
-      devices.send({ ...plan, url, sessionCode, first, count, common: COMMON, payloads: PAYLOADS });
+      devices.send({ ...plan, url, sessionCode, first, count, device: DEVICE, common: COMMON, payloads: PAYLOADS });
       this.#processes.push(devices);
     }
   }

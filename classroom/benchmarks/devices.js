@@ -20,8 +20,8 @@ class Device {
   }
 
   async come() {
-    const { url, sessionCode, transport } = this.#plan;
-    const details = { userName: `Learner ${this.#number}`, sessionCode, mode: 'learner', deviceName: 'Tablet', deviceType: 'tablet' };
+    const { url, sessionCode, transport, device } = this.#plan;
+    const details = { ...device, sessionCode, mode: 'learner', deviceName: 'Tablet' };
     const { status, head } = await request('POST', `${url}/vantora/classroom/session/join`, JSON.stringify(details));
     if (status !== 200) {
       throw new Error(`a device cannot join: ${status} ${head}`);
