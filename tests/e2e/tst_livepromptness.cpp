@@ -135,6 +135,11 @@ void tst_LivePromptness::hundredMessagesLeaveInThreePosts()
     connector.open(QUrl(far->url()), {transport});
     QTRY_VERIFY_WITH_TIMEOUT(connector.isConnected(), LONG_MS);
 
+    // The line takes the channel's place.
+    session.channel->close();
+    connector.sendMessage(uR"({"type":"register","address":"%1.presenter.%2"})"_s.arg(
+                              session.token(), session.client->getUserToken()),
+                          false);
     for (int i = 0; i < MESSAGES; ++i) {
         connector.sendMessage(
             uR"({"type":"publish","address":"%1","body":{"type":"tick","action":"%2"}})"_s
