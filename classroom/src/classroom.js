@@ -74,7 +74,7 @@ export class Classroom {
 
   #createServers() {
     const { limits, tls } = this.#options;
-    const { where, token } = this.#exposure.control;
+    const { name, control: { where, token } } = this.#exposure;
     const gate = new SockJsGate({ ...this.#services, ...this.#options });
     const rest = new Rest(this.#services, this.#options);
     const requests = [gate, rest, new Pages()];
@@ -86,9 +86,9 @@ export class Classroom {
         requests.push(control);
         upgrades.push(testBus);
       } else {
-        this.#controlServer = new Server({ tls: null, limits, requests: [control], upgrades: [testBus] });
+        this.#controlServer = new Server({ tls: null, limits, isLocal: true, requests: [control], upgrades: [testBus] });
       }
     }
-    this.#server = new Server({ tls, limits, requests, upgrades });
+    this.#server = new Server({ tls, limits, isLocal: name === 'local', requests, upgrades });
   }
 }

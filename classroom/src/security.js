@@ -6,7 +6,7 @@ import { STATUS_CODES } from 'node:http';
 
 // Every reply has these. A page of the service loads nothing but what the service serves, sends nothing
 // elsewhere and stands in nobody's frame.
-const HEADERS = {
+export const SECURITY_HEADERS = {
   'Content-Security-Policy': "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
     + "connect-src 'self'; base-uri 'none'; form-action 'none'; frame-ancestors 'none'",
   'X-Content-Type-Options': 'nosniff',
@@ -20,7 +20,7 @@ const LOOPBACK_HOST = /^(?:localhost|127(?:\.\d{1,3}){3}|\[::1\])(?::(\d{1,5}))?
 const JSON_TYPE = /^application\/json\s*(?:;|$)/i;
 
 export function setSecurityHeaders(response) {
-  Object.entries(HEADERS).forEach(([name, value]) => response.setHeader(name, value));
+  Object.entries(SECURITY_HEADERS).forEach(([name, value]) => response.setHeader(name, value));
 }
 
 /** Answers a request with nothing but a status. */
@@ -30,17 +30,31 @@ export function refuse(response, status, headers = {}) {
 }
 
 /** Answers with a status on the socket itself, where there is no response, and closes it. */
-export function refuseSocket(socket, status, headers = {}) {
-  const lines = Object.entries({ ...HEADERS, ...headers, 'Connection': 'close', 'Content-Length': 0 })
+export function refuseSocket(socket, status, { headers = {}, text = '' } = {}) {
+  const lines = Object.entries({ ...SECURITY_HEADERS, ...headers, 'Connection': 'close', 'Content-Length': text.length })
     .map(([name, value]) => `${name}: ${value}\r\n`);
   socket.setTimeout(LAST_WORDS_MS, () => socket.destroy());
-  socket.end(`HTTP/1.1 ${status} ${STATUS_CODES[status]}\r\n${lines.join('')}\r\n`, () => socket.destroy());
+  socket.end(`HTTP/1.1 ${status} ${STATUS_CODES[status]}\r\n${lines.join('')}\r\n${text}`, () => socket.destroy());
 }
 
-/** Whether a web page of another origin sent the request. Programs that are no browser name no origin. */
-export function hasForeignOrigin({ headers, socket }) {
+/**
+ * The status with which a request is refused whatever it asks for, or 0. It has to say once which host it
+ * means, and must not come from a web page of another origin; programs that are no browser name no origin.
+ * isLocal: the service is for this machine alone. A page of a name that somebody made point here is none of
+ * the service's own then, though its origin is the host that it means.
+ */
+export function requestRefusal(request, { isLocal }) {
+  const { headers, rawHeaders } = request;
+  if (rawHeaders.filter((name, i) => i % 2 === 0 && name.toLowerCase() === 'host').length !== 1) {
+    return 400;
+  }
+  const isFromPage = headers.origin !== undefined;
+  return isFromPage && (hasForeignOrigin(request) || (isLocal && !namesLoopback(request))) ? 403 : 0;
+}
+
+function hasForeignOrigin({ headers, socket }) {
   const own = `${socket.encrypted ? 'https' : 'http'}://${headers.host}`;
-  return headers.origin !== undefined && headers.origin.toLowerCase() !== own.toLowerCase();
+  return headers.origin.toLowerCase() !== own.toLowerCase();
 }
 
 /**

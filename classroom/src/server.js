@@ -5,7 +5,7 @@ import http from 'node:http';
 import https from 'node:https';
 import { setTimeout as pause } from 'node:timers/promises';
 
-import { hasForeignOrigin, refuse, refuseSocket, setSecurityHeaders } from './security.js';
+import { refuse, refuseSocket, requestRefusal, setSecurityHeaders } from './security.js';
 
 // Polling presenters let a connection rest for up to 4 s between two polls; the server's own 5 s would
 // cut it off as soon as the machine is busy.
@@ -32,16 +32,20 @@ export class Server {
 
   /**
    * requests: handlers that are asked in turn, handle(request, response) says whether it was one for
-   * them; upgrades: the same, with handle(request, socket, head); tls: {cert, key} or null.
+   * them; upgrades: the same, with handle(request, socket, head); tls: {cert, key} or null; isLocal: see
+   * requestRefusal().
    */
-  constructor({ tls, limits, requests, upgrades }) {
+  constructor({ tls, limits, isLocal, requests, upgrades }) {
+    const refusalOf = (request) => requestRefusal(request, { isLocal });
     this.#scheme = tls ? 'https' : 'http';
     this.#server = tls ? https.createServer({ ...tls, ...bounds(limits) }) : http.createServer(bounds(limits));
     this.#server.maxConnections = SOCKETS_OF_DEVICE * limits.connections;
     this.#server.on('connection', (socket) => this.#keep(socket));
-    this.#server.on('request', (request, response) => guard(request.socket, () => serve(requests, request, response)));
+    this.#server.on('request', (request, response) => (
+      guard(request.socket, () => serve(requests, request, response, refusalOf(request)))));
     this.#server.on('checkExpectation', (request, response) => refuseRequest(response, 417));
-    this.#server.on('upgrade', (request, socket, head) => guard(socket, () => upgrade(upgrades, request, socket, head)));
+    this.#server.on('upgrade', (request, socket, head) => (
+      guard(socket, () => upgrade(upgrades, request, socket, head, refusalOf(request)))));
     this.#server.on('clientError', hangUp);
   }
 
@@ -100,12 +104,10 @@ function complain(error) {
   console.error(`classroom: ${error.message}`);
 }
 
-function serve(handlers, request, response) {
+function serve(handlers, request, response, refusal) {
   setSecurityHeaders(response);
-  if (request.headers.host === undefined) {
-    refuse(response, 400);
-  } else if (hasForeignOrigin(request)) {
-    refuse(response, 403);
+  if (refusal) {
+    refuse(response, refusal);
   } else if (!handlers.some((handler) => handler.handle(request, response))) {
     response.writeHead(404, { 'Content-Type': 'text/plain; charset=UTF-8' });
     response.end('Nothing is served here.\n');
@@ -117,12 +119,10 @@ function refuseRequest(response, status) {
   refuse(response, status);
 }
 
-function upgrade(handlers, request, socket, head) {
+function upgrade(handlers, request, socket, head, refusal) {
   socket.on('error', () => socket.destroy());
-  if (request.headers.host === undefined) {
-    refuseSocket(socket, 400);
-  } else if (hasForeignOrigin(request)) {
-    refuseSocket(socket, 403);
+  if (refusal) {
+    refuseSocket(socket, refusal);
   } else if (!handlers.some((handler) => handler.handle(request, socket, head))) {
     refuseSocket(socket, 404);
   }

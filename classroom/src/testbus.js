@@ -5,7 +5,7 @@
 import WebSocket from 'faye-websocket';
 
 import { splitTarget } from './rest/http.js';
-import { controlRefusal, refusalHeaders, refuseSocket } from './security.js';
+import { controlRefusal, refusalHeaders, refuseSocket, SECURITY_HEADERS } from './security.js';
 
 const PATH = '/classroom/bus';
 const NOT_AN_ENVELOPE = 3002;
@@ -34,9 +34,9 @@ export class TestBus {
     }
     const refusal = controlRefusal(request, this.#token) || (WebSocket.isWebSocket(request) ? 0 : 400);
     if (refusal) {
-      refuseSocket(socket, refusal, refusalHeaders(refusal));
+      refuseSocket(socket, refusal, { headers: refusalHeaders(refusal) });
     } else {
-      carry(this.#bus, new WebSocket(request, socket, head, [], { maxLength: this.#maxBytes }));
+      carry(this.#bus, new WebSocket(request, socket, head, [], { maxLength: this.#maxBytes, headers: SECURITY_HEADERS }));
     }
     return true;
   }

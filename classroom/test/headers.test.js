@@ -16,6 +16,9 @@ const UPGRADE = 'Connection: Upgrade\nUpgrade: websocket\nSec-WebSocket-Version:
 
 const hostOf = ({ url }) => new URL(url).host;
 
+const headersIn = (head) => Object.fromEntries(head.split('\r\n').slice(1, -2)
+  .map((line) => [line.slice(0, line.indexOf(':')).toLowerCase(), line.slice(line.indexOf(':') + 2)]));
+
 function assertProtected({ headers }, what) {
   assert.equal(headers['content-security-policy'], POLICY, what);
   assert.equal(headers['x-content-type-options'], 'nosniff', what);
@@ -38,10 +41,15 @@ test('every reply says what a page may load, that its type is meant and that no 
     [`GET /classroom/sessions HTTP/1.1\n${host}`, 200],
     ['GET /classroom/sessions HTTP/1.1\nHost: a.example', 403],
     ['GET / HTTP/1.1', 400],
+    [`GET / HTTP/1.1\n${host}\n${host}`, 400],
     [`GET / HTTP/1.1\n${host}\nExpect: miracles`, 417],
     [`GET / HTTP/1.1\n${host}\nX: ${'y'.repeat(20_000)}`, 431],
     ['NONSENSE', 400],
     [`GET /nowhere HTTP/1.1\n${host}\n${UPGRADE}`, 404],
+    [`GET /eventbus/nowhere HTTP/1.1\n${host}\n${UPGRADE}`, 404],
+    [`GET /eventbus/1/abcdefgh/websocket HTTP/1.1\n${host}\n${UPGRADE.replace('13', '12')}`, 400],
+    [`GET / HTTP/1.1\n${host}\n${host}\n${UPGRADE}`, 400],
+    [`GET / HTTP/1.1\n${host}\n${UPGRADE}\nOrigin: null`, 403],
   ]) {
     const reply = await ask(t, service.url, head);
     assert.equal(reply.status, status, head);
@@ -83,6 +91,69 @@ test('a web socket from a page of another origin is refused', async (t) => {
       raw.socket.destroy();
     }
   }
+});
+
+test('a web socket begins with what is said in every reply', async (t) => {
+  const service = await startService(t);
+  for (const path of ['/eventbus/1/abcdefgh/websocket', '/classroom/bus']) {
+    const raw = await rawConnection(t, service.url);
+    raw.write(`GET ${path} HTTP/1.1\nHost: ${hostOf(service)}\n${UPGRADE}\n\n`.replaceAll('\n', '\r\n'));
+    const head = await raw.read(/^HTTP\/1\.1 101 [^]*?\r\n\r\n/);
+    assertProtected({ headers: headersIn(head) }, path);
+    raw.socket.destroy();
+  }
+});
+
+test('no reply of the bus lets other origins read it', async (t) => {
+  const service = await startService(t);
+  const host = `Host: ${hostOf(service)}`;
+  for (const line of ['GET /eventbus/info', 'OPTIONS /eventbus/info', 'POST /eventbus/1/abcdefgh/xhr', 'OPTIONS /eventbus/1/abcdefgh/xhr',
+    'OPTIONS /eventbus/1/abcdefgh/xhr_send', 'POST /eventbus/1/nosession/xhr_send', 'POST /eventbus/1/streaming/xhr_streaming',
+    'GET /eventbus/1/eventsrc/eventsource']) {
+    for (const origin of ['', `\nOrigin: http://${hostOf(service)}\nAccess-Control-Request-Headers: X-Any`]) {
+      const raw = await rawConnection(t, service.url);
+      raw.write(`${line} HTTP/1.1\n${host}${origin}\n\n`.replaceAll('\n', '\r\n'));
+      assert.doesNotMatch(await raw.read(/^HTTP\/1\.1 \d+ [^]*?\r\n\r\n/), /access-control|X-Any/i, line + origin);
+      raw.socket.destroy();
+    }
+  }
+  assert.doesNotMatch((await ask(t, service.url, `GET /eventbus/info HTTP/1.1\n${host}`)).body, /origins/);
+});
+
+test('a page whose name was made to point at this machine is refused by a local service', async (t) => {
+  const local = await startService(t);
+  const served = await startService(t, '--serve');
+  const lines = ['POST /vantora', 'GET /eventbus/info', 'POST /eventbus/1/abcdefgh/xhr', 'GET /'];
+  for (const line of [...lines, `GET /eventbus/1/abcdefgh/websocket HTTP/1.1\n${UPGRADE}`]) {
+    const statusOf = async ({ url }, host, hasOrigin) => {
+      const raw = await rawConnection(t, url);
+      const [first, ...more] = line.includes('\n') ? line.split('\n') : [`${line} HTTP/1.1`];
+      const named = host.replace('PORT', new URL(url).port);
+      raw.write([first, ...more, `Host: ${named}`, ...hasOrigin ? [`Origin: http://${named}`] : [], '', ''].join('\r\n'));
+      const [, status] = /^HTTP\/1\.1 (\d+)/.exec(await raw.read(/^HTTP\/1\.1 \d+/));
+      raw.socket.destroy();
+      return Number(status);
+    };
+    const fine = line.includes('websocket') ? 101 : 200;
+    for (const host of ['evil.example:PORT', 'evil.example', '127.0.0.1.evil.example:PORT', 'localhost.:PORT', '127.0.0.1', '127.0.0.1:1', '[::2]:PORT']) {
+      assert.equal(await statusOf(local, host, true), 403, `${line} on ${host}`);
+      assert.equal(await statusOf(local, host, false), fine, `${line} on ${host} without an origin`);
+    }
+    for (const host of ['127.0.0.1:PORT', 'localhost:PORT', 'LOCALHOST:PORT', '[::1]:PORT']) {
+      assert.equal(await statusOf(local, host, true), fine, `${line} on ${host}`);
+    }
+    assert.equal(await statusOf(served, 'classroom.example:PORT', true), fine, `${line} of a served class`);
+  }
+});
+
+test('a request that names two origins is refused', async (t) => {
+  const service = await startService(t);
+  const own = `http://${hostOf(service)}`;
+  for (const origins of [[own, 'http://evil.example'], ['http://evil.example', own], [own, own]]) {
+    const { status } = await ask(t, service.url, `POST /vantora HTTP/1.1\nHost: ${hostOf(service)}\n${origins.map((origin) => `Origin: ${origin}`).join('\n')}`);
+    assert.equal(status, 403);
+  }
+  assert.equal((await ask(t, service.url, `GET ${own}/vantora HTTP/1.1\nHost: ${hostOf(service)}`)).status, 404);
 });
 
 test('over TLS the own origin is the https one', async (t) => {
@@ -134,8 +205,7 @@ test('a header that does not come to its end is cut off', async (t) => {
     const { ms, reply } = await borneMs(t, url, pieces);
     assert.ok(ms >= 400 && ms < 5_000, `${ms} ms`);
     assert.match(reply, /^HTTP\/1\.1 408 Request Timeout\r\n/);
-    assertProtected({ headers: Object.fromEntries(reply.split('\r\n').slice(1, -2)
-      .map((line) => [line.slice(0, line.indexOf(':')).toLowerCase(), line.slice(line.indexOf(':') + 2)])) });
+    assertProtected({ headers: headersIn(reply) });
   }
 });
 

@@ -4,6 +4,7 @@ import assert from 'node:assert/strict';
 import { test } from 'node:test';
 
 import { comeBack, enter, packed, setUpBus } from './support/bus.js';
+import { until } from './support/service.js';
 
 const STATE = { paused: false, messages: [], answers: [] };
 
@@ -164,6 +165,43 @@ for (const [what, payload, fault] of [
     assert.deepEqual([ada.errors, answers(), confirmations(ada)], [[fault], [], []]);
   });
 }
+
+test('answers to questions that nobody asked make no room for a second answer', async () => {
+  const { say, arrive, answer, answers, place } = classroom();
+  say('', 'questionStart', { id: 'Q1' });
+  const ada = arrive();
+  await answer(ada, { questionId: 'Q1', answer: 'A' });
+  for (let i = 0; i < 20; ++i) {
+    await answer(ada, { questionId: `invented ${i}`, answer: 'x'.repeat(9_000) });
+  }
+  assert.deepEqual(ada.errors, Array(6).fill('too many answers'));
+  await answer(ada, { questionId: 'Q1', answer: 'B' });
+  assert.equal(answers().length, 1 + 14);
+  assert.deepEqual(stateOf(comeBack(place, ada.user)).answers[0], { questionId: 'Q1', answer: 'A' });
+});
+
+for (const id of [{ toString: 1, valueOf: 1 }, ['Q1'], { __proto__: null }, null, true]) {
+  test(`an answer to a question of the id ${JSON.stringify(id)} is one to a question without`, async () => {
+    const { arrive, answer } = classroom();
+    const ada = arrive();
+    await answer(ada, { questionId: id, answer: 'A' });
+    assert.deepEqual([confirmations(ada), ada.hungUp], [[''], []]);
+  });
+}
+
+test('nothing is kept of learners whose token is dead', async () => {
+  const { say, body, arrive, place } = classroom({ awayMs: 1 });
+  const ada = arrive();
+  const { user } = ada;
+  say(`.user.${user.userToken}`, 'questionStart', { id: 'S1' });
+  assert.deepEqual(stateOf(comeBack(place, user)).messages, [body('questionStart', { id: 'S1' })]);
+  const again = comeBack(place, user);
+  again.connection.closed();
+  await until(() => place.sessions.user(place.session, user.userToken) === null);
+  // The user is put back to see what is left of it.
+  place.session.places.set(user.userToken, { user, state: 'awaited' });
+  assert.deepEqual(stateOf(comeBack(place, user)), STATE);
+});
 
 test('an answer of as many characters as are allowed passes', async () => {
   const { arrive, answer, answers } = classroom();

@@ -21,10 +21,15 @@ export function faultOf({ data, tooLarge }, { answerChars, envelopeDepth }) {
 /** The id of the question that a payload answers, or null for what is no answer. */
 export function answeredQuestion(type, { questionId, pollId }) {
   switch (type) {
-    case 'questionResponse': return String(questionId ?? '');
-    case 'pollResponse': return String(pollId ?? '');
+    case 'questionResponse': return idFrom(questionId);
+    case 'pollResponse': return idFrom(pollId);
     default: return null;
   }
+}
+
+// Ids are texts or numbers. What stands in their place besides is one that no question has.
+function idFrom(value) {
+  return ['string', 'number'].includes(typeof value) ? String(value) : '';
 }
 
 /** Whether a "join" says of its user what the user's entry says. */

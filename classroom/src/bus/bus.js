@@ -40,6 +40,7 @@ export class Bus extends EventEmitter {
     this.#journal = journal;
     this.#limits = limits;
     sessions.on('stopped', (session) => this.#forget(session));
+    sessions.on('left', (session, { userToken }) => this.#lessons.get(session)?.forget(userToken));
   }
 
   /**
@@ -238,6 +239,10 @@ export class Bus extends EventEmitter {
     const lesson = this.#lessonOf(connection.session);
     const { userToken } = connection.user;
     if (!lesson.isAnswered(userToken, questionId, answer)) {
+      if (!lesson.hasRoomFor(userToken, answer)) {
+        this.#refusePublishing(connection, message.address, message.body, 'too many answers');
+        return;
+      }
       if (this.#route(message, connection) === 0) {
         return;
       }
@@ -258,7 +263,6 @@ export class Bus extends EventEmitter {
     if (!line?.isSimulated) {
       line?.close(...CLOSINGS.removed);
     }
-    this.#lessonOf(connection.session).forget(userToken);
     this.#sessions.remove(connection.session, user);
   }
 
@@ -287,7 +291,7 @@ export class Bus extends EventEmitter {
   #tellState(connection) {
     const { paused, messages, answers } = this.#lessonOf(connection.session).stateFor(connection.user.userToken);
     const bodies = messages.map(({ bodyText }) => bodyText).join(',');
-    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[${bodies}],"answers":${JSON.stringify(answers)}}`);
+    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[${bodies}],"answers":[${answers.join(',')}]}`);
   }
 
   // The service's own word to one device.

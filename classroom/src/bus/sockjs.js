@@ -2,12 +2,12 @@
 // front of that server: it lets through what devices need, within the bounds of what the service bears.
 
 import { randomBytes } from 'node:crypto';
-import { STATUS_CODES } from 'node:http';
 import { Readable } from 'node:stream';
 
 import sockjs from 'sockjs';
 
 import { limitsWith } from '../limits.js';
+import { refuseSocket, SECURITY_HEADERS } from '../security.js';
 import { readText } from './body.js';
 import { BUS_PREFIX, Doors, isForBus } from './doors.js';
 import { Line } from './line.js';
@@ -52,7 +52,8 @@ export class SockJsGate {
     const server = sockjs.createServer({
       ...!stock && { disconnect_delay: DISCONNECT_DELAY_MS },
       websocket: transports.includes('websocket'),
-      faye_server_options: { maxLength: limits.unprovenBytes },
+      faye_server_options: { maxLength: limits.unprovenBytes, headers: SECURITY_HEADERS },
+      disable_cors: true,
       jsessionid: stickyCookie,
       log: (severity, line) => severity === 'error' && journal.note('sockjs', { line }),
     });
@@ -76,6 +77,7 @@ export class SockJsGate {
   }
 
   #request(request, response) {
+    keepOriginsOut(response);
     const door = this.#doors.find(request.method, request.url);
     if (door === null) {
       refuse(response, 404, 'there is nothing here');
@@ -232,10 +234,15 @@ function refuse(response, status, why) {
 }
 
 function refuseUpgrade(socket, status, why) {
-  const text = `${status} ${why}\n`;
-  socket.end(`HTTP/1.1 ${status} ${STATUS_CODES[status]}\r\nContent-Type: text/plain; charset=UTF-8\r\n`
-    + `Content-Length: ${text.length}\r\nConnection: close\r\n\r\n${text}`);
-  socket.destroySoon();
+  refuseSocket(socket, status, { headers: { 'Content-Type': 'text/plain; charset=UTF-8' }, text: `${status} ${why}\n` });
+}
+
+// The SockJS server lets the pages of every origin in, and on some of its transports there is no option
+// against that. The service's own pages need nobody's leave.
+function keepOriginsOut(response) {
+  const { setHeader } = response;
+  response.setHeader = (name, value) => (
+    name.startsWith('Access-Control-') ? response : setHeader.call(response, name, value));
 }
 
 // What a load balancer in front of several servers does: the first reply names the server, and every

@@ -5,7 +5,8 @@
 const QUESTION_TYPES = ['poll', 'questionStart'];
 const ASSESSMENT = 'Assessment';
 
-// Answers to one question, by its id; of more characters than are kept, the oldest go.
+// Answers to one question, by its id, as the JSON texts they take little room as. No more characters are
+// kept than are allowed, and none is forgotten for another: whoever could make room would answer twice.
 class Answers {
   #byQuestion = new Map();
   #chars = 0;
@@ -14,17 +15,14 @@ class Answers {
     return this.#byQuestion.has(questionId);
   }
 
-  add(questionId, answer, maxChars) {
-    const { length } = JSON.stringify(answer);
-    this.#byQuestion.set(questionId, { answer, length });
-    this.#chars += length;
-    for (const [oldest, kept] of this.#byQuestion) {
-      if (this.#chars <= maxChars) {
-        break;
-      }
-      this.#byQuestion.delete(oldest);
-      this.#chars -= kept.length;
-    }
+  hasRoomFor(answer, maxChars) {
+    return this.#chars + JSON.stringify(answer).length <= maxChars;
+  }
+
+  add(questionId, answer) {
+    const text = JSON.stringify(answer);
+    this.#byQuestion.set(questionId, text);
+    this.#chars += text.length;
   }
 
   clear() {
@@ -32,8 +30,8 @@ class Answers {
     this.#chars = 0;
   }
 
-  get list() {
-    return [...this.#byQuestion.values()].map(({ answer }) => answer);
+  get texts() {
+    return [...this.#byQuestion.values()];
   }
 }
 
@@ -84,21 +82,25 @@ export class Lesson {
     return this.#answersOf(userToken, answer).has(questionId);
   }
 
+  hasRoomFor(userToken, answer) {
+    return this.#answersOf(userToken, answer).hasRoomFor(answer, this.#maxChars);
+  }
+
   keepAnswer(userToken, questionId, answer) {
-    this.#answersOf(userToken, answer).add(questionId, answer, this.#maxChars);
+    this.#answersOf(userToken, answer).add(questionId, answer);
   }
 
   forget(userToken) {
     this.#work.delete(userToken);
   }
 
-  /** What a learner who has just come is told: {paused, messages, answers: the own ones}. */
+  /** What a learner who has just come is told: {paused, messages, answers: the own ones, as JSON texts}. */
   stateFor(userToken) {
     const { assessment, question, toAll, toOne } = this.#work.get(userToken) ?? new Work();
     return {
       paused: this.#isPaused,
       messages: [...this.#shown.values(), assessment, question].filter((message) => message !== null),
-      answers: [...toAll.list, ...toOne.list],
+      answers: [...toAll.texts, ...toOne.texts],
     };
   }
 

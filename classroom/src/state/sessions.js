@@ -51,7 +51,10 @@ class Session {
   }
 }
 
-/** Emits 'started' and 'stopped', each with the session; one that was never started is stopped, too. */
+/**
+ * Emits 'started' and 'stopped', each with the session; one that was never started is stopped, too. Emits
+ * 'left' with the session and the user when a user's token is dead.
+ */
 export class Sessions extends EventEmitter {
   #limits;
   #byCode = new Map();
@@ -230,6 +233,7 @@ export class Sessions extends EventEmitter {
     clearTimeout(place.timer);
     session.places.delete(place.user.userToken);
     session.devices.delete(place.device);
+    this.emit('left', session, place.user);
   }
 
   #awaitPresenter(session) {
