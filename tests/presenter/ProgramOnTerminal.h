@@ -66,6 +66,9 @@ public:
         return rows.join(QLatin1Char('\n'));
     }
 
+    // How often something was taken off to be drawn anew.
+    int erasures() const { return m_erasures; }
+
 private:
     QStringList emptyRow() const
     {
@@ -87,6 +90,7 @@ private:
         } else if (number == 2) {
             clear();
         } else {
+            ++m_erasures;
             m_cells[m_row] = m_cells.at(m_row).mid(0, m_column) + emptyRow().mid(m_column);
             for (int row = m_row + 1; row < m_rows; ++row)
                 m_cells[row] = emptyRow();
@@ -133,6 +137,7 @@ private:
     QVector<QStringList> m_cells; // a wide character's second cell is empty
     int m_row = 0;
     int m_column = 0;
+    int m_erasures = 0;
 };
 
 // A program that believes a person sits at its terminal, which is `columns` wide and `rows` high.
@@ -175,6 +180,15 @@ public:
             readScreen();
         return m_screen.text();
     }
+
+    // The screen as it is, with what has been written meanwhile.
+    QString screenNow()
+    {
+        readScreen();
+        return m_screen.text();
+    }
+
+    int erasures() const { return m_screen.erasures(); }
 
     void resize(int columns, int rows)
     {

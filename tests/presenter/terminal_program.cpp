@@ -19,11 +19,43 @@ namespace
 {
 
 constexpr int A_MOMENT_MS = 150;
+constexpr int MUCH_NEWS = 800;
 
 void askPassword(Terminal &terminal)
 {
     const std::optional<QString> password = Terminal::askPassword(u"Password: "_s);
     terminal.print(password ? u"It is '%1'."_s.arg(*password) : u"There is none."_s);
+}
+
+// A line every millisecond, at most, with a block that changes each time.
+void tellMuch(Terminal &terminal)
+{
+    auto *pace = new QTimer(&terminal);
+    QObject::connect(pace, &QTimer::timeout, &terminal, [&terminal, pace, told = 0]() mutable {
+        terminal.tell(u"news %1"_s.arg(++told));
+        terminal.setBlock({u"%1 of %2"_s.arg(told).arg(MUCH_NEWS)});
+        if (told == MUCH_NEWS)
+            pace->stop();
+    });
+    pace->start(1);
+}
+
+// Far more than is kept back, and then nothing any more.
+void tellAtOnce(Terminal &terminal)
+{
+    for (int i = 1; i <= MUCH_NEWS * 3; ++i)
+        terminal.tell(u"news %1"_s.arg(i));
+    _exit(6);
+}
+
+void tellBetween(Terminal &terminal)
+{
+    terminal.tell(u"one"_s);
+    terminal.tell(u"two"_s);
+    terminal.print(u"three"_s);
+    terminal.tell(u"four"_s);
+    terminal.complain(u"five"_s);
+    terminal.tell(u"six"_s);
 }
 
 void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line)
@@ -48,6 +80,14 @@ void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line
         terminal.closePrompt();
         terminal.print(u"closed"_s);
         QCoreApplication::exit(3);
+    } else if (line == u"much"_s) {
+        tellMuch(terminal);
+    } else if (line == u"at once"_s) {
+        tellAtOnce(terminal);
+    } else if (line == u"between"_s) {
+        tellBetween(terminal);
+        terminal.closePrompt();
+        QCoreApplication::exit(5);
     } else if (line == u"colour"_s) {
         terminal.print(u"a\x1b[31mb"_s);
     } else if (line == u"prompt"_s) {

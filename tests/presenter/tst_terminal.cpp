@@ -12,6 +12,9 @@ private Q_SLOTS:
     void keysChangeTheScreen();
     void resultsLeaveTheLineAlone_data();
     void resultsLeaveTheLineAlone();
+    void newsAreDrawnTenTimesASecond();
+    void newsAreNotKeptBackWithoutEnd();
+    void newsKeepTheirPlace();
     void interruptReachesTheProgram();
     void interruptEndsASearch();
     void endOfInputIsTold();
@@ -133,6 +136,39 @@ void tst_Terminal::resultsLeaveTheLineAlone()
     VERIFY_SCREEN(program, u"Ada joined\nA ####\n"_s + before);
     program.type(moreKeys);
     VERIFY_SCREEN(program, u"Ada joined\nA ####\n"_s + after);
+}
+
+void tst_Terminal::newsAreDrawnTenTimesASecond()
+{
+    Program program;
+    const QByteArray keys = "much\rab";
+    program.type(keys);
+    QElapsedTimer clock;
+    clock.start();
+    VERIFY_SCREEN(program,
+                  u"news 795\nnews 796\nnews 797\nnews 798\nnews 799\nnews 800\n"
+                  "800 of 800\n> ab|"_s);
+    const int atMost = int(clock.elapsed() / 100) + keys.size() + 2;
+    QVERIFY2(program.erasures() <= atMost, qPrintable(QString::number(program.erasures())));
+}
+
+void tst_Terminal::newsAreNotKeptBackWithoutEnd()
+{
+    Program program;
+    program.type("at once\r");
+    QCOMPARE(program.exitCode(), 6);
+    const auto last = [&] {
+        return program.screenNow().section(u"news "_s, -1).section(u'\n', 0, 0).toInt();
+    };
+    QTRY_VERIFY(last() > 2400 - 1000);
+}
+
+void tst_Terminal::newsKeepTheirPlace()
+{
+    Program program;
+    program.type("between\r");
+    VERIFY_SCREEN(program, u"one\ntwo\nthree\nfour\nfive\nsix\n|"_s);
+    QCOMPARE(program.exitCode(), 5);
 }
 
 void tst_Terminal::interruptReachesTheProgram()

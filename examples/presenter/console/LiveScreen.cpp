@@ -58,10 +58,7 @@ void LiveScreen::setInput(const Printable &prompt, const QString &text, int curs
 
 QString LiveScreen::print(const Lines &lines)
 {
-    QString output = eraseDrawn();
-    for (const Printable &line : lines)
-        output += line.text() + NEW_LINE;
-
+    QString output = leave(lines);
     const QStringList block = visibleBlock();
     for (const QString &line : block)
         output += line + NEW_LINE;
@@ -83,9 +80,12 @@ QString LiveScreen::clear()
     return TO_TOP_AND_ERASE + redraw();
 }
 
-QString LiveScreen::leave()
+QString LiveScreen::leave(const Lines &lines)
 {
-    return eraseDrawn();
+    QString output = eraseDrawn();
+    for (const Printable &line : lines)
+        output += line.text() + NEW_LINE;
+    return output;
 }
 
 QString LiveScreen::eraseDrawn()

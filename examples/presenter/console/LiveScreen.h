@@ -33,8 +33,8 @@ public:
     QString clear();
     // Somebody else has written below: block and prompt are drawn there, and what stands above stays.
     void forget() { m_drawnAbove = 0; }
-    // Takes block and prompt off, for good.
-    QString leave();
+    // Takes block and prompt off; the lines stand where they were.
+    QString leave(const Lines &lines = {});
 
 private:
     QString eraseDrawn();

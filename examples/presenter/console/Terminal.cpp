@@ -11,6 +11,7 @@
 #include <strings.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
+#include <utility>
 
 namespace Host
 {
@@ -21,6 +22,9 @@ namespace
 constexpr int DEFAULT_COLUMNS = 80;
 constexpr int DEFAULT_ROWS = 24;
 constexpr int CANDIDATE_GAP = 2;
+// Block and prompt are not drawn sooner for what happens by itself, unless there is more of it.
+constexpr int DRAWING_MS = 100;
+constexpr int MOST_NEWS = 1000;
 constexpr std::size_t MAX_PASSWORD_BYTES = 1024;
 
 // The window of the terminal that the stream goes to.
@@ -92,6 +96,9 @@ Terminal::Terminal(QObject *parent) : QObject(parent), m_barStyle(styleOfTermina
     connect(&m_editor, &LineEditor::changed, this, &Terminal::showInput);
     connect(&m_editor, &LineEditor::offered, this, &Terminal::offer);
     connect(&m_editor, &LineEditor::screenClearAsked, this, &Terminal::clearScreen);
+    m_drawn.start();
+    m_drawing.setSingleShot(true);
+    connect(&m_drawing, &QTimer::timeout, this, &Terminal::drawDue);
 }
 
 Terminal::~Terminal()
@@ -111,7 +118,7 @@ void Terminal::closePrompt()
     if (!m_hasPrompt)
         return;
     const QMutexLocker lock(&m_mutex);
-    writeOut(m_screen.leave());
+    writeOut(m_screen.leave(takeNews()));
     m_hasPrompt = false;
     m_editor.close();
 }
@@ -138,7 +145,17 @@ void Terminal::print(const QStringList &lines)
 {
     const LiveScreen::Lines rows = rowsFor(STDOUT_FILENO, lines);
     const QMutexLocker lock(&m_mutex);
-    writeOut(m_hasPrompt ? m_screen.print(rows) : asText(STDOUT_FILENO, rows));
+    writeOut(m_hasPrompt ? m_screen.print(takeNews() + rows) : asText(STDOUT_FILENO, rows));
+}
+
+void Terminal::tell(const QString &line)
+{
+    if (!m_hasPrompt)
+        return print(line);
+    const LiveScreen::Lines rows = rowsFor(STDOUT_FILENO, {line});
+    const QMutexLocker lock(&m_mutex);
+    m_news += rows;
+    drawSoon();
 }
 
 void Terminal::complain(const QString &line)
@@ -148,7 +165,7 @@ void Terminal::complain(const QString &line)
     const QMutexLocker lock(&m_mutex);
     // Both streams may go to the same place: what was written before has to stand before it.
     if (m_hasPrompt)
-        writeOut(m_screen.leave());
+        writeOut(m_screen.leave(takeNews()));
     writeAll(STDERR_FILENO, text);
     if (m_hasPrompt)
         redraw();
@@ -159,7 +176,7 @@ void Terminal::setBlock(const QStringList &lines, int further)
     const QMutexLocker lock(&m_mutex);
     m_screen.setBlock(LiveScreen::Lines(lines.cbegin(), lines.cend()), further);
     if (m_hasPrompt)
-        redraw();
+        drawSoon();
 }
 
 int Terminal::columns() const
@@ -176,19 +193,27 @@ int Terminal::rows() const
 
 void Terminal::setPrompt(const QString &prompt)
 {
+    const QMutexLocker lock(&m_mutex);
     m_prompt = prompt;
-    showInput();
+    takeInput();
+    if (m_hasPrompt)
+        drawSoon();
 }
 
 void Terminal::showInput()
 {
     const QMutexLocker lock(&m_mutex);
+    takeInput();
+    if (m_hasPrompt)
+        redraw();
+}
+
+void Terminal::takeInput()
+{
     const QString search = m_editor.search();
     const QString prompt =
         search.isEmpty() ? m_prompt : QStringLiteral("(%1) ").arg(search) + m_prompt;
     m_screen.setInput(prompt, m_editor.text(), m_editor.cursor());
-    if (m_hasPrompt)
-        redraw();
 }
 
 void Terminal::clearScreen()
@@ -234,9 +259,30 @@ std::optional<QString> Terminal::askPassword(const QString &prompt)
     return typed.isEmpty() ? std::nullopt : std::optional<QString>(typed);
 }
 
+void Terminal::drawSoon()
+{
+    if (m_drawn.hasExpired(DRAWING_MS) || m_news.size() >= MOST_NEWS)
+        redraw();
+    else if (!m_drawing.isActive())
+        m_drawing.start(DRAWING_MS);
+}
+
+void Terminal::drawDue()
+{
+    const QMutexLocker lock(&m_mutex);
+    if (m_hasPrompt)
+        redraw();
+}
+
 void Terminal::redraw()
 {
-    writeOut(m_screen.redraw());
+    writeOut(m_screen.print(takeNews()));
+    m_drawn.start();
+}
+
+LiveScreen::Lines Terminal::takeNews()
+{
+    return std::exchange(m_news, {});
 }
 
 void Terminal::writeOut(const QString &composed)

@@ -4,9 +4,11 @@
 #include "console/LineEditor.h"
 #include "console/LiveScreen.h"
 
+#include <QtCore/QElapsedTimer>
 #include <QtCore/QMutex>
 #include <QtCore/QObject>
 #include <QtCore/QStringList>
+#include <QtCore/QTimer>
 
 #include <optional>
 
@@ -40,6 +42,9 @@ public:
     // Whatever it holds is made printable: much of it comes from learners, files and the service.
     void print(const QString &line) { print(QStringList{line}); }
     void print(const QStringList &lines);
+    // The same for what happens by itself, of which there can be thousands of lines: with a prompt, the
+    // screen is drawn for it ten times a second at most. It stays in front of whatever is printed later.
+    void tell(const QString &line);
     // Goes to standard error.
     void complain(const QString &line);
 
@@ -50,8 +55,8 @@ public:
     // What Tab offers.
     void setCompletion(Completion completion) { m_editor.completion = std::move(completion); }
 
-    // What stands above the prompt and changes in place; nothing is shown without a prompt.
-    // `further` lines belong below, but the screen has no room for them.
+    // What stands above the prompt and changes in place, as often as what is told; nothing is shown
+    // without a prompt. `further` lines belong below, but the screen has no room for them.
     void setBlock(const QStringList &lines, int further = 0);
 
     // For lines that are to fit: the width of the terminal that standard output goes to, or 80.
@@ -68,13 +73,20 @@ public:
 
 private:
     void showInput();
+    void takeInput();
     void clearScreen();
     void offer(const QStringList &words);
+    void drawSoon();
+    void drawDue();
     void redraw();
+    LiveScreen::Lines takeNews();
     void writeOut(const QString &composed);
 
     QRecursiveMutex m_mutex; // guards the screen and both output streams
     LiveScreen m_screen;
+    LiveScreen::Lines m_news; // told, but not on screen yet
+    QElapsedTimer m_drawn;    // since the last time
+    QTimer m_drawing;
     LineEditor m_editor;
     QString m_prompt{QStringLiteral("> ")};
     BarStyle m_barStyle;

@@ -37,7 +37,7 @@ News::News(LiveClass &live, const Asked &asked, Terminal &terminal)
     connect(&live, &LiveClass::attemptChanged, this, &News::attemptChanged);
     connect(&live, &LiveClass::remoteChanged, this, &News::remoteChanged);
     connect(&live, &LiveClass::remoteCommand, this, [this](const QString &command) {
-        m_terminal.print(QStringLiteral("* remote: %1").arg(shown(command)));
+        m_terminal.tell(QStringLiteral("* remote: %1").arg(shown(command)));
     });
     tellWhoIsThere();
 }
@@ -56,8 +56,8 @@ void News::tellWhoIsThere()
 
 void News::tellJoined(const QString &name, const QString &deviceType)
 {
-    m_terminal.print(QStringLiteral("+ %1, %2 now")
-                         .arg(nameAndDevice(name, deviceType), learnersInWords(++m_learnerCount)));
+    m_terminal.tell(QStringLiteral("+ %1, %2 now")
+                        .arg(nameAndDevice(name, deviceType), learnersInWords(++m_learnerCount)));
 }
 
 void News::learnerJoined(const Tarvo::Learner &learner)
@@ -73,7 +73,7 @@ void News::learnerLeft(const QString &deviceId)
     // did it has its own words.
     const QString name = nameAndDevice(*m_live.learners(), deviceId);
     if (isGoingOn() && !name.isEmpty())
-        m_terminal.print(QStringLiteral("- %1, %2 now").arg(name, learnersInWords(m_learnerCount)));
+        m_terminal.tell(QStringLiteral("- %1, %2 now").arg(name, learnersInWords(m_learnerCount)));
 }
 
 void News::answered(const QString &deviceId, const QString &question, const QString &answer)
@@ -83,12 +83,12 @@ void News::answered(const QString &deviceId, const QString &question, const QStr
     QString who = nameOf(deviceId);
     if (m_live.activity() == LiveClass::Assessment)
         who += QStringLiteral(", question %1").arg(m_asked.indexOf(question) + 1);
-    m_terminal.print(QStringLiteral("  %1: %2").arg(who, shown(answer)));
+    m_terminal.tell(QStringLiteral("  %1: %2").arg(who, shown(answer)));
 }
 
 void News::answeredLate(const QString &deviceId, const QString &, const QString &answer)
 {
-    m_terminal.print(QStringLiteral("  %1: %2 (too late)").arg(nameOf(deviceId), shown(answer)));
+    m_terminal.tell(QStringLiteral("  %1: %2 (too late)").arg(nameOf(deviceId), shown(answer)));
 }
 
 // Tens of thousands of answers cannot look through all learners each.
@@ -104,14 +104,14 @@ void News::remoteChanged(bool isThere)
 {
     m_hasRemote = isThere;
     if (isGoingOn())
-        m_terminal.print(isThere ? QStringLiteral("+ remote") : QStringLiteral("- remote"));
+        m_terminal.tell(isThere ? QStringLiteral("+ remote") : QStringLiteral("- remote"));
 }
 
 void News::failed(const Failure &failure)
 {
     // The others were asked for, and whoever asked is told.
     if (failure.action() == Tarvo::Action::None)
-        m_terminal.print(QStringLiteral("? ") + describe(failure));
+        m_terminal.tell(QStringLiteral("? ") + describe(failure));
 }
 
 bool News::isGoingOn() const
@@ -129,7 +129,7 @@ void News::stateChanged()
         return;
     m_isAway = false;
     m_toldReason = Failure::NoReason;
-    m_terminal.print(QStringLiteral("Connected again over %1.").arg(m_live.transport()));
+    m_terminal.tell(QStringLiteral("Connected again over %1.").arg(m_live.transport()));
 }
 
 void News::reasonChanged()
@@ -138,7 +138,7 @@ void News::reasonChanged()
     if (m_live.state() != LiveClass::Reconnecting || reason == m_toldReason)
         return;
     m_toldReason = reason;
-    m_terminal.print(Failure(Tarvo::Action::None, reason).message());
+    m_terminal.tell(Failure(Tarvo::Action::None, reason).message());
 }
 
 void News::attemptChanged()
@@ -146,9 +146,9 @@ void News::attemptChanged()
     if (m_live.state() != LiveClass::Reconnecting || !m_live.nextAttemptAt().isValid())
         return;
     const qint64 waitMs = QDateTime::currentDateTimeUtc().msecsTo(m_live.nextAttemptAt());
-    m_terminal.print(QStringLiteral("Coming back, attempt %1 in %2 s ...")
-                         .arg(m_live.attempt())
-                         .arg(qMax<qint64>(1, (waitMs + MS_PER_S / 2) / MS_PER_S)));
+    m_terminal.tell(QStringLiteral("Coming back, attempt %1 in %2 s ...")
+                        .arg(m_live.attempt())
+                        .arg(qMax<qint64>(1, (waitMs + MS_PER_S / 2) / MS_PER_S)));
 }
 
 } // namespace Host
