@@ -13,7 +13,7 @@ import { addressOf, presenterNamedIn } from './address.js';
 import { answeredQuestion, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
 import { BusConnection, CLOSINGS } from './connection.js';
-import { BusMessage, messageText } from './message.js';
+import { BusMessage, ownMessage } from './message.js';
 
 // The fields of a device's message that go on to the presenters; who it is from, the service knows.
 const DEVICE_FIELDS = ['type', 'version', 'sourceSystem', 'data'];
@@ -290,14 +290,14 @@ export class Bus extends EventEmitter {
   // The messages may hold pictures, and everybody gets them: they are not encoded anew for each.
   #tellState(connection) {
     const { paused, messages, answers } = this.#lessonOf(connection.session).stateFor(connection.user.userToken);
-    const bodies = messages.map(({ bodyText }) => bodyText).join(',');
-    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[${bodies}],"answers":[${answers.join(',')}]}`);
+    const inList = messages.flatMap((message, i) => (i === 0 ? [message] : [',', message]));
+    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[`, ...inList, `],"answers":[${answers.join(',')}]}`);
   }
 
   // The service's own word to one device.
-  #tell(connection, bodyText) {
+  #tell(connection, ...bodyParts) {
     const address = addressOf(connection.session.token, 'user', connection.user.userToken);
-    connection.deliver({ text: messageText(address, bodyText) });
+    connection.deliver(ownMessage(address, bodyParts));
   }
 
   // A stopped session's addresses are gone at once. Devices are told what presenters tell them; a
