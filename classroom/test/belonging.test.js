@@ -120,6 +120,15 @@ test('who a message is from, and whom it is about, the service says', async () =
   assert.deepEqual(device.bodies.at(-1), { from: 'presenter', type: 'pause' });
 });
 
+for (const unfit of ['x'.repeat(65), 'a\u001b[31m', 3, null, true, { deep: [1] }, ['3.0.0']]) {
+  test(`a presenter does not get what a device writes for its version: ${JSON.stringify(unfit)}`, async () => {
+    const { place, presenter, device } = classWith('learner');
+    const body = { type: 'questionGet', version: unfit, sourceSystem: unfit, data: packed({ questionNumber: 1 }) };
+    await device.send({ type: 'publish', address: `${place.token}.presenter`, body });
+    assert.deepEqual(presenter.bodies.at(-1), { from: device.user.userToken, type: 'questionGet', data: body.data });
+  });
+}
+
 test('nobody hears the token with which a presenter proves who it is', () => {
   const { place, presenter, device } = classWith('learner');
   const places = ['', '.learner', '.controller', '.presenter', `.user.${device.user.userToken}`, `.presenter.${presenter.user.userToken}`];

@@ -190,7 +190,7 @@ for (const signal of ['SIGTERM', 'SIGINT']) {
     const { service, session, rest } = await startClass(t, '--learners', '2', '--join-every', '0', '--record', record);
     const presenter = await Presenter.open(service.url, session);
     await presenter.received('join', 2);
-    const polling = await Presenter.open(service.url, session, 'xhr-polling');
+    const polling = await Presenter.open(service.url, await rest.joinSession(session), 'xhr-polling');
     const idle = await rawConnection(t, service.url);
     const halfway = await rawConnection(t, service.url);
     halfway.write('POST /vantora HTTP/1.1\r\nContent-Length: 100\r\n\r\nhalf');

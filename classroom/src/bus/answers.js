@@ -3,7 +3,8 @@
 
 import { isWithinDepth } from './envelope.js';
 
-const CONTROL_CHARACTER = /\p{Cc}/u;
+/** What no text of a learner's may hold. */
+export const CONTROL_CHARACTER = /\p{Cc}/u;
 
 /**
  * What is wrong with the unpacked payload of a learner's message, or null. limits: {answerChars, envelopeDepth}.

@@ -10,13 +10,14 @@ import { EventEmitter } from 'node:events';
 import { LIMITS } from '../limits.js';
 import { Lesson } from '../state/lesson.js';
 import { addressOf, presenterNamedIn } from './address.js';
-import { answeredQuestion, faultOf, saysTheTruth } from './answers.js';
+import { answeredQuestion, CONTROL_CHARACTER, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
 import { BusConnection, CLOSINGS } from './connection.js';
-import { BusMessage, messageText } from './message.js';
+import { BusMessage, ownMessage } from './message.js';
 
-// The fields of a device's message that go on to the presenters; who it is from, the service knows.
-const DEVICE_FIELDS = ['type', 'version', 'sourceSystem', 'data'];
+// The fields of a device's message that go on to the presenters besides its type and data, if they are short
+// texts; who it is from, the service knows.
+const DEVICE_LABELS = ['version', 'sourceSystem'];
 
 // Whom devices see a presenter's messages come from. Its token is all that somebody needs to be that presenter.
 const PRESENTER = 'presenter';
@@ -201,8 +202,14 @@ export class Bus extends EventEmitter {
       delete own.client;
       return new BusMessage(this.#codec, address, own, this.#limits.presenterBytes, from);
     }
-    const fields = DEVICE_FIELDS.filter((name) => body[name] !== undefined).map((name) => [name, body[name]]);
-    return new BusMessage(this.#codec, address, { from, ...Object.fromEntries(fields) }, this.#limits.payloadBytes);
+    const { type, data } = body;
+    const labels = DEVICE_LABELS.filter((name) => this.#isLabel(body[name])).map((name) => [name, body[name]]);
+    const own = { from, type, ...Object.fromEntries(labels), ...data !== undefined && { data } };
+    return new BusMessage(this.#codec, address, own, this.#limits.payloadBytes);
+  }
+
+  #isLabel(value) {
+    return typeof value === 'string' && value.length <= this.#limits.nameChars && !CONTROL_CHARACTER.test(value);
   }
 
   async #lookAt(connection, message) {
@@ -290,14 +297,14 @@ export class Bus extends EventEmitter {
   // The messages may hold pictures, and everybody gets them: they are not encoded anew for each.
   #tellState(connection) {
     const { paused, messages, answers } = this.#lessonOf(connection.session).stateFor(connection.user.userToken);
-    const bodies = messages.map(({ bodyText }) => bodyText).join(',');
-    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[${bodies}],"answers":[${answers.join(',')}]}`);
+    const inList = messages.flatMap((message, i) => (i === 0 ? [message] : [',', message]));
+    this.#tell(connection, `{"action":"state","paused":${paused},"messages":[`, ...inList, `],"answers":[${answers.join(',')}]}`);
   }
 
   // The service's own word to one device.
-  #tell(connection, bodyText) {
+  #tell(connection, ...bodyParts) {
     const address = addressOf(connection.session.token, 'user', connection.user.userToken);
-    connection.deliver({ text: messageText(address, bodyText) });
+    connection.deliver(ownMessage(address, bodyParts));
   }
 
   // A stopped session's addresses are gone at once. Devices are told what presenters tell them; a

@@ -2,14 +2,19 @@
 
 import { parsedOrNull } from './envelope.js';
 
-/** The text of a message whose body is JSON already. */
-export function messageText(address, bodyText) {
-  return `{"type":"message","address":${JSON.stringify(address)},"body":${bodyText}}`;
+/**
+ * A message whose body is JSON already, as devices get it: {text, parts}. The body is given in parts, which
+ * are texts and messages; a message stands for its own body. What carries the message shares those.
+ */
+export function ownMessage(address, bodyParts) {
+  const parts = [`{"type":"message","address":${JSON.stringify(address)},"body":`, ...bodyParts, '}'];
+  // Put together one by one, the text is no copy as long as nobody reads it.
+  return { parts, text: parts.reduce((text, part) => text + (part.bodyText ?? part), '') };
 }
 
 export class BusMessage {
   #bodyText = null;
-  #text = null;
+  #own = null;
   #payload = null;
   #codec;
   #maxBytes;
@@ -31,8 +36,17 @@ export class BusMessage {
 
   /** The message as devices get it. */
   get text() {
-    this.#text ??= messageText(this.address, this.bodyText);
-    return this.#text;
+    return this.#whole.text;
+  }
+
+  /** The same in parts: see ownMessage(). */
+  get parts() {
+    return this.#whole.parts;
+  }
+
+  get #whole() {
+    this.#own ??= ownMessage(this.address, [this]);
+    return this.#own;
   }
 
   /** A promise of the unpacked payload: {form, text, data}, data being the parsed text or null. */
