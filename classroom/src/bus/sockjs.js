@@ -1,7 +1,7 @@
 // Carries bus connections over SockJS, on the transports of the real SockJS server. The gate stands in
 // front of that server: it lets through what devices need, within the bounds of what the service bears.
 
-import { randomBytes } from 'node:crypto';
+import { randomUUID } from 'node:crypto';
 import { STATUS_CODES } from 'node:http';
 import { Readable } from 'node:stream';
 
@@ -243,6 +243,6 @@ function refuseUpgrade(socket, status, why) {
 // come back as it is.
 function stickyCookie(request, response) {
   const { JSESSIONID: sent = '' } = request.cookies;
-  const value = COOKIE_VALUE.test(sent) ? sent : `${randomBytes(6).toString('hex')}%1.node119`;
+  const value = COOKIE_VALUE.test(sent) ? sent : `${randomUUID().slice(-12)}%1.node119`;
   response.setHeader('Set-Cookie', `JSESSIONID=${value}; path=/`);
 }
