@@ -13,7 +13,7 @@ import { addressOf, presenterNamedIn } from './address.js';
 import { answeredQuestion, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
 import { BusConnection, CLOSINGS } from './connection.js';
-import { BusMessage, messageText } from './message.js';
+import { BusMessage, messageText, whenKnown } from './message.js';
 
 // The fields of a device's message that go on to the presenters; who it is from, the service knows.
 const DEVICE_FIELDS = ['type', 'version', 'sourceSystem', 'data'];
@@ -201,8 +201,11 @@ export class Bus extends EventEmitter {
     return new BusMessage(this.#codec, address, { from, ...Object.fromEntries(fields) }, this.#limits.payloadBytes);
   }
 
-  async #lookAt(connection, message) {
-    const payload = await message.payload();
+  #lookAt(connection, message) {
+    return whenKnown(message.payload(), (payload) => this.#passOn(connection, message, payload));
+  }
+
+  #passOn(connection, message, payload) {
     if (!connection.isOpen || !this.#sessions.isRunning(connection.session.token)) {
       return;
     }
@@ -271,9 +274,9 @@ export class Bus extends EventEmitter {
     return receivers.length;
   }
 
-  async #notice(message, sender, receivers) {
-    const description = this.#journal.wantsPayloads ? await message.description() : message.outline;
-    return { ...about(sender), ...description, receivers };
+  #notice(message, sender, receivers) {
+    const description = this.#journal.wantsPayloads ? message.description() : message.outline;
+    return whenKnown(description, (fields) => Object.assign(about(sender), fields, { receivers }));
   }
 
   #tellPresenters({ session, client }, action) {
