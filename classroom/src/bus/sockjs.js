@@ -2,8 +2,8 @@
 // front of that server: it lets through what devices need, within the bounds of what the service bears.
 
 import { randomUUID } from 'node:crypto';
+import { EventEmitter } from 'node:events';
 import { STATUS_CODES } from 'node:http';
-import { Readable } from 'node:stream';
 
 import sockjs from 'sockjs';
 
@@ -28,6 +28,7 @@ const WEB_SOCKET_VERSION = '13';
 const WEB_SOCKET_KEY = /^[A-Za-z0-9+/]{22}==$/;
 const COOKIE_VALUE = /^[\w.%-]{1,64}$/;
 const NOTHING = Buffer.alloc(0);
+const EMPTY_LIST = Buffer.from('[]');
 
 /** Serves the bus: handle(request, responseOrSocket, head) says whether the request was one for it. */
 export class SockJsGate {
@@ -159,10 +160,12 @@ export class SockJsGate {
   // The SockJS server copies a body as often as it has pieces, so it gets an empty list. It knows what
   // to reply, with which headers, and whether the session exists.
   #acknowledge({ method, url, headers, httpVersion }, response) {
-    const request = Object.assign(Readable.from([Buffer.from('[]')]), {
+    const request = Object.assign(new EventEmitter(), {
       method, url, headers: { ...headers, 'content-type': 'text/plain' }, httpVersion,
     });
     this.#handler(request, response);
+    request.emit('data', EMPTY_LIST);
+    request.emit('end');
   }
 
   // Whether there is room for another line. The SockJS server takes a moment to open it.
