@@ -32,6 +32,7 @@ export class Journal {
   #keptChars = 0;
   #count = 0;
   #tail = Promise.resolve();
+  #held = 0; // entries that wait for their fields, or behind one that does
   #watchers = new Set();
   #log;
   #file = null;
@@ -76,9 +77,11 @@ export class Journal {
     }
     const given = typeof fields === 'function' ? called(fields) : fields;
     const entry = { n: ++this.#count, time: new Date().toISOString(), kind };
-    this.#tail = this.#tail
-      .then(async () => this.#publish({ ...entry, ...this.#detailed(await given) }))
-      .catch((error) => console.error(`classroom: entry ${entry.n} is missing: ${printable(error.message)}`));
+    if (this.#held > 0 || typeof given?.then === 'function') {
+      this.#hold(entry, given);
+    } else {
+      this.#publish(entry, given);
+    }
   }
 
   /** Resolves when everything noted so far is readable. */
@@ -147,7 +150,23 @@ export class Journal {
     return this.#entries.at(-1)?.n ?? 0;
   }
 
-  #publish(entry) {
+  #hold(entry, given) {
+    this.#held += 1;
+    this.#tail = this.#tail
+      .then(() => given)
+      .then((fields) => this.#publish(entry, fields), (error) => complain(entry, error))
+      .then(() => { this.#held -= 1; });
+  }
+
+  #publish(entry, fields) {
+    try {
+      this.#write(Object.assign(entry, this.#detailed(fields)));
+    } catch (error) {
+      complain(entry, error);
+    }
+  }
+
+  #write(entry) {
     this.#keep(entry);
     this.#file?.write(`${JSON.stringify(entry)}\n`);
     this.#log?.write(`${logLine(entry)}\n`);
@@ -176,6 +195,10 @@ export class Journal {
   }
 }
 
+function complain({ n }, error) {
+  console.error(`classroom: entry ${n} is missing: ${printable(error.message)}`);
+}
+
 function called(fields) {
   try {
     return fields();
@@ -185,9 +208,21 @@ function called(fields) {
 }
 
 // All of an entry's fields may be as long as their sender likes. "data" is "text" once more, parsed.
-function charsOf({ n, time, kind, data, ...fields }) {
-  const chars = Object.values(fields).reduce((sum, value) => sum + lengthOf(value), 0);
-  return chars + (typeof fields.text === 'string' && data ? fields.text.length : lengthOf(data));
+function charsOf(entry) {
+  let chars = 0;
+  for (const name in entry) {
+    chars += charsOfField(entry, name);
+  }
+  return chars;
+}
+
+function charsOfField(entry, name) {
+  switch (name) {
+    case 'time':
+    case 'kind': return 0;
+    case 'data': return entry.data && typeof entry.text === 'string' ? entry.text.length : lengthOf(entry.data);
+    default: return lengthOf(entry[name]);
+  }
 }
 
 function lengthOf(value) {

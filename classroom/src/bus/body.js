@@ -25,7 +25,7 @@ export function readText(request, { bound, largeBound = bound, mayBeLarge = () =
       }
     });
     request.on('end', () => resolve(body.text()));
-    request.on('close', () => reject(new Error('the device went away')));
+    request.on('close', () => request.readableEnded || reject(new Error('the device went away')));
   });
 }
 

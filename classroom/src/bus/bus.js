@@ -13,7 +13,11 @@ import { addressOf, presenterNamedIn } from './address.js';
 import { answeredQuestion, CONTROL_CHARACTER, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
 import { BusConnection, CLOSINGS } from './connection.js';
+<<<<<<< HEAD
 import { BusMessage, ownMessage } from './message.js';
+=======
+import { BusMessage, messageText, whenKnown } from './message.js';
+>>>>>>> part-load
 
 // The fields of a device's message that go on to the presenters besides its type and data, if they are short
 // texts; who it is from, the service knows.
@@ -212,8 +216,11 @@ export class Bus extends EventEmitter {
     return typeof value === 'string' && value.length <= this.#limits.nameChars && !CONTROL_CHARACTER.test(value);
   }
 
-  async #lookAt(connection, message) {
-    const payload = await message.payload();
+  #lookAt(connection, message) {
+    return whenKnown(message.payload(), (payload) => this.#passOn(connection, message, payload));
+  }
+
+  #passOn(connection, message, payload) {
     if (!connection.isOpen || !this.#sessions.isRunning(connection.session.token)) {
       return;
     }
@@ -285,9 +292,9 @@ export class Bus extends EventEmitter {
     return receivers.length;
   }
 
-  async #notice(message, sender, receivers) {
-    const description = this.#journal.wantsPayloads ? await message.description() : message.outline;
-    return { ...about(sender), ...description, receivers };
+  #notice(message, sender, receivers) {
+    const description = this.#journal.wantsPayloads ? message.description() : message.outline;
+    return whenKnown(description, (fields) => Object.assign(about(sender), fields, { receivers }));
   }
 
   #tellPresenters({ session, client }, action) {

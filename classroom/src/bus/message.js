@@ -12,6 +12,11 @@ export function ownMessage(address, bodyParts) {
   return { parts, text: parts.reduce((text, part) => text + (part.bodyText ?? part), '') };
 }
 
+/** What use() makes of a value, or a promise of that for the promise of a value. */
+export function whenKnown(value, use) {
+  return value instanceof Promise ? value.then(use) : use(value);
+}
+
 export class BusMessage {
   #bodyText = null;
   #own = null;
@@ -49,10 +54,9 @@ export class BusMessage {
     return this.#own;
   }
 
-  /** A promise of the unpacked payload: {form, text, data}, data being the parsed text or null. */
+  /** The unpacked payload, or a promise of it: {form, text, data}, data being the parsed text or null. */
   payload() {
-    this.#payload ??= this.#codec.unpack(this.body.data, { maxBytes: this.#maxBytes })
-      .then((unpacked) => ({ ...unpacked, data: parsedOrNull(unpacked.text) }));
+    this.#payload ??= this.#unpack(this.body.data, { maxBytes: this.#maxBytes });
     return this.#payload;
   }
 
@@ -62,8 +66,13 @@ export class BusMessage {
     return { address: this.address, from: this.#from, type, action, version, sourceSystem, client };
   }
 
-  /** A promise of what the journal notes about the message. */
-  async description() {
-    return { ...this.outline, ...await this.payload() };
+  /** What the journal notes about the message, or a promise of it. */
+  description() {
+    return whenKnown(this.payload(), (payload) => Object.assign(this.outline, payload));
+  }
+
+  #unpack(data, bounds) {
+    const unpacked = this.#codec.unpackAtOnce(data, bounds) ?? this.#codec.unpack(data, bounds);
+    return whenKnown(unpacked, (payload) => ({ ...payload, data: parsedOrNull(payload.text) }));
   }
 }

@@ -1,8 +1,14 @@
 // Carries bus connections over SockJS, on the transports of the real SockJS server. The gate stands in
 // front of that server: it lets through what devices need, within the bounds of what the service bears.
 
+<<<<<<< HEAD
 import { randomBytes } from 'node:crypto';
 import { Readable } from 'node:stream';
+=======
+import { randomUUID } from 'node:crypto';
+import { EventEmitter } from 'node:events';
+import { STATUS_CODES } from 'node:http';
+>>>>>>> part-load
 
 import sockjs from 'sockjs';
 
@@ -28,6 +34,7 @@ const WEB_SOCKET_VERSION = '13';
 const WEB_SOCKET_KEY = /^[A-Za-z0-9+/]{22}==$/;
 const COOKIE_VALUE = /^[\w.%-]{1,64}$/;
 const NOTHING = Buffer.alloc(0);
+const EMPTY_LIST = Buffer.from('[]');
 
 /** Serves the bus: handle(request, responseOrSocket, head) says whether the request was one for it. */
 export class SockJsGate {
@@ -161,10 +168,12 @@ export class SockJsGate {
   // The SockJS server copies a body as often as it has pieces, so it gets an empty list. It knows what
   // to reply, with which headers, and whether the session exists.
   #acknowledge({ method, url, headers, httpVersion }, response) {
-    const request = Object.assign(Readable.from([Buffer.from('[]')]), {
+    const request = Object.assign(new EventEmitter(), {
       method, url, headers: { ...headers, 'content-type': 'text/plain' }, httpVersion,
     });
     this.#handler(request, response);
+    request.emit('data', EMPTY_LIST);
+    request.emit('end');
   }
 
   // Whether there is room for another line. The SockJS server takes a moment to open it.
@@ -250,6 +259,6 @@ function keepOriginsOut(response) {
 // come back as it is.
 function stickyCookie(request, response) {
   const { JSESSIONID: sent = '' } = request.cookies;
-  const value = COOKIE_VALUE.test(sent) ? sent : `${randomBytes(6).toString('hex')}%1.node119`;
+  const value = COOKIE_VALUE.test(sent) ? sent : `${randomUUID().slice(-12)}%1.node119`;
   response.setHeader('Set-Cookie', `JSESSIONID=${value}; path=/`);
 }

@@ -1,5 +1,6 @@
 // Reads the value of a message's "data", whatever form it came in. Everything here costs time in
-// proportion to a stranger's message, so it runs on the decoders' threads only (worker.js).
+// proportion to a stranger's message, so it runs on the decoders' threads (worker.js), but for the
+// shortest messages.
 //
 // The value is a text, a list of texts, or a list of bytes as Int16Array, which holds signed and unsigned
 // ones alike.
@@ -33,6 +34,16 @@ export function measure(data, maxBytes) {
 /** The text of what measure() has found: {form, text}. */
 export function decode({ form, blocks, declared }) {
   return { form, text: blocks.map((block) => decompressBlock(block, declared)).join('') };
+}
+
+/** The result for a message that declares no more than atOnceBytes; {large: true} for any other. */
+export function read(data, maxBytes, atOnceBytes) {
+  try {
+    const found = measure(data, maxBytes);
+    return found.declared > atOnceBytes ? { large: true } : decode(found);
+  } catch (error) {
+    return asItCame(data, maxBytes, error);
+  }
 }
 
 /** What is no payload, as it came, with the reason. A text stays where it is: the caller has it. */

@@ -34,7 +34,7 @@ export function readBody(request, maxBytes) {
     request.on('data', take)
       .once('end', () => resolve(Buffer.concat(chunks)))
       .once('error', reject)
-      .once('close', () => reject(new Error('the client has gone')));
+      .once('close', () => request.readableEnded || reject(new Error('the client has gone')));
   });
 }
 
@@ -54,7 +54,7 @@ export function parseObject(bytes) {
 
 /** The value of a cookie in a Cookie header, or ''. */
 export function cookieValue(header, name) {
-  const pair = (header ?? '').split(';').map((text) => text.trim()).find((text) => text.startsWith(`${name}=`));
+  const pair = header?.split(';').map((text) => text.trim()).find((text) => text.startsWith(`${name}=`));
   return pair ? pair.slice(name.length + 1) : '';
 }
 

@@ -1,6 +1,6 @@
 // Session operations: create, start, join, list users, stop, and where the collaboration server is.
 
-import { randomBytes } from 'node:crypto';
+import { randomUUID } from 'node:crypto';
 
 import { LIMITS } from '../limits.js';
 import { PROTOCOL_VERSION } from '../protocol.js';
@@ -8,8 +8,6 @@ import { checkSourceSystem, choice, field, label } from './fields.js';
 import { failures, successBody } from './reply.js';
 
 const MODES = ['presenter', 'learner', 'controller'];
-
-const DEVICE_SECRET_BYTES = 16;
 
 export class SessionCalls {
   routes = {
@@ -96,7 +94,7 @@ export class SessionCalls {
   #secretFor(session, deviceSecret) {
     return this.#sessions.knowsDevice(session, deviceSecret)
       ? deviceSecret
-      : randomBytes(DEVICE_SECRET_BYTES).toString('hex');
+      : randomUUID().replaceAll('-', '');
   }
 
   // Neither a device that comes back nor the session's own teacher guesses codes.

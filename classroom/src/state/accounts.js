@@ -98,7 +98,7 @@ export class Accounts {
 
   /** The user a cookie stands for, or null when there is none or the sign-in has expired. */
   signedInUser(cookie) {
-    return this.#signIns.touch(digestOf(cookie))?.userId ?? null;
+    return cookie === '' ? null : this.#signIns.touch(digestOf(cookie))?.userId ?? null;
   }
 
   signOut(cookie) {

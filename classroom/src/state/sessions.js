@@ -26,6 +26,7 @@ class Place {
 
   constructor(user, device) {
     this.user = user;
+    this.isLearner = user.mode === 'learner';
     this.device = device; // the digest of the device's secret, or null
   }
 }
@@ -33,6 +34,7 @@ class Place {
 class Session {
   token = null;
   places = new Map(); // by user token
+  learners = 0; // how many of the places are theirs
   devices = new Map(); // by the digest of a device's secret: its place
   timer = null; // ends the session when the presenter stays away
 
@@ -44,6 +46,11 @@ class Session {
   /** The users who are there or are waited for. */
   get users() {
     return [...this.places.values()].filter(({ state }) => state !== AWAY).map(({ user }) => user);
+  }
+
+  /** How many there are of learners, or of all others. */
+  countOf(isLearner) {
+    return isLearner ? this.learners : this.places.size - this.learners;
   }
 
   get hasPresenter() {
@@ -125,7 +132,7 @@ export class Sessions extends EventEmitter {
 
   /** Says whether the secret is that of a device whose user's token is alive. */
   knowsDevice(session, deviceSecret) {
-    return session.devices.has(digestOf(deviceSecret));
+    return deviceSecret !== '' && session.devices.has(digestOf(deviceSecret));
   }
 
   /** The user whose token this is, connected or not, or null. */
@@ -185,6 +192,7 @@ export class Sessions extends EventEmitter {
   #add(session, details, device) {
     const place = new Place({ ...details, userToken: randomUUID() }, device);
     session.places.set(place.user.userToken, place);
+    session.learners += place.isLearner ? 1 : 0;
     if (device !== null) {
       session.devices.set(device, place);
     }
@@ -196,11 +204,10 @@ export class Sessions extends EventEmitter {
   // Whoever is away makes room first.
   #makeRoom(session, mode) {
     const isLearner = mode === 'learner';
-    const same = [...session.places.values()].filter(({ user }) => (user.mode === 'learner') === isLearner);
-    if (same.length < this.#limits.usersOfSession) {
+    if (session.countOf(isLearner) < this.#limits.usersOfSession) {
       return true;
     }
-    const away = same.find(({ state }) => state === AWAY);
+    const away = [...session.places.values()].find((place) => place.state === AWAY && place.isLearner === isLearner);
     if (away) {
       this.#drop(session, away);
     }
@@ -231,7 +238,9 @@ export class Sessions extends EventEmitter {
 
   #drop(session, place) {
     clearTimeout(place.timer);
-    session.places.delete(place.user.userToken);
+    if (session.places.delete(place.user.userToken) && place.isLearner) {
+      session.learners -= 1;
+    }
     session.devices.delete(place.device);
     this.emit('left', session, place.user);
   }
