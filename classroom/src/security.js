@@ -20,13 +20,9 @@ const LOOPBACK_HOST = /^(?:localhost|127(?:\.\d{1,3}){3}|\[::1\])(?::(\d{1,5}))?
 const JSON_TYPE = /^application\/json\s*(?:;|$)/i;
 
 export function setSecurityHeaders(response) {
-<<<<<<< HEAD
-  Object.entries(SECURITY_HEADERS).forEach(([name, value]) => response.setHeader(name, value));
-=======
-  for (const name in HEADERS) {
-    response.setHeader(name, HEADERS[name]);
+  for (const name in SECURITY_HEADERS) {
+    response.setHeader(name, SECURITY_HEADERS[name]);
   }
->>>>>>> part-load
 }
 
 /** Answers a request with nothing but a status. */

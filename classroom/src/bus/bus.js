@@ -13,11 +13,7 @@ import { addressOf, presenterNamedIn } from './address.js';
 import { answeredQuestion, CONTROL_CHARACTER, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
 import { BusConnection, CLOSINGS } from './connection.js';
-<<<<<<< HEAD
-import { BusMessage, ownMessage } from './message.js';
-=======
-import { BusMessage, messageText, whenKnown } from './message.js';
->>>>>>> part-load
+import { BusMessage, ownMessage, whenKnown } from './message.js';
 
 // The fields of a device's message that go on to the presenters besides its type and data, if they are short
 // texts; who it is from, the service knows.

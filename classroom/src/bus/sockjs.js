@@ -1,14 +1,8 @@
 // Carries bus connections over SockJS, on the transports of the real SockJS server. The gate stands in
 // front of that server: it lets through what devices need, within the bounds of what the service bears.
 
-<<<<<<< HEAD
-import { randomBytes } from 'node:crypto';
-import { Readable } from 'node:stream';
-=======
 import { randomUUID } from 'node:crypto';
 import { EventEmitter } from 'node:events';
-import { STATUS_CODES } from 'node:http';
->>>>>>> part-load
 
 import sockjs from 'sockjs';
 
