@@ -2,6 +2,7 @@
 
 #include "console/Printable.h"
 
+#include <QtCore/QLoggingCategory>
 #include <QtCore/QMutex>
 #include <QtCore/QString>
 
@@ -57,6 +58,9 @@ void makeDiagnosticsPrintable()
 
 Diagnostics::Diagnostics(Sink sink)
 {
+    // An answer of millions of characters is not made into lines that nobody reads.
+    if (!sink)
+        QLoggingCategory::setFilterRules(QStringLiteral("tarvo.*.debug=false"));
     const QMutexLocker lock(&shared().mutex);
     shared().sink = std::move(sink);
     shared().previousHandler = qInstallMessageHandler(&handleMessage);
@@ -65,6 +69,7 @@ Diagnostics::Diagnostics(Sink sink)
 Diagnostics::~Diagnostics()
 {
     qInstallMessageHandler(shared().previousHandler);
+    QLoggingCategory::setFilterRules(QString());
     const QMutexLocker lock(&shared().mutex);
     shared().sink = nullptr;
 }

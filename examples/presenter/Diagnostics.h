@@ -18,7 +18,7 @@ class Diagnostics
 public:
     using Sink = std::function<void(const QString &line)>;
 
-    // Null: diagnostics are dropped. The sink may be called from any thread.
+    // Null: diagnostics are dropped, and the library does not even put them together. The sink may be called from any thread.
     explicit Diagnostics(Sink sink);
     ~Diagnostics();
     Q_DISABLE_COPY_MOVE(Diagnostics)

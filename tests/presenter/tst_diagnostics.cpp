@@ -2,6 +2,7 @@
 #include "support/LogCapture.h"
 #include "support/Text.h"
 
+#include <QtCore/QLoggingCategory>
 #include <QtTest/QtTest>
 
 using namespace Host;
@@ -13,6 +14,7 @@ class tst_Diagnostics : public QObject
 private Q_SLOTS:
     void linesReachTheSinkOnly();
     void withoutSinkLinesAreDropped();
+    void withoutSinkLinesAreNotMade();
     void theEarlierHandlerComesBack();
     void linesHoldNoCommandsToTheTerminal();
 };
@@ -38,6 +40,21 @@ void tst_Diagnostics::withoutSinkLinesAreDropped()
         qDebug().noquote() << "one";
     }
     QCOMPARE(outside.messages(), QStringList());
+}
+
+void tst_Diagnostics::withoutSinkLinesAreNotMade()
+{
+    const QLoggingCategory channel("tarvo.channel");
+    {
+        const Diagnostics diagnostics([](const QString &) {});
+        QVERIFY(channel.isDebugEnabled());
+    }
+    {
+        const Diagnostics diagnostics(nullptr);
+        QVERIFY(!channel.isDebugEnabled());
+        QVERIFY(channel.isWarningEnabled());
+    }
+    QVERIFY(channel.isDebugEnabled());
 }
 
 void tst_Diagnostics::theEarlierHandlerComesBack()

@@ -133,8 +133,11 @@ ShownResults shownResults(const QAbstractItemModel &results, const Asked &asked,
                           bool isPaused, int columns, BarStyle style, int mostLines)
 {
     const int expected = learners * asked.questions.size();
-    ShownResults shown{{heading(asked, isPaused, countResponses(results), expected)}};
     const QVector<Counted> questions = countedIn(results, asked);
+    int responses = 0;
+    for (const Counted &question : questions)
+        responses += question.respondents;
+    ShownResults shown{{heading(asked, isPaused, responses, expected)}};
     for (int i = 0; i < questions.size(); ++i) {
         if (!asked.questions.at(i).isEmpty())
             shown.lines.append(asked.questions.at(i));
