@@ -152,17 +152,17 @@ export class Rest {
       response.destroy();
       return;
     }
-    let bytes = Buffer.isBuffer(body) ? body : Buffer.from(body);
+    let sent = body;
     if (this.#options.gzip && !contentType.startsWith('image/')) {
-      bytes = gzipSync(bytes);
+      sent = gzipSync(Buffer.from(body));
       response.setHeader('Content-Encoding', 'gzip');
     }
     const cookies = this.#cookies(signIn, deviceSecret);
     if (cookies.length > 0) {
       response.setHeader('Set-Cookie', cookies);
     }
-    response.writeHead(status, { ...headers, 'Content-Type': contentType, 'Content-Length': bytes.length });
-    await sendBody(response, bytes, this.#limits.responseMs);
+    response.writeHead(status, { ...headers, 'Content-Type': contentType, 'Content-Length': Buffer.byteLength(sent) });
+    await sendBody(response, sent, this.#limits.responseMs);
   }
 
   #cookies(signIn, deviceSecret) {
