@@ -48,6 +48,7 @@ export const LIMITS = {
   answerChars: 10_000,
   payloadBytes: 128 * KIB, // of a learner's data, unpacked: an answer of 10,000 characters and what is around it
   messagesPerSecond: 20, // of a connection; the next is read later
+  confirmingMs: 100, // without an answer, before answers are confirmed: the presenter comes first
   behindMs: 10 * SECOND, // that a connection may be read later; then it is cut
   framesOfMessage: 64, // of a web socket
   controlFramesPerSecond: 20, // of a web socket

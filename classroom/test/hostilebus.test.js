@@ -56,7 +56,7 @@ forEach(EVERY_WAY, TRANSPORTS, (way, transport, name) => {
     const [{ from, payload }] = await presenter.received('join');
     assert.deepEqual([from, payload], [mallory.userToken, { userName: 'Mallory', deviceType: 'tablet' }]);
     assert.deepEqual(presenter.bodies.filter(({ type, action }) => type !== 'join' && action !== 'register'), []);
-    assert.deepEqual(ada.bodies.map(({ action }) => action), ['state']);
+    assert.deepEqual(ada.bodies, []);
   });
 });
 
@@ -128,7 +128,7 @@ test('a device that never reads is cut, and the class goes on', async (t) => {
     await raw.read(/\r\n\r\n/);
     raw.write(maskedText(JSON.stringify([JSON.stringify({ type: 'register', address: session.sessionToken }),
       JSON.stringify({ type: 'register', address: `${session.sessionToken}.user.${device.userToken}` })])));
-    await raw.read(/state/);
+    await presenter.meets(device);
     raw.socket.pause();
     deaf.push(raw);
   }

@@ -20,7 +20,9 @@ async function startClass(t, ...args) {
     const device = new Device(service.url);
     t.after(() => device.close());
     await device.join(session.sessionCode, name);
-    return device.enter(transport);
+    await device.enter(transport);
+    await presenter.meets(device);
+    return device;
   };
   return { service, rest, session, presenter, arrive };
 }

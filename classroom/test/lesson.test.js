@@ -10,7 +10,7 @@ const STATE = { paused: false, messages: [], answers: [] };
 
 /** A class with a presenter; say(place, type, payload) publishes for it, arrive() brings a learner. */
 function classroom(changes) {
-  const place = setUpBus(changes);
+  const place = setUpBus({ confirmingMs: 0, ...changes });
   const presenter = enter(place, 'presenter', 'Teacher');
   return {
     place,
@@ -25,16 +25,21 @@ function classroom(changes) {
 }
 
 function stateOf(device) {
-  const { paused, messages, answers } = device.bodies.find((body) => body.action === 'state');
+  const { paused, messages, answers } = device.bodies.find((body) => body.action === 'state') ?? STATE;
   return { paused, messages, answers };
 }
 
-const confirmations = (device) => device.bodies.filter((body) => body?.action === 'confirmed').map(({ questionId }) => questionId);
+// They are said a moment later.
+async function confirmations(device) {
+  await new Promise((resolve) => { setTimeout(resolve, 20); });
+  return device.bodies.filter((body) => body?.action === 'confirmed').map(({ questionId }) => questionId);
+}
 
-test('a learner is told that nothing is going on', () => {
+test('a learner who comes back is told that nothing is going on, a new one nothing', () => {
   const { arrive, place } = classroom();
   const learner = arrive();
-  assert.deepEqual(learner.messages, [
+  assert.deepEqual(learner.messages, []);
+  assert.deepEqual(comeBack(place, learner.user).messages, [
     { type: 'message', address: `${place.token}.user.${learner.user.userToken}`, body: { action: 'state', ...STATE } },
   ]);
 });
@@ -77,7 +82,7 @@ test('an answer counts once and is confirmed each time it comes', async () => {
   await answer(ada, { questionId: 'Q1', answer: 'A' });
   await answer(ada, { questionId: 'Q1', answer: 'B' });
   assert.deepEqual(answers().map(({ data }) => data), [packed({ questionId: 'Q1', answer: 'A' })]);
-  assert.deepEqual(confirmations(ada), ['Q1', 'Q1', 'Q1']);
+  assert.deepEqual(await confirmations(ada), ['Q1', 'Q1', 'Q1']);
 });
 
 test('a poll in the fixed form is answered by its poll id', async () => {
@@ -86,7 +91,7 @@ test('a poll in the fixed form is answered by its poll id', async () => {
   const ada = arrive();
   await answer(ada, { pollId: 'P1', pick: { input: '1' } }, 'pollResponse');
   await answer(ada, { pollId: 'P1', pick: { input: '2' } }, 'pollResponse');
-  assert.deepEqual([answers().length, confirmations(ada)], [1, ['P1', 'P1']]);
+  assert.deepEqual([answers().length, await confirmations(ada)], [1, ['P1', 'P1']]);
 });
 
 test('the next question is answered anew, also when it has the same id', async () => {
@@ -121,10 +126,10 @@ test('an answer that no presenter gets is not confirmed', async () => {
   const ada = arrive();
   presenter.connection.closed();
   await answer(ada, { questionId: 'Q1', answer: 'A' });
-  assert.deepEqual(confirmations(ada), []);
+  assert.deepEqual(await confirmations(ada), []);
   const again = comeBack(place, presenter.user);
   await answer(ada, { questionId: 'Q1', answer: 'A' });
-  assert.deepEqual(confirmations(ada), ['Q1']);
+  assert.deepEqual(await confirmations(ada), ['Q1']);
   assert.equal(again.bodies.filter((body) => body?.type).length, 1);
 });
 
@@ -162,7 +167,7 @@ for (const [what, payload, fault] of [
     const { arrive, answer, answers } = classroom();
     const ada = arrive();
     await answer(ada, payload);
-    assert.deepEqual([ada.errors, answers(), confirmations(ada)], [[fault], [], []]);
+    assert.deepEqual([ada.errors, answers(), await confirmations(ada)], [[fault], [], []]);
   });
 }
 
@@ -185,7 +190,7 @@ for (const id of [{ toString: 1, valueOf: 1 }, ['Q1'], { __proto__: null }, null
     const { arrive, answer } = classroom();
     const ada = arrive();
     await answer(ada, { questionId: id, answer: 'A' });
-    assert.deepEqual([confirmations(ada), ada.hungUp], [[''], []]);
+    assert.deepEqual([await confirmations(ada), ada.hungUp], [[''], []]);
   });
 }
 

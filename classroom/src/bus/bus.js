@@ -12,6 +12,7 @@ import { Lesson } from '../state/lesson.js';
 import { addressOf, presenterNamedIn } from './address.js';
 import { answeredQuestion, CONTROL_CHARACTER, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
+import { Confirmations } from './confirmations.js';
 import { BusConnection, CLOSINGS } from './connection.js';
 import { BusMessage, ownMessage, whenKnown } from './message.js';
 
@@ -30,6 +31,8 @@ export class Bus extends EventEmitter {
   #limits;
   #connections = new Set();
   #lines = new Map(); // by user: the connection
+  #seen = new WeakSet(); // users that have had a line
+  #confirmations;
   #receivers = new Map(); // by address: the set of connections registered on it
   #lessons = new WeakMap(); // by session
   #lastId = 0;
@@ -40,6 +43,9 @@ export class Bus extends EventEmitter {
     this.#codec = codec;
     this.#journal = journal;
     this.#limits = limits;
+    this.#confirmations = new Confirmations((connection, questionId) => {
+      this.#tell(connection, JSON.stringify({ action: 'confirmed', questionId }));
+    }, limits.confirmingMs);
     sessions.on('stopped', (session) => this.#forget(session));
     sessions.on('left', (session, { userToken }) => this.#lessons.get(session)?.forget(userToken));
   }
@@ -80,6 +86,8 @@ export class Bus extends EventEmitter {
     const { session, user } = connection;
     const previous = this.#lines.get(user);
     this.#lines.set(user, connection);
+    connection.isBack = this.#seen.has(user);
+    this.#seen.add(user);
     previous?.close(...CLOSINGS.replaced);
     this.#sessions.connected(session, user);
     if (connection.client && !previous) {
@@ -258,7 +266,7 @@ export class Bus extends EventEmitter {
       }
       lesson.keepAnswer(userToken, questionId, answer);
     }
-    this.#tell(connection, JSON.stringify({ action: 'confirmed', questionId }));
+    this.#confirmations.add(connection, questionId);
   }
 
   #removeWhoWasSentAway(connection, { place, userToken }, { type }) {
@@ -298,8 +306,12 @@ export class Bus extends EventEmitter {
   }
 
   // The messages may hold pictures, and everybody gets them: they are not encoded anew for each.
+  // Who has just come for the first time expects nothing, and is told only of something.
   #tellState(connection) {
     const { paused, messages, answers } = this.#lessonOf(connection.session).stateFor(connection.user.userToken);
+    if (!connection.isBack && !paused && messages.length === 0 && answers.length === 0) {
+      return;
+    }
     const inList = messages.flatMap((message, i) => (i === 0 ? [message] : [',', message]));
     this.#tell(connection, `{"action":"state","paused":${paused},"messages":[`, ...inList, `],"answers":[${answers.join(',')}]}`);
   }

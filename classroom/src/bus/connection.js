@@ -24,6 +24,7 @@ export class BusConnection {
   user = null; // who it is, as soon as that is known
   session = null; // and in which session
   isOpen = true;
+  isBack = false; // whether its user has had a line before
   #bus;
   #carrier;
   #limits;

@@ -51,7 +51,6 @@ export class Device {
     await this.open(transport);
     [this.sessionToken, `${this.sessionToken}.learner`, `${this.sessionToken}.user.${this.userToken}`]
       .forEach((address) => this.send({ type: 'register', address }));
-    await this.heard('state');
     return this;
   }
 

@@ -42,7 +42,11 @@ export async function startClass(t, way, transport, ...args) {
     assert.equal((await device.join(session.sessionCode, name)).status, 200);
     return device;
   };
-  const arrive = async (name) => (await newDevice(name)).enter(transport);
+  const arrive = async (name) => {
+    const device = await (await newDevice(name)).enter(transport);
+    await presenter.meets(device);
+    return device;
+  };
   let asked = 0;
   return {
     service,

@@ -193,6 +193,11 @@ export class Presenter {
     return Promise.all(found.map(async (body) => ({ ...body, payload: parsed((await codec.unpack(body.data)).text) })));
   }
 
+  /** Waits until a device has come. */
+  meets({ userToken }) {
+    return until(() => this.bodies.some(({ action, client }) => action === 'register' && client.token === userToken));
+  }
+
   close() {
     this.socket.close();
   }
