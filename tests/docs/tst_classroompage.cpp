@@ -457,8 +457,8 @@ void tst_ClassroomPage::controlStatuses_data()
         u"404 when there is no such session"_s, u"404"_s);
     row("no object", u"learners"_s, u"[]"_s, u"400 when the body is no JSON object"_s, u"400"_s);
     row("no text", u"publish"_s, u"{}"_s, u"object or lacks a text"_s, u"400"_s);
-    row("number", u"learners"_s, u"{\"count\":1.5}"_s,
-        u"or when a number is none or too large"_s, u"400"_s);
+    row("number", u"learners"_s, u"{\"count\":1.5}"_s, u"or when a number is none or too large"_s,
+        u"400"_s);
     row("method", u"journal"_s, u"{}"_s, u"405 when the path does not take the method"_s, u"405"_s);
     row("nothing", u"nothing"_s, u"{}"_s, u"is answered with 404 and a line of text"_s, u"404"_s);
     row("faults", u"faults"_s, u"{\"path\":\"/vantora/none\"}"_s,
