@@ -1,4 +1,5 @@
 #include "e2e/TerminalProcess.h"
+#include "support/Slowness.h"
 #include "support/Text.h"
 
 #include <QtCore/QEventLoop>
@@ -29,11 +30,11 @@ namespace
 
 constexpr int LEARNERS = 301;
 constexpr int ANSWER_LENGTH = 10000;
-constexpr int WORDS = 11 * 1024 * 1024 / 6; // of the longest answer
-constexpr qint64 HELD_MS = 100;             // a key is not shown later
-constexpr qint64 TAKEN_MS = 2000;           // nor what a command has done
-constexpr int LONGEST_MS = 20000;           // and nobody waits longer for it
-constexpr int FLOOD_MS = 120000;            // until every answer has been counted, at most
+constexpr int WORDS = 11 * 1024 * 1024 / 6;  // of the longest answer
+constexpr qint64 HELD_MS = 100 * SLOWNESS;   // a key is not shown later
+constexpr qint64 TAKEN_MS = 2000 * SLOWNESS; // nor what a command has done
+constexpr int LONGEST_MS = 20000;            // and nobody waits longer for it
+constexpr int FLOOD_MS = 120000;             // until every answer has been counted, at most
 
 QByteArray quoted(const QString &text)
 {
