@@ -1,8 +1,9 @@
 // What protects the people who use the service from the web pages that they have open besides, and from
 // requests that no page of the service's own would send.
 
-import { createHash, timingSafeEqual } from 'node:crypto';
 import { STATUS_CODES } from 'node:http';
+
+import { isSameSecret } from './state/secrets.js';
 
 // Every reply has these. A page of the service loads nothing but what the service serves, sends nothing
 // elsewhere and stands in nobody's frame.
@@ -69,7 +70,7 @@ export function controlRefusal(request, token) {
   if (!namesLoopback(request)) {
     return 403;
   }
-  if (token !== null && !isSame(headers.authorization ?? '', `Bearer ${token}`)) {
+  if (token !== null && !isSameSecret(headers.authorization ?? '', `Bearer ${token}`)) {
     return 401;
   }
   return method === 'POST' && !JSON_TYPE.test(headers['content-type'] ?? '') ? 415 : 0;
@@ -84,10 +85,4 @@ function namesLoopback({ headers, socket }) {
   const match = LOOPBACK_HOST.exec(headers.host ?? '');
   const usualPort = socket.encrypted ? 443 : 80;
   return match !== null && Number(match[1] ?? usualPort) === socket.localPort;
-}
-
-// Takes the same time wherever the two differ.
-function isSame(given, wanted) {
-  const digest = (text) => createHash('sha256').update(text).digest();
-  return timingSafeEqual(digest(given), digest(wanted));
 }
