@@ -31,6 +31,7 @@ export class Bus extends EventEmitter {
   #limits;
   #connections = new Set();
   #lines = new Map(); // by user: the connection
+  #joins = new WeakMap(); // by user: what it is called, as a text and packed
   #seen = new WeakSet(); // users that have had a line
   #confirmations;
   #receivers = new Map(); // by address: the set of connections registered on it
@@ -246,9 +247,15 @@ export class Bus extends EventEmitter {
     }
   }
 
-  // The name is the one that was given at the door, whatever the device says now.
-  #joinOf({ user: { userName, deviceType } }, { address, body }) {
-    const data = this.#codec.pack(JSON.stringify({ userName, deviceType }), 'base64');
+  // The name is the one that was given at the door, whatever the device says now, and how often it says so:
+  // packing takes longer than anything else here.
+  #joinOf({ user }, { address, body }) {
+    const { userName, deviceType } = user;
+    const text = JSON.stringify({ userName, deviceType });
+    if (this.#joins.get(user)?.text !== text) {
+      this.#joins.set(user, { text, data: this.#codec.pack(text, 'base64') });
+    }
+    const { data } = this.#joins.get(user);
     return new BusMessage(this.#codec, address, { ...body, data }, this.#limits.payloadBytes);
   }
 
