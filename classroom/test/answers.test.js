@@ -8,15 +8,15 @@ import { answerPoll, answerQuestion } from '../src/devices/answers.js';
 const OPTIONS = ['A', 'B', 'C', 'D'].map((id) => ({ id, optionText: id }));
 
 for (const [question, pick, answer, ids] of [
-  [{ type: 'true-false', activityOptions: OPTIONS.slice(0, 2) }, 0, 'A', ['A']],
-  [{ type: 'true-false', activityOptions: OPTIONS.slice(0, 2) }, 3, 'B', ['B']],
-  [{ type: 'yes-no-other', activityOptions: [...OPTIONS.slice(0, 2), { id: '?' }] }, 2, '?', ['?']],
-  [{ type: 'multiple', numberOfCorrectOptions: 1, activityOptions: OPTIONS }, 6, 'C', ['C']],
-  [{ type: 'multiple', numberOfCorrectOptions: 2, activityOptions: OPTIONS }, 1, 'BC', ['B', 'C']],
-  [{ type: 'multiple', numberOfCorrectOptions: 2, activityOptions: OPTIONS }, 3, 'AD', ['A', 'D']],
-  [{ type: 'multiple', numberOfCorrectOptions: 9, activityOptions: OPTIONS }, 0, 'ABCD', ['A', 'B', 'C', 'D']],
-  [{ type: 'scale', activityOptions: [{ id: '0' }, { id: '1' }, { id: '2' }] }, 5, '2', ['2']],
-  [{ type: 'sort', activityOptions: OPTIONS }, 1, 'BCDA', ['B', 'C', 'D', 'A']],
+  [{ type: 'true-false', activityOptions: OPTIONS.slice(0, 2) }, 0, '', ['A']],
+  [{ type: 'true-false', activityOptions: OPTIONS.slice(0, 2) }, 3, '', ['B']],
+  [{ type: 'yes-no-other', activityOptions: [...OPTIONS.slice(0, 2), { id: '?' }] }, 2, '', ['?']],
+  [{ type: 'multiple', numberOfCorrectOptions: 1, activityOptions: OPTIONS }, 6, '', ['C']],
+  [{ type: 'multiple', numberOfCorrectOptions: 2, activityOptions: OPTIONS }, 1, '', ['B', 'C']],
+  [{ type: 'multiple', numberOfCorrectOptions: 2, activityOptions: OPTIONS }, 3, '', ['A', 'D']],
+  [{ type: 'multiple', numberOfCorrectOptions: 9, activityOptions: OPTIONS }, 0, '', ['A', 'B', 'C', 'D']],
+  [{ type: 'scale', activityOptions: [{ id: '0' }, { id: '1' }, { id: '2' }] }, 5, '', ['2']],
+  [{ type: 'sort', activityOptions: OPTIONS }, 1, '', ['B', 'C', 'D', 'A']],
   [{ type: 'multiple', activityOptions: [] }, 1, '', []],
   [{ type: 'text', maxChars: 0 }, 0, 'The answer is river.', []],
   [{ type: 'text', maxChars: 10 }, 0, 'The answer', []],
@@ -27,7 +27,7 @@ for (const [question, pick, answer, ids] of [
   [{ type: 'creative' }, 0, 'river and cloud', []],
   [{ type: 'something new' }, 0, '', []],
 ]) {
-  test(`pick ${pick} of ${question.type} with ${question.activityOptions?.length ?? 'no'} options answers "${answer}"`, () => {
+  test(`pick ${pick} of ${question.type} with ${question.activityOptions?.length ?? 'no'} options answers "${answer}" and [${ids}]`, () => {
     assert.deepEqual(answerQuestion(question, pick), {
       answer,
       optionAnswers: ids.map((activityOptionId) => ({ activityOptionId })),

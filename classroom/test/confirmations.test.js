@@ -26,6 +26,19 @@ test('answers are confirmed in the order in which they came, each once', async (
   assert.deepEqual(said.map(({ device, questionId }) => `${device} ${questionId}`), ['ada Q1', 'ben Q1', 'ada Q2']);
 });
 
+test('who must not wait is told at once, and the others are told in time', async () => {
+  const { confirmations, said } = setUp();
+  confirmations.add('ada', 'Q1');
+  confirmations.add('ben', 'Q1');
+  confirmations.hurry((device) => device === 'ben');
+  const devices = () => said.map(({ device }) => device);
+  assert.deepEqual(devices(), ['ben']);
+  await until(() => said.length === 2);
+  confirmations.add('cleo', 'Q1');
+  confirmations.hurry(() => true);
+  assert.deepEqual(devices(), ['ben', 'ada', 'cleo']);
+});
+
 test('nothing is said before the answers pause', async () => {
   const { confirmations, said } = setUp();
   const came = [];

@@ -1,8 +1,6 @@
-// Serving a class: what is open, and what whoever starts it is told. And the pages, which are there either
-// way.
+// Serving a class: what is open, and what whoever starts it is told.
 
 import assert from 'node:assert/strict';
-import { readFileSync } from 'node:fs';
 import os from 'node:os';
 import { test } from 'node:test';
 
@@ -92,27 +90,4 @@ test('a control port that is taken ends the program with 1 and the reason', asyn
   assert.equal(code, 1);
   assert.equal(stdout, '');
   assert.match(stderr, /^classroom: listen EADDRINUSE/);
-});
-
-for (const args of [[], ['--serve']]) {
-  test(`the start page is there ${args.length === 0 ? 'locally' : 'when a class is served'}`, async (t) => {
-    const { url } = await startService(t, ...args);
-    for (const [path, file, type] of [['/', 'index.html', 'text/html; charset=UTF-8'], ['/classroom.css', 'classroom.css', 'text/css; charset=UTF-8']]) {
-      const content = readFileSync(new URL(`../pages/${file}`, import.meta.url), 'utf8');
-      const reply = await fetch(`${url}${path}?query`);
-      assert.deepEqual([reply.status, reply.headers.get('content-type'), await reply.text()], [200, type, content]);
-      const head = await fetch(url + path, { method: 'HEAD' });
-      assert.deepEqual([head.status, Number(head.headers.get('content-length')), await head.text()], [200, Buffer.byteLength(content), '']);
-      assert.equal((await fetch(url + path, { method: 'POST' })).status, 404);
-    }
-  });
-}
-
-test('nothing else of the disk is served', async (t) => {
-  const service = await startService(t);
-  for (const target of ['/index.html', '//classroom.css', '/../package.json', '/pages/index.html', '/..%2fpackage.json', '/%2e%2e/package.json',
-    '/classroom.css/', '/classroom.css%00', '/.', '/constructor', '/__proto__']) {
-    const { status, headers, body } = await ask(t, service.url, `GET ${target} HTTP/1.1\nHost: ${new URL(service.url).host}`);
-    assert.deepEqual([status, headers['content-type'], body.includes('Nothing is served here.\n')], [404, 'text/plain; charset=UTF-8', true], target);
-  }
 });

@@ -51,7 +51,7 @@ for (const transport of ['websocket', 'xhr-streaming', 'xhr-polling']) {
       studentAssessmentToken: '',
       questionSetMode: 'Poll',
       responseTime: 0,
-      answer: 'ABC'[i],
+      answer: '',
       optionAnswers: [{ activityOptionId: 'ABC'[i] }],
     }]));
 
@@ -84,7 +84,7 @@ test('the seed shifts the answers, one payload form can be asked for', async (t)
   await presenter.received('join', 2);
   presenter.publish('', 'questionStart', QUESTION);
   const answers = await presenter.received('questionResponse', 2);
-  assert.deepEqual(answers.map(({ payload }) => payload.answer), ['B', 'C']);
+  assert.deepEqual(answers.map(({ payload }) => payload.optionAnswers), [[{ activityOptionId: 'B' }], [{ activityOptionId: 'C' }]]);
   assert.deepEqual(answers.map(({ data }) => typeof data[0]), ['number', 'number']);
 });
 

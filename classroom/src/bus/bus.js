@@ -8,7 +8,7 @@
 import { EventEmitter } from 'node:events';
 
 import { LIMITS } from '../limits.js';
-import { Lesson } from '../state/lesson.js';
+import { Lesson, QUESTION_TYPES } from '../state/lesson.js';
 import { addressOf, presenterNamedIn } from './address.js';
 import { answeredQuestion, CONTROL_CHARACTER, faultOf, saysTheTruth } from './answers.js';
 import { mayPublish, mayRegister } from './belonging.js';
@@ -123,6 +123,7 @@ export class Bus extends EventEmitter {
         }
         break;
       case 'presenter':
+        this.#confirmBefore(connection.session, place, body);
         this.#lessonOf(connection.session).observe(place, message);
         break;
       default: break;
@@ -274,6 +275,14 @@ export class Bus extends EventEmitter {
       lesson.keepAnswer(userToken, questionId, answer);
     }
     this.#confirmations.add(connection, questionId);
+  }
+
+  // Questions may share their id, so who has answered one is told so before the next one is asked.
+  #confirmBefore(session, { place, userToken }, { type }) {
+    if (QUESTION_TYPES.includes(type)) {
+      this.#confirmations.hurry(({ session: own, user }) => (
+        own === session && (place === '' || user.userToken === userToken)));
+    }
   }
 
   #removeWhoWasSentAway(connection, { place, userToken }, { type }) {

@@ -30,6 +30,16 @@ export class Confirmations {
     }
   }
 
+  /** Tells at once who waits for it on one of these connections: isMeant(connection). */
+  hurry(isMeant) {
+    const meant = this.#waiting.filter(([connection]) => isMeant(connection));
+    this.#waiting = this.#waiting.filter(([connection]) => !isMeant(connection));
+    if (this.#waiting.length === 0) {
+      clearTimeout(this.#timer);
+    }
+    meant.forEach(([connection, questionId]) => this.#say(connection, questionId));
+  }
+
   #waitFor(ms) {
     this.#timer = setTimeout(() => this.#saySome(), ms).unref();
   }

@@ -4,7 +4,7 @@
 
 const WORDS = ['river', 'cloud', 'stone', 'meadow', 'harbour', 'ember', 'willow'];
 
-// Kinds in which several options make up one answer; their ids are written one after another.
+// Kinds in which several options make up one answer.
 const MANY_PICKS = {
   'multiple': (options, pick, question) => {
     const count = Math.min(options.length, Math.max(1, question.numberOfCorrectOptions ?? 1));
@@ -25,14 +25,18 @@ const FREE_ANSWERS = {
   'math formula': (question, pick) => `x=\\frac{${pick + 1}}{2}`,
 };
 
-/** The answer to a question object: {answer, optionAnswers}, as a "questionResponse" carries it. */
+/**
+ * The answer to a question object: {answer, optionAnswers}, as a "questionResponse" carries it. Options
+ * are answered by their ids alone, as pupils' devices do: written as one text, ids of several characters
+ * could not be told apart.
+ */
 export function answerQuestion(question, pick) {
   const options = question.activityOptions ?? [];
   if (options.length === 0) {
     return { answer: freeAnswer(question, pick), optionAnswers: [] };
   }
   const ids = pickedOptions(question, options, pick).map((option) => String(option.id));
-  return { answer: ids.join(''), optionAnswers: ids.map((activityOptionId) => ({ activityOptionId })) };
+  return { answer: '', optionAnswers: ids.map((activityOptionId) => ({ activityOptionId })) };
 }
 
 /**

@@ -2,7 +2,8 @@
 // question, the pause, a learner's assessment, and the answers that have been given. It is read off the
 // presenter's messages (bus/message.js) as they pass, without unpacking them: what is kept is what was sent.
 
-const QUESTION_TYPES = ['poll', 'questionStart'];
+/** The types of the messages that ask something. */
+export const QUESTION_TYPES = ['poll', 'questionStart'];
 const ASSESSMENT = 'Assessment';
 
 // Answers to one question, by its id, as the JSON texts they take little room as. No more characters are
