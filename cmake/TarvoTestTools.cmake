@@ -9,6 +9,7 @@ find_package(LibLZMA QUIET)
 find_package(Node ${TARVO_NODE_VERSION} QUIET)
 find_package(PkgConfig QUIET)
 find_package(TerminalLibraries QUIET)
+find_package(QrEncode QUIET)
 if(TARGET Qt5::qmake)
   get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
   execute_process(COMMAND "${qmake}" -query QT_INSTALL_QML
@@ -26,12 +27,26 @@ find_file(CLASSROOM_PACKAGES .package-lock.json
   PATHS "${PROJECT_SOURCE_DIR}/classroom/node_modules"
   NO_DEFAULT_PATH
   DOC "npm's list of the packages that it installed for the classroom service")
-mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES)
+find_program(CHROMIUM_EXECUTABLE chromium DOC "The browser in which the classroom's pages are tested")
+find_program(FIREFOX_EXECUTABLE firefox-esr DOC "Another browser in which the classroom's pages are tested")
+find_file(BROWSER_PACKAGES .package-lock.json
+  PATHS "${PROJECT_SOURCE_DIR}/tests/browser/node_modules"
+  NO_DEFAULT_PATH
+  DOC "npm's list of the packages that it installed for the tests in a browser")
+find_program(XVFB_RUN_EXECUTABLE xvfb-run DOC "A display that nobody sees, for tests with windows")
+mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
+  CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE)
 
 if(Qt5Quick_FOUND AND QT_QUICK_MODULE)
   set(has_quick TRUE)
 else()
   set(has_quick FALSE)
+endif()
+
+if(Qt5Widgets_FOUND AND QrEncode_FOUND)
+  set(has_desktop TRUE)
+else()
+  set(has_desktop FALSE)
 endif()
 
 set(TARVO_TEST_TOOLS "")
@@ -49,12 +64,20 @@ tarvo_test_tool(quick ${has_quick}
   "Qt Quick (Debian packages qtdeclarative5-dev and qml-module-qtquick2)")
 tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")
 tarvo_test_tool(terminal "${TerminalLibraries_FOUND}" "${TerminalLibraries_NAMES}")
+tarvo_test_tool(desktop ${has_desktop}
+  "Qt Widgets and libqrencode (Debian packages qtbase5-dev and libqrencode-dev)")
 tarvo_test_tool(liblzma "${LibLZMA_FOUND}" "liblzma (Debian package liblzma-dev)")
 tarvo_test_tool(lzma_alone "${LZMA_ALONE_EXECUTABLE}" "lzma_alone (Debian package lzma-alone)")
 tarvo_test_tool(node "${Node_FOUND}" "Node.js ${TARVO_NODE_VERSION} (Debian package nodejs)")
 tarvo_test_tool(classroom "${CLASSROOM_PACKAGES}"
   "the classroom's packages (Debian package npm, then scripts/setup classroom)")
 tarvo_test_tool(openssl "${OPENSSL_EXECUTABLE}" "openssl (Debian package openssl)")
+tarvo_test_tool(chromium "${CHROMIUM_EXECUTABLE}" "Chromium (Debian package chromium)")
+tarvo_test_tool(firefox "${FIREFOX_EXECUTABLE}" "Firefox (Debian package firefox-esr)")
+tarvo_test_tool(browser_packages "${BROWSER_PACKAGES}"
+  "the browser tests' packages (Debian package npm, then scripts/setup browser)")
+tarvo_test_tool(xvfb "${XVFB_RUN_EXECUTABLE}"
+  "a display that nobody sees (Debian packages xvfb and xauth)")
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
@@ -93,7 +116,7 @@ function(tarvo_require_all_test_tools)
   if(lacking)
     message(FATAL_ERROR
       "TARVO_REQUIRE_ALL_TESTS is on, but some tests lack what they need:\n${lacking}"
-      "scripts/setup build test classroom installs the packages.")
+      "scripts/setup build test classroom browser desktop installs the packages.")
   endif()
 endfunction()
 

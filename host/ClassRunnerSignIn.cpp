@@ -75,6 +75,7 @@ void ClassRunner::signIn(int id, const ClassSettings &settings, const Credential
         return;
     }
     m_settings = settings;
+    m_lesson.setLongestWait(settings.silenceMs);
     m_credentials = credentials;
     enqueue([this, id](int turn) { signInNow(turn, id); });
 }

@@ -18,9 +18,7 @@ namespace Tarvo
 namespace
 {
 
-// Answers that wait for the list of learners, and devices that were told of; more are passed over.
-constexpr int MAX_HELD_BACK = 20000;
-constexpr qint64 MAX_HELD_BACK_BYTES = 16LL * 1024 * 1024;
+// Devices that were told of; more are passed over.
 constexpr int MAX_TOLD = 1000;
 // No service gives longer ids.
 constexpr int MAX_ID_LENGTH = 200;
@@ -32,12 +30,19 @@ constexpr int MAX_TOGETHER = 200;
 // The remote's questions are answered no faster.
 constexpr int REMOTE_ANSWER_MS = 200;
 
-// Never in the middle of a character.
+bool isPairAt(const QString &text, int place)
+{
+    return text.at(place).isHighSurrogate() && place + 1 < text.size()
+        && text.at(place + 1).isLowSurrogate();
+}
+
+// Characters are counted as the service and the devices count them: some take two places in a QString.
 QString cut(const QString &text, int length)
 {
-    if (text.size() <= length)
-        return text;
-    return text.left(text.at(length - 1).isHighSurrogate() ? length - 1 : length);
+    int end = 0;
+    for (int count = 0; count < length && end < text.size(); ++count)
+        end += isPairAt(text, end) ? 2 : 1;
+    return text.left(end);
 }
 
 Learner cut(const Learner &learner)
@@ -48,7 +53,14 @@ Learner cut(const Learner &learner)
 
 } // namespace
 
-Lesson::Lesson(ToHost &host, QObject *parent) : QObject(parent), m_host(host) { }
+Lesson::Lesson(ToHost &host, QObject *parent) : QObject(parent), m_host(host)
+{
+    m_listAgain.setSingleShot(true);
+    m_remoteAnswer.setSingleShot(true);
+    m_remoteAnswer.setTimerType(Qt::PreciseTimer);
+    connect(&m_listAgain, &QTimer::timeout, this, &Lesson::wantList);
+    connect(&m_remoteAnswer, &QTimer::timeout, this, &Lesson::tellWhatIsShown);
+}
 
 Lesson::~Lesson() = default;
 
@@ -65,15 +77,16 @@ void Lesson::begin(PresenterCollab *channel)
     m_isPaused = false;
     m_pauseIsOwed = false;
     m_stopIsOwed = false;
-    m_heldBack.clear();
+    m_waiting.clear();
+    m_listAgain.stop();
     m_listIsOnItsWay = false;
-    m_heldBackBytes = 0;
     m_isAway = false;
     m_newSinceLoss.clear();
     m_unlisted.clear();
     m_told.clear();
     m_shown = {};
     m_sinceRemoteAnswer.invalidate();
+    m_remoteAnswer.stop();
     m_sinceFixedPoll.invalidate();
     m_host.post(Notices::SessionBegins{});
     hear(channel);
@@ -87,7 +100,7 @@ void Lesson::hear(PresenterCollab *channel)
             [this](const QString &deviceId, const QString &questionId, int responseTimeMs,
                    const QString &answer) {
                 answerCame({deviceId, questionId, responseTimeMs,
-                            cut(answer, LiveClass::MAX_ANSWER_LENGTH)});
+                            cut(answer, LiveClass::MAX_ANSWER_LENGTH), false});
             });
     connect(channel, &PresenterCollab::remoteControl, this, &Lesson::remoteCame);
     connect(channel, &PresenterCollab::controllerRegister, this, &Lesson::tellRemote);
@@ -99,6 +112,9 @@ void Lesson::end()
         endActivity();
     tellPaused(false);
     m_assessmentLink.reset();
+    m_waiting.clear();
+    m_listAgain.stop();
+    m_remoteAnswer.stop();
     const QStringList gone = m_roster.deviceIds();
     for (const QString &deviceId : gone)
         learnerLeft(deviceId);
@@ -121,6 +137,8 @@ void Lesson::learnerJoined(const Learner &joined)
         return;
     const Learner learner = cut(joined);
     m_unlisted.remove(learner.deviceId);
+    m_waiting.joined(learner.deviceId);
+    awaitList();
     if (m_isListing)
         m_joinedMeanwhile.insert(learner.deviceId);
     const Roster::Change change = m_roster.join(learner);
@@ -140,6 +158,7 @@ void Lesson::learnerLeft(const QString &deviceId)
 void Lesson::listingBegins()
 {
     m_isListing = true;
+    m_waiting.listBegins();
     m_joinedMeanwhile.clear();
 }
 
@@ -162,27 +181,51 @@ void Lesson::learnersAre(const QList<Learner> &listed)
     tellOf(come, true);
     tellOf(renamed, false);
 
-    const QVector<Answer> heldBack = std::exchange(m_heldBack, {});
-    m_heldBackBytes = 0;
+    hearWaiting(come);
+    awaitList();
+}
+
+void Lesson::hearWaiting(const QVector<Learner> &come)
+{
+    const auto outcome =
+        m_waiting.listCame([this](const QString &deviceId) { return m_roster.belongs(deviceId); });
     QSet<QString> haveIt;
-    for (const Answer &answer : heldBack)
+    for (const DeviceAnswer &answer : outcome.known)
         haveIt.insert(answer.deviceId);
-    for (const Learner &learner : qAsConst(come)) {
+    for (const Learner &learner : come) {
         if (m_isAway)
             m_newSinceLoss.insert(learner.deviceId);
         else if (m_activity == LiveClass::Assessment && isOpen()
                  && !haveIt.contains(learner.deviceId))
             giveActivityTo(learner.deviceId);
     }
-    for (const Answer &answer : heldBack) {
-        if (m_roster.belongs(answer.deviceId)) {
-            take(answer);
-            continue;
-        }
+    for (const DeviceAnswer &answer : outcome.known)
+        take(answer);
+    areUnknown(outcome.unknown);
+}
+
+// They are no longer listened to, until they join.
+void Lesson::areUnknown(const QStringList &deviceIds)
+{
+    for (const QString &deviceId : deviceIds) {
         if (m_unlisted.size() < MAX_TOLD)
-            m_unlisted.insert(answer.deviceId);
-        tellFailure(Failure::UnknownDevice, answer.deviceId);
+            m_unlisted.insert(deviceId);
+        tellFailure(Failure::UnknownDevice, deviceId);
     }
+}
+
+void Lesson::wantList()
+{
+    if (std::exchange(m_listIsOnItsWay, true))
+        return;
+    Q_EMIT listIsWanted();
+}
+
+// The list is read until it names everybody who waits, or they have waited long enough.
+void Lesson::awaitList()
+{
+    if (!m_waiting.isEmpty())
+        m_listAgain.start(m_waiting.nextListMs());
 }
 
 // Who has joined since the list was asked for need not be in it yet.
@@ -209,6 +252,8 @@ void Lesson::listingFailed()
 {
     m_isListing = false;
     m_listIsOnItsWay = false;
+    if (!m_waiting.isEmpty())
+        m_listAgain.start(WaitingAnswers::LIST_AGAIN_MS);
 }
 
 void Lesson::wentAway()
@@ -234,24 +279,28 @@ void Lesson::cameBack()
 
 // ---- What they answer ----------------------------------------------------------------------------
 
-void Lesson::answerCame(const Answer &answer)
+void Lesson::answerCame(DeviceAnswer answer)
 {
     if (answer.deviceId.size() > MAX_ID_LENGTH || answer.questionId.size() > MAX_ID_LENGTH)
         return;
+    answer.isInTime = isRunning() && isAsked(answer.questionId);
     if (m_roster.belongs(answer.deviceId))
         take(answer);
     else
         holdBack(answer);
 }
 
-// Devices repeat an answer until they know that it has arrived: the same again says nothing new.
-void Lesson::take(const Answer &answer)
+bool Lesson::isAsked(const QString &questionId) const
 {
-    const auto isAsked = [&](const CountedQuestion &question) {
-        return question.id == answer.questionId;
-    };
-    const bool isCounted =
-        isRunning() && std::any_of(m_questions.cbegin(), m_questions.cend(), isAsked);
+    return std::any_of(m_questions.cbegin(), m_questions.cend(),
+                       [&](const CountedQuestion &question) { return question.id == questionId; });
+}
+
+// Devices repeat an answer until they know that it has arrived: the same again says nothing new. One that
+// had to wait for the list counts as long as its question's results are shown.
+void Lesson::take(const DeviceAnswer &answer)
+{
+    const bool isCounted = answer.isInTime && isAsked(answer.questionId);
     if (!isCounted && !m_past.contains(answer.questionId))
         return;
     QString &known = m_answers[answer.questionId][answer.deviceId];
@@ -263,17 +312,12 @@ void Lesson::take(const Answer &answer)
          answer.text.size());
 }
 
-void Lesson::holdBack(const Answer &answer)
+void Lesson::holdBack(const DeviceAnswer &answer)
 {
-    if (m_unlisted.contains(answer.deviceId) || m_heldBack.size() >= MAX_HELD_BACK
-        || m_heldBackBytes > MAX_HELD_BACK_BYTES)
+    if (m_unlisted.contains(answer.deviceId))
         return;
-    m_heldBack.append(answer);
-    m_heldBackBytes += answer.text.size() * qint64(sizeof(QChar));
-    if (m_listIsOnItsWay)
-        return;
-    m_listIsOnItsWay = true;
-    Q_EMIT listIsWanted();
+    areUnknown(m_waiting.keep(answer));
+    wantList();
 }
 
 void Lesson::questionAskedFor(const QString &deviceId, int number)
@@ -297,9 +341,21 @@ bool Lesson::isRemote(const QString &from)
     return false;
 }
 
+// Who asks too soon has not heard the answer before, such as a page that was loaded again: there is one
+// more for all of them.
 void Lesson::answerRemote()
 {
+    if (m_remoteAnswer.isActive())
+        return;
     if (m_sinceRemoteAnswer.isValid() && !m_sinceRemoteAnswer.hasExpired(REMOTE_ANSWER_MS))
+        m_remoteAnswer.start(REMOTE_ANSWER_MS - int(m_sinceRemoteAnswer.elapsed()));
+    else
+        tellWhatIsShown();
+}
+
+void Lesson::tellWhatIsShown()
+{
+    if (!isOpen())
         return;
     m_sinceRemoteAnswer.start();
     if (!m_shown.id.isEmpty())

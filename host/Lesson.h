@@ -5,6 +5,7 @@
 #include "host/FixedPoll.h"
 #include "host/Notices.h"
 #include "host/Roster.h"
+#include "host/WaitingAnswers.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QHash>
@@ -45,6 +46,8 @@ public:
     void begin(PresenterCollab *channel);
     // It is over; results and learners stay to be seen.
     void end();
+    // How long an answer may wait for the list of learners to name its device, at most.
+    void setLongestWait(int ms) { m_waiting.setLongest(ms); }
     // The service lists these learners. Who is not listed is gone, unless it has joined since
     // listingBegins().
     void listingBegins();
@@ -79,18 +82,12 @@ public:
     QStringList present() const { return m_roster.deviceIds(); }
 
 Q_SIGNALS:
-    // Somebody has answered who is not in the list of learners; it should be read.
+    // Somebody has answered whom the list of learners does not name; it should be read.
     void listIsWanted();
     // The remote has stopped the session.
     void stopIsWanted();
 
 private:
-    struct Answer {
-        QString deviceId;
-        QString questionId;
-        int responseTimeMs;
-        QString text;
-    };
     struct Shown {
         QString id;
         QString name;
@@ -106,11 +103,17 @@ private:
     void learnerLeft(const QString &deviceId);
     void dropUnlisted(const QList<Learner> &listed);
     void tellOf(const QVector<Learner> &learners, bool areNew);
-    void answerCame(const Answer &answer);
-    void take(const Answer &answer);
-    void holdBack(const Answer &answer);
+    void answerCame(DeviceAnswer answer);
+    bool isAsked(const QString &questionId) const;
+    void take(const DeviceAnswer &answer);
+    void holdBack(const DeviceAnswer &answer);
+    void hearWaiting(const QVector<Learner> &come);
+    void areUnknown(const QStringList &deviceIds);
+    void wantList();
+    void awaitList();
     void questionAskedFor(const QString &deviceId, int number);
     void answerRemote();
+    void tellWhatIsShown();
     void remoteCame(const RemoteControlMessage &message);
     bool isRemote(const QString &from);
 
@@ -147,8 +150,8 @@ private:
     bool m_stopIsOwed = false;
 
     // Answers of devices that are not listed wait for the list.
-    QVector<Answer> m_heldBack;
-    qint64 m_heldBackBytes = 0;
+    WaitingAnswers m_waiting;
+    QTimer m_listAgain;
     bool m_listIsOnItsWay = false;
     bool m_isListing = false;
     QSet<QString> m_joinedMeanwhile;
@@ -161,6 +164,7 @@ private:
     bool m_hasRemote = false;
     Shown m_shown;
     QElapsedTimer m_sinceRemoteAnswer;
+    QTimer m_remoteAnswer; // to whoever has asked too soon
 };
 
 } // namespace Tarvo

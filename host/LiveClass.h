@@ -142,7 +142,8 @@ public:
     /// default.
     void setWorkingTime(int ms);
     /// After how long a silence a connection counts as lost, or a request as unanswered, 30,000 ms by
-    /// default (requests: at most 10,000 ms).
+    /// default (requests: at most 10,000 ms). An answer waits as long, at most 30,000 ms, for the service to
+    /// list its device.
     void setSilenceLimit(int ms);
     /// Whether the password, or token, may be kept in memory for signing in again; off by default. Never
     /// written anywhere.
