@@ -1,8 +1,8 @@
 #include "CommandParser.h"
 
 #include "CommandHelp.h"
-#include "CommandValues.h"
 #include "CommandWords.h"
+#include "lessonfiles/QuestionKinds.h"
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "CommandHelp.h"
 #include "CommandParser.h"
-#include "CommandValues.h"
 #include "CommandWords.h"
+#include "lessonfiles/QuestionKinds.h"
 
 #include <QtCore/QDir>
 

@@ -1,8 +1,8 @@
 #include "Script.h"
 
 #include "CommandParser.h"
-#include "lesson/AssessmentFile.h"
-#include "lesson/NamedFile.h"
+#include "lessonfiles/AssessmentFile.h"
+#include "lessonfiles/NamedFile.h"
 
 #include <QtCore/QDir>
 #include <QtCore/QFile>

@@ -88,7 +88,7 @@ const PollCase POLL_CASES[] = {
             {"id": "a", "optionText": "a", "displaySeqNumber": 0, "math": false},
             {"id": "b", "optionText": "b", "displaySeqNumber": 1, "math": false},
             {"id": "c", "optionText": "c", "displaySeqNumber": 2, "math": false}]})",
-     u"bca"_s},
+     u"b,c,a"_s},
     {PollType::TEXT, OrdinalType::GENERIC, 0, u"text"_s, u"6efc81c52cfe4502976de55df9af2f89"_s,
      R"({"maxChars": 0})", u"The answer is ember."_s},
     {PollType::WORD_SEED,

@@ -86,7 +86,7 @@ void tst_PresenterCommands::assessmentAnswersNameTheirQuestion()
                        "stop\n");
     QVERIFY2(presenter.ended() == 0, qPrintable(presenter.output() + presenter.errors()));
     QVERIFY(after(presenter, u"await responses all"_s)
-                .startsWith(u"  Ada, question 1: AB\n"
+                .startsWith(u"  Ada, question 1: A,B\n"
                             "  Ada, question 2: B\n"
                             "  Ada, question 3: 3\n"_s));
     QVERIFY(after(presenter, u"who"_s).startsWith(u"1 of 1 learner answered:\n1. Ada  3\n"_s));

@@ -1,4 +1,4 @@
-#include "lesson/AssessmentFile.h"
+#include "lessonfiles/AssessmentFile.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

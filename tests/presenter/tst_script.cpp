@@ -1,5 +1,5 @@
 #include "Script.h"
-#include "lesson/NamedFile.h"
+#include "lessonfiles/NamedFile.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>

@@ -26,11 +26,21 @@ function(set_up)
   stand_in("${stand_ins}/dpkg-query" "test -z \"$MISSING\" && echo installed")
   stand_in("${stand_ins}/node" "test \"$1\" = -p && echo $NODE_VERSION && exit
 ${write_down}
-test \"$1\" = classroom/benchmarks/load.js && exit
+case \"$1\" in classroom/benchmarks/load.js | --test) exit ;; esac
 echo classroom: listening on http://127.0.0.1:1
+case \" $* \" in *\" --serve \"*)
+  echo classroom: only programs on this machine can reach it
+  echo classroom: it does without TLS, as nothing that is sent leaves this machine
+  case \" $* \" in *\" --password \"*) ;; *) echo classroom: teacher signs in with the password made-up ;; esac
+esac
 exec sleep 30")
-  stand_in("${tree}/build/run/examples/presenter/tarvo-presenter"
-    "echo \"presenter in $PWD: $*\" >>\"${calls_file}\"")
+  foreach(program IN ITEMS presenter/tarvo-presenter desktop/window/tarvo-desktop)
+    get_filename_component(name "${program}" NAME)
+    string(REPLACE "tarvo-" "" name "${name}")
+    stand_in("${tree}/build/run/examples/${program}"
+      "echo \"${name} in $PWD: $*\" >>\"${calls_file}\"
+echo \"with the password $TARVO_PASSWORD\" >>\"${calls_file}\"")
+  endforeach()
   file(GLOB targets "${SOURCE_DIR}/fuzz/fuzz_*.cpp")
   foreach(target IN LISTS targets)
     get_filename_component(target "${target}" NAME_WE)
@@ -85,12 +95,14 @@ endfunction()
 set_up()
 set(ENV{PATH} "${stand_ins}:/usr/bin:/bin")
 set(ENV{NODE_VERSION} 18.2.0)
-unset(ENV{CDPATH})
+foreach(variable IN ITEMS CDPATH DISPLAY WAYLAND_DISPLAY QT_QPA_PLATFORM TARVO_PASSWORD)
+  unset(ENV{${variable}})
+endforeach()
 
 # ---- Help, and what is refused, before anything is installed ----
 
 set(ENV{MISSING} yes)
-foreach(script IN ITEMS run test bench fuzz lint load-classroom setup)
+foreach(script IN ITEMS run test bench fuzz lint load-classroom screenshots setup)
   expect_untouched(0 "Usage: scripts/${script}" ${script} --help)
   expect_untouched(0 "Usage: scripts/${script}" ${script} -h)
 endforeach()
@@ -111,6 +123,17 @@ expect_refused("--ca: there is no file 'none.pem' to read." run --ca=none.pem)
 expect_refused("--interactive and --script exclude each other." run --script mine.txt --interactive)
 expect_refused("--server is not for scripts/run, which starts a classroom of its own."
   run --server http://127.0.0.1:2)
+expect_refused("--host needs --browser or --desktop." run --host 127.0.0.1)
+expect_refused("--port needs --browser or --desktop." run --interactive --port=8089)
+expect_refused("--host needs a value." run --browser --host)
+expect_refused("--tls needs a certificate and a key." run --browser --tls mine.txt)
+expect_refused("--tls: there is no file 'none.pem' to read." run --browser --tls mine.txt none.pem)
+expect_refused("--browser and --desktop exclude each other." run --browser --desktop)
+expect_refused("--interactive is not for --desktop." run --desktop --interactive)
+expect_refused("--duration is not for --desktop." run --desktop --duration 5)
+expect_refused("--script is not for --desktop." run --desktop --script mine.txt)
+expect_refused("--desktop needs a display, and there is none: neither DISPLAY nor WAYLAND_DISPLAY is set."
+  run --desktop --host 127.0.0.1)
 expect_refused("unknown option '--nonsense'." test --nonsense)
 expect_refused("unknown option 'sockjs'." test sockjs)
 expect_refused("-R needs a value." test -R)
@@ -121,12 +144,14 @@ expect_refused("unknown option '20'." load-classroom 20)
 expect_refused("--devices needs a value." load-classroom --devices)
 expect_refused("--devices takes a number from 1 to 2000, not '2001'." load-classroom --devices 2001)
 expect_refused("--service: there is no file 'none.js' to read." load-classroom --service none.js)
+expect_refused("there are no pictures of 'remote'; there are those of pages terminal window." screenshots remote)
+expect_refused("there are no pictures of '--all'; there are those of pages terminal window." screenshots --all)
 expect_refused("--seconds takes a whole number, not 'ten'." fuzz --seconds ten)
 expect_refused("--seconds takes a whole number, not ''." fuzz fuzz_block --seconds)
 expect_refused("the seconds are a number, not 'ten'." bench bench_codec -- 300 ten)
 expect_refused("behind \"--\" stand a word and the seconds, not '20'." bench -- 300 10 20)
-expect_refused("say what for: build test classroom lint fuzz bench qt6" setup)
-expect_refused("unknown use 'tests'; known are: build test classroom lint fuzz bench qt6" setup build tests)
+expect_refused("say what for: build test classroom desktop browser lint fuzz bench qt6 screenshots" setup)
+expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz bench qt6 screenshots" setup build tests)
 expect_untouched(2 "bench: unknown program or option '--nonsense'; the programs are: bench_codec "
   bench --nonsense)
 expect_untouched(2 "fuzz: unknown target or option '--nonsense'; the targets are: fuzz_block "
@@ -160,6 +185,8 @@ expect_call("bench_codec 300 10" bench bench_codec -- 300 10)
 expect_call("bench_idle " bench)
 expect_call("node classroom/benchmarks/load.js 200 ${elsewhere}/mine.txt"
   load-classroom --devices 200 --service mine.txt)
+expect_call("node --test scripts/pictures/terminal.js scripts/pictures/pages.js" screenshots terminal pages)
+expect_call("node --test scripts/pictures/pages.js scripts/pictures/terminal.js scripts/pictures/window.js" screenshots)
 run(fuzz fuzz_block --seconds 5)
 if(NOT result EQUAL 0 OR NOT calls MATCHES "fuzz_block -max_total_time=5 " OR calls MATCHES "fuzz_base64")
   fail("fuzz fuzz_block --seconds 5")
@@ -185,6 +212,41 @@ if(NOT result EQUAL 0 OR calls MATCHES "--stock")
   fail("run --duration 5 --compatible-transport")
 endif()
 
+# A class of people: no simulated learners, a password that the classroom has made up, or the one that is given.
+run(run --browser --host 127.0.0.1 --tls mine.txt mine.txt --duration 5)
+if(NOT result EQUAL 0 OR calls MATCHES "--learners|--stock|lesson.txt"
+    OR NOT calls MATCHES "\nnode [^\n]* --serve --port 0 --host 127.0.0.1 --tls mine.txt mine.txt --user teacher\n"
+    OR NOT calls MATCHES "\npresenter [^\n]*: --server http://127.0.0.1:1 --user teacher --duration 5\nwith the password made-up\n"
+    OR NOT output MATCHES "Learners open     http://127.0.0.1:1 [^\n]*\n[^\n]* http://127.0.0.1:1/remote "
+    OR NOT output MATCHES "Password          made-up\nOnly this computer reaches it; ")
+  fail("run --browser")
+endif()
+expect_call("${begun} --script mine.txt" run --browser --script mine.txt)
+set(ENV{TARVO_PASSWORD} mine)
+run(run --browser)
+if(NOT calls MATCHES "\nwith the password mine\n" OR output MATCHES "mine")
+  fail("run --browser")
+endif()
+set(ENV{QT_QPA_PLATFORM} offscreen)
+run(run --desktop --ca mine.txt)
+if(NOT calls MATCHES "\ncmake --build [^\n]* --target tarvo-desktop\n"
+    OR NOT calls MATCHES "\ndesktop in [^\n]*: --server http://127.0.0.1:1 --user teacher --ca mine.txt\n")
+  fail("run --desktop")
+endif()
+unset(ENV{TARVO_PASSWORD})
+
+# What the window needs is installed for the window alone.
+set(ENV{MISSING} yes)
+run(run --browser)
+if(calls MATCHES "libqrencode-dev")
+  fail("run --browser")
+endif()
+run(run --desktop)
+if(NOT calls MATCHES "libqrencode-dev")
+  fail("run --desktop")
+endif()
+set(ENV{MISSING} "")
+
 # ---- The pages ----
 
 # Every call that a page shows is one that its script takes.
@@ -192,7 +254,7 @@ file(GLOB pages "${tree}/*.md" "${tree}/docs/*.md")
 set(shown "")
 foreach(page IN LISTS pages)
   file(READ "${page}" text)
-  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|fuzz|load-classroom|setup)( [^]`#\n;[]*)?" calls "${text}")
+  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|fuzz|load-classroom|screenshots|setup)( [^]`#\n;[]*)?" calls "${text}")
   string(REGEX REPLACE "[\n`]scripts/" "" calls "${calls}")
   list(APPEND shown ${calls})
 endforeach()

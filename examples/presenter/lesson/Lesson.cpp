@@ -3,9 +3,9 @@
 #include "CommandParser.h"
 #include "FailureText.h"
 #include "console/Terminal.h"
-#include "lesson/AssessmentFile.h"
 #include "lesson/Learners.h"
-#include "lesson/NamedFile.h"
+#include "lessonfiles/AssessmentFile.h"
+#include "lessonfiles/NamedFile.h"
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QFileInfo>
