@@ -21,6 +21,10 @@ if(TARVO_SANITIZE_THREADS)
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
   add_link_options(-fsanitize=thread)
 endif()
+if(TARVO_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
+endif()
 
 if(TARVO_BUILD_FUZZERS)
   # The fuzzer is led by the code that an input reaches, the LZMA SDK's included.
