@@ -24,6 +24,8 @@ private Q_SLOTS:
     void signsInAgainThroughOAuth();
     void signsInAgainWithNothingStoredSendsNothing();
     void passwordOfATokenRequestSignsInAgain();
+    void codeOfATokenRequestSignsInAgain();
+    void codeOfATokenRequestMakesALaterSignInAskForRegistration();
 
     void userNameIsReturnedAndSignsIn();
     void userNameReplyWithoutIdSignsOut_data();
@@ -241,6 +243,30 @@ void tst_SignIn::passwordOfATokenRequestSignsInAgain()
         .json(SUCCESS);
     client->reLogin();
     QVERIFY(client->isLoggedIn());
+}
+
+void tst_SignIn::codeOfATokenRequestSignsInAgain()
+{
+    QString registration;
+    expectOAuth(DEVICE_FIELDS).json(TOKEN_REPLY);
+    QCOMPARE(client->doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, registration), u"t"_s);
+    service->expect(USER, "{}").json(ANN_IS_KNOWN);
+    QCOMPARE(client->doGetUserName(), u"ann"_s);
+    expectOAuth().status("403 No", WRONG_PASSWORD);
+    client->reLogin();
+    QVERIFY(!client->isLoggedIn());
+    expectOAuth().json(SUCCESS);
+    client->reLogin();
+    QVERIFY(client->isLoggedIn());
+}
+
+void tst_SignIn::codeOfATokenRequestMakesALaterSignInAskForRegistration()
+{
+    QString registration;
+    expectOAuth(DEVICE_FIELDS).json(TOKEN_REPLY);
+    client->doGetOAuthAccessToken(u"x"_s, u"c"_s, u"d"_s, u"n"_s, registration);
+    service->expect(LOGIN, ANN).json(R"({"infoMsgKeys":["success.registration"],"data":{}})");
+    QVERIFY(!login());
 }
 
 // ---- User name -----------------------------------------------------------------------------------

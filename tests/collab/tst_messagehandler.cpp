@@ -84,6 +84,8 @@ private Q_SLOTS:
     void hostMayHandAMessageInFromASignal();
     void derivedClassMayUseTheHandlers_data();
     void derivedClassMayUseTheHandlers();
+    void registrationIsWrittenDown_data();
+    void registrationIsWrittenDown();
 
 private:
     std::optional<HandlerHost> host;
@@ -276,6 +278,25 @@ void tst_MessageHandler::derivedClassMayUseTheHandlers()
     const HandlerHost heard(derived);
     derived->handle(QTest::currentDataTag(), body);
     QCOMPARE(heard.events, QStringList{event});
+}
+
+void tst_MessageHandler::registrationIsWrittenDown_data()
+{
+    QTest::addColumn<QString>("clientType");
+    QTest::addColumn<QStringList>("lines");
+    QTest::newRow("learner") << u"user"_s << QStringList{"REGISTER"};
+    QTest::newRow("remote") << u"controller"_s << QStringList{"REGISTER CONTROLLER"};
+    QTest::newRow("another kind of client") << u"presenter"_s << QStringList();
+}
+
+void tst_MessageHandler::registrationIsWrittenDown()
+{
+    QFETCH(QString, clientType);
+    QFETCH(QStringList, lines);
+    DerivedHandler derived(nullptr);
+    const LogCapture log;
+    derived.handle(u"register"_s, {{"client", QVariantMap{{"type", clientType}}}});
+    QCOMPARE(log.messages(), lines);
 }
 
 QTEST_GUILESS_MAIN(tst_MessageHandler)

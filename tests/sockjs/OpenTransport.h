@@ -22,6 +22,15 @@ struct OpenTransport : ScriptedFarEnd {
         return transport.start(localhost(), server.port(), tls, path, streaming);
     }
 
+    // The frames as texts.
+    QStringList texts() const
+    {
+        QStringList list;
+        for (const QList<QVariant> &frame : frames)
+            list.append(frame.at(0).toString());
+        return list;
+    }
+
     const bool tls;
     SockJSXHRPolling transport;
     QSignalSpy frames{&transport, &SockJSXHRPolling::textMessageReceived};

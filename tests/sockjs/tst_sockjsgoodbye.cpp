@@ -20,6 +20,8 @@ private Q_SLOTS:
     void nothingIsHeardOnAReceivingConnectionThatIsKept();
     void deletingEndsAReceivingConnectionThatIsKept();
     void startingAgainEndsAReceivingConnectionThatIsKept();
+    void startingAgainEndsThePatienceWithIt_data();
+    void startingAgainEndsThePatienceWithIt();
 
 private:
     void startIdle();
@@ -155,6 +157,27 @@ void tst_SockJSGoodbye::startingAgainEndsAReceivingConnectionThatIsKept()
     sending()->write(NO_CONTENT); // and that ends nothing any more
     QTRY_VERIFY(!m_transport->isSending());
     QVERIFY(isOpen(m_connections.at(2)));
+}
+
+void tst_SockJSGoodbye::startingAgainEndsThePatienceWithIt_data()
+{
+    QTest::addColumn<bool>("robust");
+    QTest::newRow("default") << false;
+    QTest::newRow("robust") << true;
+}
+
+// The message of the first connection is still unanswered when the patience would be over.
+void tst_SockJSGoodbye::startingAgainEndsThePatienceWithIt()
+{
+    QFETCH(bool, robust);
+    m_transport->setRobustTransport(robust);
+    closeBehindAMessage();
+    if (QTest::currentTestFailed())
+        return;
+    QVERIFY(m_transport->start(localhost(), m_server->serverPort(), false, u"/t"_s, false));
+    QTRY_COMPARE(m_connections.size(), 3);
+    QVERIFY(!QTest::qWaitFor([&] { return !isOpen(m_connections.at(2)); }, 3000));
+    QVERIFY(m_transport->isSending());
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSGoodbye)

@@ -12,6 +12,7 @@ private Q_SLOTS:
     void hostMayDoAnythingInASlot_data();
     void hostMayDoAnythingInASlot();
     void nestedLoopInASlotOfADyingSocketIsSafe();
+    void messagesStopWhenTheirConnectionEnds_data();
     void messagesStopWhenTheirConnectionEnds();
     void messagesKeepTheirOrderWhenASlotWaits();
     void messagesOfAnEndedConnectionAreForgotten();
@@ -124,20 +125,47 @@ void tst_SockJSHostSlots::nestedLoopInASlotOfADyingSocketIsSafe()
     QTest::qWait(50);
 }
 
+void tst_SockJSHostSlots::messagesStopWhenTheirConnectionEnds_data()
+{
+    QTest::addColumn<bool>("xhr");
+    QTest::addColumn<bool>("robust");
+    QTest::addColumn<QString>("last");
+    for (const bool xhr : {false, true}) {
+        for (const bool robust : {false, true}) {
+            for (const char *last : {"1", "2", "3"})
+                QTest::addRow("%s, %s, %s", xhr ? "XHR" : "web socket",
+                              robust ? "robust" : "default", last)
+                    << xhr << robust << QString(last);
+        }
+    }
+}
+
+// A slot closes; what else came in the same frame, and behind it, is not heard any more.
 void tst_SockJSHostSlots::messagesStopWhenTheirConnectionEnds()
 {
-    EventBusServer bus;
+    QFETCH(bool, xhr);
+    QFETCH(bool, robust);
+    QFETCH(QString, last);
+    const QStringList messages{"1", "2", "3"};
+    FarEnd far(xhr);
+    const QString frame = u"a[\"1\",\"2\",\"3\"]"_s;
+    far.polled.onConnection(POLLED_OPEN + Script{expectRequest(), send(reply(frame.toUtf8()))});
     ConnectorRun run;
+    run.connector.setRobustTransport(robust);
     connect(&run.connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
-        if (message == u"2"_s)
+        if (message == last)
             run.connector.close();
     });
-    run.open(bus.port());
-    QTRY_VERIFY(run.connector.isConnected());
-    bus.sendFrame(u"a[\"1\",\"2\",\"3\"]"_s);
-    bus.sendFrame(u"a[\"4\"]"_s);
-    QTRY_COMPARE(bus.closeCodes().size(), 1);
-    QCOMPARE(run.texts(), (QStringList{"1", "2"}));
+    far.open(run.connector);
+    QTRY_COMPARE_WITH_TIMEOUT(run.connected.size(), 1, 20000);
+    if (!xhr) {
+        far.bus.sendFrame(frame);
+        far.bus.sendFrame(u"a[\"4\"]"_s);
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(run.closed.size(), 1, 20000);
+    if (!xhr)
+        QTRY_COMPARE(far.bus.closeCodes().size(), 1);
+    QCOMPARE(run.texts(), messages.mid(0, messages.indexOf(last) + 1));
 }
 
 // Servers put several messages into one frame, and a slot that asks the service something waits.

@@ -44,6 +44,8 @@ void tst_SockJSParsers::header_data()
     row("status only", "HTTP/1.1 200 OK\r\n\r\n", 19, 200);
     row("status is not read", "HTTP/1.1 404 Not Found\r\n\r\n", 26, 200);
     row("not even a number", "HTTP/\n\n", 7, 200);
+    row("status line gives no header", "HTTP/1.1 200 OK: x\r\nA: b\r\n\r\n", 28, 200,
+        {{"A", " b"}});
     row("values keep their space", "HTTP/1.1 200 OK\r\nA: b \r\nC:d\r\n\r\nbody", 31, 200,
         {{"A", " b "}, {"C", "d"}});
     row("bare line feeds", "HTTP/1.1 200 OK\nA: b\n\nbody", 22, 200, {{"A", " b"}});

@@ -1,4 +1,5 @@
 #include "ConnectorRun.h"
+#include "DeadPort.h"
 #include "Http.h"
 #include "RawWebSocketServer.h"
 #include "support/ScriptedServer.h"
@@ -28,6 +29,8 @@ private Q_SLOTS:
     void entryIsWrittenOnlyWhenItChanges();
     void restartedTransportForgetsItsProxy();
     void reconnectionGoesThroughTheProxy();
+    void applicationsProxyIsNotTheReceivingConnections_data();
+    void applicationsProxyIsNotTheReceivingConnections();
 
 private:
     quint16 m_port = 0;
@@ -90,6 +93,7 @@ void tst_SockJSProxy::init()
 
 void tst_SockJSProxy::cleanup()
 {
+    QNetworkProxy::setApplicationProxy(QNetworkProxy::NoProxy);
     QVERIFY2(m_proxy->finished(), qPrintable(m_proxy->failure()));
     m_proxy.reset();
 }
@@ -257,6 +261,31 @@ void tst_SockJSProxy::reconnectionGoesThroughTheProxy()
     QVERIFY(proxied.start());
     QTRY_COMPARE_WITH_TIMEOUT(proxied.frames.size(), 1, 20000);
     QVERIFY(m_proxy->requests(1).at(0).startsWith("CONNECT classroom.invalid:80 HTTP/1.1\r\n"));
+}
+
+void tst_SockJSProxy::applicationsProxyIsNotTheReceivingConnections_data()
+{
+    QTest::addColumn<bool>("robust");
+    QTest::newRow("default") << false;
+    QTest::newRow("robust") << true;
+}
+
+// It is for the host's own requests; the system names none.
+void tst_SockJSProxy::applicationsProxyIsNotTheReceivingConnections()
+{
+    QFETCH(bool, robust);
+    qunsetenv("http_proxy");
+    const DeadPort nobody;
+    QNetworkProxy::setApplicationProxy({QNetworkProxy::HttpProxy, localhost(), nobody});
+    ScriptedServer direct;
+    direct.onConnection({expectRequest(), send(FRAME_O), expectRequest()});
+    QVERIFY(direct.listen());
+    SockJSXHRPolling transport;
+    transport.setRobustTransport(robust);
+    QSignalSpy frames(&transport, &SockJSXHRPolling::textMessageReceived);
+    // This machine's address, too, but none for which the toolkit leaves every proxy out.
+    QVERIFY(transport.start(u"0.0.0.0"_s, direct.port(), false, u"/s"_s, false));
+    QTRY_COMPARE_WITH_TIMEOUT(frames.size(), 1, 20000);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSProxy)

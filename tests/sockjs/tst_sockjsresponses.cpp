@@ -22,6 +22,8 @@ private Q_SLOTS:
     void bytesAfterASilenceInsideABody();
     void requestsWaitWhileResponseDataIsPending();
     void reconnectionForgetsTheHalfReadResponse();
+    void bytesWithoutAHeaderBelongToNobodyAfterAReconnection_data();
+    void bytesWithoutAHeaderBelongToNobodyAfterAReconnection();
     void lastResponseBeforeACloseIsRead();
 };
 
@@ -293,6 +295,34 @@ void tst_SockJSResponses::reconnectionForgetsTheHalfReadResponse()
     run.stop();
     QCOMPARE(run.reconnections, 1);
     QCOMPARE(run.answered.size(), 2);
+}
+
+void tst_SockJSResponses::bytesWithoutAHeaderBelongToNobodyAfterAReconnection_data()
+{
+    QTest::addColumn<QByteArray>("before");
+    QTest::addColumn<QStringList>("messages");
+    QTest::newRow("inside a body") << plain(6, "abc") << QStringList();
+    QTest::newRow("behind a body") << reply("abc") << QStringList{"abc"};
+    QTest::newRow("behind a body of unannounced length")
+        << QByteArray("HTTP/1.1 200 OK\r\n\r\nabc") << QStringList{"abc"};
+    QTest::newRow("inside a header") << QByteArray("HTTP/1.1 200 OK\r\nA: ") << QStringList();
+    QTest::newRow("between chunks") << CHUNKED + chunk("abc") << QStringList();
+}
+
+void tst_SockJSResponses::bytesWithoutAHeaderBelongToNobodyAfterAReconnection()
+{
+    QFETCH(QByteArray, before);
+    QFETCH(QStringList, messages);
+    ServedWorker run{{send(before), pause(100), close()},
+                     {send("def\r\n\r\n"), expect("next"), send(reply("ghi"))}};
+    QVERIFY(run.begin(1));
+    QTRY_COMPARE_WITH_TIMEOUT(run.reconnections, 1, 20000);
+    QVERIFY(run.queue(u"next"_s));
+    QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
+    QTRY_COMPARE_WITH_TIMEOUT(run.messages, messages + QStringList{"ghi"}, 20000);
+    run.stop();
+    QCOMPARE(run.log.startingWith(u"[SockJSXHRPollingWorker.BufferData]"_s),
+             QStringList{bufferLine("def\r\n\r\n")});
 }
 
 void tst_SockJSResponses::lastResponseBeforeACloseIsRead()

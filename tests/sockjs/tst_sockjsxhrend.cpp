@@ -15,8 +15,32 @@ private Q_SLOTS:
     void lostServerIsReportedOnce();
     void secondStartReplacesTheFirst();
     void startInASlotPollsOnce();
+    void closedTransportStartsAgain_data();
+    void closedTransportStartsAgain();
+    void startRightBehindCloseIsNotEndedByIt_data();
+    void startRightBehindCloseIsNotEndedByIt();
+    void startForgetsWhyTheLastConnectionEnded();
     void destroyingFromASlotIsSafe();
 };
+
+namespace
+{
+
+void addBothWays()
+{
+    QTest::addColumn<bool>("robust");
+    QTest::newRow("default") << false;
+    QTest::newRow("robust") << true;
+}
+
+// Only the worker's requests have line ends that their length does not count.
+QByteArray poll(const QByteArray &path, bool robust)
+{
+    const QByteArray text = pollText(path);
+    return robust ? text.chopped(4) : text;
+}
+
+} // namespace
 
 void tst_SockJSXHREnd::failedStartTellsWhyAndLeavesNothing()
 {
@@ -107,6 +131,90 @@ void tst_SockJSXHREnd::startInASlotPollsOnce()
     QTRY_VERIFY_WITH_TIMEOUT(restarted, 20000);
     // A second poll would wait before it.
     QVERIFY(m.transport.doRequestXHR(u"/own"_s, QString()));
+}
+
+void tst_SockJSXHREnd::closedTransportStartsAgain_data()
+{
+    addBothWays();
+}
+
+// The first connection ends inside an answer, of which the second knows nothing.
+void tst_SockJSXHREnd::closedTransportStartsAgain()
+{
+    QFETCH(bool, robust);
+    const QByteArray second = poll("/t/xhr", robust);
+    OpenTransport m{
+        {expect(poll("/s/xhr", robust)),
+         send("HTTP/1.1 200 OK\r\nSet-Cookie: a=1; Path=/s\r\n"
+              "Content-Length: 30\r\n\r\na[\"half"),
+         expectEnd()},
+        {expect(second), send(FRAME_O), expect(second), send(reply("a[\"hi\"]\n")), expect(second)},
+        {expectRequest(), send(NO_CONTENT)}};
+    m.transport.setRobustTransport(robust);
+    QVERIFY(m.start());
+    const QString headerLine = u"[SockJSXHRPolling] parsed cookies"_s;
+    QTRY_VERIFY_WITH_TIMEOUT(m.log.contains(headerLine), 20000);
+    m.transport.close();
+    QTRY_COMPARE_WITH_TIMEOUT(m.ends.size(), 1, 20000);
+
+    QVERIFY(m.start(u"/t"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(m.texts(), (QStringList{"o", "a[\"hi\"]"}), 20000);
+    m.transport.sendTextMessage(u"x"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(m.server.requests(2).size(), 1, 20000);
+    QVERIFY(m.server.requests(2).at(0).startsWith("POST /t/xhr_send HTTP/1.1\r\n"));
+    QTRY_VERIFY_WITH_TIMEOUT(!m.transport.isSending(), 20000);
+    QTRY_COMPARE_WITH_TIMEOUT(m.server.received(1), second + second + second, 20000);
+    QCOMPARE(m.ends.size(), 1);
+    m.transport.close();
+    QTRY_COMPARE_WITH_TIMEOUT(m.ends.size(), 2, 20000);
+}
+
+void tst_SockJSXHREnd::startRightBehindCloseIsNotEndedByIt_data()
+{
+    addBothWays();
+}
+
+// The end of the first connection is on its way to the host when the second begins.
+void tst_SockJSXHREnd::startRightBehindCloseIsNotEndedByIt()
+{
+    QFETCH(bool, robust);
+    const QByteArray second = poll("/t/xhr", robust);
+    OpenTransport m{{expect(poll("/s/xhr", robust)), expectEnd()},
+                    {expect(second), send(FRAME_O), expect(second)}};
+    m.transport.setRobustTransport(robust);
+    QVERIFY(m.start());
+    QTRY_VERIFY_WITH_TIMEOUT(!m.server.received(0).isEmpty(), 20000);
+    m.transport.close();
+    QThread::msleep(200);
+    QVERIFY(m.start(u"/t"_s));
+    QTRY_COMPARE_WITH_TIMEOUT(m.server.received(1), second + second, 20000);
+    QCOMPARE(m.texts(), QStringList{"o"});
+    QCOMPARE(m.ends.size(), 0);
+}
+
+void tst_SockJSXHREnd::startForgetsWhyTheLastConnectionEnded()
+{
+    OpenTransport m{
+        {expectRequest(), send(FRAME_O), expectRequest(), send(reply("c[3000,\"Go away!\"]\n"))},
+        {expectRequest()},
+        {expectRequest(), send(reply("", "404 Not Found"))}};
+    m.transport.setRobustTransport(true);
+    QVERIFY(m.start());
+    QTRY_COMPARE_WITH_TIMEOUT(m.ends.size(), 1, 20000);
+    QCOMPARE(m.transport.getCloseCode(), 3000);
+
+    m.log.clear();
+    QVERIFY(m.start(u"/t"_s));
+    QCOMPARE(m.transport.getCloseCode(), 0);
+    QCOMPARE(m.transport.getCloseReason(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(m.server.requests(1).size(), 1, 20000);
+    m.transport.sendTextMessage(u"x"_s);
+    QTRY_COMPARE_WITH_TIMEOUT(m.ends.size(), 2, 20000);
+    // Without a word about an answer that came before: the connection has had none.
+    const QString failure = u"The server answered with HTTP status 404 Not Found"_s;
+    QCOMPARE(m.log.messages(), QStringList{u"[SockJSXHRPolling] xhr_send error: "_s + failure});
+    QCOMPARE(m.transport.getCloseCode(), 1006);
+    QCOMPARE(m.transport.getCloseReason(), u"A message could not be sent: "_s + failure);
 }
 
 void tst_SockJSXHREnd::destroyingFromASlotIsSafe()
