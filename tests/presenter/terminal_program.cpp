@@ -8,9 +8,13 @@
 
 #include <QtCore/QCoreApplication>
 #include <QtCore/QRegularExpression>
+#include <QtCore/QSocketNotifier>
 #include <QtCore/QTimer>
 
+#include <csignal>
+#include <functional>
 #include <memory>
+#include <sys/signalfd.h>
 #include <unistd.h>
 
 using namespace Host;
@@ -18,8 +22,36 @@ using namespace Host;
 namespace
 {
 
-constexpr int A_MOMENT_MS = 150;
 constexpr int MUCH_NEWS = 800;
+
+// What the program does "soon" it does at SIGUSR1, so that the test decides when, however slow either is.
+class Soon
+{
+public:
+    // Before there are threads, which must not get the signal either.
+    Soon()
+    {
+        sigset_t numbers;
+        sigemptyset(&numbers);
+        sigaddset(&numbers, SIGUSR1);
+        sigprocmask(SIG_BLOCK, &numbers, nullptr);
+        m_file = signalfd(-1, &numbers, SFD_CLOEXEC | SFD_NONBLOCK);
+        m_notifier = std::make_unique<QSocketNotifier>(m_file, QSocketNotifier::Read);
+        QObject::connect(m_notifier.get(), &QSocketNotifier::activated, [this] {
+            signalfd_siginfo info;
+            if (read(m_file, &info, sizeof(info)) == sizeof(info))
+                action();
+        });
+    }
+    ~Soon() { close(m_file); }
+    Q_DISABLE_COPY_MOVE(Soon)
+
+    std::function<void()> action = [] {};
+
+private:
+    int m_file = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+};
 
 void askPassword(Terminal &terminal)
 {
@@ -58,24 +90,24 @@ void tellBetween(Terminal &terminal)
     terminal.tell(u"six"_s);
 }
 
-void obey(Terminal &terminal, std::unique_ptr<Input> &input, const QString &line)
+void obey(Terminal &terminal, std::unique_ptr<Input> &input, Soon &soon, const QString &line)
 {
     if (line == u"bars"_s) {
         terminal.setBlock({u"A ###"_s, u"B #"_s});
     } else if (line == u"soon"_s) {
-        QTimer::singleShot(A_MOMENT_MS, [&terminal] {
+        soon.action = [&terminal] {
             terminal.print(u"Ada joined"_s);
             terminal.setBlock({u"A ####"_s});
-        });
+        };
     } else if (line == u"close soon"_s || line == u"leave soon"_s) {
-        QTimer::singleShot(A_MOMENT_MS, [&terminal, &input, line] {
+        soon.action = [&terminal, &input, line] {
             input.reset();
             terminal.closePrompt();
             terminal.print(u"closed"_s);
             if (line == u"leave soon"_s)
                 _exit(4);
             QCoreApplication::exit(4);
-        });
+        };
     } else if (line == u"close"_s) {
         terminal.closePrompt();
         terminal.print(u"closed"_s);
@@ -109,6 +141,7 @@ Candidates candidates(const QString &lineUpToCursor)
 int main(int argc, char *argv[])
 {
     QCoreApplication application(argc, argv);
+    Soon soon;
     Terminal terminal;
     if (QCoreApplication::arguments().contains(u"ask"_s)) {
         askPassword(terminal);
@@ -119,7 +152,7 @@ int main(int argc, char *argv[])
         return 1;
     auto input = std::make_unique<Input>(terminal);
     QObject::connect(input.get(), &Input::line,
-                     [&](const QString &line) { obey(terminal, input, line); });
+                     [&](const QString &line) { obey(terminal, input, soon, line); });
     QObject::connect(input.get(), &Input::ended, [&] {
         terminal.closePrompt();
         terminal.print(u"ended"_s);

@@ -1,4 +1,5 @@
 #include "RobustRun.h"
+#include "support/Promptness.h"
 
 #include <QtNetwork/QTcpServer>
 
@@ -255,18 +256,22 @@ void tst_SockJSRobustRequests::emptyAnswersThatEndTheConnectionAreFollowedByPaus
 {
     QFETCH(bool, streaming);
     QFETCH(QByteArray, field);
-    Answering server(reply("", "200 OK", field), true);
-    RobustRun run;
-    run.open(server.port(), {streaming ? XHR_STREAMING : XHR_POLLING});
-    QTRY_VERIFY_WITH_TIMEOUT(server.times.size() >= 6, 20000);
-    // The session, the first that was empty, and those in a row behind it.
-    const QList<int> pauses{0, 250, 500, 1000, 2000};
-    for (int i = 0; i < pauses.size(); ++i) {
-        const qint64 pause = server.times.at(i + 1) - server.times.at(i);
-        QVERIFY2(pause >= pauses.at(i) * 9 / 10, qPrintable(QString::number(pause)));
-        QVERIFY2(pause <= pauses.at(i) + 200, qPrintable(QString::number(pause)));
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        Answering server(reply("", "200 OK", field), true);
+        RobustRun run;
+        run.open(server.port(), {streaming ? XHR_STREAMING : XHR_POLLING});
+        QTRY_VERIFY_WITH_TIMEOUT(server.times.size() >= 6, 60000);
+        // The session, the first that was empty, and those in a row behind it.
+        const QList<int> pauses{0, 250, 500, 1000, 2000};
+        for (int i = 0; i < pauses.size(); ++i) {
+            const qint64 pause = server.times.at(i + 1) - server.times.at(i);
+            QVERIFY2(pause >= pauses.at(i) * 9 / 10, qPrintable(QString::number(pause)));
+            promptness.take(pause, pauses.at(i) + 200);
+        }
+        QVERIFY(run.connector.isConnected());
     }
-    QVERIFY(run.connector.isConnected());
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_SockJSRobustRequests::serverThatIsGoneIsTriedForTenSeconds()

@@ -1,0 +1,66 @@
+#include "Promptness.h"
+#include "Text.h"
+
+#include <QtTest/QtTest>
+
+class tst_Promptness : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void oneMeasurementWithinTheLimitsIsEnough_data();
+    void oneMeasurementWithinTheLimitsIsEnough();
+    void excessesAreTold();
+};
+
+namespace
+{
+
+using Times = QList<qint64>; // of one measurement, each with a limit of 100
+
+int measure(Promptness &promptness, const QList<Times> &measurements)
+{
+    int count = 0;
+    while (promptness.isOpen()) {
+        for (const qint64 time : measurements.value(count))
+            promptness.take(time, 100);
+        ++count;
+    }
+    return count;
+}
+
+} // namespace
+
+void tst_Promptness::oneMeasurementWithinTheLimitsIsEnough_data()
+{
+    QTest::addColumn<QList<Times>>("measurements");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<bool>("isKept");
+    QTest::newRow("the first") << QList<Times>{{100, 99}} << 1 << true;
+    QTest::newRow("the second") << QList<Times>{{1, 101}, {100}} << 2 << true;
+    QTest::newRow("the third") << QList<Times>{{101}, {101}, {100}} << 3 << true;
+    QTest::newRow("none") << QList<Times>{{101}, {101}, {101}} << 3 << false;
+    QTest::newRow("each time another") << QList<Times>{{1, 101}, {101, 1}, {1, 101}} << 3 << false;
+}
+
+void tst_Promptness::oneMeasurementWithinTheLimitsIsEnough()
+{
+    QFETCH(QList<Times>, measurements);
+    QFETCH(int, count);
+    QFETCH(bool, isKept);
+    Promptness promptness;
+    QCOMPARE(measure(promptness, measurements), count);
+    QCOMPARE(promptness.isKept(), isKept);
+}
+
+void tst_Promptness::excessesAreTold()
+{
+    Promptness promptness;
+    measure(promptness, {{101}, {300, 2, 400}, {1000}});
+    QCOMPARE(promptness.excesses(),
+             u"101 ms instead of 100, 300 ms instead of 100, 400 ms instead of 100, "
+             "1000 ms instead of 100"_s);
+}
+
+QTEST_GUILESS_MAIN(tst_Promptness)
+#include "tst_promptness.moc"
