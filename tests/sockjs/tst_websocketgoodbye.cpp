@@ -71,17 +71,12 @@ void tst_WebSocketGoodbye::limitsOfAConnector()
 
 void tst_WebSocketGoodbye::serverThatTakesNothingIsGivenUpSoon()
 {
-    Promptness promptness;
-    while (promptness.isOpen()) {
-        SlowServer slow;
-        QVERIFY(slow.say({500, 60000}));
-        QTRY_VERIFY_WITH_TIMEOUT(slow.isOver(), 20000);
-        // Either step.
-        const qint64 ms = slow.clock.elapsed();
-        QVERIFY2(ms >= 2 * 475, qPrintable(QString::number(ms)));
-        promptness.take(ms, 2 * 500 + 500);
-    }
-    VERIFY_PROMPT(promptness);
+    SlowServer slow;
+    QVERIFY(slow.say({500, 600000}));
+    QTRY_VERIFY_WITH_TIMEOUT(slow.isOver(), 60000);
+    // Either step.
+    const qint64 ms = slow.clock.elapsed();
+    QVERIFY2(ms >= 2 * 475, qPrintable(QString::number(ms)));
 }
 
 void tst_WebSocketGoodbye::serverThatTakesALittleIsGivenUpInTheEnd()
@@ -95,7 +90,7 @@ void tst_WebSocketGoodbye::serverThatTakesALittleIsGivenUpInTheEnd()
         // Either step takes all its time, and at most as long without progress.
         const qint64 ms = slow.clock.elapsed();
         QVERIFY2(ms >= 2 * 2500, qPrintable(QString::number(ms)));
-        promptness.take(ms, 2 * (2500 + 1500) + 500);
+        promptness.take(ms, 2 * (2500 + 1500) + 3000);
     }
     VERIFY_PROMPT(promptness);
 }
