@@ -488,7 +488,7 @@ void SockJSConnector::close()
     m_connected = false;
     closing = true;
     if (QWebSocket *socket = takeWebSocket()) {
-        WebSocketGoodbye::say(socket, this);
+        WebSocketGoodbye::say(socket, this, WebSocketGoodbye::Limits());
         onClosed();
     } else if (xhrPolling) {
         nextGeneration();
@@ -549,7 +549,7 @@ bool SockJSConnector::dropConnection()
     closeCode = Tarvo::Close::NORMAL;
     closeReason = requestedReason();
     if (QWebSocket *socket = takeWebSocket())
-        WebSocketGoodbye::say(socket, this);
+        WebSocketGoodbye::say(socket, this, WebSocketGoodbye::Limits());
     if (xhrPolling)
         xhrPolling->close();
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");

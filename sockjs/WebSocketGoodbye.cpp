@@ -6,9 +6,6 @@
 namespace
 {
 
-constexpr int PATIENCE_MS = 2000;
-// A peer that takes a byte now and then is progress too, but not for ever.
-constexpr int LONGEST_STEP_MS = 60000;
 // Tells the answer to the last ping from pongs that a server sends of itself.
 const char LAST_PING[] = "bye";
 
@@ -27,10 +24,10 @@ void endWebSocket(QWebSocket *socket)
     delete socket;
 }
 
-void WebSocketGoodbye::say(QWebSocket *socket, QObject *owner)
+void WebSocketGoodbye::say(QWebSocket *socket, QObject *owner, const Limits &limits)
 {
     if (socket->state() == QAbstractSocket::ConnectedState)
-        new WebSocketGoodbye(socket, owner);
+        new WebSocketGoodbye(socket, owner, limits);
     else
         endWebSocket(socket);
 }
@@ -39,8 +36,8 @@ void WebSocketGoodbye::say(QWebSocket *socket, QObject *owner)
 // more, then or later, makes the system reset the connection and drop what it has not delivered yet.
 // A ping is answered when everything before it has been received, so the answer is waited for first,
 // and the server's messages are read and dropped meanwhile.
-WebSocketGoodbye::WebSocketGoodbye(QWebSocket *socket, QObject *owner)
-    : QObject(owner), m_socket(socket)
+WebSocketGoodbye::WebSocketGoodbye(QWebSocket *socket, QObject *owner, const Limits &limits)
+    : QObject(owner), m_socket(socket), m_limits(limits)
 {
     m_patience.setSingleShot(true);
     connect(&m_patience, &QTimer::timeout, this, &WebSocketGoodbye::onNoProgress);
@@ -54,8 +51,7 @@ WebSocketGoodbye::WebSocketGoodbye(QWebSocket *socket, QObject *owner)
         connect(tlsSocket, &QSslSocket::encryptedBytesWritten, this,
                 &WebSocketGoodbye::restartPatience, Qt::QueuedConnection);
 
-    m_limit.setRemainingTime(LONGEST_STEP_MS);
-    restartPatience();
+    beginStep();
     m_socket->ping(LAST_PING);
 }
 
@@ -70,10 +66,16 @@ void WebSocketGoodbye::onPong(quint64, const QByteArray &payload)
         closeSocket();
 }
 
+void WebSocketGoodbye::beginStep()
+{
+    m_longest.setRemainingTime(m_limits.longestMs);
+    restartPatience();
+}
+
 void WebSocketGoodbye::restartPatience()
 {
-    if (!m_limit.hasExpired())
-        m_patience.start(PATIENCE_MS);
+    if (!m_longest.hasExpired())
+        m_patience.start(m_limits.patienceMs);
 }
 
 void WebSocketGoodbye::onNoProgress()
@@ -89,7 +91,6 @@ void WebSocketGoodbye::closeSocket()
     if (m_closed)
         return;
     m_closed = true;
-    m_limit.setRemainingTime(LONGEST_STEP_MS);
-    restartPatience();
+    beginStep();
     m_socket->close(QWebSocketProtocol::CloseCodeNormal);
 }

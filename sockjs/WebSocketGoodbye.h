@@ -11,8 +11,7 @@ class QWebSocket;
 void endWebSocket(QWebSocket *socket);
 
 // Says goodbye on a web socket in the background, without losing what was sent: waits until the server
-// has received all of it, closes with a normal close frame and goes. Gives up after 2 s without
-// progress, and 60 s in all for either step.
+// has received all of it, closes with a normal close frame and goes.
 //
 // It owns the socket and is itself a child of `owner`; it deletes itself when it is done, and the
 // socket ends with it when the owner is destroyed earlier.
@@ -22,21 +21,30 @@ class WebSocketGoodbye : public QObject
     Q_DISABLE_COPY(WebSocketGoodbye)
 
 public:
+    // For either step.
+    struct Limits {
+        int patienceMs = 2000; // without progress
+        // In all: a peer that takes a byte now and then is progress too, but not for ever.
+        int longestMs = 60000;
+    };
+
     // Takes over a socket that nobody else listens to any more. One that is not connected ends at once.
-    static void say(QWebSocket *socket, QObject *owner);
+    static void say(QWebSocket *socket, QObject *owner, const Limits &limits);
 
     ~WebSocketGoodbye() override;
 
 private:
-    WebSocketGoodbye(QWebSocket *socket, QObject *owner);
+    WebSocketGoodbye(QWebSocket *socket, QObject *owner, const Limits &limits);
 
     void onPong(quint64 elapsedMs, const QByteArray &payload);
     void closeSocket();
     void onNoProgress();
+    void beginStep();
     void restartPatience();
 
     QWebSocket *m_socket;
+    const Limits m_limits;
     QTimer m_patience;
-    QDeadlineTimer m_limit;
+    QDeadlineTimer m_longest;
     bool m_closed = false; // the close frame is sent; its answer is awaited
 };

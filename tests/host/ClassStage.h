@@ -21,6 +21,8 @@ public:
     static constexpr int LIMIT_MS = 20000;
     // The service takes its time, so that the class stays where it is.
     static constexpr int HANGING_MS = 2000;
+    // So long that a busy machine does anything else in half of it.
+    static constexpr int HANGING_LONG_MS = 16000;
 
     explicit ClassStage(const QStringList &options = {})
         : classroom(options), proxy(quint16(QUrl(classroom.url()).port())),
@@ -78,7 +80,7 @@ public:
         loseChannel();
     }
     void loseChannel() { classroom.remove(u"connections"_s); }
-    void hang(const QString &path) { fault(path, {{u"delayMs"_s, HANGING_MS}}); }
+    void hang(const QString &path, int ms = HANGING_MS) { fault(path, {{u"delayMs"_s, ms}}); }
     // The next request to the path goes wrong in this way; see Faults.h.
     void fault(const QString &path, QJsonObject how)
     {

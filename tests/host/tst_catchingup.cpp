@@ -1,5 +1,6 @@
 #include "ClassStage.h"
 #include "Devices.h"
+#include "support/Promptness.h"
 
 #include "model/OrdinalType.h"
 #include "model/PollType.h"
@@ -156,12 +157,16 @@ void tst_CatchingUp::messagesFailAtOnceAndMayBeRepeated()
     AwayStage stage;
     QVERIFY(stage.begin());
     QVERIFY(stage.goAway());
-    QElapsedTimer timer;
-    timer.start();
-    const Operation lost = stage.host->sendText(u"Hello"_s);
-    QCOMPARE(ClassStage::failureOf(lost), Failure::NotConnected);
-    QVERIFY(lost.failure().isRepeatable());
-    QVERIFY(timer.elapsed() < 1000);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        QElapsedTimer timer;
+        timer.start();
+        const Operation lost = stage.host->sendText(u"Hello"_s);
+        QCOMPARE(ClassStage::failureOf(lost), Failure::NotConnected);
+        QVERIFY(lost.failure().isRepeatable());
+        promptness.take(timer.elapsed(), 1000);
+    }
+    VERIFY_PROMPT(promptness);
     QVERIFY(stage.comeBack());
     QCOMPARE(stage.devices.heard(u"dialogShow"_s), 0);
     QVERIFY(ClassStage::succeeds(stage.host->sendText(u"Hello"_s)));

@@ -163,7 +163,7 @@ void tst_ComingBack::attemptThatHangsIsNotWaitedFor()
 {
     ClassStage stage;
     QVERIFY(stage.enter(LiveClass::Live));
-    stage.hang(USER);
+    stage.hang(USER, ClassStage::HANGING_LONG_MS);
     stage.loseChannel();
     QTRY_VERIFY_WITH_TIMEOUT(stage.host->attempt() == 1 && !stage.host->nextAttemptAt().isValid(),
                              ClassStage::LIMIT_MS);
@@ -171,7 +171,7 @@ void tst_ComingBack::attemptThatHangsIsNotWaitedFor()
     timer.start();
     stage.host->reconnectNow();
     QVERIFY(stage.is(LiveClass::Live));
-    QVERIFY(timer.elapsed() < ClassStage::HANGING_MS * 3 / 4);
+    QVERIFY(timer.elapsed() < ClassStage::HANGING_LONG_MS / 2);
 }
 
 void tst_ComingBack::reconnectNowAsksForASignOfLife()

@@ -1,4 +1,5 @@
 #include "ClassStage.h"
+#include "support/Promptness.h"
 
 #include "model/PollType.h"
 
@@ -163,17 +164,22 @@ void tst_LiveClassCalls::classMayGoInEveryState_data()
 void tst_LiveClassCalls::classMayGoInEveryState()
 {
     QFETCH(LiveClass::State, state);
-    ClassStage stage;
-    QVERIFY(stage.enter(state));
-    // A session that cannot be reached, or that the teacher has lost, stays behind, with a word.
-    const bool staysBehind = state == LiveClass::Reconnecting || state == LiveClass::SignInNeeded;
-    if (staysBehind)
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"may still be open"_s));
-    QElapsedTimer timer;
-    timer.start();
-    stage.host.reset();
-    QVERIFY(timer.elapsed() < 1000); // a busy machine; tst_freezes measures it
-    QVERIFY(staysBehind || stage.hasNoSession());
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        ClassStage stage;
+        QVERIFY(stage.enter(state));
+        // A session that cannot be reached, or that the teacher has lost, stays behind, with a word.
+        const bool staysBehind =
+            state == LiveClass::Reconnecting || state == LiveClass::SignInNeeded;
+        if (staysBehind)
+            QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"may still be open"_s));
+        QElapsedTimer timer;
+        timer.start();
+        stage.host.reset();
+        promptness.take(timer.elapsed(), 1000); // tst_freezes measures it
+        QVERIFY(staysBehind || stage.hasNoSession());
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_LiveClassCalls::classMayGoInASlotOfEverySignal_data()

@@ -1,5 +1,6 @@
 #include "console/Printable.h"
 #include "console/TextWidth.h"
+#include "support/Promptness.h"
 #include "support/Text.h"
 
 #include <QtTest/QtTest>
@@ -162,12 +163,16 @@ void tst_Printable::aLongTextIsPrintedUpToItsLimit()
 void tst_Printable::elevenMegabytesCostNoMoreThanTheirBeginning()
 {
     const QString words = u"words "_s.repeated(2 * 1024 * 1024);
-    QElapsedTimer clock;
-    clock.start();
-    const QStringList rows = wrapped(printable(words), 60);
-    QVERIFY2(clock.elapsed() < 100, qPrintable(QString::number(clock.elapsed())));
-    QCOMPARE(rows.size(), 67);
-    QVERIFY(rows.last().endsWith(QChar(0x2026)));
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        QElapsedTimer clock;
+        clock.start();
+        const QStringList rows = wrapped(printable(words), 60);
+        promptness.take(clock.elapsed(), 100);
+        QCOMPARE(rows.size(), 67);
+        QVERIFY(rows.last().endsWith(QChar(0x2026)));
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 QTEST_GUILESS_MAIN(tst_Printable)

@@ -13,6 +13,11 @@ struct SockJSProbe {
     static QList<XHRRequest *> &txQueue(SockJSXHRPollingWorker &worker) { return worker.txQueue; }
     static QList<XHRRequest *> &inFlight(SockJSXHRPollingWorker &worker) { return worker.inFlight; }
     static int &retryCount(SockJSXHRPollingWorker &worker) { return worker.retryCount; }
+    static QDateTime &lastReceived(SockJSXHRPollingWorker &worker) { return worker.lastReceived; }
+    static bool receivedNothingForLong(const SockJSXHRPollingWorker &worker)
+    {
+        return worker.receivedNothingForLong();
+    }
     static int pauseMs(const SockJSXHRPollingWorker &worker) { return worker.pauseMs; }
     static void read(SockJSXHRPollingWorker &worker) { worker.onData(); }
 

@@ -1,6 +1,7 @@
 #include "FarEnd.h"
 #include "ProcessEntries.h"
 #include "RawServers.h"
+#include "support/Promptness.h"
 #include "support/TestCertificates.h"
 
 using namespace Scripted;
@@ -18,6 +19,7 @@ private Q_SLOTS:
     void nothingSaidIsLostWhileTheServerTalks();
     void goodbyeIsANormalCloseFrame();
     void silentServerIsNotWaitedForLongerThanTwoSeconds();
+    void serverThatTakesNothingAtAllIsLeft();
     void deletingFlushesWhatTheSystemTakes();
 
 private:
@@ -140,28 +142,38 @@ void tst_SockJSLastWords::goodbyeIsANormalCloseFrame()
 
 void tst_SockJSLastWords::silentServerIsNotWaitedForLongerThanTwoSeconds()
 {
-    OpeningServer server;
-    server.answersPings = false;
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        OpeningServer server;
+        server.answersPings = false;
+        ConnectorRun run;
+        run.open(server.port());
+        run.connector.sendMessage(u"x"_s, false);
+        QElapsedTimer timer;
+        timer.start();
+        run.connector.close();
+        QTRY_COMPARE_WITH_TIMEOUT(opcodes(server), (QList<int>{TEXT, PING}), 20000);
+        // A pong that answers nothing is not the answer.
+        server.client->write(RawWebSocketServer::frame(RawWebSocketServer::PONG, "x"));
+        QTRY_COMPARE_WITH_TIMEOUT(server.frames.size(), 3, 20000);
+        const qint64 ms = timer.elapsed();
+        QVERIFY2(ms >= 1900, qPrintable(QString::number(ms)));
+        promptness.take(ms, 2500);
+        QCOMPARE(server.frames.at(2).opcode, CLOSE);
+        QTRY_COMPARE_WITH_TIMEOUT(server.client->state(), QAbstractSocket::UnconnectedState, 20000);
+    }
+    VERIFY_PROMPT(promptness);
+}
+
+// With more to send than the system's buffers hold.
+void tst_SockJSLastWords::serverThatTakesNothingAtAllIsLeft()
+{
+    const OpeningServer server;
     ConnectorRun run;
     run.open(server.port());
-    run.connector.sendMessage(u"x"_s, false);
-    QElapsedTimer timer;
-    timer.start();
-    run.connector.close();
-    QTRY_COMPARE(opcodes(server), (QList<int>{TEXT, PING}));
-    // A pong that answers nothing is not the answer.
-    server.client->write(RawWebSocketServer::frame(RawWebSocketServer::PONG, "x"));
-    QTRY_COMPARE_WITH_TIMEOUT(server.frames.size(), 3, 20000);
-    QVERIFY2(timer.elapsed() >= 1900, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(server.frames.at(2).opcode, CLOSE);
-    QTRY_COMPARE_WITH_TIMEOUT(server.client->state(), QAbstractSocket::UnconnectedState, 20000);
-
-    // One that takes nothing at all, with more to send than the system's buffers hold.
-    const OpeningServer second;
-    run.open(second.port());
     const int before = descriptors();
-    second.client->setReadBufferSize(1);
-    second.client->disconnect(SIGNAL(readyRead()));
+    server.client->setReadBufferSize(1);
+    server.client->disconnect(SIGNAL(readyRead()));
     run.connector.sendMessage(QString(20 * 1024 * 1024, QLatin1Char('x')), false);
     run.connector.close();
     QTRY_COMPARE_WITH_TIMEOUT(descriptors(), before - 1, 20000);

@@ -1,6 +1,7 @@
 #include "OpeningRun.h"
 #include "RawServers.h"
 #include "RobustRun.h"
+#include "support/Promptness.h"
 
 #include <QtCore/QRegularExpression>
 
@@ -141,13 +142,18 @@ void tst_SockJSProbe::initTestCase()
 
 void tst_SockJSProbe::webSocketIsPingedAtOnce()
 {
-    MuteRun mute;
-    mute.server.answersPings = true;
-    mute.probe(500);
-    QTRY_COMPARE(pingsOf(mute.server), 1);
-    QVERIFY(mute.timer.elapsed() < 450);
-    QVERIFY(mute.lives(900));
-    QCOMPARE(pingsOf(mute.server), 1);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        MuteRun mute;
+        mute.server.answersPings = true;
+        mute.timer.start();
+        mute.probe(500);
+        QTRY_COMPARE_WITH_TIMEOUT(pingsOf(mute.server), 1, 20000);
+        promptness.take(mute.timer.elapsed(), 400);
+        QVERIFY(mute.lives(900));
+        QCOMPARE(pingsOf(mute.server), 1);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_SockJSProbe::silentWebSocketEnds()

@@ -1,4 +1,5 @@
 #include "WorkerRun.h"
+#include "support/Promptness.h"
 #include "support/TestCertificates.h"
 
 #include <QtNetwork/QTcpServer>
@@ -259,18 +260,22 @@ void tst_SockJSReconnection::failedReconnectionsAreNotPausedFor()
 
 void tst_SockJSReconnection::forceCloseEndsAPauseAtOnce()
 {
-    ServedWorker run{};
-    run.server.onEveryOther({close()});
-    QVERIFY(run.begin());
-    // A pause of 2,000 ms begins.
-    QTRY_COMPARE_WITH_TIMEOUT(run.server.connectionCount(), 5, 20000);
-    QTest::qWait(200);
-    QElapsedTimer timer;
-    timer.start();
-    run.stop();
-    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(run.ends, 1);
-    QCOMPARE(run.log.count(LOST), 4);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        ServedWorker run{};
+        run.server.onEveryOther({close()});
+        QVERIFY(run.begin());
+        // A pause of 2,000 ms begins.
+        QTRY_COMPARE_WITH_TIMEOUT(run.server.connectionCount(), 5, 20000);
+        QTest::qWait(200);
+        QElapsedTimer timer;
+        timer.start();
+        run.stop();
+        promptness.take(timer.elapsed(), 500);
+        QCOMPARE(run.ends, 1);
+        QCOMPARE(run.log.count(LOST), 4);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_SockJSReconnection::forceCloseEndsAReconnectionAtOnce()

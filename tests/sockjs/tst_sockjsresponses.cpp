@@ -16,6 +16,7 @@ private Q_SLOTS:
     void headersAreReportedWithTheirRequest();
     void chunkedAnnouncementIsLogged();
     void responseThatNobodyAskedForIsDroppedAfterTwoSeconds();
+    void silenceIsLongAfterTwoSeconds();
     void halfAChunkIsDroppedAfterTwoSecondsAndTheRequestKeepsWaiting();
     void halfAHeaderIsDroppedAfterTwoSeconds();
     void bytesAfterASilenceInsideABody_data();
@@ -206,6 +207,20 @@ void tst_SockJSResponses::responseThatNobodyAskedForIsDroppedAfterTwoSeconds()
     run.stop();
     QCOMPARE(run.messages, QStringList());
     QCOMPARE(run.headers.size(), 0);
+}
+
+// A test that is stopped for seconds between two of its lines sees the same. The clock may have been set
+// back.
+void tst_SockJSResponses::silenceIsLongAfterTwoSeconds()
+{
+    WorkerRun run(1);
+    const auto isLong = [&run](int ms) {
+        SockJSProbe::lastReceived(*run.worker) = QDateTime::currentDateTimeUtc().addMSecs(ms);
+        return SockJSProbe::receivedNothingForLong(*run.worker);
+    };
+    QVERIFY(isLong(-2001));
+    QVERIFY(!isLong(2000));
+    QVERIFY(isLong(60000));
 }
 
 void tst_SockJSResponses::halfAChunkIsDroppedAfterTwoSecondsAndTheRequestKeepsWaiting()

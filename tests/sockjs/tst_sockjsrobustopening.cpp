@@ -3,6 +3,7 @@
 #include "FarEnd.h"
 #include "OpeningRun.h"
 #include "RawServers.h"
+#include "support/Promptness.h"
 
 #include <QtCore/QRegularExpression>
 #include <QtNetwork/QTcpServer>
@@ -92,17 +93,20 @@ void tst_SockJSRobustOpening::openReturnsAtOnce()
     if (server == u"unknown"_s)
         url.setHost(u"nowhere.invalid"_s);
 
-    OpeningRun run;
-    const Ticks ticks;
-    QElapsedTimer timer;
-    timer.start();
-    run.connector.open(url, {protocol});
-    QVERIFY2(timer.elapsed() < 500, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(run.closed.size(), 0);
-    QTest::qWait(500);
-    QVERIFY2(ticks.count > 10, qPrintable(QString::number(ticks.count)));
-    QVERIFY2(ticks.longestMs < 500, qPrintable(QString::number(ticks.longestMs)));
-    QCOMPARE(run.connected.size(), 0);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        OpeningRun run;
+        const Ticks ticks;
+        QElapsedTimer timer;
+        timer.start();
+        run.connector.open(url, {protocol});
+        promptness.take(timer.elapsed(), 500);
+        QCOMPARE(run.closed.size(), 0);
+        QTRY_VERIFY_WITH_TIMEOUT(ticks.count > 10, 20000);
+        promptness.take(ticks.longestMs, 500);
+        QCOMPARE(run.connected.size(), 0);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_SockJSRobustOpening::refusedWebSocketGivesWay_data()

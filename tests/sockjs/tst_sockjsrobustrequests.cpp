@@ -152,14 +152,18 @@ void tst_SockJSRobustRequests::nextRequestLeavesAtOnce()
     Script script = POLLED_OPEN;
     for (int i = 0; i < 100; ++i)
         script += answering(reply("a[\"x\"]\n"));
-    RobustRun run({script + SAYS_GOODBYE});
-    QElapsedTimer timer;
-    timer.start();
-    run.open(streaming);
-    QTRY_COMPARE_WITH_TIMEOUT(run.closed.size(), 1, 20000);
-    // The server itself needs about a millisecond for each.
-    QVERIFY2(timer.elapsed() < 2000, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(run.messages.size(), 100);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        RobustRun run({script + SAYS_GOODBYE});
+        QElapsedTimer timer;
+        timer.start();
+        run.open(streaming);
+        QTRY_COMPARE_WITH_TIMEOUT(run.closed.size(), 1, 60000);
+        // The server itself needs about a millisecond for each.
+        promptness.take(timer.elapsed(), 2000);
+        QCOMPARE(run.messages.size(), 100);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 // Not while an answer goes on, and not beside posts.
@@ -276,16 +280,21 @@ void tst_SockJSRobustRequests::emptyAnswersThatEndTheConnectionAreFollowedByPaus
 
 void tst_SockJSRobustRequests::serverThatIsGoneIsTriedForTenSeconds()
 {
-    RobustRun run({POLLED_OPEN});
-    run.open();
-    QVERIFY(run.waitForSession());
-    QElapsedTimer timer;
-    timer.start();
-    run.server.stop();
-    QVERIFY(!QTest::qWaitFor([&] { return !run.closed.isEmpty(); }, 9500));
-    QTRY_COMPARE_WITH_TIMEOUT(run.closed.size(), 1, 20000);
-    QVERIFY2(timer.elapsed() < 11500, qPrintable(QString::number(timer.elapsed())));
-    run.verifyEnd(1006, u"The server cannot be reached any more: Connection refused"_s);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        RobustRun run({POLLED_OPEN});
+        run.open();
+        QVERIFY(run.waitForSession());
+        QElapsedTimer timer;
+        timer.start();
+        run.server.stop();
+        QTRY_COMPARE_WITH_TIMEOUT(run.closed.size(), 1, 60000);
+        const qint64 ms = timer.elapsed();
+        QVERIFY2(ms >= 9500, qPrintable(QString::number(ms)));
+        promptness.take(ms, 11500);
+        run.verifyEnd(1006, u"The server cannot be reached any more: Connection refused"_s);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSRobustRequests)

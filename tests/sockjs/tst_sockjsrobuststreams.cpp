@@ -1,4 +1,5 @@
 #include "RobustRun.h"
+#include "support/Promptness.h"
 
 using namespace Scripted;
 
@@ -44,18 +45,24 @@ void tst_SockJSRobustStreams::framesAreDeliveredAsTheyCome()
 {
     QFETCH(bool, streaming);
     QFETCH(QByteArrayList, packets);
-    RobustRun run({Script{expectRequest(), send(packets.at(0)), pause(300), send(packets.at(1)),
-                          pause(300), send(packets.at(2))}});
-    run.open(streaming);
-    QElapsedTimer timer;
-    QVERIFY(run.waitForSession());
-    timer.start();
-    QTRY_COMPARE_WITH_TIMEOUT(run.texts(), QStringList{"x"}, 20000);
-    QVERIFY2(timer.elapsed() < 550, qPrintable(QString::number(timer.elapsed())));
-    QTRY_COMPARE_WITH_TIMEOUT(run.texts(), (QStringList{"x", "y"}), 20000);
-    QVERIFY2(timer.elapsed() < 900, qPrintable(QString::number(timer.elapsed())));
-    QCOMPARE(run.requestCount(), 1);
-    QCOMPARE(run.closed.size(), 0);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        RobustRun run({Script{expectRequest(), send(packets.at(0)), pause(300), send(packets.at(1)),
+                              pause(300), send(packets.at(2))}});
+        QElapsedTimer timer;
+        QList<qint64> times;
+        QObject::connect(&run.connector, &SockJSConnector::sockJSMessage, &run.connector,
+                         [&] { times.append(timer.elapsed()); });
+        QObject::connect(&run.connector, &SockJSConnector::connected, &run.connector,
+                         [&] { timer.start(); });
+        run.open(streaming);
+        QTRY_COMPARE_WITH_TIMEOUT(run.texts(), (QStringList{"x", "y"}), 20000);
+        promptness.take(times.at(0), 550);
+        promptness.take(times.at(1), 900);
+        QCOMPARE(run.requestCount(), 1);
+        QCOMPARE(run.closed.size(), 0);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_SockJSRobustStreams::everyFrameArrivesOnceOverManyBodies_data()

@@ -2,6 +2,7 @@
 #include "DeadPort.h"
 #include "WorkerRun.h"
 #include "support/MetaMethods.h"
+#include "support/Promptness.h"
 #include "support/TestCertificates.h"
 
 #include <QtCore/QProcess>
@@ -194,18 +195,24 @@ void tst_SockJSWorker::queueRefusesWhenClosing()
 
 void tst_SockJSWorker::requestsAreWrittenOneATurnAndInOrder()
 {
-    ServedWorker run{{expect("first \xc3\xa4"), expect("second")}};
-    QVERIFY(run.queue(u"first \u00e4"_s));
-    QVERIFY(run.queue(u"second"_s));
-    QVERIFY(run.connectToServer());
-    QElapsedTimer timer;
-    timer.start();
-    run.start();
-    QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
-    QVERIFY2(timer.elapsed() >= 1980, qPrintable(QString::number(timer.elapsed())));
-    run.stop();
-    QCOMPARE(SockJSProbe::inFlight(*run.worker).size(), 2);
-    QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 0);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        ServedWorker run{{expect("first \xc3\xa4"), expect("second")}};
+        QVERIFY(run.queue(u"first \u00e4"_s));
+        QVERIFY(run.queue(u"second"_s));
+        QVERIFY(run.connectToServer());
+        QElapsedTimer timer;
+        timer.start();
+        run.start();
+        QVERIFY2(run.server.finished(), qPrintable(run.server.failure()));
+        const qint64 ms = timer.elapsed();
+        QVERIFY2(ms >= 1980, qPrintable(QString::number(ms)));
+        promptness.take(ms, 2500);
+        run.stop();
+        QCOMPARE(SockJSProbe::inFlight(*run.worker).size(), 2);
+        QCOMPARE(SockJSProbe::txQueue(*run.worker).size(), 0);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_SockJSWorker::nullPayloadWritesNothingButAwaitsAResponse()

@@ -1,6 +1,8 @@
 #include "DeadPort.h"
 #include "OpenTransport.h"
 
+#include <QtCore/QSemaphore>
+
 using namespace Scripted;
 
 // How the XHR transport ends: closed, lost, started anew or deleted.
@@ -110,9 +112,11 @@ void tst_SockJSXHREnd::secondStartReplacesTheFirst()
                     {expect(pollText("/t/xhr")), send(FRAME_O)}};
     QVERIFY(m.start());
     // Without events: the response stays on its way between the threads.
-    for (const QDeadlineTimer limit(20000); m.server.received(0) != POLL;)
-        QVERIFY(!limit.hasExpired());
-    QThread::msleep(200);
+    QSemaphore underWay;
+    connect(
+        SockJSProbe::worker(m.transport), &SockJSXHRPollingWorker::receivedMessageResponse, this,
+        [&underWay] { underWay.release(); }, Qt::DirectConnection);
+    QVERIFY(underWay.tryAcquire(1, 20000));
     QVERIFY(m.start(u"/t"_s));
     QCOMPARE(m.frames.size(), 0);
     QTRY_COMPARE_WITH_TIMEOUT(m.frames.size(), 1, 20000);

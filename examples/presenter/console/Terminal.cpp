@@ -267,10 +267,14 @@ void Terminal::drawSoon()
         m_drawing.start(DRAWING_MS);
 }
 
+// On a slow machine the news that came last may have drawn, or the key that was typed, just before.
 void Terminal::drawDue()
 {
     const QMutexLocker lock(&m_mutex);
-    if (m_hasPrompt)
+    const qint64 left = DRAWING_MS + 1 - m_drawn.elapsed();
+    if (left > 0)
+        m_drawing.start(int(left));
+    else if (m_hasPrompt)
         redraw();
 }
 
