@@ -1,5 +1,6 @@
 // What the codec does without memory: every text operation gives false and leaves the result alone,
 // a body is not inflated, and nothing throws.
+#include "FaultyHeap.h"
 #include "Samples.h"
 #include "compression/Lzma.h"
 #include "compression/gUncompress.h"
@@ -11,52 +12,7 @@
 #include <sys/mman.h>
 
 #include <functional>
-#include <limits>
 #include <zlib.h>
-
-// The program's own heap functions stand before the C library's, so that the test can refuse memory
-// to the toolkit and to the decoder alike.
-extern "C" {
-void *__libc_malloc(std::size_t size);
-void *__libc_calloc(std::size_t count, std::size_t size);
-void *__libc_realloc(void *address, std::size_t size);
-}
-
-namespace
-{
-
-struct Heap {
-    int granted = std::numeric_limits<int>::max();
-    std::size_t largest = std::numeric_limits<std::size_t>::max();
-    int refused = 0;
-
-    bool refuses(std::size_t size)
-    {
-        const bool isRefused = size > largest || granted <= 0;
-        if (isRefused)
-            ++refused;
-        else if (granted < std::numeric_limits<int>::max())
-            --granted;
-        return isRefused;
-    }
-} heap;
-
-} // namespace
-
-extern "C" Q_DECL_EXPORT void *malloc(std::size_t size)
-{
-    return heap.refuses(size) ? nullptr : __libc_malloc(size);
-}
-
-extern "C" Q_DECL_EXPORT void *calloc(std::size_t count, std::size_t size)
-{
-    return heap.refuses(count * size) ? nullptr : __libc_calloc(count, size);
-}
-
-extern "C" Q_DECL_EXPORT void *realloc(void *address, std::size_t size)
-{
-    return heap.refuses(size) ? nullptr : __libc_realloc(address, size);
-}
 
 using namespace Samples;
 
@@ -66,8 +22,8 @@ namespace
 using Operation = std::function<bool(QString *)>;
 
 constexpr std::size_t MEBI = 1 << 20;
-constexpr std::size_t ANY_SIZE = std::numeric_limits<std::size_t>::max();
-constexpr int ANY_NUMBER = std::numeric_limits<int>::max();
+constexpr std::size_t ANY_SIZE = FaultyHeap::ANY_SIZE;
+constexpr int ANY_NUMBER = FaultyHeap::ANY_NUMBER;
 
 struct Outcome {
     bool succeeded = false;
@@ -88,7 +44,7 @@ Outcome runWith(const Operation &operation, int granted, std::size_t largest)
     } catch (...) {
         outcome.threw = true;
     }
-    heap = {ANY_NUMBER, ANY_SIZE, heap.refused};
+    heap.relent();
     outcome.refused = heap.refused;
     return outcome;
 }
