@@ -307,6 +307,8 @@ void tst_SockJSAttempts::openstateSlotEndsTheWait()
     QFETCH(bool, connected);
     const StallingServer server;
     ConnectorRun run;
+    QElapsedTimer clock;
+    clock.start();
     QTimer::singleShot(300, &run.connector, [&] {
         if (connected)
             run.connector.openstate1();
@@ -314,8 +316,6 @@ void tst_SockJSAttempts::openstateSlotEndsTheWait()
             run.connector.openstate2();
     });
     QTimer::singleShot(4000, &run.connector, &SockJSConnector::close);
-    QElapsedTimer clock;
-    clock.start();
     run.open(server.port(), {WEBSOCKET, NO_PROTOCOL});
     QVERIFY2(clock.elapsed() >= 300 && clock.elapsed() < 2000,
              qPrintable(QString::number(clock.elapsed())));

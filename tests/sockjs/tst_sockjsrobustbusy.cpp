@@ -30,8 +30,9 @@ qint64 residentMiB()
     return file.readAll().split(' ').value(1).toLongLong() * 4096 / (1024 * 1024);
 }
 
-// Those of the server are among them, too. The address sanitizer keeps what is freed, up to 256 MiB.
-#if defined(__SANITIZE_ADDRESS__)
+// Those of the server are among them, too. The address sanitizer keeps what is freed, up to 256 MiB, and the
+// thread sanitizer keeps books about what is touched.
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr qint64 MOST_GROWTH_MIB = 600;
 #else
 constexpr qint64 MOST_GROWTH_MIB = 250;

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "Slowness.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
 // That something takes no longer than promised, however busy the machine is: a machine that has stopped the
 // test for a while makes one measurement too long, code that is too slow makes all of them so. One that keeps
-// within its limits is enough.
+// within its limits is enough. A build that is slower by itself has so many times as long.
 //
 //     Promptness promptness;
 //     while (promptness.isOpen()) {
@@ -16,6 +18,8 @@
 class Promptness
 {
 public:
+    explicit Promptness(int slowness = SLOWNESS) : m_slowness(slowness) {}
+
     // Whether to measure, once more perhaps.
     bool isOpen()
     {
@@ -30,10 +34,11 @@ public:
     // A time of this measurement. One measurement may have several, which have to keep their limits together.
     void take(qint64 ms, qint64 limitMs)
     {
-        if (ms <= limitMs)
+        const qint64 longestMs = limitMs * m_slowness;
+        if (ms <= longestMs)
             return;
         m_isWithin = false;
-        m_excesses += QStringLiteral("%1 ms instead of %2").arg(ms).arg(limitMs);
+        m_excesses += QStringLiteral("%1 ms instead of %2").arg(ms).arg(longestMs);
     }
 
     bool isKept() const { return m_isKept; }
@@ -42,6 +47,7 @@ public:
 private:
     static constexpr int MOST = 3;
 
+    const int m_slowness;
     int m_count = 0; // of the measurements that were begun
     bool m_isWithin = false;
     bool m_isKept = false;

@@ -11,6 +11,7 @@ private Q_SLOTS:
     void oneMeasurementWithinTheLimitsIsEnough_data();
     void oneMeasurementWithinTheLimitsIsEnough();
     void excessesAreTold();
+    void slowBuildHasLonger();
 };
 
 namespace
@@ -48,18 +49,29 @@ void tst_Promptness::oneMeasurementWithinTheLimitsIsEnough()
     QFETCH(QList<Times>, measurements);
     QFETCH(int, count);
     QFETCH(bool, isKept);
-    Promptness promptness;
+    Promptness promptness(1);
     QCOMPARE(measure(promptness, measurements), count);
     QCOMPARE(promptness.isKept(), isKept);
 }
 
 void tst_Promptness::excessesAreTold()
 {
-    Promptness promptness;
+    Promptness promptness(1);
     measure(promptness, {{101}, {300, 2, 400}, {1000}});
     QCOMPARE(promptness.excesses(),
              u"101 ms instead of 100, 300 ms instead of 100, 400 ms instead of 100, "
              "1000 ms instead of 100"_s);
+}
+
+void tst_Promptness::slowBuildHasLonger()
+{
+    Promptness promptness(10);
+    measure(promptness, {{1001}, {1002}, {1003}});
+    QCOMPARE(promptness.excesses(),
+             u"1001 ms instead of 1000, 1002 ms instead of 1000, 1003 ms instead of 1000"_s);
+    Promptness kept(10);
+    QCOMPARE(measure(kept, {{1000}}), 1);
+    QVERIFY(kept.isKept());
 }
 
 QTEST_GUILESS_MAIN(tst_Promptness)
