@@ -248,7 +248,8 @@ void tst_PayloadMemory::hostsMemoryIsBounded_data()
 void tst_PayloadMemory::hostsMemoryIsBounded()
 {
     QFETCH(bool, isAccepted);
-    const QStringList results = measured(QTest::currentDataTag(), 0);
+    const int limit = UNDER_SANITIZER ? 0 : 1024; // what more than that asks for would not get it
+    const QStringList results = measured(QTest::currentDataTag(), limit);
     const QString line = results.join(';');
     QCOMPARE(results.size(), 5);
     QCOMPARE(results.mid(0, 3), isAccepted ? UNPACKED : PASSED_ON);
