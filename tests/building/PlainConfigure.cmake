@@ -139,6 +139,8 @@ function(expect_left_out hidden)
   expected_line(expected scripts/classroomNamesItsSetup "${hidden}" node)
   expected_line(expected client/no_ignored_tls_errors "${hidden}" nm)
   expected_line(expected house/repeatedLinesAreFound "${hidden}" node)
+  expected_line(expected torture/wireProxy "${hidden}" node)
+  expected_line(expected torture/wireSample "${hidden}" node classroom)
 
   if(terminal IN_LIST hidden AND NOT examples IN_LIST hidden)
     list(APPEND expected "-- Left out: tarvo-presenter, which needs ${name_terminal}")
