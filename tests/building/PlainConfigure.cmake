@@ -140,6 +140,7 @@ function(expect_left_out hidden)
   expected_line(expected client/no_ignored_tls_errors "${hidden}" nm)
   expected_line(expected house/repeatedLinesAreFound "${hidden}" node)
   expected_line(expected torture/wireProxy "${hidden}" node)
+  expected_line(expected torture/wireLessons "${hidden}" node)
   expected_line(expected torture/wireSample "${hidden}" node classroom)
 
   if(terminal IN_LIST hidden AND NOT examples IN_LIST hidden)

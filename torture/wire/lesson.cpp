@@ -121,6 +121,7 @@ private:
     Outcome missed(Outcome outcome, const char *what);
 
     int m_patienceMs;
+    bool m_isRobust;
     std::unique_ptr<PresenterClient> m_client;
     QPointer<PresenterCollab> m_channel; // the client's
     bool m_isLost = false;
@@ -128,7 +129,7 @@ private:
 };
 
 Lesson::Lesson(const Plan &plan)
-    : m_patienceMs(plan.patienceMs),
+    : m_patienceMs(plan.patienceMs), m_isRobust(plan.isRobust),
       m_client(std::make_unique<PresenterClient>(nullptr, plan.server))
 {
     m_client->setRequestTimeout(m_patienceMs);
@@ -199,7 +200,9 @@ Outcome Lesson::startSession()
         return endsWith(SessionNotStarted, failedRequest());
     m_channel = channel;
     connect(channel, &PresenterCollab::connectionClosed, this, [this] { m_isLost = true; });
-    if (channel->getCloseCode() != 0)
+    // The robust transport goes on opening, and tells how that ends.
+    const bool isOpening = m_isRobust || !channel->getTransport().isEmpty();
+    if (channel->getCloseCode() != 0 || !isOpening)
         return endsWith(ChannelNotOpened, channel->getCloseReason());
     return Finished;
 }

@@ -16,6 +16,8 @@ const FAILURES = {
   'threads left': ({ threads }) => threads > 0,
 };
 
+const NAMED = new Set(OUTCOMES.values());
+
 export class Report {
   hasFailed = false;
   count = 0;
@@ -23,7 +25,12 @@ export class Report {
   #longest = { ms: 0 };
   #most = { descriptors: 0, threads: 0 };
   #warnings = new Map();
-  #folder = null;
+  #keep;
+
+  /** keep: what to do with a result that shows something and with what that is. */
+  constructor(keep = keptInFiles()) {
+    this.#keep = keep;
+  }
 
   /** Columns stand in the order in which they are first named here. */
   expect(fault) {
@@ -35,7 +42,7 @@ export class Report {
     this.count += 1;
     const column = this.expect(fault);
     const failures = Object.keys(FAILURES).filter((name) => FAILURES[name](result));
-    const rows = ['runs', ...OUTCOMES_NAMED.has(outcome) ? [outcome] : [], ...failures, ...isReached ? [] : ['byte not reached']];
+    const rows = ['runs', ...NAMED.has(outcome) ? [outcome] : [], ...failures, ...isReached ? [] : ['byte not reached']];
     rows.forEach((row) => column.set(row, (column.get(row) ?? 0) + 1));
     if (ms > this.#longest.ms) {
       this.#longest = { ms, name: faultName(fault) };
@@ -75,14 +82,16 @@ export class Report {
     }
     return this.#columns.get(name);
   }
-
-  #keep({ fault, log }, failures) {
-    this.#folder ??= mkdtempSync(join(tmpdir(), 'tarvo-wire-'));
-    const name = faultName(fault);
-    const file = join(this.#folder, `${name.replaceAll(':', '-')}.txt`);
-    writeFileSync(file, log);
-    console.error(`${failures.join(', ')}: --only ${name}\n  what it said: ${file}`);
-  }
 }
 
-const OUTCOMES_NAMED = new Set(OUTCOMES.values());
+/** Prints how to see it again, and writes what the lesson said to a file. */
+function keptInFiles() {
+  let folder;
+  return ({ fault, log }, failures) => {
+    folder ??= mkdtempSync(join(tmpdir(), 'tarvo-wire-'));
+    const name = faultName(fault);
+    const file = join(folder, `${name.replaceAll(':', '-')}.txt`);
+    writeFileSync(file, log);
+    console.error(`${failures.join(', ')}: --only ${name}\n  what it said: ${file}`);
+  };
+}
