@@ -203,7 +203,8 @@ Outcome Lesson::startSession()
     // The robust transport goes on opening, and tells how that ends.
     const bool isOpening = m_isRobust || !channel->getTransport().isEmpty();
     if (channel->getCloseCode() != 0 || !isOpening)
-        return endsWith(ChannelNotOpened, channel->getCloseReason());
+        return endsWith(ChannelNotOpened,
+                        isOpening ? channel->getCloseReason() : QStringLiteral("no transport"));
     return Finished;
 }
 
