@@ -1,0 +1,3 @@
+// The classroom's rules.
+
+export { default } from '../../classroom/eslint.config.js';
