@@ -297,7 +297,8 @@ void tst_Numbers::fuzzTargets()
     const QStringList targets =
         allCaptured(treeFile(u"fuzz/CMakeLists.txt"_s), u"^tarvo_add_fuzzer\\((\\w+)\\)"_s);
     QStringList told;
-    for (const QStringList &row : tableRows(treeFile(u"docs/fuzzing.md"_s)))
+    const QString page = treeFile(u"docs/fuzzing.md"_s);
+    for (const QStringList &row : tableRows(page.section(u"\n## "_s, 0, 0)))
         told += codeSpans(row.first());
     QCOMPARE(told, targets);
 }

@@ -20,13 +20,14 @@ function(set_up)
   foreach(part IN ITEMS scripts docs benchmarks fuzz README.md CONTRIBUTING.md)
     file(COPY "${SOURCE_DIR}/${part}" DESTINATION "${tree}")
   endforeach()
-  foreach(program IN ITEMS apt-get sudo npm cmake ctest clang-format clang-tidy clazy-standalone git)
+  foreach(program IN ITEMS apt-get sudo npm cmake ctest clang-format clang-tidy clazy-standalone git
+      llvm-cov llvm-profdata)
     stand_in("${stand_ins}/${program}" "${write_down}")
   endforeach()
   stand_in("${stand_ins}/dpkg-query" "test -z \"$MISSING\" && echo installed")
   stand_in("${stand_ins}/node" "test \"$1\" = -p && echo $NODE_VERSION && exit
 ${write_down}
-case \"$1\" in classroom/benchmarks/load.js | --test) exit ;; esac
+case \"$1\" in classroom/benchmarks/load.js | fuzz/reached.js | --test) exit ;; esac
 echo classroom: listening on http://127.0.0.1:1
 case \" $* \" in *\" --serve \"*)
   echo classroom: only programs on this machine can reach it
@@ -188,8 +189,17 @@ expect_call("node classroom/benchmarks/load.js 200 ${elsewhere}/mine.txt"
 expect_call("node --test scripts/pictures/terminal.js scripts/pictures/pages.js" screenshots terminal pages)
 expect_call("node --test scripts/pictures/pages.js scripts/pictures/terminal.js scripts/pictures/window.js" screenshots)
 run(fuzz fuzz_block --seconds 5)
-if(NOT result EQUAL 0 OR NOT calls MATCHES "fuzz_block -max_total_time=5 " OR calls MATCHES "fuzz_base64")
+if(NOT result EQUAL 0 OR calls MATCHES "fuzz_base64"
+    OR NOT calls MATCHES "\nfuzz_block [^\n]* -rss_limit_mb=1024 [^\n]* -max_total_time=5 "
+    OR NOT calls MATCHES "\nfuzz_block [^\n]* -dict=fuzz/dictionaries/fuzz_block.dict [^\n]*/fuzz_block fuzz/seeds/fuzz_block\n")
   fail("fuzz fuzz_block --seconds 5")
+endif()
+run(fuzz --report fuzz_block)
+if(NOT result EQUAL 0 OR NOT output MATCHES "`fuzz_block`" OR output MATCHES "base64"
+    OR NOT calls MATCHES "\nnode fuzz/reached.js fuzz_block\n"
+    OR NOT calls MATCHES "\nfuzz_block [^\n]* -runs=0 [^\n]*/fuzz_block fuzz/seeds/fuzz_block\n"
+    OR NOT calls MATCHES "\nllvm-cov export [^\n]* build/fuzz/fuzz/fuzz_block ")
+  fail("fuzz --report fuzz_block")
 endif()
 
 # The lesson of one's own is found from where one stands; the script's own from anywhere.
