@@ -77,10 +77,10 @@ void ReceivingLine::addCookies(const QByteArray &setCookies)
 
 void ReceivingLine::goOn()
 {
+    // What has come may be no more than the line ends behind an answer.
     if (m_socket && m_socket->bytesAvailable() > 0)
         onReadyRead();
-    else
-        askNext();
+    askNext();
 }
 
 // As soon as the line is free: when the answer before is whole, and the host keeps up.
