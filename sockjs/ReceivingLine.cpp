@@ -396,7 +396,7 @@ void ReceivingLine::setHeartbeatTimeout(int ms)
 
 void ReceivingLine::heardSomething()
 {
-    if (m_hasHeartbeats && m_heartbeatTimeoutMs > 0 && m_state != State::ENDED)
+    if (m_hasHeartbeats && m_heartbeatTimeoutMs > 0)
         m_silence.start(m_heartbeatTimeoutMs);
     else
         m_silence.stop();
