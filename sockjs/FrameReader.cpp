@@ -33,7 +33,6 @@ bool FrameReader::rest(QByteArray *frame)
     QByteArray line = m_bytes.take(m_bytes.size());
     if (line.endsWith('\r'))
         line.chop(1);
-    m_tooLarge = m_tooLarge || line.size() > MAX_FRAME_BYTES;
     if (m_tooLarge || line.isEmpty())
         return false;
     *frame = line;

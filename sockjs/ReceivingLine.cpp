@@ -77,10 +77,10 @@ void ReceivingLine::addCookies(const QByteArray &setCookies)
 
 void ReceivingLine::goOn()
 {
+    // What has come may be no more than the line ends behind an answer.
     if (m_socket && m_socket->bytesAvailable() > 0)
         onReadyRead();
-    else
-        askNext();
+    askNext();
 }
 
 // As soon as the line is free: when the answer before is whole, and the host keeps up.
@@ -396,7 +396,7 @@ void ReceivingLine::setHeartbeatTimeout(int ms)
 
 void ReceivingLine::heardSomething()
 {
-    if (m_hasHeartbeats && m_heartbeatTimeoutMs > 0 && m_state != State::ENDED)
+    if (m_hasHeartbeats && m_heartbeatTimeoutMs > 0)
         m_silence.start(m_heartbeatTimeoutMs);
     else
         m_silence.stop();

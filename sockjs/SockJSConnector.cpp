@@ -184,7 +184,7 @@ void SockJSConnector::readServerUrl(const QUrl &url)
 bool SockJSConnector::tryNextProtocol()
 {
     const int index = protocolIndex++;
-    if (index >= 0 && index < protocols.size()) {
+    if (index < protocols.size()) {
         switch (protocols.at(index)) {
         case WEBSOCKET:
             return openWebsocket();
@@ -500,7 +500,7 @@ void SockJSConnector::close()
 void SockJSConnector::onClosed()
 {
     TARVO_LOG(sockjs, "[SockJSConnector] Websocket CLOSED");
-    if (webSocket && !m_connected && !closing) {
+    if (webSocket && !m_connected) {
         endWebSocket(takeWebSocket());
         nextGeneration();
         if (openXHRPolling(false)) {

@@ -138,8 +138,7 @@ SockJSXHRPollingWorker::Turn SockJSXHRPollingWorker::turn()
 void SockJSXHRPollingWorker::onNoData()
 {
     if (!reader->hasPending()) {
-        if (socket->state() == QAbstractSocket::ConnectedState)
-            transmitNextRequest();
+        transmitNextRequest();
         return;
     }
     if (!receivedNothingForLong())

@@ -27,7 +27,7 @@ function(set_up)
   stand_in("${stand_ins}/dpkg-query" "test -z \"$MISSING\" && echo installed")
   stand_in("${stand_ins}/node" "test \"$1\" = -p && echo $NODE_VERSION && exit
 ${write_down}
-case \"$1\" in classroom/benchmarks/load.js | fuzz/reached.js | --test) exit ;; esac
+case \"$1\" in classroom/benchmarks/load.js | fuzz/reached.js | scripts/coverage-table | --test) exit ;; esac
 echo classroom: listening on http://127.0.0.1:1
 case \" $* \" in *\" --serve \"*)
   echo classroom: only programs on this machine can reach it
@@ -103,7 +103,7 @@ endforeach()
 # ---- Help, and what is refused, before anything is installed ----
 
 set(ENV{MISSING} yes)
-foreach(script IN ITEMS run test bench fuzz lint load-classroom screenshots setup)
+foreach(script IN ITEMS run test bench coverage fuzz lint load-classroom screenshots setup)
   expect_untouched(0 "Usage: scripts/${script}" ${script} --help)
   expect_untouched(0 "Usage: scripts/${script}" ${script} -h)
 endforeach()
@@ -149,10 +149,14 @@ expect_refused("there are no pictures of 'remote'; there are those of pages term
 expect_refused("there are no pictures of '--all'; there are those of pages terminal window." screenshots --all)
 expect_refused("--seconds takes a whole number, not 'ten'." fuzz --seconds ten)
 expect_refused("--seconds takes a whole number, not ''." fuzz fuzz_block --seconds)
+expect_refused("--uncovered takes one of support compression model sockjs client collab host, not 'tests'."
+  coverage --uncovered tests)
+expect_refused("-R needs a value." coverage -R)
+expect_refused("unknown option 'sockjs'." coverage sockjs)
 expect_refused("the seconds are a number, not 'ten'." bench bench_codec -- 300 ten)
 expect_refused("behind \"--\" stand a word and the seconds, not '20'." bench -- 300 10 20)
-expect_refused("say what for: build test classroom desktop browser lint fuzz bench qt6 screenshots" setup)
-expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz bench qt6 screenshots" setup build tests)
+expect_refused("say what for: build test classroom desktop browser lint fuzz coverage bench qt6 screenshots" setup)
+expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz coverage bench qt6 screenshots" setup build tests)
 expect_untouched(2 "bench: unknown program or option '--nonsense'; the programs are: bench_codec "
   bench --nonsense)
 expect_untouched(2 "fuzz: unknown target or option '--nonsense'; the targets are: fuzz_block "
@@ -200,6 +204,16 @@ if(NOT result EQUAL 0 OR NOT output MATCHES "`fuzz_block`" OR output MATCHES "ba
     OR NOT calls MATCHES "\nfuzz_block [^\n]* -runs=0 [^\n]*/fuzz_block fuzz/seeds/fuzz_block\n"
     OR NOT calls MATCHES "\nllvm-cov export [^\n]* build/fuzz/fuzz/fuzz_block ")
   fail("fuzz --report fuzz_block")
+endif()
+
+set(folders support compression model sockjs client collab host)
+list(JOIN folders " " folders)
+expect_call("ctest --preset coverage -j5 -L ^(support|compression|model|sockjs|client|collab|host|e2e)$" coverage)
+expect_call("ctest --preset coverage -j5 -L ^(support|compression|model|sockjs|client|collab|host|e2e)$ -R queue"
+  coverage -R queue)
+expect_call("node scripts/coverage-table ${folders} -- collab" coverage --as-is --uncovered collab)
+if(calls MATCHES "ctest|apt-get")
+  fail("coverage --as-is")
 endif()
 
 # The lesson of one's own is found from where one stands; the script's own from anywhere.
@@ -264,7 +278,7 @@ file(GLOB pages "${tree}/*.md" "${tree}/docs/*.md")
 set(shown "")
 foreach(page IN LISTS pages)
   file(READ "${page}" text)
-  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|fuzz|load-classroom|screenshots|setup)( [^]`#\n;[]*)?" calls "${text}")
+  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|coverage|fuzz|load-classroom|screenshots|setup)( [^]`#\n;[]*)?" calls "${text}")
   string(REGEX REPLACE "[\n`]scripts/" "" calls "${calls}")
   list(APPEND shown ${calls})
 endforeach()

@@ -69,6 +69,13 @@ public:
     bool answersPings = true;
     bool closesAfterHandshake = false;
 
+    // For a server that left the handshake unanswered.
+    void answerNow()
+    {
+        answersHandshake = true;
+        answer();
+    }
+
     QByteArray request() const { return m_request; }
     // What has come in after the handshake, frame by frame.
     QList<Frame> frames;

@@ -88,6 +88,7 @@ void tst_SockJSHttpAnswers::body_data()
     row("fields of an interim answer", "HTTP/1.1 102\r\nContent-Length: 9\r\n\r\n" + plain(2, "ab"),
         ab);
     row("interim answer alone", "HTTP/1.1 100 Continue\r\n\r\n", u""_s, State::HEADER, IN_HEADER);
+    row("status below all others", "HTTP/1.1 099 \r\nContent-Length: 2\r\n\r\nab", u"99|body ab"_s);
     row("other protocol", "HTTP/1.1 101 \r\nContent-Length: 2\r\n\r\nab", u"101|body "_s);
     row("no content with a length", "HTTP/1.1 204 \r\nContent-Length: 2\r\n\r\n" + plain(2, "ab"),
         u"204|body |200|body ab"_s);

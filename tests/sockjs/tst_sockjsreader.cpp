@@ -23,6 +23,7 @@ private Q_SLOTS:
     void bodyWithoutLengthIsEachReadThatBeginsNoResponse();
     void bytesThatBeginNoResponseContinueTheRequestBefore();
     void chunksBehindADroppedEndChunkAreAFurtherBody();
+    void headerBehindADroppedEndChunkMayComeInPieces();
     void silence_data();
     void silence();
     void firstLettersOfAResponseThatDoesNotComeAreBody();
@@ -288,6 +289,16 @@ void tst_SockJSReader::chunksBehindADroppedEndChunkAreAFurtherBody()
     // A response is found there wherever it begins.
     reading.feed("2\r\nxHTTP/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab");
     QCOMPARE(reading.found.mid(3), response("ab"));
+}
+
+void tst_SockJSReader::headerBehindADroppedEndChunkMayComeInPieces()
+{
+    Reading reading(2);
+    reading.feed(CHUNKED + "5\r\nhello\r\n0\r\n\r\n");
+    reading.reader.dropPending();
+    reading.feed("HTT");
+    reading.feed("P/1.1 200 OK\r\nContent-Length: 2\r\n\r\nab");
+    QCOMPARE(reading.found, response("hello") + response("ab"));
 }
 
 void tst_SockJSReader::silence_data()
