@@ -10,6 +10,7 @@ class tst_SessionStop : public SessionTest
 
 private Q_SLOTS:
     void stopClosesTheChannelAndTellsTheService();
+    void everyRequestOfASessionIsJson();
     void stopSucceedsWhateverTheServiceSays_data();
     void stopSucceedsWhateverTheServiceSays();
     void redirectedStopEndsTheSessionAndIsNotRepeated();
@@ -51,6 +52,16 @@ void tst_SessionStop::stopClosesTheChannelAndTellsTheService()
     QTRY_VERIFY(!bus->hasConnection());
     QCOMPARE(bus->messages().size(), 4);
     QVERIFY(bus->messages().last().contains(uR"("type":"disconnect")"_s));
+}
+
+void tst_SessionStop::everyRequestOfASessionIsJson()
+{
+    const QList<QByteArray> json = {"Content-Type: application/json; charset=UTF-8"};
+    startSession();
+    expectStop();
+    QVERIFY(client->doStopSession());
+    for (const RestRequest &request : service->requests())
+        QVERIFY2(request.headerLines("content-type") == json, request.head.constData());
 }
 
 void tst_SessionStop::stopSucceedsWhateverTheServiceSays_data()

@@ -8,10 +8,10 @@ import { basename, join } from 'node:path';
 const LOOKED_AT = {
   support: ['support', 'sockjs', 'client', 'collab', 'e2e'],
   compression: ['compression', 'collab', 'e2e'],
-  model: ['model', 'collab', 'interface'],
+  model: ['model', 'collab'],
   sockjs: ['sockjs', 'collab', 'client', 'e2e'],
-  client: ['client', 'interface', 'e2e'],
-  collab: ['collab', 'interface', 'client', 'e2e'],
+  client: ['client', 'e2e'],
+  collab: ['collab', 'client', 'e2e'],
   host: ['host'],
 };
 // Of the whole lessons those that are short.
