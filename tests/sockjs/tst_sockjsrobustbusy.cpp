@@ -1,5 +1,6 @@
 #include "RobustRun.h"
 
+#include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
 
 using namespace Scripted;
@@ -100,6 +101,9 @@ void tst_SockJSRobustBusy::everythingArrivesBehindAFullBacklog()
     RobustRun run({POLLED_OPEN + Script{expectRequest(), send(reply(body))} + SAYS_GOODBYE});
     run.open(streaming);
     QVERIFY(run.waitForSession());
+    const QDeadlineTimer deadline(10000);
+    while (run.requestCount() < 2 && !deadline.hasExpired())
+        QThread::msleep(10);
     QThread::msleep(1000);
     QCOMPARE(run.requestCount(), 2);
     run.verifyGoodbye();
