@@ -30,6 +30,10 @@ struct SockJSProbe {
     {
         return transport.requests.size();
     }
+    static bool keepsConnection(const SockJSXHRPolling &transport)
+    {
+        return transport.receivingSocket;
+    }
     static SockJSXHRPollingWorker *worker(SockJSXHRPolling &transport) { return transport.worker; }
 
     // SockJSConnector
