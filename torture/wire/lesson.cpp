@@ -84,6 +84,7 @@ void tellWhatIsLeft(const Belongings &before)
                          qPrintable(entry.symLinkTarget()));
     }
     std::printf("left: %d descriptors, %d threads\n", descriptors, threads);
+    std::fflush(stdout); // a leak check that finds something ends the process where it stands
 }
 
 // ---- The lesson ----------------------------------------------------------------------------------
