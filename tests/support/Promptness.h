@@ -18,7 +18,7 @@
 class Promptness
 {
 public:
-    explicit Promptness(int slowness = SLOWNESS) : m_slowness(slowness) {}
+    explicit Promptness(int slowness = SLOWNESS) : m_slowness(slowness) { }
 
     // Whether to measure, once more perhaps.
     bool isOpen()
