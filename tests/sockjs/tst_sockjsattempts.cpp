@@ -33,6 +33,7 @@ private Q_SLOTS:
     void waitingForAWebsocketDispatchesEventsWithoutSpinning();
     void openstateSlotEndsTheWait_data();
     void openstateSlotEndsTheWait();
+    void attemptThatASlotHasEndedIsNotTakenUpAgain();
     void openstateSlotMeansNothingToASessionInUse();
     void applicationMayQuitDuringAnAttempt();
     void hostOfAnApplicationThatWasToldToQuitMayOpen();
@@ -324,6 +325,23 @@ void tst_SockJSAttempts::openstateSlotEndsTheWait()
     QCOMPARE(run.log.messages(), lines);
     QCOMPARE(SockJSProbe::webSocket(run.connector) != nullptr, connected);
     QCOMPARE(run.closed.size(), 0);
+}
+
+// The slot waits until the server has answered, which open() has no time to see before.
+void tst_SockJSAttempts::attemptThatASlotHasEndedIsNotTakenUpAgain()
+{
+    OpeningServer server;
+    ConnectorRun run;
+    QTimer::singleShot(0, &run.connector, [&] {
+        run.connector.openstate2();
+        QTRY_COMPARE(SockJSProbe::webSocket(run.connector)->state(),
+                     QAbstractSocket::ConnectedState);
+        QCoreApplication::sendPostedEvents(&run.connector);
+    });
+    run.open(server.port(), {WEBSOCKET, NO_PROTOCOL});
+    QCOMPARE(run.log.messages(), (QStringList{run.urlLine(), NO_MORE_LINE}));
+    QVERIFY(!SockJSProbe::webSocket(run.connector));
+    QCOMPARE(run.connected.size(), 0);
 }
 
 void tst_SockJSAttempts::openstateSlotMeansNothingToASessionInUse()
