@@ -7,7 +7,10 @@ import { asked, runTest } from './tests.js';
 
 const SPARE = { factor: 4, seconds: 30 }; // on a busy machine, a test takes longer than it did
 
-/** {by, what} of the test that finds the fault, twice, or null; doubted are those that found it only once. */
+/**
+ * {by, what} of the test that finds the fault, twice, and passes without it, or null; doubted are those that failed,
+ * but not so.
+ */
 export async function hunt(fault, build, tests, { times, unreliable, place, atOnce }) {
   rmSync(place, { recursive: true, force: true });
   mkdirSync(join(place, 'lib'), { recursive: true });
@@ -21,7 +24,8 @@ export async function hunt(fault, build, tests, { times, unreliable, place, atOn
     const failed = await firstFailure(waiting, run, atOnce);
     if (!failed) break;
     const again = await run(failed.test);
-    if (!again.passed) return { by: failed.test.name, what: again.what, doubted };
+    const without = again.passed || await runTest(failed.test, build, null, place);
+    if (!again.passed && without.passed) return { by: failed.test.name, what: again.what, doubted };
     doubted.push(`${failed.test.name}: ${failed.what}`);
   }
   return { by: null, what: null, doubted };

@@ -34,7 +34,7 @@ export function report(faults, drawn) {
     ...faults.map((fault, i) => row(i + 1, fault.file, code(fault.before), code(fault.after), finder(fault))), '',
     ...missed.length > 0 ? ['| Not found | Why |', '|---|---|'] : [],
     ...missed.map((fault) => row(faults.indexOf(fault) + 1, reasonOf(fault) ?? 'a gap?')), '',
-    ...doubted.map((fault) => `- ${faults.indexOf(fault) + 1}: failed once only: ${fault.result.doubted.join('; ')}`), '',
+    ...doubted.map((fault) => `- ${faults.indexOf(fault) + 1}: failed, but not twice, or without the fault, too: ${fault.result.doubted.join('; ')}`), '',
   ].join('\n');
 }
 

@@ -18,7 +18,7 @@ const LOOKED_AT = {
 const LESSONS = ['e2e/tst_livepolls', 'e2e/tst_livesignin', 'e2e/tst_liveassessment', 'e2e/tst_livestreaming'];
 
 // A fault can make a loop that takes all memory there is.
-const BOUNDED = ['-c', 'ulimit -c 0; ulimit -d 3145728; exec "$@"', 'sh']; // KiB
+const BOUNDED = ['-c', 'ulimit -c 0; ulimit -d 5242880; exec "$@"', 'sh']; // KiB
 
 export const FOLDERS = Object.keys(LOOKED_AT);
 
