@@ -35,8 +35,10 @@ export class Build {
     return this.#folder;
   }
 
-  /** Brings these targets up to date. */
-  async update(targets) {
+  /** Brings the library and those of these programs that there are up to date. */
+  async update(programs) {
+    const known = new Set(this.#programs.map(({ output }) => basename(output)));
+    const targets = ['tarvoclient', ...programs.filter((program) => known.has(program))];
     await run('cmake', ['--build', this.#folder, '--parallel', '2', '--target', ...targets], { maxBuffer: 1 << 28 });
   }
 

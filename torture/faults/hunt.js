@@ -15,7 +15,7 @@ export async function hunt(fault, build, tests, { times, unreliable, place, atOn
   rmSync(place, { recursive: true, force: true });
   mkdirSync(join(place, 'lib'), { recursive: true });
   const waiting = asked(tests, fault.file, times).filter(({ name }) => !unreliable.has(name));
-  const made = await build.make(fault, place, (name) => waiting.some(({ args }) => basename(args[0]) === name));
+  const made = await build.make(fault, place, (name) => waiting.some(({ args }) => args.some((word) => basename(word) === name)));
   const run = (test, signal) => runTest(test, build, made, place,
     { signal, limit: Math.min(test.limit, SPARE.factor * times.get(test.name) + SPARE.seconds) });
 

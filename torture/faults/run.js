@@ -79,7 +79,7 @@ async function run(options) {
   if (options.list) return;
 
   const names = testsFor(build, options.folders).map(({ name }) => name.split('/')[1]);
-  await build.update(['tarvoclient', ...names.filter((name) => name.startsWith('tst_'))]);
+  await build.update(names);
   const tests = testsFor(build, options.folders);
   const atOnce = options['at-once'];
   console.log(`faults: ${tests.length} tests, first without a fault`);

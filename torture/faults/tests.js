@@ -123,5 +123,6 @@ export async function baseline(tests, build, place, file, atOnce) {
 }
 
 function stampOf({ args }) {
-  return basename(args[0]).startsWith('tst_') ? statSync(args[0]).mtimeMs : 0;
+  const program = args.find((word) => basename(word).startsWith('tst_'));
+  return program ? statSync(program).mtimeMs : 0;
 }
