@@ -283,8 +283,9 @@ void tst_PresenterFailures::failedCommandEndsAScript()
     QCOMPARE(presenter.errors(),
              u"tarvo-presenter: standard input:2: "_s + QString::fromUtf8(command) + u": "_s + why
                  + u"\n"_s);
-    QVERIFY(presenter.output().endsWith(u"> "_s + QString::fromUtf8(command)
-                                        + u"\nSession stopped.\n"_s));
+    const QString output = presenter.output();
+    QVERIFY2(output.endsWith(u"> "_s + QString::fromUtf8(command) + u"\nSession stopped.\n"_s),
+             qPrintable(output));
     QVERIFY(classroom.get(u"sessions"_s).toArray().isEmpty());
 }
 

@@ -78,7 +78,7 @@ void tst_PresenterTroubles::resultsArePrintedOnceAtEveryEnding_data()
     QTest::newRow("Ctrl-C") << QByteArray() << SIGINT << QString() << QStringList();
     QTest::newRow("SIGTERM") << QByteArray() << SIGTERM << QString() << QStringList();
     QTest::newRow("remote") << QByteArray() << 0 << u"stopSession"_s << QStringList();
-    QTest::newRow("duration") << QByteArray() << 0 << QString() << words(u"--duration 2"_s);
+    QTest::newRow("duration") << QByteArray() << 0 << QString() << words(u"--duration 8"_s);
 }
 
 void tst_PresenterTroubles::resultsArePrintedOnceAtEveryEnding()

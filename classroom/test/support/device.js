@@ -4,7 +4,7 @@
 import SockJS from 'sockjs-client';
 
 import { Codec } from '../../src/codec/codec.js';
-import { RestClient, until } from './service.js';
+import { LINE_MS, RestClient, until } from './service.js';
 
 const codec = new Codec();
 
@@ -31,7 +31,7 @@ export class Device {
   /** Opens a line that says nothing yet. */
   async open(transport) {
     this.closing = null;
-    const socket = new SockJS(`${this.url}/eventbus`, null, { transports: [transport] });
+    const socket = new SockJS(`${this.url}/eventbus`, null, { transports: [transport], timeout: LINE_MS });
     this.socket = socket;
     socket.onmessage = ({ data }) => this.#take(JSON.parse(data));
     socket.onclose = ({ code, reason }) => {

@@ -14,6 +14,9 @@ import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../../src/protocol.js';
 const PROGRAM = fileURLToPath(new URL('../../bin/classroom.js', import.meta.url));
 const codec = new Codec();
 
+/** How long a line may take to stand, in ms: the service may be packing, and the machine have other tests. */
+export const LINE_MS = 30_000;
+
 /** Runs the program to its end: {code, stdout, stderr}. */
 export async function run(...args) {
   const child = spawn(process.execPath, [PROGRAM, ...args]);
@@ -157,7 +160,7 @@ export class Presenter {
   static async open(url, session, transport = 'websocket') {
     const presenter = new Presenter();
     presenter.session = session;
-    presenter.socket = new SockJS(`${url}/eventbus`, null, { transports: [transport] });
+    presenter.socket = new SockJS(`${url}/eventbus`, null, { transports: [transport], timeout: LINE_MS });
     presenter.socket.onmessage = ({ data }) => presenter.bodies.push(JSON.parse(data).body);
     presenter.closed = new Promise((resolve) => { presenter.socket.onclose = resolve; });
     await new Promise((resolve, reject) => {
