@@ -2,6 +2,8 @@
 #include "TurnMeter.h"
 #include "e2e/Guest.h"
 #include "sockjs/DeadPort.h"
+#include "support/MachineSpeed.h"
+#include "support/Promptness.h"
 
 #include <functional>
 
@@ -50,7 +52,7 @@ constexpr bool LIMITS_COUNT = false;
 constexpr double SLOT_MS = 1;
 constexpr double TURN_MS = 8;
 // By the clock on the wall, on a machine that is busy: what waits for a service takes seconds.
-constexpr double WAITED_MS = 500;
+constexpr qint64 WAITED_MS = 500;
 constexpr double ANSWER_US = 5;
 
 constexpr int MANY = 10000;
@@ -182,17 +184,38 @@ private:
         m_room.devices.pretendToJoin(MANY - 1);
         return true;
     }
+    // All at once, as when the network has been away for a while: what arrives one by one costs the waking up.
     bool areAnswering()
     {
         const QString question = m_room.ask(u"Ready?"_s);
+        if (question.isEmpty())
+            return false;
+        m_room.proxy.setMode(OutageProxy::Stall);
         m_room.devices.answerOnce(question, {u"A"_s, u"B"_s, u"C"_s});
-        return !question.isEmpty();
+        const bool haveAnswered =
+            turnUntil(LONG_MS, [this] { return m_room.devices.answersSent() == MANY; });
+        turnUntil(3000, [] { return false; }); // the service hands them on
+        m_room.proxy.setMode(OutageProxy::Pass);
+        return haveAnswered;
     }
 
     DeadPort m_nobody;
     HostedClass m_room;
     Trouble m_trouble = Trouble::NoService;
 };
+
+// The processor's work, whose limit is for the machine on which it was set.
+void takeWork(Promptness &promptness, double ms, double limitMs)
+{
+    if (LIMITS_COUNT)
+        promptness.take(qRound64(ms * 1000), qRound64(limitMs * 1000 * machineSlowness()), u"us"_s);
+}
+
+void takeWait(Promptness &promptness, double ms)
+{
+    if (LIMITS_COUNT)
+        promptness.take(qRound64(ms), WAITED_MS);
+}
 
 void report(const char *what, const Durations &durations)
 {
@@ -247,60 +270,78 @@ void tst_Freezes::addTroubles()
 void tst_Freezes::slotsReturnAtOnce()
 {
     QFETCH(Trouble, trouble);
-    TroubledClass troubled;
-    QVERIFY(troubled.begin(trouble));
-    Durations calls;
-    for (const Call &call : CALLS) {
-        const Stretch stretch;
-        call.run(troubled.host());
-        calls.add(stretch.cpu(), stretch.wall());
-        if (calls.worst() > SLOT_MS || calls.worstWall() > WAITED_MS)
-            qInfo("up to %s(): %.3f ms, on the wall %.1f ms", call.name, calls.worst(),
-                  calls.worstWall());
-        turnUntil(10, [] { return false; });
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        TroubledClass troubled;
+        QVERIFY(troubled.begin(trouble));
+        Durations calls;
+        for (const Call &call : CALLS) {
+            const Stretch stretch;
+            call.run(troubled.host());
+            calls.add(stretch.cpu(), stretch.wall());
+            if (calls.worst() > SLOT_MS || calls.worstWall() > WAITED_MS)
+                qInfo("up to %s(): %.3f ms, on the wall %.1f ms", call.name, calls.worst(),
+                      calls.worstWall());
+            turnUntil(10, [] { return false; });
+        }
+        report("slots", calls);
+        takeWork(promptness, calls.worst(), SLOT_MS);
+        takeWait(promptness, calls.worstWall());
     }
-    report("slots", calls);
-    QVERIFY(!LIMITS_COUNT || calls.worst() <= SLOT_MS);
-    QVERIFY(!LIMITS_COUNT || calls.worstWall() <= WAITED_MS);
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_Freezes::loopIsNeverHeld()
 {
     QFETCH(Trouble, trouble);
-    TroubledClass troubled;
-    QVERIFY(troubled.begin(trouble));
-    MeteredApplication::self()->take();
-    QVERIFY(troubled.outlast());
-    const Durations turns = MeteredApplication::self()->take();
-    report("turns", turns);
-    QVERIFY(!LIMITS_COUNT || turns.highest() <= TURN_MS);
-    QVERIFY(!LIMITS_COUNT || turns.worstWall() <= WAITED_MS);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        TroubledClass troubled;
+        QVERIFY(troubled.begin(trouble));
+        MeteredApplication::self()->take();
+        QVERIFY(troubled.outlast());
+        const Durations turns = MeteredApplication::self()->take();
+        report("turns", turns);
+        takeWork(promptness, turns.highest(), TURN_MS);
+        takeWait(promptness, turns.worstWall());
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_Freezes::destructorReturnsAtOnce()
 {
     QFETCH(Trouble, trouble);
-    TroubledClass troubled;
-    QVERIFY(troubled.begin(trouble));
-    turnUntil(50, [] { return false; });
-    Durations calls;
-    const Stretch stretch;
-    troubled.deleteHost();
-    calls.add(stretch.cpu(), stretch.wall());
-    report("destructor", calls);
-    QVERIFY(!LIMITS_COUNT || calls.worst() <= TURN_MS);
-    QVERIFY(!LIMITS_COUNT || calls.worstWall() <= WAITED_MS);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        TroubledClass troubled;
+        QVERIFY(troubled.begin(trouble));
+        turnUntil(50, [] { return false; });
+        Durations calls;
+        const Stretch stretch;
+        troubled.deleteHost();
+        calls.add(stretch.cpu(), stretch.wall());
+        report("destructor", calls);
+        takeWork(promptness, calls.worst(), TURN_MS);
+        takeWait(promptness, calls.worstWall());
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 void tst_Freezes::answersCostLittle()
 {
-    TroubledClass troubled;
-    QVERIFY(troubled.begin(ManyAnswers));
-    MeteredApplication::self()->take();
-    QVERIFY(troubled.outlast());
-    const double us = MeteredApplication::self()->take().total() * 1000 / MANY;
-    qInfo("an answer takes %.2f us of the host's thread", us);
-    QVERIFY(!LIMITS_COUNT || us <= ANSWER_US);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        TroubledClass troubled;
+        QVERIFY(troubled.begin(ManyAnswers));
+        MeteredApplication::self()->take();
+        QVERIFY(troubled.outlast());
+        const Durations turns = MeteredApplication::self()->take();
+        const double answersMs = turns.total();
+        qInfo("an answer takes %.2f us of the host's thread, in %d turns", answersMs * 1000 / MANY,
+              turns.count());
+        takeWork(promptness, answersMs, ANSWER_US * MANY / 1000);
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 // All learners change their minds a hundred times a second.

@@ -32,13 +32,13 @@ public:
     }
 
     // A time of this measurement. One measurement may have several, which have to keep their limits together.
-    void take(qint64 ms, qint64 limitMs)
+    void take(qint64 time, qint64 limit, const QString &unit = QStringLiteral("ms"))
     {
-        const qint64 longestMs = limitMs * m_slowness;
-        if (ms <= longestMs)
+        const qint64 longest = limit * m_slowness;
+        if (time <= longest)
             return;
         m_isWithin = false;
-        m_excesses += QStringLiteral("%1 ms instead of %2").arg(ms).arg(longestMs);
+        m_excesses += QStringLiteral("%1 %2 instead of %3").arg(time).arg(unit).arg(longest);
     }
 
     bool isKept() const { return m_isKept; }

@@ -11,6 +11,7 @@ private Q_SLOTS:
     void oneMeasurementWithinTheLimitsIsEnough_data();
     void oneMeasurementWithinTheLimitsIsEnough();
     void excessesAreTold();
+    void otherUnitIsTold();
     void slowBuildHasLonger();
 };
 
@@ -61,6 +62,14 @@ void tst_Promptness::excessesAreTold()
     QCOMPARE(promptness.excesses(),
              u"101 ms instead of 100, 300 ms instead of 100, 400 ms instead of 100, "
              "1000 ms instead of 100"_s);
+}
+
+void tst_Promptness::otherUnitIsTold()
+{
+    Promptness promptness(1);
+    while (promptness.isOpen())
+        promptness.take(6, 5, u"us"_s);
+    QCOMPARE(promptness.excesses(), u"6 us instead of 5, 6 us instead of 5, 6 us instead of 5"_s);
 }
 
 void tst_Promptness::slowBuildHasLonger()
