@@ -27,6 +27,7 @@ private Q_SLOTS:
     void messageBeforeTheSessionIsOpenIsLost();
     void hostMayDoAnythingInASlot_data();
     void hostMayDoAnythingInASlot();
+    void connectionOpenedInTheSlotOfALastMessageGoesOn();
 };
 
 namespace
@@ -330,6 +331,30 @@ void tst_SockJSRobustHost::hostMayDoAnythingInASlot()
     if (alive)
         alive->disconnect(this);
     delete alive;
+}
+
+// The end comes while the first slot waits; it hands the second message on, whose slot opens anew.
+void tst_SockJSRobustHost::connectionOpenedInTheSlotOfALastMessageGoesOn()
+{
+    EventBusServer bus;
+    EventBusServer other;
+    const LogCapture log;
+    OpeningRun run;
+    connect(&run.connector, &SockJSConnector::sockJSMessage, this, [&](const QString &message) {
+        if (message == u"2"_s) {
+            run.open(other.port());
+            return;
+        }
+        bus.closeConnection();
+        QTRY_COMPARE(run.messages.size(), 2);
+    });
+    run.open(bus.port());
+    QTRY_COMPARE(run.connected.size(), 1);
+    bus.sendFrame(u"a[\"1\",\"2\"]"_s);
+    QTRY_COMPARE(run.connected.size(), 2);
+    QTest::qWait(200);
+    QVERIFY(run.connector.isConnected());
+    QCOMPARE(run.ends, QStringList{"1000 Closed by the host"});
 }
 
 QTEST_GUILESS_MAIN(tst_SockJSRobustHost)
