@@ -1,41 +1,39 @@
 # Installs the library and the host kit, their headers under include/tarvoclient/ with the tree's relative
-# paths, the CMake package TarvoClient and the pkg-config files tarvoclient.pc and tarvohost.pc.
+# paths, the CMake package TarvoClient and the pkg-config files tarvoclient.pc and tarvohost.pc; for Qt 6, under
+# include/tarvoclient-qt6/, TarvoClientQt6, tarvoclient-qt6.pc and tarvohost-qt6.pc.
 
 include(CMakePackageConfigHelpers)
-set(TARVO_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/TarvoClient")
+set(TARVO_CMAKE_DIR "${CMAKE_INSTALL_LIBDIR}/cmake/${TARVO_PACKAGE}")
 
-set(tarvo_installed_libraries tarvoclient)
-if(TARGET tarvohost)
-  list(APPEND tarvo_installed_libraries tarvohost)
-  # The kit finds the library beside itself, wherever the tree is moved.
-  set_target_properties(tarvohost PROPERTIES
-    BUILD_RPATH_USE_ORIGIN ON
-    INSTALL_RPATH "$ORIGIN")
-endif()
+set(tarvo_installed_libraries tarvoclient tarvohost)
+# The kit finds the library beside itself, wherever the tree is moved.
+set_target_properties(tarvohost PROPERTIES
+  BUILD_RPATH_USE_ORIGIN ON
+  INSTALL_RPATH "$ORIGIN")
 
 foreach(library IN LISTS tarvo_installed_libraries)
-  install(TARGETS ${library} EXPORT TarvoClientTargets
+  install(TARGETS ${library} EXPORT ${TARVO_PACKAGE}Targets
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
   get_target_property(headers ${library} TARVO_PUBLIC_HEADERS)
   foreach(header IN LISTS headers)
     get_filename_component(folder "${header}" DIRECTORY)
     install(FILES "${PROJECT_SOURCE_DIR}/${header}"
-      DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tarvoclient/${folder}")
+      DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tarvoclient${TARVO_SUFFIX}/${folder}")
   endforeach()
 endforeach()
 
-install(EXPORT TarvoClientTargets
-  NAMESPACE TarvoClient::
+install(EXPORT ${TARVO_PACKAGE}Targets
+  NAMESPACE ${TARVO_PACKAGE}::
   DESTINATION "${TARVO_CMAKE_DIR}")
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/TarvoClientConfig.cmake.in"
-  "${PROJECT_BINARY_DIR}/TarvoClientConfig.cmake"
+  "${PROJECT_BINARY_DIR}/${TARVO_PACKAGE}Config.cmake"
   INSTALL_DESTINATION "${TARVO_CMAKE_DIR}")
-write_basic_package_version_file("${PROJECT_BINARY_DIR}/TarvoClientConfigVersion.cmake"
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/${TARVO_PACKAGE}ConfigVersion.cmake"
   COMPATIBILITY SameMajorVersion)
 install(FILES
-  "${PROJECT_BINARY_DIR}/TarvoClientConfig.cmake"
-  "${PROJECT_BINARY_DIR}/TarvoClientConfigVersion.cmake"
+  "${PROJECT_BINARY_DIR}/${TARVO_PACKAGE}Config.cmake"
+  "${PROJECT_BINARY_DIR}/${TARVO_PACKAGE}ConfigVersion.cmake"
   DESTINATION "${TARVO_CMAKE_DIR}")
 
 # A pkg-config file names the prefix relative to the folder that it lies in, so it is right under any prefix
@@ -57,7 +55,7 @@ function(tarvo_install_pkg_config library)
   else()
     set(includedir "\${prefix}/${CMAKE_INSTALL_INCLUDEDIR}")
   endif()
-  set(file "${PROJECT_BINARY_DIR}/${library}.pc")
+  set(file "${PROJECT_BINARY_DIR}/${library}${TARVO_SUFFIX}.pc")
   configure_file("${PROJECT_SOURCE_DIR}/cmake/${library}.pc.in" "${file}" @ONLY)
   install(FILES "${file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()

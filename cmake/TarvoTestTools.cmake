@@ -2,16 +2,16 @@
 # TARVO_REQUIRE_ALL_TESTS, nothing is configured. To do without a tool that is there, set its variable
 # to OFF, or CMAKE_DISABLE_FIND_PACKAGE_<package> to ON.
 
-find_package(Qt5 5.15 QUIET COMPONENTS Test)
-find_package(Qt5 5.15 QUIET COMPONENTS Widgets)
-find_package(Qt5 5.15 QUIET COMPONENTS Quick)
+foreach(module IN ITEMS Test Widgets Quick)
+  find_package(Qt${TARVO_QT} ${TARVO_MINIMAL_QT} QUIET COMPONENTS ${module})
+endforeach()
 find_package(LibLZMA QUIET)
 find_package(Node ${TARVO_NODE_VERSION} QUIET)
 find_package(PkgConfig QUIET)
 find_package(TerminalLibraries QUIET)
 find_package(QrEncode QUIET)
-if(TARGET Qt5::qmake)
-  get_target_property(qmake Qt5::qmake IMPORTED_LOCATION)
+if(TARGET Qt${TARVO_QT}::qmake)
+  get_target_property(qmake Qt${TARVO_QT}::qmake IMPORTED_LOCATION)
   execute_process(COMMAND "${qmake}" -query QT_INSTALL_QML
     OUTPUT_VARIABLE qml_folder
     OUTPUT_STRIP_TRAILING_WHITESPACE
@@ -37,13 +37,13 @@ find_program(XVFB_RUN_EXECUTABLE xvfb-run DOC "A display that nobody sees, for t
 mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
   CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE)
 
-if(Qt5Quick_FOUND AND QT_QUICK_MODULE)
+if(Qt${TARVO_QT}Quick_FOUND AND QT_QUICK_MODULE)
   set(has_quick TRUE)
 else()
   set(has_quick FALSE)
 endif()
 
-if(Qt5Widgets_FOUND AND QrEncode_FOUND)
+if(Qt${TARVO_QT}Widgets_FOUND AND QrEncode_FOUND)
   set(has_desktop TRUE)
 else()
   set(has_desktop FALSE)
@@ -58,8 +58,8 @@ macro(tarvo_test_tool tool found name)
   set(TARVO_TOOL_${tool}_NAME "${name}")
 endmacro()
 
-tarvo_test_tool(qt_test "${Qt5Test_FOUND}" "Qt Test (Debian package qtbase5-dev)")
-tarvo_test_tool(widgets "${Qt5Widgets_FOUND}" "Qt Widgets (Debian package qtbase5-dev)")
+tarvo_test_tool(qt_test "${Qt${TARVO_QT}Test_FOUND}" "Qt Test (Debian package qtbase5-dev)")
+tarvo_test_tool(widgets "${Qt${TARVO_QT}Widgets_FOUND}" "Qt Widgets (Debian package qtbase5-dev)")
 tarvo_test_tool(quick ${has_quick}
   "Qt Quick (Debian packages qtdeclarative5-dev and qml-module-qtquick2)")
 tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")

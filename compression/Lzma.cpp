@@ -4,12 +4,10 @@
 #include "compression/BoundedLzma.h"
 #include "compression/FalseWithoutMemory.h"
 #include "compression/LzmaBlock.h"
+#include "support/Toolkit.h"
 
 #include <QtCore/QByteArray>
 #include <QtCore/QtEndian>
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-#include <QtCore/QTextCodec>
-#endif
 
 #include <LzmaEnc.h>
 
@@ -35,21 +33,10 @@ constexpr int MAX_CONVERTED_BYTES = std::numeric_limits<int>::max() - 64;
 
 // ---- Steps ---------------------------------------------------------------------------------------
 
-bool isLocalEncodingUtf8()
-{
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    constexpr int UTF8_MIB = 106;
-    const QTextCodec *codec = QTextCodec::codecForLocale();
-    return codec && codec->mibEnum() == UTF8_MIB;
-#else
-    return true;
-#endif
-}
-
 bool isConvertible(const QString &text)
 {
     return text.size() <= MAX_CONVERTED_BYTES
-        / (isLocalEncodingUtf8() ? UTF8_BYTES_PER_CHARACTER : OTHER_BYTES_PER_CHARACTER);
+        / (Tarvo::isLocalEncodingUtf8() ? UTF8_BYTES_PER_CHARACTER : OTHER_BYTES_PER_CHARACTER);
 }
 
 CLzmaEncProps encoderSettings()

@@ -1,9 +1,10 @@
 #include "support/RandomId.h"
 
+#include "support/Toolkit.h"
+
 #include <QtCore/QRandomGenerator>
 
 #include <ctime>
-#include <random>
 
 namespace Tarvo
 {
@@ -21,23 +22,9 @@ QString randomId()
 {
     QString id;
     id.reserve(ID_LENGTH);
-    const auto append = [&](auto number) { id += QLatin1Char(ALPHABET[number % ALPHABET_SIZE]); };
-    const auto seed = static_cast<uint>(std::time(nullptr));
-#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
-    // The toolkit marks its process-wide generator deprecated. The ids are defined by it and by its
-    // seed, so it stays, here and nowhere else.
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
-    qsrand(seed);
+    SeededNumbers numbers(static_cast<uint>(std::time(nullptr)));
     for (int i = 0; i < ID_LENGTH; ++i)
-        append(qrand());
-    QT_WARNING_POP
-#else
-    // The same numbers, from the generator that the toolkit's was.
-    std::minstd_rand generator(seed);
-    for (int i = 0; i < ID_LENGTH; ++i)
-        append(generator());
-#endif
+        id += QLatin1Char(ALPHABET[numbers.next() % ALPHABET_SIZE]);
     return id;
 }
 

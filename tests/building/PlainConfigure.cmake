@@ -25,8 +25,8 @@ set(name_pkg_config "pkg-config (Debian package pkg-config)")
 set(name_nm "nm (Debian package binutils)")
 
 # A value that is false, but not NOTFOUND, is not searched for again.
-set(hide_qt_test -DCMAKE_DISABLE_FIND_PACKAGE_Qt5Test=ON)
-set(hide_widgets -DCMAKE_DISABLE_FIND_PACKAGE_Qt5Widgets=ON)
+set(hide_qt_test -DCMAKE_DISABLE_FIND_PACKAGE_Qt${QT}Test=ON)
+set(hide_widgets -DCMAKE_DISABLE_FIND_PACKAGE_Qt${QT}Widgets=ON)
 set(hide_quick -DQT_QUICK_MODULE=OFF)
 set(hide_examples -DTARVO_BUILD_EXAMPLES=OFF)
 set(hide_terminal -DTERMINAL_EDIT_LIBRARY=OFF)
