@@ -2,6 +2,7 @@
 
 #include "e2e/Classroom.h"
 #include "e2e/Transports.h"
+#include "support/Slowness.h"
 #include "support/Text.h"
 
 #include "client/PresenterClient.h"
@@ -11,11 +12,12 @@
 #include <QtTest/QSignalSpy>
 #include <QtTest/QtTest>
 
+#include <algorithm>
 #include <memory>
 
 // How long anything may take that needs the network, a polling cycle or the service's decoding, on a
 // machine that is busy with other tests.
-constexpr int LONG_MS = 60000;
+constexpr int LONG_MS = 60000 * std::min(SLOWNESS, 3);
 
 const QStringList EVERY_TRANSPORT{u"websocket"_s, u"xhr-streaming"_s, u"xhr-polling"_s};
 const QStringList HTTP_TRANSPORTS{u"xhr-streaming"_s, u"xhr-polling"_s};

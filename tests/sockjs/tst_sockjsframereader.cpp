@@ -1,4 +1,5 @@
 #include "sockjs/FrameReader.h"
+#include "support/Slowness.h"
 #include "support/Text.h"
 
 #include <QtCore/QElapsedTimer>
@@ -202,7 +203,7 @@ void tst_SockJSFrameReader::framesBeforeATooLargeOneAreFound()
 void tst_SockJSFrameReader::longLineIsNotSearchedAgain()
 {
     const qint64 ms = readingMs(QByteArray(LARGEST, 'x') + '\n', 64);
-    QVERIFY2(ms < 5000, QByteArray::number(ms) + " ms");
+    QVERIFY2(ms < 5000 * SLOWNESS, QByteArray::number(ms) + " ms");
 }
 
 // A million frames in 16 MiB that come at once: moved to the front with each, they would take minutes.
@@ -210,7 +211,7 @@ void tst_SockJSFrameReader::manyFramesOfOnePieceAreNotMovedAgain()
 {
     const QByteArray body = QByteArray("0123456789abcde\n").repeated(1024 * 1024);
     const qint64 ms = readingMs(body, body.size());
-    QVERIFY2(ms < 5000, QByteArray::number(ms) + " ms");
+    QVERIFY2(ms < 5000 * SLOWNESS, QByteArray::number(ms) + " ms");
 }
 
 // They would take minutes as well if those that wait were moved with every piece that comes.
@@ -225,7 +226,7 @@ void tst_SockJSFrameReader::waitingFramesAreNotMovedAgain()
         QVERIFY(reader.next(&frame));
         reader.append("h\n");
     }
-    QVERIFY2(time.elapsed() < 5000, QByteArray::number(time.elapsed()) + " ms");
+    QVERIFY2(time.elapsed() < 5000 * SLOWNESS, QByteArray::number(time.elapsed()) + " ms");
 }
 
 // ---- Close frames -------------------------------------------------------------------------------
