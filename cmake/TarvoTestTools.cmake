@@ -2,6 +2,14 @@
 # TARVO_REQUIRE_ALL_TESTS, nothing is configured. To do without a tool that is there, set its variable
 # to OFF, or CMAKE_DISABLE_FIND_PACKAGE_<package> to ON.
 
+# Where Debian has them.
+set(TARVO_BASE_PACKAGE_5 qtbase5-dev)
+set(TARVO_BASE_PACKAGE_6 qt6-base-dev)
+set(TARVO_QUICK_PACKAGES_5 "qtdeclarative5-dev and qml-module-qtquick2")
+set(TARVO_QUICK_PACKAGES_6 "qt6-declarative-dev, qml6-module-qtquick and qml6-module-qtqml-workerscript")
+set(TARVO_QUICK_FOLDER_5 QtQuick.2)
+set(TARVO_QUICK_FOLDER_6 QtQuick)
+
 foreach(module IN ITEMS Test Widgets Quick)
   find_package(Qt${TARVO_QT} ${TARVO_MINIMAL_QT} QUIET COMPONENTS ${module})
 endforeach()
@@ -17,7 +25,7 @@ if(TARGET Qt${TARVO_QT}::qmake)
     OUTPUT_STRIP_TRAILING_WHITESPACE
     ERROR_QUIET)
 endif()
-find_file(QT_QUICK_MODULE QtQuick.2/qmldir
+find_file(QT_QUICK_MODULE ${TARVO_QUICK_FOLDER_${TARVO_QT}}/qmldir
   PATHS "${qml_folder}"
   NO_DEFAULT_PATH
   DOC "The QML module QtQuick, which programs load when they run")
@@ -58,14 +66,15 @@ macro(tarvo_test_tool tool found name)
   set(TARVO_TOOL_${tool}_NAME "${name}")
 endmacro()
 
-tarvo_test_tool(qt_test "${Qt${TARVO_QT}Test_FOUND}" "Qt Test (Debian package qtbase5-dev)")
-tarvo_test_tool(widgets "${Qt${TARVO_QT}Widgets_FOUND}" "Qt Widgets (Debian package qtbase5-dev)")
+tarvo_test_tool(qt_test "${Qt${TARVO_QT}Test_FOUND}" "Qt Test (Debian package ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
+tarvo_test_tool(widgets "${Qt${TARVO_QT}Widgets_FOUND}"
+  "Qt Widgets (Debian package ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
 tarvo_test_tool(quick ${has_quick}
-  "Qt Quick (Debian packages qtdeclarative5-dev and qml-module-qtquick2)")
+  "Qt Quick (Debian packages ${TARVO_QUICK_PACKAGES_${TARVO_QT}})")
 tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")
 tarvo_test_tool(terminal "${TerminalLibraries_FOUND}" "${TerminalLibraries_NAMES}")
 tarvo_test_tool(desktop ${has_desktop}
-  "Qt Widgets and libqrencode (Debian packages qtbase5-dev and libqrencode-dev)")
+  "Qt Widgets and libqrencode (Debian packages ${TARVO_BASE_PACKAGE_${TARVO_QT}} and libqrencode-dev)")
 tarvo_test_tool(liblzma "${LibLZMA_FOUND}" "liblzma (Debian package liblzma-dev)")
 tarvo_test_tool(lzma_alone "${LZMA_ALONE_EXECUTABLE}" "lzma_alone (Debian package lzma-alone)")
 tarvo_test_tool(node "${Node_FOUND}" "Node.js ${TARVO_NODE_VERSION} (Debian package nodejs)")

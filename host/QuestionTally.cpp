@@ -49,9 +49,9 @@ constexpr int MAX_TICKS = 100;
 QStringList partsOf(const QString &answer)
 {
     QStringList parts;
-    const QVector<QStringRef> split = answer.splitRef(QLatin1Char(','));
-    for (const QStringRef &part : split)
-        parts.append(part.trimmed().toString());
+    const QStringList split = answer.split(QLatin1Char(','));
+    for (const QString &part : split)
+        parts.append(part.trimmed());
     return parts;
 }
 

@@ -1,4 +1,4 @@
-# cmake -DSOURCE_DIR=... -DWORK_DIR=... -DHAS_QT_TEST=... [...] -P PlainConfigure.cmake
+# cmake -DSOURCE_DIR=... -DWORK_DIR=... -DQT=5|6 -DHAS_QT_TEST=... [...] -P PlainConfigure.cmake
 #
 # Configures the tree as a user does who has what the library needs and nothing else: that leaves out
 # the tests that need more, each with one line that says which package it lacks. Those who want every
@@ -7,12 +7,19 @@ cmake_minimum_required(VERSION 3.16)
 
 set(tools qt_test widgets quick terminal desktop liblzma lzma_alone node classroom openssl
   chromium browser_packages xvfb pkg_config nm)
-set(name_qt_test "Qt Test (Debian package qtbase5-dev)")
-set(name_widgets "Qt Widgets (Debian package qtbase5-dev)")
-set(name_quick "Qt Quick (Debian packages qtdeclarative5-dev and qml-module-qtquick2)")
+if(QT EQUAL 5)
+  set(base_package qtbase5-dev)
+  set(quick_packages "qtdeclarative5-dev and qml-module-qtquick2")
+else()
+  set(base_package qt6-base-dev)
+  set(quick_packages "qt6-declarative-dev, qml6-module-qtquick and qml6-module-qtqml-workerscript")
+endif()
+set(name_qt_test "Qt Test (Debian package ${base_package})")
+set(name_widgets "Qt Widgets (Debian package ${base_package})")
+set(name_quick "Qt Quick (Debian packages ${quick_packages})")
 set(name_examples "the examples (TARVO_BUILD_EXAMPLES)")
 set(name_terminal "libedit, utf8proc and libbsd (Debian packages libedit-dev, libutf8proc-dev and libbsd-dev)")
-set(name_desktop "Qt Widgets and libqrencode (Debian packages qtbase5-dev and libqrencode-dev)")
+set(name_desktop "Qt Widgets and libqrencode (Debian packages ${base_package} and libqrencode-dev)")
 set(name_liblzma "liblzma (Debian package liblzma-dev)")
 set(name_lzma_alone "lzma_alone (Debian package lzma-alone)")
 set(name_node "Node.js 18.2 (Debian package nodejs)")
@@ -45,7 +52,7 @@ set(hide_nm -DCMAKE_NM=OFF)
 # configure_without(<tools> argument...) sets `result` and `output`, of a tree configured afresh.
 function(configure_without hidden)
   set(arguments "-DCMAKE_PREFIX_PATH=${PREFIX_PATH}" "-DLZMASDK_SOURCE_DIR=${LZMASDK_SOURCE_DIR}"
-    "-DCMAKE_C_COMPILER=${C_COMPILER}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}")
+    "-DCMAKE_C_COMPILER=${C_COMPILER}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" -DTARVO_QT=${QT})
   foreach(tool IN LISTS hidden)
     list(APPEND arguments ${hide_${tool}})
   endforeach()
