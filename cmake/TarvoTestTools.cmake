@@ -13,6 +13,13 @@ set(TARVO_QUICK_FOLDER_6 QtQuick)
 foreach(module IN ITEMS Test Widgets Quick)
   find_package(Qt${TARVO_QT} ${TARVO_MINIMAL_QT} QUIET COMPONENTS ${module})
 endforeach()
+if(TARGET Qt6::Test)
+  # Qt 6 names the folders of each test in definitions that nothing here needs, and that keep folders from sharing
+  # precompiled headers.
+  get_target_property(definitions Qt6::Test INTERFACE_COMPILE_DEFINITIONS)
+  list(FILTER definitions EXCLUDE REGEX QT_TESTCASE_)
+  set_target_properties(Qt6::Test PROPERTIES INTERFACE_COMPILE_DEFINITIONS "${definitions}")
+endif()
 find_package(LibLZMA QUIET)
 find_package(Node ${TARVO_NODE_VERSION} QUIET)
 find_package(PkgConfig QUIET)

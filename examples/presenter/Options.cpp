@@ -58,7 +58,7 @@ QString tableText(const QVector<HelpRow> &rows)
 {
     int widest = 0;
     for (const HelpRow &row : rows)
-        widest = qMax(widest, row.name.size());
+        widest = qMax(widest, int(row.name.size()));
     const QString nextLine = QLatin1Char('\n') + QString(widest + 4, QLatin1Char(' '));
     QString text;
     for (const HelpRow &row : rows) {

@@ -6,7 +6,7 @@
 #include "window/Settings.h"
 
 #include <QtCore/QTemporaryDir>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListView>

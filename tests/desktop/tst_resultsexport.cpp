@@ -7,7 +7,7 @@
 
 #include <QtGui/QClipboard>
 #include <QtTest/QtTest>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QFileDialog>
 
 #include <memory>

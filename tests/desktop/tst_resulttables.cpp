@@ -5,7 +5,7 @@
 
 #include <QtTest/QAbstractItemModelTester>
 #include <QtTest/QtTest>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QTabWidget>
 

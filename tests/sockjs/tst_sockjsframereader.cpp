@@ -172,7 +172,7 @@ void tst_SockJSFrameReader::largestFrame()
     QFETCH(int, size);
     QFETCH(QByteArray, end);
     const QByteArray body = QByteArray(size, 'x') + end;
-    for (const int pieceBytes : {body.size(), 65536, LARGEST}) {
+    for (const int pieceBytes : {int(body.size()), 65536, LARGEST}) {
         Reading reading;
         for (int position = 0; position < body.size(); position += pieceBytes)
             reading.feed(body.mid(position, pieceBytes));

@@ -176,7 +176,7 @@ void tst_SockJSHttpReader::limits_data()
 void tst_SockJSHttpReader::limits()
 {
     QFETCH(QByteArray, stream);
-    for (const int readBytes : {stream.size(), 4096}) {
+    for (const int readBytes : {int(stream.size()), 4096}) {
         HttpResponseReader reader;
         int bodyBytes = 0;
         for (int position = 0; position < stream.size(); position += readBytes) {

@@ -1,7 +1,7 @@
 #include "lesson/Availability.h"
 
 #include <QtGui/QKeySequence>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QWidget>
 
 namespace Desktop

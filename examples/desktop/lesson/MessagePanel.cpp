@@ -4,11 +4,11 @@
 #include "lesson/Recipients.h"
 #include "texts/ShownText.h"
 
+#include <QShortcut>
 #include <QtWidgets/QFormLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPlainTextEdit>
 #include <QtWidgets/QPushButton>
-#include <QtWidgets/QShortcut>
 
 namespace Desktop
 {
@@ -62,8 +62,9 @@ void MessagePanel::addFields()
 
 void MessagePanel::sendOnCtrlEnter()
 {
-    for (const int key : {Qt::CTRL + Qt::Key_Return, Qt::CTRL + Qt::Key_Enter}) {
-        auto *shortcut = new QShortcut(QKeySequence(key), m_text);
+    for (const QKeySequence &key :
+         {QKeySequence(Qt::CTRL | Qt::Key_Return), QKeySequence(Qt::CTRL | Qt::Key_Enter)}) {
+        auto *shortcut = new QShortcut(key, m_text);
         shortcut->setContext(Qt::WidgetShortcut);
         connect(shortcut, &QShortcut::activated, this, &MessagePanel::send);
     }

@@ -12,7 +12,7 @@
 #include <QtWidgets/QGridLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
-#include <QtWidgets/QShortcut>
+#include <QShortcut>
 
 namespace Desktop
 {

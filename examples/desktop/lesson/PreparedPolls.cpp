@@ -65,7 +65,7 @@ PreparedPolls::PreparedPolls(LiveClass &live, QWidget *parent)
     connect(m_list, &QListWidget::itemDoubleClicked, this, &PreparedPolls::ask);
     connect(m_editor, &PollEditor::edited, this, &PreparedPolls::edited);
     connect(m_ask, &QPushButton::clicked, this, &PreparedPolls::ask);
-    m_ask->setShortcut(Qt::CTRL + Qt::Key_0); // the polls of the bar have the other digits
+    m_ask->setShortcut(Qt::CTRL | Qt::Key_0); // the polls of the bar have the other digits
     m_save.setSingleShot(true);
     m_save.setInterval(SAVE_MS);
     connect(&m_save, &QTimer::timeout, this, &PreparedPolls::save);

@@ -150,7 +150,7 @@ ChartHead ChartSource::head() const
 QVector<ChartRow> ChartSource::rows(int first, int most) const
 {
     QVector<ChartRow> shown;
-    const int end = qMin(shownRows().size(), first + most);
+    const int end = qMin(int(shownRows().size()), first + most);
     for (int index = first; index < end; ++index) {
         const ResultRow row = m_pages.row(shownRows().at(index));
         shown.append({shownText(row.label, MAX_LABEL),
@@ -164,7 +164,7 @@ QVector<ChartRow> ChartSource::rows(int first, int most) const
 
 int ChartSource::lengthOf(int row) const
 {
-    return qMin(m_pages.row(shownRows().at(row)).label.size(), MAX_LABEL);
+    return qMin(int(m_pages.row(shownRows().at(row)).label.size()), MAX_LABEL);
 }
 
 QString ChartSource::wholeText(int row) const

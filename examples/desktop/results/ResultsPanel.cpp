@@ -7,7 +7,7 @@
 
 #include "host/LiveClass.h"
 
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QVBoxLayout>
 
 namespace Desktop

@@ -4,7 +4,7 @@
 #include "results/ResultsView.h"
 
 #include <QtCore/QSignalBlocker>
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QTabWidget>

@@ -2,7 +2,7 @@
 
 #include "window/AskBack.h"
 
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QPushButton>
 
 namespace Desktop

@@ -11,7 +11,7 @@
 #include "lesson/PreparedPolls.h"
 #include "results/ResultsPanel.h"
 
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QDockWidget>
 #include <QtWidgets/QScrollArea>
 

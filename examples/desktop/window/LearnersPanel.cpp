@@ -6,7 +6,7 @@
 
 #include "texts/ShownText.h"
 
-#include <QtWidgets/QAction>
+#include <QAction>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QListView>
 #include <QtWidgets/QPushButton>

@@ -14,7 +14,7 @@
 #include <QtGui/QClipboard>
 #include <QtGui/QCloseEvent>
 #include <QtGui/QGuiApplication>
-#include <QtWidgets/QActionGroup>
+#include <QActionGroup>
 #include <QtWidgets/QDockWidget>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QStackedWidget>

@@ -3,6 +3,7 @@
 #include "window/AppIcon.h"
 #include "window/MainWindow.h"
 #include "window/Options.h"
+#include "window/Resolution.h"
 #include "window/Settings.h"
 
 #include "host/LiveClass.h"
@@ -49,8 +50,7 @@ int main(int argc, char *argv[])
     if (isPrinted(CommandLine::parse(argumentsOf(argc, argv))))
         return 0;
     QLoggingCategory::setFilterRules(QStringLiteral("tarvo.*.debug=false"));
-    QApplication::setAttribute(Qt::AA_EnableHighDpiScaling);
-    QApplication::setAttribute(Qt::AA_UseHighDpiPixmaps);
+    useWholeResolution();
     QApplication::setStyle(QStringLiteral("Fusion"));
     QApplication application(argc, argv);
     QApplication::setApplicationName(QStringLiteral("tarvo-desktop")); // its data has this folder

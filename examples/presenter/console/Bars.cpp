@@ -110,7 +110,7 @@ QStringList renderBars(const QVector<BarRow> &rows, int total, int columns, BarS
     for (BarRow &row : shown) {
         row.label = elided(printable(row.label), room);
         longestLabel = std::max(longestLabel, textWidth(row.label));
-        longestCount = std::max(longestCount, QString::number(row.count).size());
+        longestCount = std::max(longestCount, int(QString::number(row.count).size()));
     }
 
     const Layout layout = layOut(longestLabel, longestCount, room);

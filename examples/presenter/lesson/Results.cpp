@@ -78,8 +78,8 @@ QVector<Counted> countedIn(const QAbstractItemModel &results, const Asked &asked
 QVector<BarRow> firstRows(Counted question, int count)
 {
     QVector<BarRow> &rows = question.rows;
-    const int shown = qBound(0, count, rows.size());
-    const int choices = qMin(question.choices, rows.size());
+    const int shown = qBound(0, count, int(rows.size()));
+    const int choices = qMin(question.choices, int(rows.size()));
     if (shown > choices)
         std::partial_sort(rows.begin() + choices, rows.begin() + shown, rows.end(), comesBefore);
     rows.resize(shown);

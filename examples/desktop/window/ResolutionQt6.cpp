@@ -1,0 +1,8 @@
+#include "window/Resolution.h"
+
+namespace Desktop
+{
+
+void useWholeResolution() { }
+
+} // namespace Desktop
