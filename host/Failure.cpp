@@ -1,8 +1,7 @@
 #include "host/Failure.h"
 
-#include <QtCore/QVector>
-
 #include <cstddef>
+#include <string>
 
 namespace Tarvo
 {
@@ -38,9 +37,9 @@ bool isVisible(uint character)
 QString plain(const QString &foreign)
 {
     QString text;
-    const QVector<uint> characters = foreign.toUcs4();
-    for (const uint character : characters) {
-        const QString one = QString::fromUcs4(&character, 1);
+    const std::u32string characters = foreign.toStdU32String();
+    for (const char32_t character : characters) {
+        const QString one = QString::fromStdU32String({character});
         if (text.size() + one.size() > MAX_FOREIGN_LENGTH)
             break;
         if (isVisible(character))

@@ -47,6 +47,8 @@ export const LIMITS = {
   envelopeDepth: 32,
   answerChars: 10_000,
   payloadBytes: 128 * KIB, // of a learner's data, unpacked: an answer of 10,000 characters and what is around it
+  decodingMs: 2 * SECOND, // for messages to be unpacked: several times as long as it takes
+  decodingMsPerMib: 1 * SECOND, // and for each MiB more: of what is sent, then of what it declares
   messagesPerSecond: 20, // of a connection; the next is read later
   confirmingMs: 100, // without an answer, before answers are confirmed: the presenter comes first
   behindMs: 10 * SECOND, // that a connection may be read later; then it is cut

@@ -7,13 +7,14 @@ import { test } from 'node:test';
 
 import { decompressBlock } from '../src/codec/block.js';
 import { Codec } from '../src/codec/codec.js';
+import { patientCodec } from './support/codec.js';
 
 // "hello hello hello hello" as presenters compress it: dictionary of 16384, the length twice, an end
 // marker behind the stream.
 const HELLO = Buffer.from('5d00400000' + '17000000' + '17000000' + '00341949db855c67de87f95ffffff74200', 'hex');
 
 function newCodec(t) {
-  const codec = new Codec();
+  const codec = patientCodec();
   t.after(() => codec.close());
   return codec;
 }

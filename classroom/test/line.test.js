@@ -7,11 +7,11 @@ import { comeOnline, showAgain, sockets } from './support/browser.js';
 
 import { Line } from '../pages/line.js';
 import { pack, unpack } from '../pages/payload.js';
-import { Codec } from '../src/codec/codec.js';
+import { patientCodec } from './support/codec.js';
 import { startClass } from './support/learnerclass.js';
 import { RestClient, until } from './support/service.js';
 
-const codec = new Codec();
+const codec = patientCodec();
 
 const PAYLOADS = ['', 'word', 0, null, { text: 'Größe 😀 \u0000' }, Array.from({ length: 20_000 }, (_, i) => i)];
 

@@ -7,7 +7,7 @@ import { test } from 'node:test';
 
 import { Codec } from '../src/codec/codec.js';
 import { Decoder } from '../src/codec/decoder.js';
-import { limitsWith } from '../src/limits.js';
+import { patientCodec } from './support/codec.js';
 
 const MIB = 1024 * 1024;
 
@@ -19,7 +19,7 @@ const packer = new Codec();
 const LARGE = block(packer, 'x'.repeat(8 * MIB));
 
 function newCodec(t, limits) {
-  const codec = new Codec({ limits: limitsWith(limits) });
+  const codec = patientCodec(limits);
   t.after(() => codec.close());
   return codec;
 }
@@ -43,21 +43,33 @@ function resultsOf(decoder) {
   return Promise.all(messages.map((data) => decoder.run({ data, maxBytes: 64 * MIB }, 1)));
 }
 
-// {error, elapsed, plain}: how a message was refused, and in what time.
+// {error, plain}: how a message was refused.
 async function refusal(codec, data, options) {
-  const before = performance.now();
   const { error, ...plain } = await codec.unpack(data, options);
-  return { error, plain, elapsed: performance.now() - before };
+  return { error, plain };
+}
+
+// The same, at once: a busy machine may take its time once, but not each time.
+async function promptRefusal(codec, data, limitMs) {
+  const times = [];
+  for (let tries = 0; tries < 5; ++tries) {
+    const before = performance.now();
+    const refused = await refusal(codec, data);
+    times.push(performance.now() - before);
+    if (times.at(-1) < limitMs) {
+      return refused;
+    }
+  }
+  return assert.fail(`refused after ${times.join(', ')} ms`);
 }
 
 test('what the blocks of a message declare is added up before one of them is decoded', async (t) => {
   const codec = newCodec(t);
   await codec.unpack('to start the thread');
   const nineKb = block(codec, randomBytes(7_000).toString('base64'), 60 * MIB);
-  const { error, plain, elapsed } = await refusal(codec, [nineKb, nineKb, nineKb, nineKb]);
+  const { error, plain } = await promptRefusal(codec, [nineKb, nineKb, nineKb, nineKb], 500);
   assert.equal(error, 'the message declares 251658240 bytes');
   assert.deepEqual(plain, TOO_LARGE);
-  assert.ok(elapsed < 500, `${elapsed} ms`);
 });
 
 test('a message has 256 blocks at most', async (t) => {
@@ -65,10 +77,9 @@ test('a message has 256 blocks at most', async (t) => {
   const one = block(codec, '0');
   assert.deepEqual(await codec.unpack([...Array(256).fill(one), '']), { form: 'base64', text: '0'.repeat(256) });
   const zeros = block(codec, '\0'.repeat(64 * 1024));
-  const { error, plain, elapsed } = await refusal(codec, Array(3_000).fill(zeros));
+  const { error, plain } = await promptRefusal(codec, Array(3_000).fill(zeros), 100);
   assert.equal(error, 'the message has 3000 blocks');
   assert.deepEqual(plain, TOO_LARGE);
-  assert.ok(elapsed < 100, `${elapsed} ms`);
 });
 
 for (const form of ['base64', 'integers', 'string']) {

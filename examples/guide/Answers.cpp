@@ -4,16 +4,10 @@
 #include "collab/PresenterCollab.h"
 
 #include <QtCore/QLoggingCategory>
-#include <QtCore/QTextCodec>
 #include <QtCore/QTimer>
 
 namespace Guide
 {
-
-void speakUtf8()
-{
-#include "encoding.inc"
-}
 
 void silenceTheLibrary()
 {

@@ -7,7 +7,6 @@ class PresenterCollab;
 namespace Guide
 {
 
-void speakUtf8();
 void silenceTheLibrary();
 void reopenWhenLost(PresenterClient &client, PresenterCollab *collab);
 

@@ -4,9 +4,9 @@
 #include "Samples.h"
 #include "compression/Lzma.h"
 #include "compression/gUncompress.h"
+#include "support/LocalEncoding.h"
 #include "support/Text.h"
 
-#include <QtCore/QTextCodec>
 #include <QtTest/QtTest>
 
 #include <sys/mman.h>
@@ -212,11 +212,7 @@ void tst_CodecMemory::textsLongerThanAnyContainerFail()
     QFETCH(QByteArray, encoding);
     const LongText text(characters);
     QVERIFY(text.isThere());
-    QTextCodec *codec = QTextCodec::codecForName(encoding);
-    QVERIFY(codec);
-
-    QTextCodec *utf8 = QTextCodec::codecForLocale();
-    QTextCodec::setCodecForLocale(codec);
+    const LocalEncoding local(encoding);
     const std::vector<Operation> operations{
         [&text](QString *out) { return Lzma::compress(text.text, out); },
         [&text](QString *out) { return Lzma::compress64(text.text, out); },
@@ -225,7 +221,6 @@ void tst_CodecMemory::textsLongerThanAnyContainerFail()
     std::vector<Outcome> outcomes;
     for (const Operation &operation : operations)
         outcomes.push_back(runWith(operation, ANY_NUMBER, 256 * MEBI));
-    QTextCodec::setCodecForLocale(utf8);
 
     for (const Outcome &outcome : outcomes) {
         QVERIFY(!outcome.threw);

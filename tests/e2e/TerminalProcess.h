@@ -1,10 +1,9 @@
 #pragma once
 
 #include "e2e/PresenterProcess.h"
+#include "examples/presenter/console/Utf8Reader.h"
 
 #include <QtCore/QSocketNotifier>
-#include <QtCore/QTextCodec>
-#include <QtCore/QTextDecoder>
 
 #include <cstdlib>
 #include <fcntl.h>
@@ -66,7 +65,7 @@ private:
         char bytes[4096];
         const ssize_t count = ::read(m_master, bytes, sizeof(bytes));
         if (count > 0)
-            m_screen += m_decoder->toUnicode(bytes, int(count));
+            m_screen += m_reader.read(QByteArray(bytes, int(count)));
         else
             m_notifier->setEnabled(false); // the program has ended
     }
@@ -74,6 +73,6 @@ private:
     int m_master;
     QByteArray m_slaveName;
     std::unique_ptr<QSocketNotifier> m_notifier;
-    std::unique_ptr<QTextDecoder> m_decoder{QTextCodec::codecForName("UTF-8")->makeDecoder()};
+    Host::Utf8Reader m_reader;
     QString m_screen;
 };

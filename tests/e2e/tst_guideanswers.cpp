@@ -2,11 +2,8 @@
 #include "e2e/LiveSession.h"
 #include "support/Text.h"
 
-#include "compression/Lzma.h"
 #include "host/LiveClass.h"
 #include "model/QuestionText.h"
-
-#include <QtCore/QTextCodec>
 
 // What the guide answers to what people ask, where no other test holds it.
 class tst_GuideAnswers : public QObject
@@ -20,7 +17,6 @@ private Q_SLOTS:
     void answersNameTheirQuestion();
     void questionOfTheHostChangesNoPollId();
     void sessionStopsWithAPollRunning();
-    void payloadsAreUtf8InEveryLocale();
     void lostChannelIsOpenedAgain_data() { addRows(false); }
     void lostChannelIsOpenedAgain();
     void stoppedSessionIsNotOpenedAgain();
@@ -109,24 +105,6 @@ void tst_GuideAnswers::sessionStopsWithAPollRunning()
     };
     QCOMPARE(received(u"disconnect"_s, 1), 1);
     QCOMPARE(received(u"pollStop"_s, 0), 0);
-}
-
-void tst_GuideAnswers::payloadsAreUtf8InEveryLocale()
-{
-    QTextCodec *own = QTextCodec::codecForLocale();
-    QTextCodec::setCodecForLocale(QTextCodec::codecForName("ISO 8859-1"));
-    const auto carried = [](const QString &text) {
-        QString packed;
-        QString unpacked;
-        return Lzma::compress64(text, &packed) && Lzma::decompress64(packed, &unpacked) ? unpacked
-                                                                                        : QString();
-    };
-    const QString before = carried(u"Größe"_s);
-    Guide::speakUtf8();
-    const QString after = carried(u"Größe"_s);
-    QTextCodec::setCodecForLocale(own);
-    QVERIFY(before != u"Größe"_s);
-    QCOMPARE(after, u"Größe"_s);
 }
 
 // The learners stay, and are told nothing; the poll that runs can still be stopped.

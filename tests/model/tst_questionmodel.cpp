@@ -18,24 +18,22 @@
 
 #include <ctime>
 #include <memory>
+#include <random>
 
 using namespace Tarvo;
 
 namespace
 {
 
-// The id of a question made in the given second, drawn here with the toolkit's generator.
+// The id of a question made in the given second, drawn here with the generator that Qt 5's is.
 QString idOfSecond(time_t second)
 {
-    QT_WARNING_PUSH
-    QT_WARNING_DISABLE_DEPRECATED
     const QString alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789";
-    qsrand(static_cast<uint>(second));
+    std::minstd_rand generator(static_cast<uint>(second));
     QString id;
     for (int i = 0; i < 8; ++i)
-        id += alphabet[qrand() % 62];
+        id += alphabet[int(generator() % 62)];
     return id;
-    QT_WARNING_POP
 }
 
 // Repeats the action until it begins and ends in one second, and gives that second; 0 when it never

@@ -1,17 +1,16 @@
 #pragma once
 
+#include "examples/presenter/console/Utf8Reader.h"
+
 #include <QtCore/QDeadlineTimer>
 #include <QtCore/QFile>
 #include <QtCore/QRegularExpression>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
-#include <QtCore/QTextCodec>
-#include <QtCore/QTextDecoder>
 #include <QtCore/QVector>
 
 #include <csignal>
 #include <cwchar>
-#include <memory>
 #include <poll.h>
 #include <pty.h>
 #include <sys/ioctl.h>
@@ -23,16 +22,11 @@
 class TerminalScreen
 {
 public:
-    TerminalScreen(int columns, int rows)
-        : m_decoder(QTextCodec::codecForName("UTF-8")->makeDecoder()), m_columns(columns),
-          m_rows(rows)
-    {
-        clear();
-    }
+    TerminalScreen(int columns, int rows) : m_columns(columns), m_rows(rows) { clear(); }
 
     void take(const QByteArray &bytes)
     {
-        m_unread += m_decoder->toUnicode(bytes);
+        m_unread += m_reader.read(bytes);
         static const QRegularExpression sequence(QStringLiteral("^\x1b\\[([0-9]*)([ACHJ])"));
         while (!m_unread.isEmpty()) {
             const QRegularExpressionMatch match = sequence.match(m_unread);
@@ -41,7 +35,7 @@ public:
             else if (m_unread.startsWith(QLatin1String("\x1b")) && m_unread.size() < 8)
                 return; // the rest of it has not come yet
             else
-                put(m_unread.leftRef(m_unread.at(0).isHighSurrogate() ? 2 : 1).toUcs4().at(0));
+                put(m_unread.left(m_unread.at(0).isHighSurrogate() ? 2 : 1).toStdU32String().at(0));
             const int character = m_unread.at(0).isHighSurrogate() ? 2 : 1;
             m_unread.remove(0, match.hasMatch() ? match.capturedLength() : character);
         }
@@ -110,7 +104,7 @@ private:
             m_column = 0;
             nextRow();
         }
-        const QString text = QString::fromUcs4(&character, 1);
+        const QString text = QString::fromStdU32String({char32_t(character)});
         if (width == 0)
             m_cells[m_row][qMax(0, m_column - 1)] += text;
         else
@@ -130,7 +124,7 @@ private:
         m_cells.append(emptyRow());
     }
 
-    std::unique_ptr<QTextDecoder> m_decoder;
+    Host::Utf8Reader m_reader;
     QString m_unread;
     int m_columns;
     int m_rows;

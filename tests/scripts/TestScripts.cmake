@@ -138,7 +138,7 @@ expect_refused("--desktop needs a display, and there is none: neither DISPLAY no
 expect_refused("unknown option '--nonsense'." test --nonsense)
 expect_refused("unknown option 'sockjs'." test sockjs)
 expect_refused("-R needs a value." test -R)
-expect_refused("--preset takes release, debug, asan, tsan, tsan-quick, qt6 or qt6-asan, not 'fast'." test --preset fast)
+expect_refused("--preset takes release, debug, asan, tsan, tsan-quick, qt6, qt6-asan or qt6-quick, not 'fast'." test --preset fast)
 expect_refused("--preset needs a value." test --preset)
 expect_refused("unknown option '--nonsense'." lint --nonsense)
 expect_refused("unknown option '--nonsense'." package --nonsense)

@@ -46,7 +46,7 @@ template<typename Ask> bool turnsUntil(Ask ask, int limitMs)
     QEventLoop loop;
     QTimer asking;
     QObject::connect(&asking, &QTimer::timeout, &loop, [&] { loop.exit(); });
-    asking.start(2);
+    asking.start(10);
     const QDeadlineTimer deadline(limitMs);
     while (!ask() && !deadline.hasExpired())
         loop.exec();

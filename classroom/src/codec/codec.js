@@ -39,9 +39,10 @@ export class Codec {
   #large;
 
   constructor({ limits = LIMITS } = {}) {
-    this.#maxBytes = limits.presenterBytes;
-    this.#small = new Decoder({ atOnceBytes: SMALL_BYTES, heapBytes: SMALL_BYTES });
-    this.#large = new Decoder({ atOnceBytes: Infinity, heapBytes: this.#maxBytes });
+    const { presenterBytes, decodingMs, decodingMsPerMib } = limits;
+    this.#maxBytes = presenterBytes;
+    this.#small = new Decoder({ atOnceBytes: SMALL_BYTES, heapBytes: SMALL_BYTES, decodingMs, decodingMsPerMib });
+    this.#large = new Decoder({ atOnceBytes: Infinity, heapBytes: presenterBytes, decodingMs, decodingMsPerMib });
   }
 
   /** The value of "data" for a small text: one of PAYLOAD_FORMS. A large text would hold up everybody. */

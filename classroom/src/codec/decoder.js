@@ -4,17 +4,14 @@
 
 import { Worker } from 'node:worker_threads';
 
+import { LIMITS } from '../limits.js';
+
 const SOURCE = new URL('./worker.js', import.meta.url);
 
 const MIB = 1024 * 1024;
 
 // A thread starts in 50 ms when the machine has nothing else to do.
 const STARTING_MS = 8_000;
-
-// For a batch, and for each MiB of it: first of what is sent, then of what the thread says it declares.
-// Several times as long as it takes.
-const DECODING_MS = 2_000;
-const DECODING_MS_PER_MIB = 1_000;
 
 // The code, what the decoder sets up for a block, and its buffers: two arrays of eight bytes for each byte
 // of text, one of which is copied as it grows.
@@ -40,7 +37,7 @@ export class Decoder {
   #isClosed = false;
 
   /** atOnceBytes: what declares more is not decoded here; heapBytes: the largest text that has to fit. */
-  constructor({ atOnceBytes, heapBytes, decodingMs = DECODING_MS, decodingMsPerMib = DECODING_MS_PER_MIB }) {
+  constructor({ atOnceBytes, heapBytes, decodingMs = LIMITS.decodingMs, decodingMsPerMib = LIMITS.decodingMsPerMib }) {
     this.#atOnceBytes = atOnceBytes;
     this.#heapMib = LEAST_HEAP_MIB + Math.ceil(heapBytes * HEAP_BYTES_PER_BYTE / MIB);
     this.#decodingMs = decodingMs;

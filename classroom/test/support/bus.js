@@ -1,12 +1,12 @@
 // A bus with connections that are carried by nothing but the test.
 
 import { Bus } from '../../src/bus/bus.js';
-import { Codec } from '../../src/codec/codec.js';
 import { Journal } from '../../src/journal.js';
 import { limitsWith } from '../../src/limits.js';
 import { Sessions } from '../../src/state/sessions.js';
+import { patientCodec } from './codec.js';
 
-const codec = new Codec();
+const codec = patientCodec();
 
 /** A running session and its bus; changes: to the limits. */
 export function setUpBus(changes) {

@@ -3,10 +3,10 @@
 
 import SockJS from 'sockjs-client';
 
-import { Codec } from '../../src/codec/codec.js';
+import { patientCodec } from './codec.js';
 import { LINE_MS, RestClient, until } from './service.js';
 
-const codec = new Codec();
+const codec = patientCodec();
 
 export class Device {
   rest;

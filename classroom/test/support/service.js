@@ -8,11 +8,11 @@ import { fileURLToPath } from 'node:url';
 
 import SockJS from 'sockjs-client';
 
-import { Codec } from '../../src/codec/codec.js';
 import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../../src/protocol.js';
+import { patientCodec } from './codec.js';
 
 const PROGRAM = fileURLToPath(new URL('../../bin/classroom.js', import.meta.url));
-const codec = new Codec();
+const codec = patientCodec();
 
 /** How long a line may take to stand, in ms: the service may be packing, and the machine have other tests. */
 export const LINE_MS = 30_000;

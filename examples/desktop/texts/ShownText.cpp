@@ -1,8 +1,7 @@
 #include "texts/ShownText.h"
 
-#include <QtCore/QVector>
-
 #include <algorithm>
+#include <string>
 
 namespace Desktop
 {
@@ -68,26 +67,26 @@ private:
     int m_open = 0;
 };
 
-QVector<uint> beginning(const QString &text, int mostCharacters)
+std::u32string beginning(const QString &text, int mostCharacters)
 {
     QString shown = text.left(mostCharacters);
     if (shown.size() < text.size() && !shown.isEmpty()
         && shown.at(shown.size() - 1).isHighSurrogate())
         shown.chop(1);
-    return shown.toUcs4();
+    return shown.toStdU32String();
 }
 
 QString onOneLine(const QString &text, int mostCharacters, Isolates *isolates)
 {
-    QVector<uint> kept;
-    const QVector<uint> characters = beginning(text, mostCharacters);
-    for (const uint character : characters) {
+    std::u32string kept;
+    const std::u32string characters = beginning(text, mostCharacters);
+    for (const char32_t character : characters) {
         if (isBreak(character))
-            kept.append(' ');
+            kept += U' ';
         else if (isSeen(character) || (isolates && isolates->takes(character)))
-            kept.append(character);
+            kept += character;
     }
-    const QString line = QString::fromUcs4(kept.constData(), kept.size()).simplified();
+    const QString line = QString::fromStdU32String(kept).simplified();
     return text.size() > mostCharacters ? line + QChar(ELLIPSIS) : line;
 }
 
@@ -101,7 +100,7 @@ QString shownText(const QString &text, int mostCharacters)
 QString quotedText(const QString &text, int mostCharacters)
 {
     const QString shown = shownText(text, mostCharacters);
-    const QVector<uint> characters = shown.toUcs4();
+    const std::u32string characters = shown.toStdU32String();
     if (std::none_of(characters.begin(), characters.end(), canTurn))
         return shown;
     return QChar(FIRST_STRONG_ISOLATE) + shown + QChar(POP_ISOLATE);

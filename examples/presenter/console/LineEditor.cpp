@@ -2,8 +2,6 @@
 
 #include <QtCore/QEventLoop>
 #include <QtCore/QRegularExpression>
-#include <QtCore/QTextCodec>
-#include <QtCore/QTextDecoder>
 
 #include <clocale>
 #include <cstdio>
@@ -49,9 +47,7 @@ QString withoutUnknownKeys(QString typed)
 
 } // namespace
 
-LineEditor::LineEditor(QObject *parent)
-    : QObject(parent), m_decoder(QTextCodec::codecForName("UTF-8")->makeDecoder()),
-      m_history(history_winit())
+LineEditor::LineEditor(QObject *parent) : QObject(parent), m_history(history_winit())
 {
     HistEventW event;
     history_w(m_history, &event, H_SETSIZE, MAX_HISTORY);
@@ -127,7 +123,7 @@ void LineEditor::resume()
 
 void LineEditor::type(const QByteArray &bytes)
 {
-    m_keys += withoutUnknownKeys(m_decoder->toUnicode(bytes)).toStdWString();
+    m_keys += withoutUnknownKeys(m_typed.read(bytes)).toStdWString();
     edit();
 }
 
@@ -236,7 +232,7 @@ void LineEditor::lookAtLine()
     m_text = whole.left(end);
     m_search.clear();
     if (end >= 0) {
-        const bool isFound = whole.midRef(end + SEARCH_MARK_LENGTH, 1) == QLatin1String(":");
+        const bool isFound = whole.mid(end + SEARCH_MARK_LENGTH, 1) == QLatin1String(":");
         m_search = isFound ? QStringLiteral("search '%1'") : QStringLiteral("nothing like '%1'");
         m_search = m_search.arg(whole.mid(end + SEARCH_MARK_LENGTH + 1));
     }

@@ -1,12 +1,13 @@
 #pragma once
 
+#include "console/Utf8Reader.h"
+
 #include <QtCore/QObject>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 
 #include <cstdio>
 #include <functional>
-#include <memory>
 #include <string>
 
 #include <termios.h>
@@ -16,7 +17,6 @@ struct historyW;
 
 QT_BEGIN_NAMESPACE
 class QEventLoop;
-class QTextDecoder;
 QT_END_NAMESPACE
 
 namespace Host
@@ -83,7 +83,7 @@ private:
     void complete();
     void release();
 
-    std::unique_ptr<QTextDecoder> m_decoder; // keeps the first bytes of a letter cut by a read
+    Utf8Reader m_typed;
     editline *m_editor = nullptr;
     historyW *m_history = nullptr;
     FILE *m_nowhere = nullptr; // where libedit draws

@@ -96,7 +96,7 @@ private:
         m_canJoin = isJoinable(character);
         m_marks = characterWidth(character) > 0 ? 0 : m_marks + 1;
         if (m_marks <= Printable::MAX_MARKS)
-            m_result += QString::fromUcs4(&character, 1);
+            m_result += QString::fromStdU32String({char32_t(character)});
     }
     void escape(uint character)
     {

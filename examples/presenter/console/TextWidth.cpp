@@ -3,8 +3,7 @@
 #include "console/Printable.h"
 
 #include <QtCore/QTextBoundaryFinder>
-#include <QtCore/QVector>
-
+#include <string>
 #include <utf8proc.h>
 
 namespace Host
@@ -33,8 +32,9 @@ int textWidth(const QString &text)
 {
     int width = 0;
     // Composed, since terminals show the letters of a Korean syllable as one sign.
-    const QVector<uint> characters = text.normalized(QString::NormalizationForm_C).toUcs4();
-    for (const uint character : characters)
+    const std::u32string characters =
+        text.normalized(QString::NormalizationForm_C).toStdU32String();
+    for (const char32_t character : characters)
         width += characterWidth(character);
     return width;
 }
@@ -77,7 +77,8 @@ QStringList wrapped(const QString &text, int columns)
     while (isWider(rest, columns)) {
         const int room = fitting(rest, columns).size();
         int end = rest.lastIndexOf(blank, room);
-        if (rest.leftRef(qMax(0, end))
+        if (QStringView(rest)
+                .left(qMax(0, end))
                 .trimmed()
                 .isEmpty()) // blanks before the first word are no place
             end = rest.indexOf(blank, room);

@@ -45,7 +45,7 @@ bool comesBefore(const BarRow &a, const BarRow &b)
         return valueOfA.has_value();
     if (valueOfA && *valueOfA != *valueOfB)
         return *valueOfA < *valueOfB;
-    return a.label.leftRef(KEPT_CHARACTERS) < b.label.leftRef(KEPT_CHARACTERS);
+    return QStringView(a.label).left(KEPT_CHARACTERS) < QStringView(b.label).left(KEPT_CHARACTERS);
 }
 
 // One question's part of the results.
