@@ -11,8 +11,12 @@ set_target_properties(tarvohost PROPERTIES
   BUILD_RPATH_USE_ORIGIN ON
   INSTALL_RPATH "$ORIGIN")
 
+# The kit has a file of its own in the CMake package, so that the library can be there without it.
+set(tarvo_export_of_tarvoclient ${TARVO_PACKAGE}Targets)
+set(tarvo_export_of_tarvohost ${TARVO_PACKAGE}HostTargets)
+
 foreach(library IN LISTS tarvo_installed_libraries)
-  install(TARGETS ${library} EXPORT ${TARVO_PACKAGE}Targets
+  install(TARGETS ${library} EXPORT ${tarvo_export_of_${library}}
     LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
   get_target_property(headers ${library} TARVO_PUBLIC_HEADERS)
   foreach(header IN LISTS headers)
@@ -20,11 +24,11 @@ foreach(library IN LISTS tarvo_installed_libraries)
     install(FILES "${PROJECT_SOURCE_DIR}/${header}"
       DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/tarvoclient${TARVO_SUFFIX}/${folder}")
   endforeach()
+  install(EXPORT ${tarvo_export_of_${library}}
+    NAMESPACE ${TARVO_PACKAGE}::
+    DESTINATION "${TARVO_CMAKE_DIR}")
 endforeach()
 
-install(EXPORT ${TARVO_PACKAGE}Targets
-  NAMESPACE ${TARVO_PACKAGE}::
-  DESTINATION "${TARVO_CMAKE_DIR}")
 configure_package_config_file(
   "${PROJECT_SOURCE_DIR}/cmake/TarvoClientConfig.cmake.in"
   "${PROJECT_BINARY_DIR}/${TARVO_PACKAGE}Config.cmake"

@@ -1,0 +1,52 @@
+# cmake -D PROGRAM=... -D PAGE=... -D VERSION=... -P CheckManual.cmake
+#
+# Compares the tables of a program's --help with those of its manual page, word by word.
+cmake_minimum_required(VERSION 3.16)
+
+set(ENV{QT_QPA_PLATFORM} offscreen)
+execute_process(COMMAND "${PROGRAM}" --help OUTPUT_VARIABLE help RESULT_VARIABLE result TIMEOUT 30)
+if(NOT result EQUAL 0)
+  message(FATAL_ERROR "${PROGRAM} --help ended with ${result}.")
+endif()
+
+# in_words(<variable>): with one blank between two words.
+macro(in_words variable)
+  string(REGEX REPLACE "[ \n]+" " " ${variable} "${${variable}}")
+  string(STRIP "${${variable}}" ${variable})
+endmacro()
+
+# section(<result> <name>): the text of a section of the page, without its markup.
+function(section result name)
+  string(FIND "${page}" "\n.SH ${name}\n" at)
+  if(at EQUAL -1)
+    message(FATAL_ERROR "${PAGE} has no section ${name}.")
+  endif()
+  string(LENGTH "\n.SH ${name}" length)
+  math(EXPR at "${at} + ${length}")
+  string(SUBSTRING "${page}" ${at} -1 text)
+  string(FIND "${text}" "\n.SH " at)
+  string(SUBSTRING "${text}" 0 ${at} text)
+  string(REGEX REPLACE "\n[.](TP|BI|B)" "\n" text "${text}")
+  string(REPLACE "\\-" "-" text "${text}")
+  string(REPLACE " \" \" " " " text "${text}")
+  set(${result} "${text}" PARENT_SCOPE)
+endfunction()
+
+file(READ "${PAGE}" page)
+string(FIND "${page}" " \"Tarvo ${VERSION}\" " at)
+if(at EQUAL -1)
+  message(FATAL_ERROR "${PAGE} is not of version ${VERSION}.")
+endif()
+string(FIND "${help}" "Options:\n" at)
+string(SUBSTRING "${help}" ${at} -1 help)
+section(options OPTIONS)
+set(said "Options: ${options}")
+if(help MATCHES "\nExit codes:\n")
+  section(codes "EXIT STATUS")
+  string(APPEND said " Exit codes: ${codes}")
+endif()
+in_words(help)
+in_words(said)
+if(NOT said STREQUAL help)
+  message(FATAL_ERROR "${PAGE} says\n${said}\nand --help\n${help}")
+endif()
