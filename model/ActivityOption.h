@@ -14,7 +14,9 @@ class TARVOCLIENT_EXPORT ActivityOption : public QObject
     Q_OBJECT
     Q_DISABLE_COPY(ActivityOption)
 
+    /// What learners answer with.
     TARVO_PROPERTY_NAMED(QString, id, setID, value, QString())
+    /// What learners read.
     TARVO_PROPERTY(QString, optionText, QString())
     /// Place among the options, from 0.
     TARVO_PROPERTY(int, displaySeqNumber, 0)
