@@ -24,6 +24,7 @@ class TARVOCLIENT_EXPORT ActivityOption : public QObject
     TARVO_PROPERTY_NAMED(bool, math, setmath, isMath, false)
 
 public:
+    /// An option owned by `parent`, without id and text.
     explicit ActivityOption(QObject *parent) : QObject(parent) { }
 };
 

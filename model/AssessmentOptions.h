@@ -47,6 +47,7 @@ class TARVOCLIENT_EXPORT AssessmentOptions : public QObject
     TARVO_PROPERTY(QVariantMap, assessmentSectionConfigurations, notLeveled())
 
 public:
+    /// Options owned by `parent`, with the first value of each property.
     explicit AssessmentOptions(QObject *parent) : QObject(parent) { }
 
 private:

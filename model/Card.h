@@ -53,6 +53,7 @@ class TARVOCLIENT_EXPORT Card : public QObject
     TARVO_PROPERTY(bool, visible, true)
 
 public:
+    /// A card owned by `parent`, with the first value of each property.
     explicit Card(QObject *parent);
 
 public Q_SLOTS:

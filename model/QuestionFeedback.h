@@ -52,6 +52,7 @@ class TARVOCLIENT_EXPORT QuestionFeedback : public QObject
     TARVO_PROPERTY(QVariant, remainingTime, QVariant())
 
 public:
+    /// A feedback owned by `parent`, with the first value of each property.
     explicit QuestionFeedback(QObject *parent) : QObject(parent) { }
 };
 
