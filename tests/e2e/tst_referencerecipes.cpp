@@ -210,13 +210,17 @@ void tst_ReferenceRecipes::payloadIsReadable()
 
 void tst_ReferenceRecipes::unknownMessageIsHeard()
 {
-    PresenterCollab channel(nullptr, QString(), QString(), u"abc123"_s, u"t42"_s);
+    Classroom classroom;
+    LiveSession session(classroom, u"websocket"_s);
+    QVERIFY(openRegistered(session, classroom));
     QStringList heard;
-    Reference::hearTheUnknown(&channel, [&](const QString &text) { heard.append(text); });
-    Q_EMIT channel.unhandledMessage({{u"type"_s, u"hand"_s}, {u"from"_s, u"d1"_s}},
-                                    QVariantMap{{u"isRaised"_s, true}});
-    QCOMPARE(heard.size(), 1);
-    QVERIFY(heard.first().startsWith(u"hand from d1: {"_s));
+    Reference::hearTheUnknown(session.channel, [&](const QString &text) { heard.append(text); });
+    classroom.post(u"publish"_s,
+                   {{u"address"_s, u".presenter"_s},
+                    {u"body"_s, QJsonObject{{u"type"_s, u"hand"_s}, {u"from"_s, u"d1"_s}}},
+                    {u"text"_s, uR"({"isRaised":true})"_s}});
+    QTRY_COMPARE_WITH_TIMEOUT(heard.size(), 1, LONG_MS);
+    QVERIFY2(heard.first().startsWith(u"hand from d1: {"_s), qPrintable(heard.first()));
     QVERIFY(heard.first().contains(u"\"isRaised\": true"_s));
 }
 
