@@ -34,13 +34,27 @@ find_file(BROWSER_PACKAGES .package-lock.json
   NO_DEFAULT_PATH
   DOC "npm's list of the packages that it installed for the tests in a browser")
 find_program(XVFB_RUN_EXECUTABLE xvfb-run DOC "A display that nobody sees, for tests with windows")
+find_package(Qt5 5.15 QUIET COMPONENTS Sql)
+find_program(DOXYGEN_EXECUTABLE doxygen DOC "Doxygen, which makes the reference")
+find_program(DOT_EXECUTABLE dot DOC "Graphviz, which draws the reference's pictures")
+# Where Debian has those of Qt 5 and of Qt 6; the one in the path may be a stand-in for neither.
+find_program(QHELPGENERATOR_EXECUTABLE qhelpgenerator
+  HINTS /usr/lib/qt5/bin /usr/lib/qt6/libexec
+  DOC "The Qt program that packs the reference for Qt Assistant")
 mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
-  CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE)
+  CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE DOXYGEN_EXECUTABLE DOT_EXECUTABLE
+  QHELPGENERATOR_EXECUTABLE)
 
 if(Qt5Quick_FOUND AND QT_QUICK_MODULE)
   set(has_quick TRUE)
 else()
   set(has_quick FALSE)
+endif()
+
+if(Qt5Sql_FOUND AND DOXYGEN_EXECUTABLE AND DOT_EXECUTABLE AND QHELPGENERATOR_EXECUTABLE)
+  set(has_reference TRUE)
+else()
+  set(has_reference FALSE)
 endif()
 
 if(Qt5Widgets_FOUND AND QrEncode_FOUND)
@@ -80,6 +94,8 @@ tarvo_test_tool(xvfb "${XVFB_RUN_EXECUTABLE}"
   "a display that nobody sees (Debian packages xvfb and xauth)")
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
+tarvo_test_tool(reference ${has_reference}
+  "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and qtbase5-dev)")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(is_movable FALSE)
 else()
