@@ -80,7 +80,9 @@ public:
 
     /// What runs when an outstanding reply has come; null pointers run nothing.
     struct CALLBACKS {
+        /// Called with the body when the reply came without an error.
         SuccessHandler success;
+        /// Called with the reply and its body when it failed.
         FailureHandler failure;
     };
 
@@ -156,6 +158,7 @@ public:
     /// The service's cookies, all of them, and others in their place: with them another client of the
     /// same service is signed in, too.
     QList<QNetworkCookie> getCookies() const;
+    /// Replaces the service's cookies by these; an empty list forgets that anybody is signed in.
     void setCookies(const QList<QNetworkCookie> &cookies);
     /// How long a request is waited for, 10,000 ms by default.
     void setRequestTimeout(int ms);
@@ -286,31 +289,55 @@ Q_SIGNALS:
     void requestProcessed();
 
 protected:
+    /// Keeps a `deleteLater()` from deleting the client a second time while its destructor waits.
     bool event(QEvent *event) override;
 
+    // ---- What becomes of replies: derived classes may call these for replies of their own ----------
+
+    /// Sets the last error key to the first of the body's "errorMsgKeys"; a body that is no JSON leaves
+    /// it as it was.
     void loginFailureResponse(QNetworkReply *reply, QString body);
+    /// Records why the service did not start a session, as `loginFailureResponse()` does.
     void sessionStartFailureResponse(QNetworkReply *reply, QString body);
+    /// Records why the service created no session, as `loginFailureResponse()` does.
     void sessionFailureResponse(QNetworkReply *reply, QString body);
 
+    /// The service is reachable when the body is JSON.
     void serverCheckResponse(QString body);
+    /// Reads whether the sign-in succeeded, or the data of a registration that is needed first.
     void loginSuccessResponse(QString body);
+    /// Reads the device's access token, or the data of a registration that is needed first.
     void getDeviceAccessTokenResponse(QString body);
+    /// Reads the login id of who is signed in.
     void userNameResponse(QString body);
+    /// Nobody is signed in any more when the body is JSON.
     void logoutResponse(QString body);
 
+    /// Reads the code of the created session.
     void sessionSuccessResponse(QString body);
+    /// Reads the collaboration server's address.
     void getCollabUrlResponse(QString body);
+    /// Reads which transports the tenant prefers.
     void getTenantFeatureDetailsResponse(QString body);
+    /// Reads the token of the started session.
     void sessionStartSuccessResponse(QString body);
+    /// Reads the presenter's own token.
     void sessionJoinResponse(QString body);
+    /// Reads the learners of the session.
     void getLearnersResponse(QString body);
 
+    /// Reads the uploaded file's id and path.
     void uploadResourceResponse(QString body);
 
 protected Q_SLOTS:
+    /// Handles a reply that has come: notes it, follows its redirect or runs its handler, and emits
+    /// `requestProcessed()`. Frees the reply.
     void slotRequestFinished(QNetworkReply *reply);
+    /// Sends the keep-alive when its time has come.
     void onPingTimer();
+    /// Logs what TLS found wrong, and records the missing root certificate. No error is ever passed over.
     void slotSslErrors(QNetworkReply *reply, QList<QSslError> errors);
+    /// Answers the service's HTTP authentication with what `checkServer()` was given.
     void authenticationRequired(QNetworkReply *reply, QAuthenticator *authenticator);
 
 private:

@@ -10,7 +10,7 @@ set(TARVO_QUICK_PACKAGES_6 "qt6-declarative-dev, qml6-module-qtquick and qml6-mo
 set(TARVO_QUICK_FOLDER_5 QtQuick.2)
 set(TARVO_QUICK_FOLDER_6 QtQuick)
 
-foreach(module IN ITEMS Test Widgets Quick)
+foreach(module IN ITEMS Test Widgets Quick Sql)
   find_package(Qt${TARVO_QT} ${TARVO_MINIMAL_QT} QUIET COMPONENTS ${module})
 endforeach()
 if(TARGET Qt6::Test)
@@ -49,13 +49,26 @@ find_file(BROWSER_PACKAGES .package-lock.json
   NO_DEFAULT_PATH
   DOC "npm's list of the packages that it installed for the tests in a browser")
 find_program(XVFB_RUN_EXECUTABLE xvfb-run DOC "A display that nobody sees, for tests with windows")
+find_program(DOXYGEN_EXECUTABLE doxygen DOC "Doxygen, which makes the reference")
+find_program(DOT_EXECUTABLE dot DOC "Graphviz, which draws the reference's pictures")
+# Where Debian has those of Qt 5 and of Qt 6; the one in the path may be a stand-in for neither.
+find_program(QHELPGENERATOR_EXECUTABLE qhelpgenerator
+  HINTS /usr/lib/qt5/bin /usr/lib/qt6/libexec
+  DOC "The Qt program that packs the reference for Qt Assistant")
 mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
-  CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE)
+  CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE DOXYGEN_EXECUTABLE DOT_EXECUTABLE
+  QHELPGENERATOR_EXECUTABLE)
 
 if(Qt${TARVO_QT}Quick_FOUND AND QT_QUICK_MODULE)
   set(has_quick TRUE)
 else()
   set(has_quick FALSE)
+endif()
+
+if(Qt${TARVO_QT}Sql_FOUND AND DOXYGEN_EXECUTABLE AND DOT_EXECUTABLE AND QHELPGENERATOR_EXECUTABLE)
+  set(has_reference TRUE)
+else()
+  set(has_reference FALSE)
 endif()
 
 if(Qt${TARVO_QT}Widgets_FOUND AND QrEncode_FOUND)
@@ -96,6 +109,8 @@ tarvo_test_tool(xvfb "${XVFB_RUN_EXECUTABLE}"
   "a display that nobody sees (Debian packages xvfb and xauth)")
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
+tarvo_test_tool(reference ${has_reference}
+  "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(is_movable FALSE)
 else()

@@ -34,7 +34,9 @@ class TARVOCLIENT_EXPORT CollaborationMessageHandler : public QObject
 public:
     // Hosts connect by the short names, so the signals carry them; where such a connection is queued,
     // model/Learner.h and model/RemoteControlMessage.h tell what it takes.
+    /// The name by which the signals carry a learner.
     using Learner = Tarvo::Learner;
+    /// The name by which the signals carry a remote's command.
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
 
     /// A handler owned by `parent`, with its tables filled.
@@ -76,15 +78,24 @@ protected Q_SLOTS:
     void onHandleMessage(QString message);
 
 protected:
-    /// The handlers: each reads the fields of `body`, and of its unpacked `data`, and emits its
-    /// signal. A derived class may call them for messages of its own.
+    // The handlers: each reads the fields of `body`, and of its unpacked `data`, and emits its signal.
+    // A derived class may call them for messages of its own.
+
+    /// Takes "register": emits `controllerRegister(true)` for a remote. Learners' devices introduce
+    /// themselves by "join".
     void actionRegister(QVariantMap body);
+    /// Takes "unregister": emits `learnerUnregister()`, or `controllerRegister(false)` for a remote.
     void actionUnregister(QVariantMap body);
 
+    /// Takes "join": emits `learnerJoin()`.
     void dataJoin(QVariantMap body, QVariant data);
+    /// Takes the answer to a poll: emits `learnerPollResponse()` with the poll's id.
     void dataPollResponse(QVariantMap body, QVariant data);
+    /// Takes the answer to a question: emits `learnerPollResponse()` with the question's id.
     void dataQuestionResponse(QVariantMap body, QVariant data);
+    /// Takes a device's wish for a question: emits `learnerGetQuestion()`.
     void dataGetQuestion(QVariantMap body, QVariant data);
+    /// Takes a remote's command: emits `remoteControl()`.
     void dataRemote(QVariantMap body, QVariant data);
 
 private:

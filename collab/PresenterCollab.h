@@ -58,9 +58,13 @@ class TARVOCLIENT_EXPORT PresenterCollab : public QObject
 public:
     // Hosts connect by the short names, so the signals carry them; where such a connection is
     // queued, model/Learner.h and model/RemoteControlMessage.h tell what it takes.
+    /// The name by which the signals carry a learner.
     using Learner = Tarvo::Learner;
+    /// The name by which the signals carry a remote's command.
     using RemoteControlMessage = Tarvo::RemoteControlMessage;
+    /// The kinds of poll.
     using POLL_TYPE = Tarvo::PollType::POLL_TYPE;
+    /// The ways of labelling options.
     using ORDINAL_TYPE = Tarvo::OrdinalType::ORDINAL_TYPE;
 
     /// A channel that is not yet open: `serverUrl` is the collaboration server's, `sessionCode` the
@@ -176,8 +180,11 @@ public:
 
     // ---- What the channel knows ------------------------------------------------------------------
 
+    /// The code that learners type in, as the constructor was given it.
     QString getSessionCode() const { return sessionCode; }
+    /// The token that every address begins with, as the constructor was given it.
     QString getSessionToken() const { return sessionToken; }
+    /// The presenter's identity on the channel, as the constructor was given it.
     QString getUserToken() const { return userToken; }
     /// The id of the poll started last; empty before the first. `pausePoll()`, `resumePoll()` and
     /// `stopPoll()` carry it.
@@ -227,6 +234,7 @@ protected Q_SLOTS:
     void onConnected();
     /// Stops the ping and tells the host.
     void onClosed(bool bClosedForInactivity);
+    /// Sends the channel's ping when its time has come.
     void onPingTimer();
 
 private:

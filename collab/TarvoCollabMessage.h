@@ -23,6 +23,7 @@ public:
     /// The protocol that the learners' devices speak.
     inline static const QString PROTOCOL_VERSION = QStringLiteral("3.0.0");
 
+    /// A message without type and payload.
     explicit TarvoCollabMessage(QObject *parent = nullptr);
 
     /// Puts the payload into its wire form: the JSON of the data object if there is one, else of the
@@ -38,6 +39,7 @@ private:
     TARVO_PROPERTY(QString, from, QString())
     /// What the message is, such as "questionStart".
     TARVO_PROPERTY(QString, type, QString())
+    /// Which protocol the payload follows.
     TARVO_PROPERTY(QString, version, PROTOCOL_VERSION)
     /// The name under which the service knows hosts of this kind.
     TARVO_PROPERTY(QString, sourceSystem, QStringLiteral("Corvel"))

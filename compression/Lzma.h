@@ -8,10 +8,11 @@
 
 #include <cstddef>
 
-/// The heap that blocks and decoded buffers come from. `MyAlloc` returns null for 0 bytes and when
-/// the memory cannot be had; `MyFree` takes null.
 extern "C" {
+/// Takes memory from the heap that blocks and decoded buffers come from. Null for 0 bytes, and when the
+/// memory cannot be had.
 TARVOCLIENT_EXPORT void *MyAlloc(std::size_t size);
+/// Gives memory back to that heap; null is none.
 TARVOCLIENT_EXPORT void MyFree(void *address);
 }
 
@@ -35,12 +36,14 @@ public:
     /// The two hooks through which the LZMA library takes and returns memory; the first argument of
     /// each is the record itself.
     struct Allocator {
-        void *(*Alloc)(void *p, std::size_t size);
-        void (*Free)(void *p, void *address);
+        void *(*Alloc)(void *p, std::size_t size); ///< hands out memory, or null
+        void (*Free)(void *p, void *address);      ///< takes it back; null is none
     };
     /// The hooks that every operation hands to the LZMA library.
     static const Allocator g_Alloc;
+    /// The hook that hands out memory: `MyAlloc(size)`, whatever `p` is.
     static void *SzAlloc(void *p, std::size_t size);
+    /// The hook that takes it back: `MyFree(address)`, whatever `p` is.
     static void SzFree(void *p, void *address);
 
     Lzma() = delete;

@@ -19,7 +19,7 @@ struct Choice {
 
 /// One question of an assessment.
 struct AssessmentQuestion {
-    PollType::POLL_TYPE kind = PollType::MULTIPLE;
+    PollType::POLL_TYPE kind = PollType::MULTIPLE;               ///< how it is answered
     OrdinalType::ORDINAL_TYPE labels = OrdinalType::ALPHA_UPPER; ///< how the choices are labelled
     QString text;                                                ///< what is asked
     QVector<Choice> choices;                                     ///< for the kinds that have them
@@ -30,11 +30,13 @@ struct AssessmentQuestion {
 
 /// A set of questions that learners work through at their own pace. A plain value.
 struct Assessment {
+    /// The heading that the devices show.
     QString title;
     /// The number of the first question.
     int firstNumber = 1;
     /// Further properties of `Tarvo::AssessmentOptions` by their names, such as "allowSkipQuestion".
     QVariantMap settings;
+    /// The questions, in the order in which they are numbered.
     QVector<AssessmentQuestion> questions;
 };
 

@@ -15,14 +15,21 @@ class TARVOHOST_EXPORT Failure
 {
     Q_GADGET
     Q_DECLARE_TR_FUNCTIONS(Tarvo::Failure)
+    /// What `action()` tells.
     Q_PROPERTY(Tarvo::Action::Type action READ action)
+    /// What `reason()` tells.
     Q_PROPERTY(Reason reason READ reason)
+    /// What `key()` tells.
     Q_PROPERTY(QString key READ key)
+    /// What `message()` tells.
     Q_PROPERTY(QString message READ message)
+    /// What `advice()` tells.
     Q_PROPERTY(QString advice READ advice)
+    /// What `isRepeatable()` tells.
     Q_PROPERTY(bool repeatable READ isRepeatable)
 
 public:
+    /// Why; `message()` and `advice()` have a sentence for each.
     enum Reason : int {
         NoReason, ///< nothing has failed
 
@@ -73,6 +80,7 @@ public:
 
     /// The operation that has failed; `None` when it happened by itself.
     Action::Type action() const { return m_action; }
+    /// Why it has failed; `NoReason` when nothing has.
     Reason reason() const { return m_reason; }
     /// The service's own error key, such as "login.error.wrongCredentials"; empty without one.
     QString key() const { return m_key; }

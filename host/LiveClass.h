@@ -50,19 +50,31 @@ class TARVOHOST_EXPORT LiveClass : public QObject
     Q_OBJECT
     Q_DISABLE_COPY(LiveClass)
 
+    /// What `state()` tells.
     Q_PROPERTY(State state READ state NOTIFY stateChanged)
+    /// What `userName()` tells.
     Q_PROPERTY(QString userName READ userName NOTIFY userNameChanged)
+    /// What `sessionCode()` tells.
     Q_PROPERTY(QString sessionCode READ sessionCode NOTIFY sessionCodeChanged)
+    /// What `transport()` tells.
     Q_PROPERTY(QString transport READ transport NOTIFY transportChanged)
+    /// What `activity()` tells.
     Q_PROPERTY(Activity activity READ activity NOTIFY activityChanged)
+    /// What `isPaused()` tells.
     Q_PROPERTY(bool paused READ isPaused NOTIFY pausedChanged)
+    /// What `attempt()` tells.
     Q_PROPERTY(int attempt READ attempt NOTIFY attemptChanged)
+    /// What `nextAttemptAt()` tells.
     Q_PROPERTY(QDateTime nextAttemptAt READ nextAttemptAt NOTIFY attemptChanged)
+    /// What `reason()` tells.
     Q_PROPERTY(Tarvo::Failure::Reason reason READ reason NOTIFY reasonChanged)
+    /// The model that `learners()` returns.
     Q_PROPERTY(QAbstractItemModel *learners READ learners CONSTANT)
+    /// The model that `results()` returns.
     Q_PROPERTY(QAbstractItemModel *results READ results CONSTANT)
 
 public:
+    /// Where the class stands; docs/kit.md has the table of what leads where.
     enum State : int {
         SignedOut,    ///< nobody is signed in
         SigningIn,    ///< the service is being asked
@@ -76,10 +88,11 @@ public:
     };
     Q_ENUM(State)
 
+    /// What runs on the devices.
     enum Activity : int {
-        NoActivity,
-        Poll,
-        Assessment
+        NoActivity, ///< nothing
+        Poll,       ///< a poll, or a question of `ask()`
+        Assessment  ///< an assessment
     };
     Q_ENUM(Activity)
 
@@ -115,11 +128,14 @@ public:
     };
     Q_ENUM(TextOption)
 
-    /// The longest name and answer that are taken from a learner, in characters; the rest is cut off.
+    /// The longest name that is taken from a learner, in characters; the rest is cut off.
     static constexpr int MAX_NAME_LENGTH = 64;
+    /// The longest answer that is taken from a learner, in characters; the rest is cut off.
     static constexpr int MAX_ANSWER_LENGTH = 10000;
 
+    /// A class that nobody is signed in to. Sends nothing yet.
     explicit LiveClass(QObject *parent = nullptr);
+    /// Returns at once; a running session is stopped in the background.
     ~LiveClass() override;
 
     // ---- Settings: they count from the next `signIn...()` on ---------------------------------------
@@ -151,6 +167,7 @@ public:
 
     // ---- Properties --------------------------------------------------------------------------------
 
+    /// Where the class stands, as it was last told by `stateChanged()`.
     State state() const;
     /// The signed-in user's id as the service tells it; empty while nobody is.
     QString userName() const;
@@ -159,6 +176,7 @@ public:
     /// The transport that carries the channel, or carried it last: "websocket", "xhr-streaming" or
     /// "xhr-polling".
     QString transport() const;
+    /// What runs on the devices, or will again once the connection is back.
     Activity activity() const;
     /// Whether the devices are paused, or will be once the connection is back.
     bool isPaused() const;
@@ -230,8 +248,9 @@ public Q_SLOTS:
     Tarvo::Operation startAssessment(const Tarvo::Assessment &assessment);
     /// Ends what is running, after lifting a pause.
     Tarvo::Operation stopActivity();
-    /// Pauses the devices, and lets them go on.
+    /// Pauses the devices. Done when it has left, or is noted for when the connection is back.
     Tarvo::Operation pause();
+    /// Lets the devices go on. Done as `pause()` is.
     Tarvo::Operation resume();
 
     // ---- Pictures, cards, messages -----------------------------------------------------------------
@@ -256,13 +275,21 @@ public Q_SLOTS:
     Tarvo::Operation removeLearner(const QString &deviceId);
 
 Q_SIGNALS:
+    /// The class has come to another `state()`.
     void stateChanged();
+    /// Somebody else, or nobody, is signed in: see `userName()`.
     void userNameChanged();
+    /// Learners can join with another `sessionCode()`, or not any more.
     void sessionCodeChanged();
+    /// Another `transport()` carries the channel.
     void transportChanged();
+    /// Another `activity()` runs, or none any more.
     void activityChanged();
+    /// The devices have been paused, or go on: see `isPaused()`.
     void pausedChanged();
+    /// `attempt()` or `nextAttemptAt()` has changed.
     void attemptChanged();
+    /// `reason()` has changed.
     void reasonChanged();
 
     /// An operation has ended, well if `failure` has no reason.
@@ -270,7 +297,9 @@ Q_SIGNALS:
     /// An operation has failed, or something went wrong by itself.
     void failed(const Tarvo::Failure &failure);
 
+    /// A learner has joined, or come back.
     void learnerJoined(const Tarvo::Learner &learner);
+    /// The learner of this device has left, is not listed any more, or the session is over.
     void learnerLeft(const QString &deviceId);
     /// An answer to a question of the running activity was counted. `responseTimeMs` is as the device
     /// counts it.

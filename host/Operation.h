@@ -21,11 +21,15 @@ class OperationState;
 class TARVOHOST_EXPORT Operation
 {
     Q_GADGET
+    /// What `id()` tells.
     Q_PROPERTY(int id READ id)
+    /// What `isFinished()` tells.
     Q_PROPERTY(bool finished READ isFinished)
 
 public:
+    /// What follows when it has gone well.
     using Done = std::function<void()>;
+    /// What follows when it has not.
     using Failed = std::function<void(const Failure &)>;
 
     /// No operation; its continuations are never called.

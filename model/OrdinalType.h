@@ -15,18 +15,19 @@ class TARVOCLIENT_EXPORT OrdinalType
     Q_GADGET
 
 public:
+    /// The labellings; their names on the channel are those of `ORDINAL_TYPE_STR()`.
     enum ORDINAL_TYPE : int {
-        TRUE_FALSE,
-        YES_NO,
-        YES_NO_MAYBE,
-        YES_NO_UNSURE,
-        YES_NO_OTHER,
-        ALPHA_UPPER,
-        ALPHA_LOWER,
-        NUMBER,
-        AGREEMENT,
-        CONFIDENCE,
-        GENERIC
+        TRUE_FALSE,    ///< true, false
+        YES_NO,        ///< yes, no
+        YES_NO_MAYBE,  ///< yes, no, maybe
+        YES_NO_UNSURE, ///< yes, no, unsure
+        YES_NO_OTHER,  ///< yes, no, another answer
+        ALPHA_UPPER,   ///< A, B, C ...
+        ALPHA_LOWER,   ///< a, b, c ...
+        NUMBER,        ///< numbers
+        AGREEMENT,     ///< how far one agrees
+        CONFIDENCE,    ///< how sure one is
+        GENERIC        ///< no labels of its own
     };
     Q_ENUM(ORDINAL_TYPE)
 

@@ -15,17 +15,18 @@ class TARVOCLIENT_EXPORT PollType
     Q_GADGET
 
 public:
+    /// How learners answer.
     enum POLL_TYPE : int {
-        TRUE_FALSE,
-        YES_NO_OTHER,
-        MULTIPLE,
-        SCALE,
-        SORT,
-        TEXT,
-        WORD_SEED,
-        NUMBER,
-        CREATIVE,
-        MATH_FORMULA
+        TRUE_FALSE,   ///< with one of two options
+        YES_NO_OTHER, ///< with yes, no or something else
+        MULTIPLE,     ///< with one or several options
+        SCALE,        ///< with a place on a scale
+        SORT,         ///< with an order of the options
+        TEXT,         ///< with a text
+        WORD_SEED,    ///< with words; sent without a question
+        NUMBER,       ///< with a number
+        CREATIVE,     ///< with a work of their own; sent without a question
+        MATH_FORMULA  ///< with a formula
     };
     Q_ENUM(POLL_TYPE)
 

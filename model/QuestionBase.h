@@ -27,13 +27,16 @@ class TARVOCLIENT_EXPORT QuestionBase : public QObject
     TARVO_PROPERTY_NAMED(QString, id, setID, value, newId())
     /// "Poll" or "Assessment".
     TARVO_PROPERTY(QString, questionSetMode, QStringLiteral("Poll"))
+    /// Its place in an assessment.
     TARVO_PROPERTY(int, questionNumber, 0)
 
+    /// The kind of question: what `getType()` returns.
     Q_PROPERTY(QString type READ getType WRITE setType)
 public:
     /// The kind of question. Subclasses answer with a name of their own, whatever was set.
     virtual QString getType() const;
 public Q_SLOTS:
+    /// Names the kind of a plain question.
     void setType(QString value) { m_type = value; }
 
 private:
@@ -43,23 +46,29 @@ private:
     TARVO_PROPERTY(QVariantMap, activityType, QVariantMap())
 
 public Q_SLOTS:
+    /// Puts another record in place of the feedback; it keeps its parent.
     void setfeedBack(QuestionFeedback *feedback) { m_feedBack = feedback; }
 
 private:
     /// The question's `QuestionFeedback`.
     TARVO_OBJECT_PROPERTY(feedBack, feedback, new QuestionFeedback(this))
+    /// The question itself, as the learner reads it.
     TARVO_PROPERTY(QString, instructions, QString())
     /// A text to read before answering.
     TARVO_PROPERTY(QString, passage, QString())
     /// The question's `Card`; a plain object, which devices get as {}, until one is set.
     TARVO_OBJECT_PROPERTY(card, card, new QObject(this))
+    /// What helps the learner.
     TARVO_PROPERTY(QString, hint, QString())
     /// Whether the texts hold formulas.
     TARVO_PROPERTY_NAMED(bool, math, setmath, isMath, false)
+    /// Whether another question of the assessment follows.
     TARVO_PROPERTY(bool, hasNext, false)
+    /// Whether the learner may move among the questions.
     TARVO_PROPERTY(bool, navigable, false)
 
 public:
+    /// A question owned by `parent`, with a new id and a feedback of its own.
     explicit QuestionBase(QObject *parent);
 
     /// Labels the options by what the first of them is called. A question without options has

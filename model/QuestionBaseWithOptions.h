@@ -24,13 +24,16 @@ class TARVOCLIENT_EXPORT QuestionBaseWithOptions : public QuestionBase
     /// The question's `QuestionMetadata`: how the options are labelled.
     TARVO_OBJECT_PROPERTY(metadata, metadata, new QuestionMetadata(this))
 public Q_SLOTS:
+    /// Puts another record in place of the labels'; it keeps its parent.
     void setmetadata(QuestionMetadata *metadata) { m_metadata = metadata; }
 
 public:
+    /// What `activityOptions()` returns.
     Q_PROPERTY(QVariantList activityOptions READ activityOptions)
     /// The options, a map each, in the order in which they were added.
     QVariantList activityOptions() const;
 
+    /// A question owned by `parent`, without options.
     explicit QuestionBaseWithOptions(QObject *parent);
 
     /// Appends an option, owned by the question. Deleting it takes it out again.

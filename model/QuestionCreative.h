@@ -13,6 +13,7 @@ class TARVOCLIENT_EXPORT QuestionCreative : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionCreative)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionCreative(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
     QString getType() const override;

@@ -13,6 +13,7 @@ class TARVOCLIENT_EXPORT QuestionMathFormula : public QuestionBase
     Q_DISABLE_COPY(QuestionMathFormula)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionMathFormula(QObject *parent) : QuestionBase(parent) { }
 
     QString getType() const override;

@@ -21,6 +21,7 @@ class TARVOCLIENT_EXPORT QuestionMetadata : public QObject
     TARVO_PROPERTY(QVariantList, options, QVariantList())
 
 public:
+    /// Metadata owned by `parent`, which label nothing.
     explicit QuestionMetadata(QObject *parent) : QObject(parent) { }
 };
 

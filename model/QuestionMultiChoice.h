@@ -13,9 +13,11 @@ class TARVOCLIENT_EXPORT QuestionMultiChoice : public QuestionBaseWithOptions
     Q_OBJECT
     Q_DISABLE_COPY(QuestionMultiChoice)
 
+    /// How many options are correct.
     TARVO_PROPERTY(int, numberOfCorrectOptions, 1)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionMultiChoice(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
     QString getType() const override { return QStringLiteral("multiple"); }

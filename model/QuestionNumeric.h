@@ -17,6 +17,7 @@ class TARVOCLIENT_EXPORT QuestionNumeric : public QuestionBase
     TARVO_PROPERTY(int, noOfDecimals, 0)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionNumeric(QObject *parent) : QuestionBase(parent) { }
 
     QString getType() const override { return QStringLiteral("number"); }

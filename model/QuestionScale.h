@@ -13,6 +13,7 @@ class TARVOCLIENT_EXPORT QuestionScale : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionScale)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionScale(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
     QString getType() const override;

@@ -13,6 +13,7 @@ class TARVOCLIENT_EXPORT QuestionSort : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionSort)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionSort(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
     QString getType() const override { return QStringLiteral("sort"); }

@@ -17,6 +17,7 @@ class TARVOCLIENT_EXPORT QuestionText : public QuestionBase
     TARVO_PROPERTY(int, maxChars, 0)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionText(QObject *parent) : QuestionBase(parent) { }
 
     QString getType() const override { return QStringLiteral("text"); }

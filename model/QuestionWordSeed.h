@@ -13,6 +13,7 @@ class TARVOCLIENT_EXPORT QuestionWordSeed : public QuestionBase
     Q_DISABLE_COPY(QuestionWordSeed)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionWordSeed(QObject *parent) : QuestionBase(parent) { }
 
     QString getType() const override;

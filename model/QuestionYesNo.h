@@ -13,6 +13,7 @@ class TARVOCLIENT_EXPORT QuestionYesNo : public QuestionBaseWithOptions
     Q_DISABLE_COPY(QuestionYesNo)
 
 public:
+    /// A question owned by `parent`, without a text.
     explicit QuestionYesNo(QObject *parent) : QuestionBaseWithOptions(parent) { }
 
     QString getType() const override

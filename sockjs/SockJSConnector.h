@@ -50,6 +50,7 @@ public:
     };
     Q_ENUM(PROTOCOL_TYPE)
 
+    /// A connector without a connection.
     explicit SockJSConnector(QObject *parent = nullptr);
     /// Closes the connection if its session is open, which emits `closed()`. A slot that deletes
     /// the connector must not do so once more then: a QPointer still points to it.
@@ -73,6 +74,7 @@ public:
     /// without losing a message ends the connection, which `getCloseCode()` and `getCloseReason()`
     /// explain.
     void setRobustTransport(bool robust);
+    /// Whether connections that are opened from now on use the robust transport.
     bool isRobustTransport() const { return robust; }
     /// How long the receiving side of a robust HTTP transport may be silent, in milliseconds, once
     /// the server has sent a heartbeat on it, before the connection ends with code 1006: 60,000 by
@@ -147,6 +149,7 @@ public:
     bool isSending() const;
 
 Q_SIGNALS:
+    /// The server has opened the session: messages can be sent, and will be heard.
     void connected();
     /// One message of a SockJS array frame. Messages keep their order, also when a slot waits in an
     /// event loop of its own; those that are left of a frame then come before the next one's.
@@ -168,12 +171,17 @@ public Q_SLOTS:
     void onTextMessageReceived(QString frame);
     /// Closes a connected session when more than 3,600 s have passed without outgoing messages.
     void onTimeout();
+    /// Ends the wait for a web socket: it stands.
     void openstate1();
+    /// Ends the wait for a web socket: it has failed.
     void openstate2();
 
 protected:
+    /// Starts a web socket and, without the robust transport, waits for it. False when it has failed.
     bool openWebsocket();
+    /// Starts HTTP polling, or streaming. False when it has failed.
     bool openXHRPolling(bool streaming);
+    /// Starts the next transport of the list. False when that fails at once, and when none is left.
     bool tryNextProtocol();
 
 private:

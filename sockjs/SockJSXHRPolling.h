@@ -47,6 +47,7 @@ class TARVOCLIENT_EXPORT SockJSXHRPolling : public QObject
     Q_DISABLE_COPY(SockJSXHRPolling)
 
 public:
+    /// A transport that is not started.
     explicit SockJSXHRPolling(QObject *parent = nullptr);
     ~SockJSXHRPolling() override;
 
@@ -67,6 +68,7 @@ public:
     /// Why the connection ended by itself, in the robust way: from `connectionClosed()` on; 0
     /// before.
     int getCloseCode() const { return closeCode; }
+    /// The reason in words, in the robust way.
     QString getCloseReason() const { return closeReason; }
 
     /// Connects to `host`:`port`, with TLS when `ssl`, and starts polling under the session path
@@ -107,8 +109,11 @@ Q_SIGNALS:
     void textMessageReceived(QString message);
 
 public Q_SLOTS:
+    /// Takes over the cookies of a response's header.
     void onReceivedHeadersResponse(XHRRequest *request, QStringMap headers);
+    /// Delivers the body of a response, and asks for the next when the request was a polling one.
     void onReceivedMessageResponse(XHRRequest *request, QString message);
+    /// A post has been answered, or has failed: lets the next one leave.
     void onNAMRequestFinished(QNetworkReply *reply);
     /// Queues a polling request, whether or not one is out.
     void onReconnected();

@@ -29,6 +29,7 @@ public:
     QString path() const { return m_path; }
     /// The HTTP request as it goes on the wire. A null text writes nothing.
     QString payload() const { return m_payload; }
+    /// Its number in the process-wide count.
     int requestId() const { return m_requestId; }
 
     /// The response announced "Transfer-Encoding" "chunked".

@@ -6,7 +6,7 @@
 cmake_minimum_required(VERSION 3.16)
 
 set(tools qt_test widgets quick terminal desktop liblzma lzma_alone node classroom openssl
-  chromium browser_packages xvfb pkg_config nm)
+  chromium browser_packages xvfb pkg_config nm reference)
 if(QT EQUAL 5)
   set(base_package qtbase5-dev)
   set(quick_packages "qtdeclarative5-dev and qml-module-qtquick2")
@@ -30,6 +30,8 @@ set(name_browser_packages "the browser tests' packages (Debian package npm, then
 set(name_xvfb "a display that nobody sees (Debian packages xvfb and xauth)")
 set(name_pkg_config "pkg-config (Debian package pkg-config)")
 set(name_nm "nm (Debian package binutils)")
+set(name_reference
+  "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${base_package})")
 
 # A value that is false, but not NOTFOUND, is not searched for again.
 set(hide_qt_test -DCMAKE_DISABLE_FIND_PACKAGE_Qt${QT}Test=ON)
@@ -48,6 +50,7 @@ set(hide_browser_packages -DBROWSER_PACKAGES=OFF)
 set(hide_xvfb -DXVFB_RUN_EXECUTABLE=OFF)
 set(hide_pkg_config -DCMAKE_DISABLE_FIND_PACKAGE_PkgConfig=ON)
 set(hide_nm -DCMAKE_NM=OFF)
+set(hide_reference -DDOXYGEN_EXECUTABLE=OFF)
 
 # configure_without(<tools> argument...) sets `result` and `output`, of a tree configured afresh.
 function(configure_without hidden)
@@ -82,7 +85,7 @@ function(tools_of result file)
   if(text MATCHES "#include <QtQuick/")
     list(APPEND needed quick)
   endif()
-  if(file MATCHES "^tests/presenter/|/tst_livepresenter|^tests/e2e/tst_presenter|^tests/desktop/|tst_readmewindow|tst_readmehost|tst_guide")
+  if(file MATCHES "^tests/presenter/|/tst_livepresenter|^tests/e2e/tst_presenter|^tests/desktop/|tst_readmewindow|tst_readmehost|tst_guide|tst_reference(host|recipes)")
     list(APPEND needed examples)
   endif()
   if(file MATCHES "^tests/presenter/|/tst_livepresenter|^tests/e2e/tst_presenter")
@@ -107,6 +110,9 @@ function(tools_of result file)
   endif()
   if(file MATCHES "^tests/browser/")
     list(APPEND needed chromium browser_packages)
+  endif()
+  if(file MATCHES "docs/tst_reference")
+    list(APPEND needed reference)
   endif()
   set(${result} "${needed}" PARENT_SCOPE)
 endfunction()

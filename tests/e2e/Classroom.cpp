@@ -7,9 +7,6 @@
 #include <QtCore/QUrlQuery>
 #include <QtNetwork/QNetworkReply>
 
-#include <csignal>
-#include <sys/prctl.h>
-
 namespace
 {
 
@@ -21,11 +18,6 @@ constexpr int JOURNAL_WAIT_MS = 30000;
 const QString PATIENT = QStringLiteral("decodingMs=120000");
 
 } // namespace
-
-void Classroom::Process::setupChildProcess()
-{
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-}
 
 Classroom::Classroom(const QStringList &options, const TestCertificates::Identity *identity)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ChildProcess.h"
 #include "support/Noise.h"
 #include "support/TestCertificates.h"
 
@@ -8,7 +9,6 @@
 #include <QtCore/QJsonObject>
 #include <QtCore/QJsonValue>
 #include <QtCore/QMap>
-#include <QtCore/QProcess>
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtCore/QVector>
@@ -74,17 +74,11 @@ public:
     QByteArray download(const QString &path);
 
 private:
-    class Process : public QProcess
-    {
-    protected:
-        void setupChildProcess() override;
-    };
-
     QByteArray request(const QByteArray &verb, const QString &path, const QByteArray &body,
                        int *status = nullptr);
     QJsonValue control(const QByteArray &verb, const QString &path, const QByteArray &body = {});
 
-    Process m_process;
+    ChildProcess m_process;
     QString m_url;
     QNetworkAccessManager m_manager;
 };

@@ -1,17 +1,15 @@
 #pragma once
 
-#include <QtCore/QProcess>
+#include "ChildProcess.h"
+
 #include <QtCore/QString>
 #include <QtCore/QStringList>
 #include <QtTest/QtTest>
 
-#include <csignal>
-#include <sys/prctl.h>
-
 // A host as a child process, with what it wrote. It is killed when the object goes.
 //
 // Waiting lets the event loop of the test turn.
-class HostProcess : public QProcess
+class HostProcess : public ChildProcess
 {
 public:
     static constexpr int LIMIT_MS = 80000;
@@ -47,9 +45,6 @@ public:
     QString output() const { return m_output; }
     QString errors() const { return m_errors; }
     QStringList lines() const { return m_output.split(QLatin1Char('\n')); }
-
-protected:
-    void setupChildProcess() override { prctl(PR_SET_PDEATHSIG, SIGKILL); }
 
 private:
     QString m_output;

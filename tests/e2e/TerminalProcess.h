@@ -22,6 +22,7 @@ public:
         const winsize size{12, 60, 0, 0};
         ioctl(m_master, TIOCSWINSZ, &size);
         m_slaveName = ptsname(m_master);
+        setInChild([this] { takeTerminal(); });
         // Standard input and output are replaced below; this keeps QProcess from making pipes.
         setInputChannelMode(QProcess::ForwardedInputChannel);
         setProcessChannelMode(QProcess::ForwardedChannels);
@@ -48,18 +49,15 @@ public:
     QString screen() const { return m_screen; }
     void forget() { m_screen.clear(); }
 
-protected:
-    void setupChildProcess() override
+private:
+    void takeTerminal() const
     {
-        PresenterProcess::setupChildProcess();
         setsid();
         const int slave = ::open(m_slaveName.constData(), O_RDWR); // becomes the terminal
         for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
             dup2(slave, descriptor);
         ::close(slave);
     }
-
-private:
     void takeScreen()
     {
         char bytes[4096];

@@ -4,6 +4,7 @@
 
 #include <QtCore/QFile>
 #include <QtCore/QMetaEnum>
+#include <QtCore/QRegularExpression>
 #include <QtTest/QtTest>
 
 using namespace Tarvo;
@@ -17,6 +18,7 @@ private Q_SLOTS:
     void everyStateKnowsEveryEvent_data();
     void everyStateKnowsEveryEvent();
     void everyEventIsDocumented();
+    void pictureShowsTheTable();
     void everyCallIsAnEvent_data();
     void everyCallIsAnEvent();
 };
@@ -34,14 +36,17 @@ Cells cellsOf(const QString &line)
     return cells.mid(1, cells.size() - 2); // nothing stands outside of the outer bars
 }
 
+QString textOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
 // The rows of the document's table of states, the first one naming the states.
 QVector<Cells> documentedRows()
 {
-    QFile file(QStringLiteral(KIT_DOCUMENT));
-    if (!file.open(QIODevice::ReadOnly))
-        return {};
     QVector<Cells> rows;
-    const QStringList lines = QString::fromUtf8(file.readAll()).split(u'\n');
+    const QStringList lines = textOf(QStringLiteral(KIT_DOCUMENT)).split(u'\n');
     for (const QString &line : lines) {
         const bool begins = line.startsWith(u"| | SignedOut |"_s);
         if (begins || (!rows.isEmpty() && line.startsWith(u'|')))
@@ -93,6 +98,38 @@ void tst_ClassStates::everyEventIsDocumented()
     const QVector<Cells> rows = documentedRows();
     QCOMPARE(rows.size() - 1, QMetaEnum::fromType<ClassEvent::Type>().keyCount());
     QCOMPARE(rows.first().size() - 1, QMetaEnum::fromType<LiveClass::State>().keyCount());
+}
+
+// "Live -> Ended by SessionGone"; what stays in its state is left out.
+void tst_ClassStates::pictureShowsTheTable()
+{
+    const auto states = QMetaEnum::fromType<LiveClass::State>();
+    const auto events = QMetaEnum::fromType<ClassEvent::Type>();
+    const auto arrow = [](const QString &from, const QString &to, const QString &event) {
+        return from + u" -> "_s + to + u" by "_s + event;
+    };
+    QStringList known;
+    for (int state = 0; state < states.keyCount(); ++state) {
+        for (int event = 0; event < events.keyCount(); ++event) {
+            const auto next = nextState(LiveClass::State(state), ClassEvent::Type(event));
+            if (next && *next != state) {
+                known.append(arrow(QLatin1String(states.key(state)),
+                                   QLatin1String(states.key(*next)),
+                                   QLatin1String(events.key(event))));
+            }
+        }
+    }
+    QStringList shown;
+    static const QRegularExpression edge(u"(\\w+) -> (\\w+) \\[label=\"([^\"]*)\"\\]"_s);
+    auto found = edge.globalMatch(textOf(QStringLiteral(KIT_PICTURE)));
+    while (found.hasNext()) {
+        const auto match = found.next();
+        for (const QString &event : match.captured(3).split(u"\\n"_s))
+            shown.append(arrow(match.captured(1), match.captured(2), event));
+    }
+    known.sort();
+    shown.sort();
+    QCOMPARE(shown, known);
 }
 
 void tst_ClassStates::everyCallIsAnEvent_data()

@@ -103,7 +103,7 @@ endforeach()
 # ---- Help, and what is refused, before anything is installed ----
 
 set(ENV{MISSING} yes)
-foreach(script IN ITEMS run test bench coverage fuzz lint load-classroom package screenshots setup)
+foreach(script IN ITEMS run test bench coverage fuzz lint load-classroom package reference screenshots setup)
   expect_untouched(0 "Usage: scripts/${script}" ${script} --help)
   expect_untouched(0 "Usage: scripts/${script}" ${script} -h)
 endforeach()
@@ -135,6 +135,7 @@ expect_refused("--duration is not for --desktop." run --desktop --duration 5)
 expect_refused("--script is not for --desktop." run --desktop --script mine.txt)
 expect_refused("--desktop needs a display, and there is none: neither DISPLAY nor WAYLAND_DISPLAY is set."
   run --desktop --host 127.0.0.1)
+expect_refused("unknown argument 'html'." reference html)
 expect_refused("unknown option '--nonsense'." test --nonsense)
 expect_refused("unknown option 'sockjs'." test sockjs)
 expect_refused("-R needs a value." test -R)
@@ -159,8 +160,8 @@ expect_refused("-R needs a value." coverage -R)
 expect_refused("unknown option 'sockjs'." coverage sockjs)
 expect_refused("the seconds are a number, not 'ten'." bench bench_codec -- 300 ten)
 expect_refused("behind \"--\" stand a word and the seconds, not '20'." bench -- 300 10 20)
-expect_refused("say what for: build test classroom desktop browser lint fuzz coverage bench qt6 package chroot screenshots" setup)
-expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz coverage bench qt6 package chroot screenshots" setup build tests)
+expect_refused("say what for: build test classroom desktop browser lint fuzz coverage bench qt6 package chroot reference screenshots" setup)
+expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz coverage bench qt6 package chroot reference screenshots" setup build tests)
 expect_untouched(2 "bench: unknown program or option '--nonsense'; the programs are: bench_codec "
   bench --nonsense)
 expect_untouched(2 "fuzz: unknown target or option '--nonsense'; the targets are: fuzz_block "
@@ -219,6 +220,9 @@ expect_call("node scripts/coverage-table ${folders} -- collab" coverage --as-is 
 if(calls MATCHES "ctest|apt-get")
   fail("coverage --as-is")
 endif()
+
+expect_call("cmake -D SOURCE_DIR=${tree} -D OUTPUT=${tree}/build/reference -P docs/reference/BuildReference.cmake"
+  reference)
 
 # The lesson of one's own is found from where one stands; the script's own from anywhere.
 set(begun "presenter in ${elsewhere}: --server http://127.0.0.1:1 --user teacher")
@@ -282,7 +286,7 @@ file(GLOB pages "${tree}/*.md" "${tree}/docs/*.md")
 set(shown "")
 foreach(page IN LISTS pages)
   file(READ "${page}" text)
-  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|coverage|fuzz|load-classroom|screenshots|setup)( [^]`#\n;[]*)?" calls "${text}")
+  string(REGEX MATCHALL "(\n|`)scripts/(run|test|bench|coverage|fuzz|load-classroom|reference|screenshots|setup)( [^]`#\n;[]*)?" calls "${text}")
   string(REGEX REPLACE "[\n`]scripts/" "" calls "${calls}")
   list(APPEND shown ${calls})
 endforeach()
