@@ -6,7 +6,7 @@
 using Host::Utf8Reader;
 
 // What a terminal sends comes in pieces that end anywhere.
-class tst_Utf8Reader : public QObject
+class tst_LetterPieces : public QObject
 {
     Q_OBJECT
 
@@ -16,7 +16,7 @@ private Q_SLOTS:
     void whatIsNoLetterIsReplaced();
 };
 
-void tst_Utf8Reader::lettersCutAnywhereArriveWhole()
+void tst_LetterPieces::lettersCutAnywhereArriveWhole()
 {
     const QString text = u"a\u00E9\u20AC\U0001F600z"_s;
     const QByteArray bytes = text.toUtf8();
@@ -31,14 +31,14 @@ void tst_Utf8Reader::lettersCutAnywhereArriveWhole()
     }
 }
 
-void tst_Utf8Reader::begunLetterWaits()
+void tst_LetterPieces::begunLetterWaits()
 {
     Utf8Reader reader;
     QCOMPARE(reader.read("a\xE2\x82"), u"a"_s);
     QCOMPARE(reader.read("\xAC"), u"\u20AC"_s);
 }
 
-void tst_Utf8Reader::whatIsNoLetterIsReplaced()
+void tst_LetterPieces::whatIsNoLetterIsReplaced()
 {
     Utf8Reader reader;
     QCOMPARE(reader.read("a\xFF"
@@ -51,5 +51,5 @@ void tst_Utf8Reader::whatIsNoLetterIsReplaced()
              u"c"_s);
 }
 
-QTEST_GUILESS_MAIN(tst_Utf8Reader)
-#include "tst_utf8reader.moc"
+QTEST_GUILESS_MAIN(tst_LetterPieces)
+#include "tst_letterpieces.moc"
