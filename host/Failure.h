@@ -7,6 +7,8 @@
 #include <QtCore/QMetaType>
 #include <QtCore/QString>
 
+#include <memory>
+
 namespace Tarvo
 {
 
@@ -102,6 +104,9 @@ private:
     Reason m_reason = NoReason;
     QString m_key;
     QString m_detail;
+    // Null. A failure is a value that hosts copy, so its size stays: what a later version tells besides
+    // goes in here.
+    std::shared_ptr<void> m_more;
 };
 
 } // namespace Tarvo

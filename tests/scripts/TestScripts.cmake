@@ -103,7 +103,7 @@ endforeach()
 # ---- Help, and what is refused, before anything is installed ----
 
 set(ENV{MISSING} yes)
-foreach(script IN ITEMS run test bench coverage fuzz lint load-classroom package reference screenshots setup)
+foreach(script IN ITEMS run test abi bench coverage fuzz lint load-classroom package reference screenshots setup)
   expect_untouched(0 "Usage: scripts/${script}" ${script} --help)
   expect_untouched(0 "Usage: scripts/${script}" ${script} -h)
 endforeach()
@@ -158,10 +158,14 @@ expect_refused("--uncovered takes one of support compression model sockjs client
   coverage --uncovered tests)
 expect_refused("-R needs a value." coverage -R)
 expect_refused("unknown option 'sockjs'." coverage sockjs)
+expect_refused("say what: check, record or self-test." abi)
+expect_refused("unknown command '--nonsense'." abi --nonsense)
+expect_refused("unknown option '--all'." abi check --all)
+expect_refused("unknown option '--some'." abi self-test --some)
 expect_refused("the seconds are a number, not 'ten'." bench bench_codec -- 300 ten)
 expect_refused("behind \"--\" stand a word and the seconds, not '20'." bench -- 300 10 20)
-expect_refused("say what for: build test classroom desktop browser lint fuzz coverage bench qt6 package chroot reference screenshots" setup)
-expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz coverage bench qt6 package chroot reference screenshots" setup build tests)
+expect_refused("say what for: build test classroom desktop browser lint fuzz coverage bench abi qt6 package chroot reference screenshots" setup)
+expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz coverage bench abi qt6 package chroot reference screenshots" setup build tests)
 expect_untouched(2 "bench: unknown program or option '--nonsense'; the programs are: bench_codec "
   bench --nonsense)
 expect_untouched(2 "fuzz: unknown target or option '--nonsense'; the targets are: fuzz_block "

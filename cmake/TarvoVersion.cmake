@@ -1,0 +1,12 @@
+# Sets TARVO_VERSION to the version in support/TarvoVersion.h, which hosts compile against.
+set(tarvo_version_header "${CMAKE_CURRENT_LIST_DIR}/../support/TarvoVersion.h")
+file(READ "${tarvo_version_header}" text)
+set(TARVO_VERSION "")
+foreach(part IN ITEMS MAJOR MINOR PATCH)
+  if(NOT text MATCHES "#define TARVO_VERSION_${part} ([0-9]+)\n")
+    message(FATAL_ERROR "${tarvo_version_header} has no TARVO_VERSION_${part}.")
+  endif()
+  list(APPEND TARVO_VERSION ${CMAKE_MATCH_1})
+endforeach()
+list(JOIN TARVO_VERSION "." TARVO_VERSION)
+set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS "${tarvo_version_header}")

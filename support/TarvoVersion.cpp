@@ -1,0 +1,11 @@
+#include "support/TarvoVersion.h"
+
+namespace Tarvo
+{
+
+QVersionNumber libraryVersion()
+{
+    return {TARVO_VERSION_MAJOR, TARVO_VERSION_MINOR, TARVO_VERSION_PATCH};
+}
+
+} // namespace Tarvo
