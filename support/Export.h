@@ -9,8 +9,8 @@
 #define TARVOCLIENT_EXPORT Q_DECL_IMPORT
 #endif
 
-// Marks what the next major version will not have, with the words that the compiler tells a host:
-// "call newWay() instead". A host that knows defines TARVO_NO_DEPRECATION_WARNINGS.
+/// Marks what the next major version will not have, with the words that the compiler tells a host:
+/// "call newWay() instead". A host that knows defines `TARVO_NO_DEPRECATION_WARNINGS`.
 #if defined(TARVO_NO_DEPRECATION_WARNINGS)
 #define TARVO_DEPRECATED(words)
 #else

@@ -27,8 +27,7 @@ foreach(folder IN ITEMS client collab compression model sockjs support host)
   list(APPEND headers ${listed})
 endforeach()
 
-file(READ "${SOURCE_DIR}/CMakeLists.txt" text)
-string(REGEX REPLACE ".*\n  VERSION ([0-9.]+).*" "\\1" version "${text}")
+include("${SOURCE_DIR}/cmake/TarvoVersion.cmake")
 
 list(JOIN headers " " headers)
 list(TRANSFORM pages REPLACE "(.+)" "docs/\\1.md")
@@ -36,7 +35,7 @@ list(JOIN pages " " pages)
 set(ENV{REFERENCE_PAGES} "${pages}") # for page.awk and rows.awk
 file(REMOVE_RECURSE "${OUTPUT}/html")
 file(WRITE "${OUTPUT}/Doxyfile" "@INCLUDE = docs/reference/Doxyfile
-PROJECT_NUMBER = ${version}
+PROJECT_NUMBER = ${TARVO_VERSION}
 OUTPUT_DIRECTORY = \"${OUTPUT}\"
 INPUT += ${pages} ${headers}
 ")
