@@ -175,23 +175,24 @@ void tst_SockJSHostile::readingTakesTimeInProportion()
     QFETCH(int, bytes);
     QFETCH(int, readBytes);
     const LogCapture log;
-    const auto shortestMs = [&](const QByteArray &stream) {
-        double shortest = INT_MAX; // of five, on a machine that may be busy
-        for (int i = 0; i < 5; ++i) {
-            auto *socket = new FedSocket;
-            WorkerRun run(socket);
-            run.expectResponse();
-            const double before = cpuMs(CLOCK_THREAD_CPUTIME_ID);
-            for (int position = 0; position < stream.size(); position += readBytes) {
-                socket->feed(stream.mid(position, readBytes));
-                SockJSProbe::read(*run.worker);
-            }
-            shortest = qMin(shortest, cpuMs(CLOCK_THREAD_CPUTIME_ID) - before);
+    const auto measuredMs = [&](const QByteArray &stream) {
+        auto *socket = new FedSocket;
+        WorkerRun run(socket);
+        run.expectResponse();
+        const double before = cpuMs(CLOCK_THREAD_CPUTIME_ID);
+        for (int position = 0; position < stream.size(); position += readBytes) {
+            socket->feed(stream.mid(position, readBytes));
+            SockJSProbe::read(*run.worker);
         }
-        return shortest;
+        return cpuMs(CLOCK_THREAD_CPUTIME_ID) - before;
     };
-    const double once = shortestMs(start + repeated(piece, bytes));
-    const double twice = shortestMs(start + repeated(piece, 2 * bytes));
+    // The shortest of each, in turn: a busy machine is slower now and faster then.
+    double once = INT_MAX;
+    double twice = INT_MAX;
+    for (int i = 0; i < 5 || (i < 20 && twice >= 3 * once); ++i) {
+        once = qMin(once, measuredMs(start + repeated(piece, bytes)));
+        twice = qMin(twice, measuredMs(start + repeated(piece, 2 * bytes)));
+    }
     const QByteArray times = QByteArray::number(once) + " ms, " + QByteArray::number(twice) + " ms";
     QVERIFY2(twice < 3 * once, times.constData());
 }
