@@ -4,6 +4,7 @@
 #include "compression/BoundedLzma.h"
 #include "compression/FalseWithoutMemory.h"
 #include "support/Log.h"
+#include "support/Toolkit.h"
 
 #include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
@@ -173,8 +174,7 @@ QString joined(const QVariantList &parts)
 QString pickedAnswer(const QVariantMap &pick)
 {
     const QVariant blob = field(pick, PICK_BLOB);
-    return blob.canConvert<QVariantList>() ? joined(blob.toList())
-                                           : field(pick, PICK_INPUT).toString();
+    return Tarvo::isList(blob) ? joined(blob.toList()) : field(pick, PICK_INPUT).toString();
 }
 
 // What a learner answered to a question: the text, or for questions that are answered by choosing,
@@ -252,7 +252,7 @@ QVariant CollaborationMessageHandler::getDataValue(QVariantMap body)
     // Numbers, flags and null are texts, too: the handlers get them as their text.
     if (data.canConvert<QString>())
         return unpackedText(data.toString());
-    if (data.canConvert<QVariantList>())
+    if (Tarvo::isList(data))
         return unpackedList(data.toList());
     return data;
 }

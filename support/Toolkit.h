@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QtCore/QVariant>
 #include <QtCore/QtGlobal>
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 #include <QtCore/QTextCodec>
@@ -53,5 +54,13 @@ inline bool isLocalEncodingUtf8()
 }
 
 #endif
+
+// Qt 6 also takes a text for a list, of its letters.
+inline bool isList(const QVariant &value)
+{
+    const int type = value.userType();
+    return type != QMetaType::QString && type != QMetaType::QByteArray
+        && value.canConvert<QVariantList>();
+}
 
 } // namespace Tarvo

@@ -182,7 +182,7 @@ void tst_IncomingPayloads::numbersFlagsAndNullArriveAsTexts()
         host->receive(message);
         QCOMPARE(host->data.userType(), int(QMetaType::QString));
         QCOMPARE(host->data.toString(), text);
-        QCOMPARE(host->data.isNull(), text.isNull());
+        QCOMPARE(host->data.toString().isNull(), text.isNull());
         QCOMPARE(
             log.messages(),
             (QStringList{"[MessageHandler] " + message, "[MessageHandler.TYPE] " + type, rawLine}));

@@ -25,7 +25,7 @@ namespace
 
 constexpr int MEBI = 1024 * 1024;
 constexpr int LIMIT = 16 * MEBI;
-constexpr long MAX_GROWTH_KB = 600 * 1000;
+constexpr long MAX_GROWTH_KB = MAX_GROWTH_MB * 1000L;
 
 std::size_t largestBlock = 0;
 
