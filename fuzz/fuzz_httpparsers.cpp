@@ -21,8 +21,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     QString plain;
     const int plainUsed = worker.parseMessageResponse(bytes, false, &plain, expectedLength);
     Fuzzing::require(plainUsed == plain.size());
-    Fuzzing::require(plainUsed
-                     == (expectedLength > 1 ? qMin(expectedLength, int(bytes.size())) : bytes.size()));
+    Fuzzing::require(
+        plainUsed == (expectedLength > 1 ? qMin(expectedLength, int(bytes.size())) : bytes.size()));
 
     QString chunk;
     const int chunkUsed = worker.parseMessageResponse(bytes, true, &chunk, expectedLength);

@@ -5,8 +5,8 @@
 #include "window/MainWindow.h"
 #include "window/Settings.h"
 
-#include <QtCore/QTemporaryDir>
 #include <QAction>
+#include <QtCore/QTemporaryDir>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QLineEdit>
 #include <QtWidgets/QListView>

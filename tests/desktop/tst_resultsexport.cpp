@@ -5,9 +5,9 @@
 #include "results/ResultsView.h"
 #include "support/Text.h"
 
+#include <QAction>
 #include <QtGui/QClipboard>
 #include <QtTest/QtTest>
-#include <QAction>
 #include <QtWidgets/QFileDialog>
 
 #include <memory>

@@ -3,9 +3,9 @@
 #include "results/ResultsTabs.h"
 #include "support/Text.h"
 
+#include <QAction>
 #include <QtTest/QAbstractItemModelTester>
 #include <QtTest/QtTest>
-#include <QAction>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QTabWidget>
 

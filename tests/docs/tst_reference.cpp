@@ -53,9 +53,8 @@ QString make(const QString &output, const QString &sources = SOURCES)
 bool copySources(const QString &tree)
 {
     bool isDone = QDir().mkpath(tree);
-    for (const QString &part :
-         {u"client"_s, u"collab"_s, u"compression"_s, u"model"_s, u"sockjs"_s, u"support"_s,
-          u"host"_s, u"docs"_s, u"examples"_s, u"cmake"_s})
+    for (const QString &part : {u"client"_s, u"collab"_s, u"compression"_s, u"model"_s, u"sockjs"_s,
+                                u"support"_s, u"host"_s, u"docs"_s, u"examples"_s, u"cmake"_s})
         isDone = QProcess::execute(u"cp"_s, {u"-r"_s, SOURCES + u'/' + part, tree}) == 0 && isDone;
     return isDone;
 }

@@ -1,7 +1,7 @@
 #include "lesson/Availability.h"
 
-#include <QtGui/QKeySequence>
 #include <QAction>
+#include <QtGui/QKeySequence>
 #include <QtWidgets/QWidget>
 
 namespace Desktop

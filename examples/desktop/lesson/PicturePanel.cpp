@@ -3,6 +3,7 @@
 #include "lesson/Availability.h"
 #include "lesson/InBackground.h"
 
+#include <QShortcut>
 #include <QtCore/QMimeData>
 #include <QtGui/QClipboard>
 #include <QtGui/QDropEvent>
@@ -12,7 +13,6 @@
 #include <QtWidgets/QGridLayout>
 #include <QtWidgets/QLabel>
 #include <QtWidgets/QPushButton>
-#include <QShortcut>
 
 namespace Desktop
 {

@@ -3,8 +3,8 @@
 #include "results/ResultsTable.h"
 #include "results/ResultsView.h"
 
-#include <QtCore/QSignalBlocker>
 #include <QAction>
+#include <QtCore/QSignalBlocker>
 #include <QtWidgets/QComboBox>
 #include <QtWidgets/QHBoxLayout>
 #include <QtWidgets/QTabWidget>

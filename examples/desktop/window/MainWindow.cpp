@@ -11,10 +11,10 @@
 #include "window/Settings.h"
 #include "window/SignInPage.h"
 
+#include <QActionGroup>
 #include <QtGui/QClipboard>
 #include <QtGui/QCloseEvent>
 #include <QtGui/QGuiApplication>
-#include <QActionGroup>
 #include <QtWidgets/QDockWidget>
 #include <QtWidgets/QMenuBar>
 #include <QtWidgets/QStackedWidget>
