@@ -280,9 +280,9 @@ private:
     {
         QElapsedTimer timer;
         timer.start();
-        while (timer.elapsed() < ms && !m_shared->stopping)
-            QThread::msleep(
-                static_cast<unsigned long>(qMin<qint64>(SLICE_MS, ms - timer.elapsed())));
+        // One look at the clock a round: between two of them the pause may have ended.
+        for (qint64 left = ms; left > 0 && !m_shared->stopping; left = ms - timer.elapsed())
+            QThread::msleep(static_cast<unsigned long>(qMin<qint64>(SLICE_MS, left)));
         return !m_shared->stopping;
     }
 
