@@ -2,6 +2,7 @@
 
 #include "sockjs/WebSocketCloseFrame.h"
 
+#include <QtNetwork/QTcpSocket>
 #include <QtWebSockets/QWebSocket>
 
 #include <limits>
@@ -28,9 +29,13 @@ WebSocketWatch::WebSocketWatch(QWebSocket *socket, int silenceMs)
     // The toolkit ends a connection when nothing comes of a frame for 5 s. Here that is ours to
     // say.
     const QObject *reader = frameReaderOf(socket);
-    m_frameTimer = reader ? reader->findChild<QTimer *>() : nullptr;
-    if (m_frameTimer)
+    const auto *line = socket->findChild<QTcpSocket *>(QString(), Qt::FindDirectChildrenOnly);
+    if (reader && line)
+        m_frameTimer = reader->findChild<QTimer *>();
+    if (m_frameTimer) {
         m_frameTimer->setInterval(std::numeric_limits<int>::max());
+        connect(line, &QTcpSocket::readyRead, this, &WebSocketWatch::onRead);
+    }
     m_sinceHeard.start();
     setSilence(silenceMs);
 }
@@ -60,6 +65,15 @@ void WebSocketWatch::heard()
     setSilence(m_silenceMs);
 }
 
+// Behind the toolkit's own slot. Qt 6 stops its timer with every byte that comes, and starts it before
+// that, so it is of no use later; and nothing stops it when the frame is whole.
+void WebSocketWatch::onRead()
+{
+    m_isPartThere = m_frameTimer && m_frameTimer->isActive();
+    if (m_isPartThere)
+        m_frameTimer->stop();
+}
+
 void WebSocketWatch::onSilence()
 {
     if (!m_sincePing.isValid()) {
@@ -84,8 +98,7 @@ void WebSocketWatch::onProbeUnanswered()
 // How long what is missing of a frame may still take; 0 when no part of one has come.
 int WebSocketWatch::restForFrame(const QElapsedTimer &sincePing) const
 {
-    const bool isPartThere = m_frameTimer && m_frameTimer->isActive();
-    return isPartThere ? int(qMax<qint64>(0, FRAME_WAIT_MS - sincePing.elapsed())) : 0;
+    return m_isPartThere ? int(qMax<qint64>(0, FRAME_WAIT_MS - sincePing.elapsed())) : 0;
 }
 
 void WebSocketWatch::tellDeath()

@@ -4,6 +4,7 @@
 
 #include <QtCore/QElapsedTimer>
 #include <QtCore/QObject>
+#include <QtCore/QPointer>
 
 class QWebSocket;
 
@@ -33,13 +34,15 @@ Q_SIGNALS:
 
 private:
     void heard();
+    void onRead();
     void onSilence();
     void onProbeUnanswered();
     int restForFrame(const QElapsedTimer &sincePing) const;
     void tellDeath();
 
     QWebSocket *m_socket;
-    QTimer *m_frameTimer = nullptr; // the toolkit's; runs while it has a part of a frame
+    QPointer<QTimer> m_frameTimer; // the toolkit's, which starts it when it has read a part of a frame
+    bool m_isPartThere = false;
     int m_silenceMs = 0;
     Patience m_patience{this};
     QElapsedTimer m_sinceHeard;

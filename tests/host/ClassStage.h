@@ -21,7 +21,7 @@ public:
     static constexpr int LIMIT_MS = 20000;
     // The service takes its time, so that the class stays where it is.
     static constexpr int HANGING_MS = 2000;
-    // So long that a busy machine does anything else in half of it.
+    // So long that a busy machine does anything else in three quarters of it.
     static constexpr int HANGING_LONG_MS = 16000;
 
     explicit ClassStage(const QStringList &options = {})

@@ -75,11 +75,13 @@ void tst_SockJSHostSlots::hostMayDoAnythingInASlot()
 
     far.open(*connector);
     if (!xhr) {
-        QTRY_VERIFY(far.bus.connection());
-        // Several in one packet: the rest still comes when the first has ended everything. Two
-        // server connections exist where the host opened again in the slot.
-        far.bus.sendFrame(u"a[\"1\",\"2\"]"_s);
-        far.bus.sendFrame(u"a[\"3\"]"_s);
+        // Where the host has opened elsewhere in the slot, this connection may be gone.
+        QTRY_VERIFY(far.bus.connection() || done);
+        // Several in one packet: the rest still comes when the first has ended everything.
+        if (far.bus.connection()) {
+            far.bus.sendFrame(u"a[\"1\",\"2\"]"_s);
+            far.bus.sendFrame(u"a[\"3\"]"_s);
+        }
     }
     if (signal == u"closed"_s) {
         QTRY_VERIFY_WITH_TIMEOUT(connector->isConnected(), 20000);

@@ -112,6 +112,7 @@ const QStringList FATES = {
     "a frame of 20 s: lives, 1 messages",
     "a frame that stalls for 15 s: lives, 1 messages",
     "a frame that has just begun: lives, 1 messages",
+    "a frame that has just begun behind others: lives, 3 messages",
     "dead, not watched: lives, 0 messages",
     "dead, not watched any more: lives, 0 messages",
     "dead, after the usual time: 30 s, 0 messages",
@@ -256,6 +257,7 @@ void tst_SockJSRobustSilence::deadLinesEnd()
     Line &slowButAlive = lines.emplace_back("a frame of 20 s", 500);
     Line &stalling = lines.emplace_back("a frame that stalls for 15 s", 500);
     Line &begun = lines.emplace_back("a frame that has just begun", 500);
+    Line &behind = lines.emplace_back("a frame that has just begun behind others", 500);
     lines.emplace_back("dead, not watched", 0);
     Line &released = lines.emplace_back("dead, not watched any more", 500);
     Line &usual = lines.emplace_back("dead, after the usual time", 20000);
@@ -264,7 +266,10 @@ void tst_SockJSRobustSilence::deadLinesEnd()
     slowButAlive.sendSlowly(11, 2000);
     stalling.sendSplit(50);
     begun.sendSplit(2);
-    for (Line *answering : {&slowButAlive, &stalling, &begun})
+    behind.sendAfter(0, Line::FRAME.left(50));
+    behind.sendAfter(100, Line::FRAME.mid(50) + Line::FRAME + Line::FRAME.left(2));
+    behind.sendAfter(15000, Line::FRAME.mid(2));
+    for (Line *answering : {&slowButAlive, &stalling, &begun, &behind})
         answering->reviveAfter(21000);
     QTRY_COMPARE(pingsOf(released.server), 1);
     released.run.connector.setSilenceTimeout(0);

@@ -7,3 +7,9 @@ inline QString handshakeFailed(const QString &)
 {
     return QStringLiteral("SSL handshake failed");
 }
+
+// What it says of a server that answers a web socket's handshake with something else than HTTP.
+inline QString noStatusLine()
+{
+    return QStringLiteral("Invalid statusline in response: .");
+}
