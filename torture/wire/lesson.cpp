@@ -14,6 +14,7 @@
 #include <QtCore/QPointer>
 #include <QtCore/QTimer>
 #include <QtNetwork/QNetworkAccessManager>
+#include <QtNetwork/QNetworkProxy>
 #include <QtNetwork/QSslCertificate>
 
 #include <cstdio>
@@ -290,8 +291,10 @@ int main(int argc, char *argv[])
                    stderr);
         return WrongUsage;
     }
-    // The toolkit's first manager starts two threads that stay with the process.
+    // The toolkit's first manager starts threads that stay with the process, and so does, in Qt 6, its first
+    // look for a proxy.
     std::make_unique<QNetworkAccessManager>().reset();
+    QNetworkProxyFactory::systemProxyForQuery({});
     const Belongings before;
     auto lesson = std::make_unique<Lesson>(plan);
     const Outcome outcome = lesson->hold();
