@@ -1,4 +1,5 @@
-# cmake -D SOURCE_DIR=... -D WORK_DIR=... -D HEADERS=... -D LIBRARY=... -D KIT=... -D QT=5|6 [...] -P RunRecordedHost.cmake
+# cmake -D SOURCE_DIR=... -D WORK_DIR=... -D HEADERS=... -D LIBRARY=... -D KIT=... -D QT=5|6 [...]
+#   -P RunRecordedHost.cmake
 #
 # Builds the host with the recorded headers, or without HEADERS with the source tree's, and runs it with the libraries.
 cmake_minimum_required(VERSION 3.16)
