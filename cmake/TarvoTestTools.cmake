@@ -3,8 +3,6 @@
 # to OFF, or CMAKE_DISABLE_FIND_PACKAGE_<package> to ON.
 
 # Where Debian has them.
-set(TARVO_BASE_PACKAGE_5 qtbase5-dev)
-set(TARVO_BASE_PACKAGE_6 qt6-base-dev)
 set(TARVO_QUICK_PACKAGES_5 "qtdeclarative5-dev and qml-module-qtquick2")
 set(TARVO_QUICK_PACKAGES_6 "qt6-declarative-dev, qml6-module-qtquick and qml6-module-qtqml-workerscript")
 set(TARVO_QUICK_FOLDER_5 QtQuick.2)
@@ -55,6 +53,14 @@ find_program(DOT_EXECUTABLE dot DOC "Graphviz, which draws the reference's pictu
 find_program(QHELPGENERATOR_EXECUTABLE qhelpgenerator
   HINTS /usr/lib/qt5/bin /usr/lib/qt6/libexec
   DOC "The Qt program that packs the reference for Qt Assistant")
+if(TARVO_QT EQUAL 6)
+  # Not find_package, which would mix the two.
+  find_file(QT5_PACKAGE Qt5WebSockets/Qt5WebSocketsConfig.cmake
+    PATHS "${Qt6_DIR}/.."
+    NO_DEFAULT_PATH
+    DOC "The CMake package of Qt 5, beside which Qt 6 is tested")
+  mark_as_advanced(QT5_PACKAGE)
+endif()
 mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
   CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE DOXYGEN_EXECUTABLE DOT_EXECUTABLE
   QHELPGENERATOR_EXECUTABLE)
@@ -86,15 +92,15 @@ macro(tarvo_test_tool tool found name)
   set(TARVO_TOOL_${tool}_NAME "${name}")
 endmacro()
 
-tarvo_test_tool(qt_test "${Qt${TARVO_QT}Test_FOUND}" "Qt Test (Debian package ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
+tarvo_test_tool(qt_test "${Qt${TARVO_QT}Test_FOUND}" "Qt Test (Debian package ${TARVO_BASE_PACKAGE})")
 tarvo_test_tool(widgets "${Qt${TARVO_QT}Widgets_FOUND}"
-  "Qt Widgets (Debian package ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
+  "Qt Widgets (Debian package ${TARVO_BASE_PACKAGE})")
 tarvo_test_tool(quick ${has_quick}
   "Qt Quick (Debian packages ${TARVO_QUICK_PACKAGES_${TARVO_QT}})")
 tarvo_test_tool(examples "${TARVO_BUILD_EXAMPLES}" "the examples (TARVO_BUILD_EXAMPLES)")
 tarvo_test_tool(terminal "${TerminalLibraries_FOUND}" "${TerminalLibraries_NAMES}")
 tarvo_test_tool(desktop ${has_desktop}
-  "Qt Widgets and libqrencode (Debian packages ${TARVO_BASE_PACKAGE_${TARVO_QT}} and libqrencode-dev)")
+  "Qt Widgets and libqrencode (Debian packages ${TARVO_BASE_PACKAGE} and libqrencode-dev)")
 tarvo_test_tool(liblzma "${LibLZMA_FOUND}" "liblzma (Debian package liblzma-dev)")
 tarvo_test_tool(lzma_alone "${LZMA_ALONE_EXECUTABLE}" "lzma_alone (Debian package lzma-alone)")
 tarvo_test_tool(node "${Node_FOUND}" "Node.js ${TARVO_NODE_VERSION} (Debian package nodejs)")
@@ -107,10 +113,13 @@ tarvo_test_tool(browser_packages "${BROWSER_PACKAGES}"
   "the browser tests' packages (Debian package npm, then scripts/setup browser)")
 tarvo_test_tool(xvfb "${XVFB_RUN_EXECUTABLE}"
   "a display that nobody sees (Debian packages xvfb and xauth)")
+if(TARVO_QT EQUAL 6)
+  tarvo_test_tool(qt5 "${QT5_PACKAGE}" "Qt 5 (Debian packages qtbase5-dev and libqt5websockets5-dev)")
+endif()
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
 tarvo_test_tool(reference ${has_reference}
-  "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
+  "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${TARVO_BASE_PACKAGE})")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
   set(is_movable FALSE)
 else()

@@ -149,6 +149,20 @@ void ReceivingLine::connectToServer()
         connect(m_socket, &QTcpSocket::connected, this, &ReceivingLine::onEstablished);
         m_socket->connectToHost(m_server.host, port);
     }
+    mindRefusal();
+}
+
+// Where there is no TLS to be had, the socket refuses at once and stays as it was.
+void ReceivingLine::mindRefusal()
+{
+    const QTcpSocket *socket = m_socket;
+    if (!socket || socket->state() != QAbstractSocket::UnconnectedState)
+        return;
+    const auto refused = [this, socket] {
+        if (m_socket == socket)
+            onConnectionLost();
+    };
+    QMetaObject::invokeMethod(m_socket, refused, Qt::QueuedConnection);
 }
 
 void ReceivingLine::onEstablished()

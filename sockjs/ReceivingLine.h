@@ -103,6 +103,7 @@ private:
     int nextPause();
 
     void connectToServer();
+    void mindRefusal();
     void onEstablished();
     void onConnectionLost();
     void onConnectionLostAtRest(const QByteArray &lastBytes);

@@ -1,4 +1,5 @@
-# cmake -D SOURCE_DIR=... -D WORK_DIR=... -D HEADERS=... -D LIBRARY=... -D KIT=... [...] -P RunRecordedHost.cmake
+# cmake -D SOURCE_DIR=... -D WORK_DIR=... -D HEADERS=... -D LIBRARY=... -D KIT=... -D QT=5|6 [...]
+#   -P RunRecordedHost.cmake
 #
 # Builds the host with the recorded headers, or without HEADERS with the source tree's, and runs it with the libraries.
 cmake_minimum_required(VERSION 3.16)
@@ -28,7 +29,7 @@ endforeach()
 
 run(${CMAKE_COMMAND} -S "${CMAKE_CURRENT_LIST_DIR}/host" -B "${WORK_DIR}/build" -G "${GENERATOR}"
   "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" "-DCMAKE_PREFIX_PATH=${PREFIX_PATH}"
-  "-DHEADER_DIR=${header_dir}" "-DLIBRARY_DIR=${WORK_DIR}/lib")
+  "-DHEADER_DIR=${header_dir}" "-DLIBRARY_DIR=${WORK_DIR}/lib" "-DQT=${QT}" "-DSUFFIX=${SUFFIX}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2)
 
 # Every function that it uses is looked for at once.

@@ -36,8 +36,8 @@ expect_same("the options and their defaults" "${said}" "${options};${values}")
 # ---- Presets: their names, and what they switch on ----
 
 # Those that inherit are not hidden.
-all_of(names "\"name\": \"([a-z0-9]+)\",[ \n]*\"inherits\"" "\\1" "${presets}")
-all_of(said "\n[|] `([a-z0-9]+)` [|]" "\\1" "${page}")
+all_of(names "\"name\": \"([a-z0-9-]+)\",[ \n]*\"inherits\"" "\\1" "${presets}")
+all_of(said "\n[|] `([a-z0-9-]+)` [|]" "\\1" "${page}")
 expect_same("the presets" "${said}" "${names}")
 
 string(REGEX MATCH "\"name\": \"base\"[^}]*" base "${presets}")

@@ -17,7 +17,8 @@ set(ENV{PKG_CONFIG_PATH} "${tree}/${LIBRARY_FOLDER}/pkgconfig")
 run(${CMAKE_COMMAND} -S "${CMAKE_CURRENT_LIST_DIR}/host" -B "${WORK_DIR}/build" -G "${GENERATOR}"
   "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" "-DCMAKE_CXX_FLAGS=${flags}"
   "-DCMAKE_PREFIX_PATH=${tree};${PREFIX_PATH}" "-DHOST_SOURCE=${HOST_SOURCE}"
-  "-DHEADER_DIR=${tree}/include/tarvoclient")
+  "-DHEADER_DIR=${tree}/include/tarvoclient${SUFFIX}"
+  "-DPACKAGE=${PACKAGE}" "-DSUFFIX=${SUFFIX}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2)
 
 # Nobody listens on port 1: the host loads its libraries, is refused and says so.

@@ -1,5 +1,6 @@
 # Installs the libraries in folders of a test's choice. Needs SOURCE_DIR, BUILD_DIR (where they were built),
-# WORK_DIR, C_COMPILER, CXX_COMPILER, PREFIX_PATH and LZMASDK_SOURCE_DIR.
+# QT (its major version), SUFFIX (of the libraries' names), WORK_DIR, C_COMPILER, CXX_COMPILER, PREFIX_PATH and
+# LZMASDK_SOURCE_DIR.
 
 unset(ENV{DESTDIR}) # where the caller stages is not for us
 
@@ -22,11 +23,11 @@ function(install_layout prefix)
   run(${CMAKE_COMMAND} -S "${SOURCE_DIR}" -B "${build}"
     "-DCMAKE_C_COMPILER=${C_COMPILER}" "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}"
     "-DCMAKE_PREFIX_PATH=${PREFIX_PATH}" "-DLZMASDK_SOURCE_DIR=${LZMASDK_SOURCE_DIR}"
-    -DTARVO_BUILD_TESTS=OFF -DTARVO_BUILD_EXAMPLES=OFF
+    "-DTARVO_QT=${QT}" -DTARVO_BUILD_TESTS=OFF -DTARVO_BUILD_EXAMPLES=OFF
     "-DCMAKE_INSTALL_PREFIX=${WORK_DIR}/configured" ${ARGN})
-  file(GLOB libraries "${BUILD_DIR}/libtarvoclient.so*")
+  file(GLOB libraries "${BUILD_DIR}/libtarvoclient${SUFFIX}.so*")
   file(COPY ${libraries} DESTINATION "${build}")
-  file(GLOB libraries "${BUILD_DIR}/host/libtarvohost.so*")
+  file(GLOB libraries "${BUILD_DIR}/host/libtarvohost${SUFFIX}.so*")
   file(COPY ${libraries} DESTINATION "${build}/host")
   run(${CMAKE_COMMAND} --install "${build}" --prefix "${prefix}")
 endfunction()

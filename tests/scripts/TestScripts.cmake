@@ -51,6 +51,7 @@ echo \"with the password $TARVO_PASSWORD\" >>\"${calls_file}\"")
   foreach(program IN LISTS programs)
     get_filename_component(program "${program}" NAME_WE)
     stand_in("${tree}/build/bench/benchmarks/${program}" "${write_down}")
+    stand_in("${tree}/build/qt6-bench/benchmarks/${program}" "echo \"with Qt 6: $*\" >>\"${calls_file}\"")
   endforeach()
   file(WRITE "${elsewhere}/mine.txt" "quit\n")
 endfunction()
@@ -169,6 +170,8 @@ expect_refused("say what for: build test classroom desktop browser lint fuzz cov
 expect_refused("unknown use 'tests'; known are: build test classroom desktop browser lint fuzz coverage bench abi qt6 package chroot reference screenshots" setup build tests)
 expect_untouched(2 "bench: unknown program or option '--nonsense'; the programs are: bench_codec "
   bench --nonsense)
+expect_refused("--qt takes 5 or 6, not '7'." bench bench_codec --qt 7)
+expect_refused("--qt takes 5 or 6, not ''." bench --qt)
 expect_untouched(2 "fuzz: unknown target or option '--nonsense'; the targets are: fuzz_block "
   fuzz --nonsense)
 
@@ -198,6 +201,9 @@ expect_call("ctest --preset asan -j5 -R sockjs -j 3 --schedule-random"
   test -R sockjs --preset asan -j 3 -- --schedule-random)
 expect_call("bench_codec 300 10" bench bench_codec -- 300 10)
 expect_call("bench_idle " bench)
+expect_call("cmake --preset qt6-bench" bench --qt 6 bench_codec)
+expect_call("with Qt 6: 300 10" bench bench_codec --qt 6 -- 300 10)
+expect_call("bench_codec 300" bench --qt 5 bench_codec -- 300)
 expect_call("node classroom/benchmarks/load.js 200 ${elsewhere}/mine.txt"
   load-classroom --devices 200 --service mine.txt)
 expect_call("node --test scripts/pictures/terminal.js scripts/pictures/pages.js" screenshots terminal pages)

@@ -107,6 +107,8 @@ void tst_SockJSRobustPosts::lostPostEndsTheConnection_data()
         row("404", status("404 Not Found"),
             u"The server answered with HTTP status 404 Not Found"_s);
         row("302", status("302 Found"), u"The server answered with HTTP status 302 Found"_s);
+        row("307", status("307 Temporary Redirect"),
+            u"The server answered with HTTP status 307 Temporary Redirect"_s);
         row("201", status("201 Created"), u"The server answered with HTTP status 201 Created"_s);
         row("end without an answer", {close()}, u"The connection ended without an answer"_s);
         row("reset", {Scripted::abort()}, u"The connection ended without an answer"_s);
