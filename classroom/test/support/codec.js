@@ -3,7 +3,7 @@
 import { Codec } from '../../src/codec/codec.js';
 import { limitsWith } from '../../src/limits.js';
 
-const PATIENT = { decodingMs: 120_000 };
+export const PATIENT = { decodingMs: 120_000 };
 
 /** A codec; limits: changed bounds. */
 export function patientCodec(limits = {}) {

@@ -9,7 +9,7 @@ import { fileURLToPath } from 'node:url';
 import SockJS from 'sockjs-client';
 
 import { PROTOCOL_VERSION, SOURCE_SYSTEM } from '../../src/protocol.js';
-import { patientCodec } from './codec.js';
+import { patientCodec, PATIENT } from './codec.js';
 
 const PROGRAM = fileURLToPath(new URL('../../bin/classroom.js', import.meta.url));
 const codec = patientCodec();
@@ -25,9 +25,13 @@ export async function run(...args) {
   return { code, ...output };
 }
 
-/** Starts the service on a free port; it is killed when the test ends. lines: what it says of itself. */
+/**
+ * Starts the service on a free port, as patient as a machine that runs other tests needs it; it is killed when the
+ * test ends. lines: what it says of itself.
+ */
 export async function startService(t, ...args) {
-  const child = spawn(process.execPath, [PROGRAM, '--port', '0', '--end-with-stdin', ...args]);
+  const patience = Object.entries(PATIENT).flatMap(([name, ms]) => ['--limit', `${name}=${ms}`]);
+  const child = spawn(process.execPath, [PROGRAM, '--port', '0', '--end-with-stdin', ...patience, ...args]);
   const output = collect(child);
   const ended = once(child, 'close');
   t.after(async () => {
