@@ -34,7 +34,11 @@ WebSocketWatch::WebSocketWatch(QWebSocket *socket, int silenceMs)
         m_frameTimer = reader->findChild<QTimer *>();
     if (m_frameTimer) {
         m_frameTimer->setInterval(std::numeric_limits<int>::max());
-        connect(line, &QTcpSocket::readyRead, this, &WebSocketWatch::onRead);
+        connect(line, &QTcpSocket::readyRead, this, [this] {
+            m_isPartThere = false;
+            onRead();
+        });
+        connect(line, &QTcpSocket::readyRead, this, &WebSocketWatch::onRead, Qt::QueuedConnection);
     }
     m_sinceHeard.start();
     setSilence(silenceMs);
@@ -65,13 +69,15 @@ void WebSocketWatch::heard()
     setSilence(m_silenceMs);
 }
 
-// Behind the toolkit's own slot. Qt 6 stops its timer with every byte that comes, and starts it before
-// that, so it is of no use later; and nothing stops it when the frame is whole.
+// The toolkit starts its timer when it has read a part of a frame. Qt 6 does so in its slot, ahead of ours,
+// and stops it again in another one, behind it; Qt 5 reads from the event loop. So this looks at it at both
+// moments, and stops it, since nothing else does when the rest of the frame has come.
 void WebSocketWatch::onRead()
 {
-    m_isPartThere = m_frameTimer && m_frameTimer->isActive();
-    if (m_isPartThere)
-        m_frameTimer->stop();
+    if (!m_frameTimer || !m_frameTimer->isActive())
+        return;
+    m_isPartThere = true;
+    m_frameTimer->stop();
 }
 
 void WebSocketWatch::onSilence()

@@ -41,7 +41,7 @@ private:
     void tellDeath();
 
     QWebSocket *m_socket;
-    QPointer<QTimer> m_frameTimer; // the toolkit's, which starts it when it has read a part of a frame
+    QPointer<QTimer> m_frameTimer; // the toolkit's, for a part of a frame
     bool m_isPartThere = false;
     int m_silenceMs = 0;
     Patience m_patience{this};
