@@ -55,9 +55,11 @@ find_program(DOT_EXECUTABLE dot DOC "Graphviz, which draws the reference's pictu
 find_program(QHELPGENERATOR_EXECUTABLE qhelpgenerator
   HINTS /usr/lib/qt5/bin /usr/lib/qt6/libexec
   DOC "The Qt program that packs the reference for Qt Assistant")
+find_program(ABIDW_EXECUTABLE abidw DOC "libabigail, by which scripts/abi describes an interface")
+find_program(GIT_EXECUTABLE git DOC "git, from which scripts/abi has the commit that was recorded")
 mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
   CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE DOXYGEN_EXECUTABLE DOT_EXECUTABLE
-  QHELPGENERATOR_EXECUTABLE)
+  QHELPGENERATOR_EXECUTABLE ABIDW_EXECUTABLE GIT_EXECUTABLE)
 
 if(Qt${TARVO_QT}Quick_FOUND AND QT_QUICK_MODULE)
   set(has_quick TRUE)
@@ -109,6 +111,8 @@ tarvo_test_tool(xvfb "${XVFB_RUN_EXECUTABLE}"
   "a display that nobody sees (Debian packages xvfb and xauth)")
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
+tarvo_test_tool(abidw "${ABIDW_EXECUTABLE}" "abidw (Debian package abigail-tools)")
+tarvo_test_tool(git "${GIT_EXECUTABLE}" "git (Debian package git)")
 tarvo_test_tool(reference ${has_reference}
   "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${TARVO_BASE_PACKAGE_${TARVO_QT}})")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
