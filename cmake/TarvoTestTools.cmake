@@ -61,9 +61,11 @@ if(TARVO_QT EQUAL 6)
     DOC "The CMake package of Qt 5, beside which Qt 6 is tested")
   mark_as_advanced(QT5_PACKAGE)
 endif()
+find_program(ABIDW_EXECUTABLE abidw DOC "libabigail, by which scripts/abi describes an interface")
+find_program(GIT_EXECUTABLE git DOC "git, from which scripts/abi has the commit that was recorded")
 mark_as_advanced(QT_QUICK_MODULE LZMA_ALONE_EXECUTABLE OPENSSL_EXECUTABLE CLASSROOM_PACKAGES
   CHROMIUM_EXECUTABLE FIREFOX_EXECUTABLE BROWSER_PACKAGES XVFB_RUN_EXECUTABLE DOXYGEN_EXECUTABLE DOT_EXECUTABLE
-  QHELPGENERATOR_EXECUTABLE)
+  QHELPGENERATOR_EXECUTABLE ABIDW_EXECUTABLE GIT_EXECUTABLE)
 
 if(Qt${TARVO_QT}Quick_FOUND AND QT_QUICK_MODULE)
   set(has_quick TRUE)
@@ -118,6 +120,8 @@ if(TARVO_QT EQUAL 6)
 endif()
 tarvo_test_tool(pkg_config "${PKG_CONFIG_FOUND}" "pkg-config (Debian package pkg-config)")
 tarvo_test_tool(nm "${CMAKE_NM}" "nm (Debian package binutils)")
+tarvo_test_tool(abidw "${ABIDW_EXECUTABLE}" "abidw (Debian package abigail-tools)")
+tarvo_test_tool(git "${GIT_EXECUTABLE}" "git (Debian package git)")
 tarvo_test_tool(reference ${has_reference}
   "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${TARVO_BASE_PACKAGE})")
 if(IS_ABSOLUTE "${CMAKE_INSTALL_BINDIR}" OR IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")

@@ -29,7 +29,7 @@ endforeach()
 
 run(${CMAKE_COMMAND} -S "${CMAKE_CURRENT_LIST_DIR}/host" -B "${WORK_DIR}/build" -G "${GENERATOR}"
   "-DCMAKE_CXX_COMPILER=${CXX_COMPILER}" "-DCMAKE_PREFIX_PATH=${PREFIX_PATH}"
-  "-DHEADER_DIR=${header_dir}" "-DLIBRARY_DIR=${WORK_DIR}/lib" "-DQT=${QT}" "-DSUFFIX=${SUFFIX}")
+  "-DHEADER_DIR=${header_dir}" "-DLIBRARY_DIR=${WORK_DIR}/lib" "-DTARVO_QT=${QT}")
 run(${CMAKE_COMMAND} --build "${WORK_DIR}/build" --parallel 2)
 
 # Every function that it uses is looked for at once.

@@ -6,7 +6,7 @@
 cmake_minimum_required(VERSION 3.16)
 
 set(tools qt_test widgets quick terminal desktop liblzma lzma_alone node classroom openssl
-  chromium browser_packages xvfb pkg_config nm reference)
+  chromium browser_packages xvfb pkg_config nm abidw git reference)
 if(QT EQUAL 5)
   set(base_package qtbase5-dev)
   set(quick_packages "qtdeclarative5-dev and qml-module-qtquick2")
@@ -32,6 +32,8 @@ set(name_xvfb "a display that nobody sees (Debian packages xvfb and xauth)")
 set(name_qt5 "Qt 5 (Debian packages qtbase5-dev and libqt5websockets5-dev)")
 set(name_pkg_config "pkg-config (Debian package pkg-config)")
 set(name_nm "nm (Debian package binutils)")
+set(name_abidw "abidw (Debian package abigail-tools)")
+set(name_git "git (Debian package git)")
 set(name_reference
   "what makes the reference (Debian packages doxygen, graphviz, qhelpgenerator-qt5 and ${base_package})")
 
@@ -53,6 +55,8 @@ set(hide_xvfb -DXVFB_RUN_EXECUTABLE=OFF)
 set(hide_qt5 -DQT5_PACKAGE=OFF)
 set(hide_pkg_config -DPKG_CONFIG_EXECUTABLE=OFF) # the package itself: that of Qt 6 calls its functions
 set(hide_nm -DCMAKE_NM=OFF)
+set(hide_abidw -DABIDW_EXECUTABLE=OFF)
+set(hide_git -DGIT_EXECUTABLE=OFF)
 set(hide_reference -DDOXYGEN_EXECUTABLE=OFF)
 
 # configure_without(<tools> argument...) sets `result` and `output`, of a tree configured afresh.
@@ -165,6 +169,7 @@ function(expect_left_out hidden)
   expected_line(expected packaging/tarvo-presenterManualSaysWhatHelpSays "${hidden}" examples terminal)
   expected_line(expected packaging/tarvo-desktopManualSaysWhatHelpSays "${hidden}" examples desktop)
   expected_line(expected packaging/licencesAreListed "${hidden}" node nm)
+  expected_line(expected abi/checkBuildsWhatWasRecordedElsewhere "${hidden}" node abidw git)
   expected_line(expected client/no_ignored_tls_errors "${hidden}" nm)
   expected_line(expected house/repeatedLinesAreFound "${hidden}" node)
   expected_line(expected torture/timeSample "${hidden}" node classroom)

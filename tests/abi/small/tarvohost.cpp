@@ -1,0 +1,6 @@
+#include "Small.h"
+
+int Tarvo::seatOf(const Pupil &pupil)
+{
+    return pupil.seat;
+}
