@@ -348,7 +348,7 @@ void Lesson::answerRemote()
     if (m_remoteAnswer.isActive())
         return;
     if (m_sinceRemoteAnswer.isValid() && !m_sinceRemoteAnswer.hasExpired(REMOTE_ANSWER_MS))
-        m_remoteAnswer.start(REMOTE_ANSWER_MS - int(m_sinceRemoteAnswer.elapsed()));
+        m_remoteAnswer.start(qMax(0, REMOTE_ANSWER_MS - int(m_sinceRemoteAnswer.elapsed())));
     else
         tellWhatIsShown();
 }

@@ -97,10 +97,12 @@ test('what nobody asked for costs no memory', async (t) => {
     await pour(connection.socket, 59);
     await until(() => /^HTTP\/1.1 4\d\d /.test(connection.text()));
   }
-  collectGarbage();
-  const kept = process.memoryUsage().arrayBuffers - before;
+  // What is on its way between the two ends goes; what is kept stays.
+  await until(() => {
+    collectGarbage();
+    return process.memoryUsage().arrayBuffers - before < 20 * MIB;
+  });
   assert.deepEqual(connections.map((connection) => connection.isClosed()), [false, false, false]);
-  assert.ok(kept < 20 * MIB, `${kept} bytes`);
 });
 
 test('a fault replaces the reply of a refusal, too, and each request is noted once', async (t) => {

