@@ -17,6 +17,7 @@
 #include <QtCore/QThread>
 #include <QtTest/QtTest>
 
+#include <cstring>
 #include <functional>
 #include <memory>
 
@@ -76,7 +77,16 @@ private:
         if (!isPointer && type == QMetaType::UnknownType)
             unknown.append(name);
         m_types.append(type);
-        m_data.append(type == QMetaType::UnknownType ? &m_null : QMetaType::create(type));
+        m_data.append(type == QMetaType::UnknownType ? &m_null : made(type));
+    }
+    // What needs no constructor gets none, and would be what lay there before.
+    static void *made(int type)
+    {
+        const QMetaType known(type);
+        void *value = known.create();
+        if (!(known.flags() & QMetaType::NeedsConstruction))
+            std::memset(value, 0, std::size_t(known.sizeOf()));
+        return value;
     }
 
     QVector<int> m_types;
