@@ -267,7 +267,7 @@ void tst_CsvExport::devicesThatTakeLessAreTold()
     SmallDevice device(60000, static_cast<SmallDevice::WhenFull>(whenFull));
     device.open(QIODevice::WriteOnly);
     QVERIFY(!writeCsv(&device, *m_results, *m_learners));
-    QTEST(device.taken().size(), "taken");
+    QTEST(int(device.taken().size()), "taken");
 }
 
 void tst_CsvExport::devicesThatAreNotOpenAreTold()

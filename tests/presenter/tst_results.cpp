@@ -115,7 +115,7 @@ void tst_Results::aQuestionIsKnownByItsNumber()
 {
     QFETCH(QString, id);
     const Asked asked{u"Assessment"_s, {u"1. One"_s, u"2. Two"_s}, 5, {}};
-    QTEST(asked.indexOf(id), "index");
+    QTEST(int(asked.indexOf(id)), "index");
 }
 
 void tst_Results::choicesAreCountedBeforeAnybodyAnswers()

@@ -178,7 +178,7 @@ void tst_SockJSFrameReader::largestFrame()
             reading.feed(body.mid(position, pieceBytes));
         QTEST(reading.reader.isTooLarge(), "isTooLarge");
         reading.end();
-        QTEST(reading.frames.size(), "frames");
+        QTEST(int(reading.frames.size()), "frames");
         for (const QByteArray &frame : qAsConst(reading.frames))
             QVERIFY(frame == QByteArray(LARGEST, 'x'));
     }

@@ -150,12 +150,19 @@ void tst_SockJSTransportCalls::closeInAPauseBetweenConnectionsKeepsNone()
 void tst_SockJSTransportCalls::startBehindACloseIsNotEndedByIt()
 {
     OpenTransport open({});
-    open.server.onEveryOther({expectRequest()});
+    open.server.onEveryOther({}); // the first connection may end before it has asked for anything
     open.transport.setRobustTransport(true);
     QVERIFY(open.start());
     open.transport.close();
     QVERIFY(open.start());
-    QTRY_VERIFY(open.server.requests().size() > 0);
+    const auto isAsked = [&] {
+        for (int i = 0; i < open.server.connectionCount(); ++i) {
+            if (open.server.received(i).startsWith("POST "))
+                return true;
+        }
+        return false;
+    };
+    QTRY_VERIFY(isAsked());
     QTest::qWait(100);
     QCOMPARE(open.ends.size(), 0);
     open.transport.close();
