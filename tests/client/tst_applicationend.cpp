@@ -75,7 +75,7 @@ void tst_ApplicationEnd::processEnds_data()
 // the process ends, and does not wait for what cannot come.
 void tst_ApplicationEnd::processEnds()
 {
-    constexpr int LIMIT_MS = 1000;
+    constexpr int LIMIT_MS = 1800; // what waits for a word waits for 2,000
     QFETCH(QString, owner);
     QFETCH(QByteArray, transport);
     ScriptedServer polled; // opens the session, and keeps the poll that follows

@@ -3,6 +3,7 @@
 #include "client/RequestTest.h"
 
 #include "support/LogCapture.h"
+#include "support/Slowness.h"
 
 #include <zlib.h>
 
@@ -40,7 +41,7 @@ class tst_PackedReplies : public RequestTest
     Q_OBJECT
 
 public:
-    tst_PackedReplies() : RequestTest(60000) { } // the largest replies take their time
+    tst_PackedReplies() : RequestTest(60000 * SLOWNESS) { } // the largest replies take their time
 
 private Q_SLOTS:
     void gzipBodyIsInflatedAndItsSizeLogged();

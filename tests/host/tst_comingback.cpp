@@ -239,6 +239,8 @@ void tst_ComingBack::failedRequestsOfAnAttemptAreMadeAgain()
     stage.host->setSilenceLimit(LONGER_SILENCE_MS);
     stage.host->setLongestPause(SHORT_PAUSE_MS);
     QVERIFY(stage.enter(LiveClass::Live));
+    fault.insert(u"times"_s,
+                 10); // until it is taken away: else the class is back before anybody looks
     stage.fault(path, fault);
     QSignalSpy ended(stage.host.get(), &LiveClass::ended);
     stage.loseChannel();
