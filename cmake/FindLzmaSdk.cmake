@@ -30,6 +30,7 @@ if(LzmaSdk_FOUND AND NOT TARGET LzmaSdk::LzmaSdk)
   set_target_properties(tarvo_lzmasdk PROPERTIES
     POSITION_INDEPENDENT_CODE ON
     C_VISIBILITY_PRESET hidden
+    UNITY_BUILD OFF
     AUTOMOC OFF)
   add_library(LzmaSdk::LzmaSdk ALIAS tarvo_lzmasdk)
 endif()
