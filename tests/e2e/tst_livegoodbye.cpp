@@ -11,10 +11,6 @@ private Q_SLOTS:
     void stopDisconnectsEveryLearner();
     void lastWordArrivesWhenTheHostStopsAtOnce_data() { addLessonAndTlsRows(); }
     void lastWordArrivesWhenTheHostStopsAtOnce();
-    void lastWordArrivesBehindFiveMegabytes_data() { addLessonAndTlsRows(); }
-    void lastWordArrivesBehindFiveMegabytes();
-    void hostIsToldWhenItMayEnd_data() { addLessonAndTlsRows(); }
-    void hostIsToldWhenItMayEnd();
     void destroyedClientStopsItsSession_data() { addLessonAndTlsRows(); }
     void destroyedClientStopsItsSession();
     void serverThatHangsUpIsReportedOnce_data() { addWebSocketAndRobustRows(); }
@@ -66,37 +62,6 @@ void tst_LiveGoodbye::lastWordArrivesWhenTheHostStopsAtOnce()
     QCOMPARE(far->countNow(u"publish"_s, goodbye), 1);
     QTRY_COMPARE_WITH_TIMEOUT(closed.count(), 1, LONG_MS);
     QCOMPARE(closed.first().first().toBool(), false);
-}
-
-void tst_LiveGoodbye::lastWordArrivesBehindFiveMegabytes()
-{
-    const Far far(rowWay());
-    LiveSession session(*far, rowWay());
-    QVERIFY(session.open());
-
-    session.channel->setCardImageData(noise(5 * 1024 * 1024)); // which no block makes smaller
-    session.channel->showImageCard(false);
-    QVERIFY(session.client->doStopSession());
-
-    QTRY_COMPARE_WITH_TIMEOUT(far->lastWords(rowTransport()), QVector<int>({1, 1, 1}), LONG_MS);
-}
-
-void tst_LiveGoodbye::hostIsToldWhenItMayEnd()
-{
-    const Far far(rowWay());
-    LiveSession session(*far, rowWay());
-    QVERIFY(session.open());
-    QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
-    session.channel->setCardImageData(noise(2 * 1024 * 1024));
-    session.channel->showImageCard(false);
-    QVERIFY(session.channel->hasUnsentMessages());
-    session.channel->close();
-    QVERIFY(session.channel->hasUnsentMessages());
-    QTRY_VERIFY_WITH_TIMEOUT(!session.channel->hasUnsentMessages(), LONG_MS);
-
-    // From here on nothing is lost, whatever goes first.
-    delete session.channel;
-    QTRY_COMPARE_WITH_TIMEOUT(far->lastWords(rowTransport()), QVector<int>({1, 1, 1}), LONG_MS);
 }
 
 void tst_LiveGoodbye::destroyedClientStopsItsSession()
