@@ -50,6 +50,8 @@ bool isNumber(const QByteArray &text)
 int retryAfterSeconds(const QByteArray &retryAfter, const QByteArray &date)
 {
     const QByteArray text = retryAfter.trimmed();
+    if (text.isEmpty())
+        return NOTHING; // of nearly every reply; looking for a date takes longer than all else about one
     if (isNumber(text)) {
         bool fits = false;
         const int seconds = text.toInt(&fits);
