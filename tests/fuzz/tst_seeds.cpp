@@ -19,6 +19,7 @@ int fuzz_frame(const std::uint8_t *data, std::size_t size);
 int fuzz_httpparsers(const std::uint8_t *data, std::size_t size);
 int fuzz_responses(const std::uint8_t *data, std::size_t size);
 int fuzz_answers(const std::uint8_t *data, std::size_t size);
+int fuzz_replies(const std::uint8_t *data, std::size_t size);
 }
 
 namespace
@@ -37,6 +38,7 @@ const struct {
     {"fuzz_httpparsers", fuzz_httpparsers},
     {"fuzz_responses", fuzz_responses},
     {"fuzz_answers", fuzz_answers},
+    {"fuzz_replies", fuzz_replies},
 };
 
 QStringList targetsOfTheTree()
