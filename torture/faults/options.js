@@ -16,7 +16,7 @@ Puts faults into the library's code, one at a time and blindly chosen, and looks
   --missed         only those that no test found the last time
   --at-once N      faults at a time (2)
   --tests N        tests at a time for each fault (4)
-  --build FOLDER   a configured build of the tests (build/release)
+  --build FOLDER   a configured build of the tests, source by source (build/separate)
 
 Faults that no test can see stand in torture/faults/unseen.json, each with the reason.
 `;
@@ -46,7 +46,7 @@ export function parseOptions(args) {
     'folders': FOLDERS.filter((folder) => folder !== 'host'),
     'at-once': 2,
     'tests': 4,
-    'build': fileURLToPath(new URL('../../build/release', import.meta.url)),
+    'build': fileURLToPath(new URL('../../build/separate', import.meta.url)),
   };
   for (const rest = [...args]; rest.length > 0;) {
     const name = rest.shift().replace(/^--/, '');
