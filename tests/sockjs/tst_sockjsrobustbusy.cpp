@@ -125,9 +125,10 @@ void tst_SockJSRobustBusy::everythingArrivesBehindAFullBacklog()
 void tst_SockJSRobustBusy::whatNobodyAskedForIsSeenBehindAFullBacklog()
 {
     const QByteArray frame = "a[\"" + QByteArray(12 * 1000 * 1000, 'x') + "\"]\n";
+    // The first pause is for the host, which is to take none of the frames.
     RobustRun run({POLLED_OPEN
-                   + Script{expectRequest(), send(reply(frame.repeated(3))), pause(500),
-                            send(reply("a[\"y\"]\n"))}});
+                   + Script{expectRequest(), pause(2000), send(reply(frame.repeated(3))),
+                            pause(500), send(reply("a[\"y\"]\n"))}});
     run.open();
     QVERIFY(run.waitForSession());
     QVERIFY2(run.server.finished(), qPrintable(run.server.failure())); // no event of ours meanwhile
