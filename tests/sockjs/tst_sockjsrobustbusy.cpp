@@ -125,10 +125,10 @@ void tst_SockJSRobustBusy::everythingArrivesBehindAFullBacklog()
 void tst_SockJSRobustBusy::whatNobodyAskedForIsSeenBehindAFullBacklog()
 {
     const QByteArray frame = "a[\"" + QByteArray(12 * 1000 * 1000, 'x') + "\"]\n";
-    // The first pause is for the host, which is to take none of the frames.
+    // The host is busy after the first pause, and takes no frame; after the second all have come.
     RobustRun run({POLLED_OPEN
                    + Script{expectRequest(), pause(2000), send(reply(frame.repeated(3))),
-                            pause(500), send(reply("a[\"y\"]\n"))}});
+                            pause(4000), send(reply("a[\"y\"]\n"))}});
     run.open();
     QVERIFY(run.waitForSession());
     QVERIFY2(run.server.finished(), qPrintable(run.server.failure())); // no event of ours meanwhile
