@@ -2,7 +2,7 @@
 
 void ServiceTest::init()
 {
-    m_clock.start();
+    startClock();
     service.reset(new RestService);
 }
 
