@@ -51,7 +51,7 @@ int retryAfterSeconds(const QByteArray &retryAfter, const QByteArray &date)
 {
     const QByteArray text = retryAfter.trimmed();
     if (text.isEmpty())
-        return NOTHING; // of nearly every reply; looking for a date takes longer than all else about one
+        return NOTHING; // nearly every reply: not to be tried as every form of a date
     if (isNumber(text)) {
         bool fits = false;
         const int seconds = text.toInt(&fits);
