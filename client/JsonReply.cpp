@@ -2,9 +2,9 @@
 
 #include "collab/ReadableJson.h"
 #include "compression/FalseWithoutMemory.h"
+#include "support/Json.h"
 
 #include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
 #include <QtCore/QVariant>
 
 JsonReply::JsonReply(const QString &body)
@@ -13,7 +13,7 @@ JsonReply::JsonReply(const QString &body)
         if (!isReadableJson(body))
             return false;
         QJsonParseError error;
-        const QJsonDocument document = QJsonDocument::fromJson(body.toUtf8(), &error);
+        const QJsonDocument document = Tarvo::readJson(body.toUtf8(), &error);
         m_reply = document.object();
         return error.error == QJsonParseError::NoError;
     });

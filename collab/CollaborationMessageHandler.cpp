@@ -3,10 +3,10 @@
 #include "collab/ReadableJson.h"
 #include "compression/BoundedLzma.h"
 #include "compression/FalseWithoutMemory.h"
+#include "support/Json.h"
 #include "support/Log.h"
 #include "support/Toolkit.h"
 
-#include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
 namespace
@@ -59,7 +59,7 @@ bool readJson(const QString &json, QJsonDocument *document)
 {
     if (!isReadableJson(json))
         return false;
-    *document = QJsonDocument::fromJson(json.toUtf8());
+    *document = Tarvo::readJson(json.toUtf8());
     return true;
 }
 

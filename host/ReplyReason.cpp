@@ -1,7 +1,8 @@
 #include "host/ReplyReason.h"
 
+#include "support/Json.h"
+
 #include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
 #include <QtCore/QJsonObject>
 
 namespace Tarvo
@@ -147,7 +148,7 @@ Failure::Reason reasonOfError(const PresenterClient::Reply &reply, const QString
 bool isJsonObject(const QString &text)
 {
     if (text.size() <= MAX_READ_LENGTH)
-        return QJsonDocument::fromJson(text.toUtf8()).isObject();
+        return readJson(text.toUtf8()).isObject();
     const QString trimmed = text.trimmed();
     return trimmed.startsWith(QLatin1Char('{')) && trimmed.endsWith(QLatin1Char('}'));
 }
@@ -182,7 +183,7 @@ QString errorKeyOf(const PresenterClient::Reply &reply)
 {
     if (reply.text.size() > MAX_READ_LENGTH)
         return QString();
-    const QJsonObject body = QJsonDocument::fromJson(reply.text.toUtf8()).object();
+    const QJsonObject body = readJson(reply.text.toUtf8()).object();
     const QString key = body.value(ERROR_KEYS).toArray().at(0).toString();
     return key.contains(ERROR_MARK) ? key.left(MAX_KEY_LENGTH) : QString();
 }

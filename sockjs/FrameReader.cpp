@@ -1,7 +1,8 @@
 #include "sockjs/FrameReader.h"
 
+#include "support/Json.h"
+
 #include <QtCore/QJsonArray>
-#include <QtCore/QJsonDocument>
 
 #include <cmath>
 #include <limits>
@@ -43,7 +44,7 @@ bool readCloseFrame(const QByteArray &frame, int *code, QString *reason)
 {
     if (!frame.startsWith('c'))
         return false;
-    const QJsonArray fields = QJsonDocument::fromJson(frame.mid(1)).array();
+    const QJsonArray fields = readJson(frame.mid(1)).array();
     if (fields.size() != 2 || !fields.at(0).isDouble() || !fields.at(1).isString())
         return false;
     const double number = fields.at(0).toDouble();

@@ -8,6 +8,7 @@
 #include "sockjs/WebSocketWatch.h"
 #include "sockjs/XHRReceiver.h"
 #include "support/Http.h"
+#include "support/Json.h"
 #include "support/Log.h"
 #include "support/RandomId.h"
 #include "support/SystemProxy.h"
@@ -408,7 +409,7 @@ void SockJSConnector::onTextMessageReceived(QString frame)
     }
     if (!frame.startsWith(ARRAY_FRAME))
         return;
-    const QJsonArray messages = QJsonDocument::fromJson(frame.mid(1).toUtf8()).array();
+    const QJsonArray messages = Tarvo::readJson(frame.mid(1).toUtf8()).array();
     for (const QJsonValue &message : messages)
         undelivered.append(message.isString() ? message.toString()
                                               : message.toVariant().toString());

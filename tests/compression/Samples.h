@@ -16,7 +16,7 @@
 namespace Samples
 {
 
-#if defined(__SANITIZE_ADDRESS__)
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
 constexpr bool UNDER_SANITIZER = true;
 #else
 constexpr bool UNDER_SANITIZER = false;

@@ -62,6 +62,7 @@ expect("host/Class.h includes collab/Inner.h, which host/ may not"
 expect("host/Class.h includes support/Export.h, which host/ may not"
   host/Class.h "#include \"support/Export.h\""
   support/CMakeLists.txt "tarvo_library_sources(HEADERS Export.h)")
+expect("" host/Class.cpp "#include \"support/Json.h\"")
 expect("host/Class.h includes sockjs/Socket.h, which host/ may not"
   host/Class.h "#include \"sockjs/Socket.h\""
   sockjs/CMakeLists.txt "tarvo_library_sources(HEADERS Socket.h)")
