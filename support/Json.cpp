@@ -1,9 +1,12 @@
 #include "support/Json.h"
 
 #include <QtCore/QString>
+#include <QtCore/QVarLengthArray>
 
 #include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -14,19 +17,13 @@ namespace
 {
 
 // The toolkit reads no text whose lists and objects are nested deeper.
-constexpr std::size_t MAX_DEPTH = 1024;
-
-// A text in the text, between its quotation marks.
-struct JsonText {
-    const char *begin = nullptr;
-    const char *end = nullptr;
-};
+constexpr int MAX_DEPTH = 1024;
 
 // A list or an object whose end has not come.
 struct OpenValue {
     bool isObject;
-    bool holdsValues;        // lists or objects
-    std::size_t firstMember; // of the object, among those of all
+    bool holdsValues; // lists or objects
+    int firstMember;  // of the object, among those of all
 };
 
 QChar ofHexDigits(const char *at, const char *end)
@@ -53,26 +50,34 @@ QChar ofEscape(char letter)
     }
 }
 
-// A text has several spellings: "a" and "\u0061" are one name.
-QString decoded(JsonText text)
+QString unescaped(const char *at, const char *end)
 {
-    QString name;
-    const char *at = text.begin;
-    while (at < text.end) {
-        const char *escape = std::find(at, text.end, '\\');
-        name += QString::fromUtf8(at, int(escape - at));
-        if (text.end - escape < 2)
+    QString text;
+    while (at < end) {
+        const char *escape = std::find(at, end, '\\');
+        text += QString::fromUtf8(at, int(escape - at));
+        if (end - escape < 2)
             break;
         const char letter = escape[1];
         at = escape + 2;
         if (letter == 'u') {
-            name += ofHexDigits(at, text.end);
-            at += std::min<std::ptrdiff_t>(4, text.end - at);
+            text += ofHexDigits(at, end);
+            at += std::min<std::ptrdiff_t>(4, end - at);
         } else {
-            name += ofEscape(letter);
+            text += ofEscape(letter);
         }
     }
-    return name;
+    return text;
+}
+
+// A name in the spelling that has no escapes, as "a" for "\u0061". Only an escape can name half a letter, for
+// which UTF-8 has no bytes, and with 0xff nothing of it begins.
+QByteArray plainlySpelt(std::string_view name)
+{
+    const QString text = unescaped(name.data(), name.data() + name.size());
+    return text.isValidUtf16()
+        ? text.toUtf8()
+        : '\xff' + QByteArray(reinterpret_cast<const char *>(text.utf16()), 2 * int(text.size()));
 }
 
 // Goes through a text of JSON once, and finds each member of an object whose name comes again there. Objects that
@@ -88,7 +93,7 @@ public:
     }
 
     // From their names on to the names of the members behind them.
-    const std::vector<JsonText> &found() const { return m_found; }
+    const std::vector<std::string_view> &found() const { return m_found; }
 
 private:
     void readMark(char mark)
@@ -115,23 +120,37 @@ private:
 
     void readText()
     {
-        m_text.begin = m_at;
-        while (m_at < m_end && *m_at != '"')
-            m_at += *m_at == '\\' && m_end - m_at > 1 ? 2 : 1;
-        m_text.end = m_at;
-        if (m_at < m_end)
-            ++m_at;
+        const char *end = m_at;
+        while (isEscaped(end = endOfText(end), m_at))
+            ++end;
+        m_text = std::string_view(m_at, std::size_t(end - m_at));
+        m_at = std::min(end + 1, m_end);
+    }
+
+    const char *endOfText(const char *at) const
+    {
+        const void *mark = std::memchr(at, '"', std::size_t(m_end - at));
+        return mark ? static_cast<const char *>(mark) : m_end;
+    }
+
+    // Whether the mark stands behind an odd number of backslashes.
+    bool isEscaped(const char *mark, const char *begin) const
+    {
+        const char *at = mark;
+        while (at > begin && at[-1] == '\\')
+            --at;
+        return mark < m_end && (mark - at) % 2 == 1;
     }
 
     void beginMember()
     {
         if (m_open.empty() || !m_open.back().isObject)
             return;
-        if (!m_text.begin) {
+        if (!m_text.data()) {
             giveUp();
             return;
         }
-        m_names.push_back(m_text);
+        m_names.append(m_text);
         m_text = {};
     }
 
@@ -140,7 +159,7 @@ private:
         m_text = {};
         if (!m_open.empty())
             m_open.back().holdsValues = true;
-        m_open.push_back({isObject, false, m_names.size()});
+        m_open.append({isObject, false, int(m_names.size())});
     }
 
     void close(bool isObject)
@@ -152,7 +171,7 @@ private:
         if (m_open.back().holdsValues)
             findRepeated();
         m_names.resize(m_open.back().firstMember);
-        m_open.pop_back();
+        m_open.removeLast();
         m_text = {};
     }
 
@@ -161,27 +180,37 @@ private:
 
     void findRepeated()
     {
-        const std::size_t first = m_open.back().firstMember;
-        if (m_names.size() - first < 2)
-            return;
-        std::vector<std::pair<QString, std::size_t>> names;
-        names.reserve(m_names.size() - first);
-        for (std::size_t i = first; i < m_names.size(); ++i)
-            names.emplace_back(decoded(m_names[i]), i);
-        std::sort(names.begin(), names.end());
-        for (std::size_t i = 1; i < names.size(); ++i) {
-            const std::size_t earlier = names[i - 1].second;
-            if (names[i - 1].first == names[i].first)
-                m_found.push_back({m_names[earlier].begin - 1, m_names[earlier + 1].begin - 1});
+        const int first = m_open.back().firstMember;
+        std::vector<QByteArray> plain;
+        QVarLengthArray<std::pair<std::string_view, int>, 16> names;
+        for (int i = first; i < m_names.size(); ++i) {
+            std::string_view name = m_names[i];
+            if (name.find('\\') != name.npos) {
+                plain.push_back(plainlySpelt(name));
+                name = std::string_view(plain.back().constData(), std::size_t(plain.back().size()));
+            }
+            names.append({name, i});
         }
+        std::sort(names.begin(), names.end());
+        for (int i = 1; i < names.size(); ++i) {
+            if (names[i - 1].first == names[i].first)
+                m_found.push_back(member(names[i - 1].second));
+        }
+    }
+
+    // That is not the last of its object.
+    std::string_view member(int i) const
+    {
+        const char *begin = m_names[i].data() - 1;
+        return std::string_view(begin, std::size_t(m_names[i + 1].data() - 1 - begin));
     }
 
     const char *m_at;
     const char *m_end;
-    JsonText m_text; // that was read last, unless it is behind us
-    std::vector<OpenValue> m_open;
-    std::vector<JsonText> m_names; // of the members of all objects in m_open
-    std::vector<JsonText> m_found;
+    std::string_view m_text; // that was read last, unless it is behind us
+    QVarLengthArray<OpenValue, 16> m_open;
+    QVarLengthArray<std::string_view, 32> m_names; // of the members of all objects in m_open
+    std::vector<std::string_view> m_found;
 };
 
 } // namespace
@@ -190,9 +219,9 @@ QJsonDocument readJson(QByteArray json, QJsonParseError *error)
 {
     const char *begin = json.constData();
     const RepeatedMembers repeated(json);
-    for (const JsonText &member : repeated.found()) {
-        char *at = json.data() + (member.begin - begin);
-        std::fill(at, at + (member.end - member.begin), ' ');
+    for (const std::string_view member : repeated.found()) {
+        char *at = json.data() + (member.data() - begin);
+        std::fill(at, at + member.size(), ' ');
     }
     return QJsonDocument::fromJson(json, error);
 }
