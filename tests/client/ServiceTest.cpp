@@ -11,7 +11,8 @@ void ServiceTest::init()
 void ServiceTest::cleanup()
 {
     QCOMPARE(service->faults().join(QLatin1Char('\n')), QString());
-    QVERIFY2(m_clock.elapsed() < SLOWNESS * m_limitMs, qPrintable(QString::number(m_clock.elapsed())));
+    QVERIFY2(m_clock.elapsed() < SLOWNESS * m_limitMs,
+             qPrintable(QString::number(m_clock.elapsed())));
 }
 
 void ServiceTest::expectAll(const QVector<Operation> &operations)
