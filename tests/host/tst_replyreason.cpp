@@ -376,6 +376,10 @@ void tst_ReplyReason::errorKey_data()
     QTest::newRow("first only") << uR"({"errorMsgKeys":["a","b.error.c"]})"_s << QString();
     QTest::newRow("first of two") << uR"({"errorMsgKeys":["a.error.b","c.error.d"]})"_s
                                   << u"a.error.b"_s;
+    QTest::newRow("last list of many")
+        << u"{"_s + uR"("errorMsgKeys":["a.error.b"],)"_s.repeated(40)
+            + uR"("errorMsgKeys":["c.error.d"]})"_s
+        << u"c.error.d"_s;
     QTest::newRow("a bare text") << uR"({"errorMsgKeys":"a.error.b"})"_s << QString();
     QTest::newRow("no text") << uR"({"errorMsgKeys":[{"error":1}]})"_s << QString();
     QTest::newRow("list") << uR"(["a.error.b"])"_s << QString();

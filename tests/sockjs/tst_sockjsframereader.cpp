@@ -290,6 +290,7 @@ void tst_SockJSFrameReader::otherFrameIsNoCloseFrame_data()
                               "c[3000,\"a]",
                               "c[3000,\"a\"]x",
                               "c{\"code\":3000}",
+                              "c[{\"a\":[1],\"a\":[2]},\"a\"]",
                               "c3000",
                               "cc[3000,\"a\"]"})
         QTest::newRow(QByteArray("'") + frame + "'") << QByteArray(frame);
