@@ -1,5 +1,5 @@
 #include "e2e/TerminalProcess.h"
-#include "support/Slowness.h"
+#include "support/Promptness.h"
 #include "support/Text.h"
 
 #include <QtCore/QEventLoop>
@@ -30,11 +30,11 @@ namespace
 
 constexpr int LEARNERS = 301;
 constexpr int ANSWER_LENGTH = 10000;
-constexpr int WORDS = 11 * 1024 * 1024 / 6;  // of the longest answer
-constexpr qint64 HELD_MS = 100 * SLOWNESS;   // a key is not shown later
-constexpr qint64 TAKEN_MS = 2000 * SLOWNESS; // nor what a command has done
-constexpr int LONGEST_MS = 20000;            // and nobody waits longer for it
-constexpr int FLOOD_MS = 120000;             // until every answer has been counted, at most
+constexpr int WORDS = 11 * 1024 * 1024 / 6; // of the longest answer
+constexpr qint64 KEY_MS = 100;              // a key is not shown later
+constexpr qint64 COMMAND_MS = 2000;         // nor what a command has done
+constexpr int LONGEST_MS = 20000;           // and nobody waits longer for it
+constexpr int FLOOD_MS = 120000;            // until every answer has been counted, at most
 
 QByteArray quoted(const QString &text)
 {
@@ -206,18 +206,9 @@ void typeUntil(TerminalProcess &presenter, const QString &text, Watched *watched
     }
 }
 
-} // namespace
-
-void tst_PresenterHostile::typingGoesOnWhileAnswersFlood_data()
+// A lesson in which everybody answers at once, and the teacher types all the while.
+void teachInFlood(const QStringList &options, Promptness *promptness)
 {
-    QTest::addColumn<QStringList>("options");
-    QTest::newRow("quiet") << QStringList();
-    QTest::newRow("verbose") << QStringList{u"--verbose"_s};
-}
-
-void tst_PresenterHostile::typingGoesOnWhileAnswersFlood()
-{
-    QFETCH(QStringList, options);
     Classroom classroom(words(u"--think 900000 --join-every 1 --learners %1"_s.arg(LEARNERS)));
     TerminalProcess presenter;
     presenter.run(classroom, options);
@@ -241,9 +232,31 @@ void tst_PresenterHostile::typingGoesOnWhileAnswersFlood()
     QCOMPARE(foreign(watched.written + presenter.screen()), QString());
     qInfo("a key was shown after %d ms at most, a command took %d ms, who %d ms",
           int(watched.longestKey), int(watched.longestCommand), int(told));
-    QVERIFY2(watched.longestKey <= HELD_MS, qPrintable(QString::number(watched.longestKey)));
-    QVERIFY(watched.longestCommand > 0 && watched.longestCommand <= TAKEN_MS);
-    QVERIFY(told <= TAKEN_MS);
+    QVERIFY(watched.longestCommand > 0);
+    promptness->take(watched.longestKey, KEY_MS);
+    promptness->take(watched.longestCommand, COMMAND_MS);
+    promptness->take(told, COMMAND_MS);
+}
+
+} // namespace
+
+void tst_PresenterHostile::typingGoesOnWhileAnswersFlood_data()
+{
+    QTest::addColumn<QStringList>("options");
+    QTest::newRow("quiet") << QStringList();
+    QTest::newRow("verbose") << QStringList{u"--verbose"_s};
+}
+
+void tst_PresenterHostile::typingGoesOnWhileAnswersFlood()
+{
+    QFETCH(QStringList, options);
+    Promptness promptness;
+    while (promptness.isOpen()) {
+        teachInFlood(options, &promptness);
+        if (QTest::currentTestFailed())
+            return;
+    }
+    VERIFY_PROMPT(promptness);
 }
 
 // ---- Commands to the terminal --------------------------------------------------------------------
