@@ -24,6 +24,7 @@ ClassRunner::ClassRunner(std::shared_ptr<ToRunner> requests, std::shared_ptr<ToH
     m_opening.setInterval(LOOK_MS);
     for (QTimer *timer : {&m_openingLimit, &m_listing, &m_nextAttempt, &m_working})
         timer->setSingleShot(true);
+    m_nextAttempt.setTimerType(Qt::PreciseTimer); // a coarse one may be later than the longest pause allows
 
     connect(&m_keepAlive, &QTimer::timeout, this,
             [this] { enqueue([this](int turn) { keepAlive(turn); }); });

@@ -30,9 +30,10 @@ export class Announcer {
 
   #tellAll() {
     this.#isWaiting = false;
-    this.#toldAt = performance.now();
-    this.#tell([...this.#sentences.values()].join(' '));
+    const text = [...this.#sentences.values()].join(' ');
     this.#sentences.clear();
+    this.#tell(text);
+    this.#toldAt = performance.now();
   }
 }
 
