@@ -24,7 +24,8 @@ ClassRunner::ClassRunner(std::shared_ptr<ToRunner> requests, std::shared_ptr<ToH
     m_opening.setInterval(LOOK_MS);
     for (QTimer *timer : {&m_openingLimit, &m_listing, &m_nextAttempt, &m_working})
         timer->setSingleShot(true);
-    m_nextAttempt.setTimerType(Qt::PreciseTimer); // a coarse one may be later than the longest pause allows
+    // A coarse timer may be later than the longest pause allows.
+    m_nextAttempt.setTimerType(Qt::PreciseTimer);
 
     connect(&m_keepAlive, &QTimer::timeout, this,
             [this] { enqueue([this](int turn) { keepAlive(turn); }); });
