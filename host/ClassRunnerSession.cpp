@@ -255,6 +255,7 @@ void ClassRunner::becomeLive(int turn)
         m_notices->post(Notices::CodeIs{m_client->getSessionCode()});
     if (!happens(ClassEvent::ChannelOpened))
         return;
+    m_lesson.goLive();
     m_nextAttempt.stop();
     m_isAttempting = false;
     m_isClosedOnPurpose = false;

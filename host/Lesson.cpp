@@ -70,6 +70,7 @@ void Lesson::begin(PresenterCollab *channel)
 {
     m_channel = channel;
     m_roster.clear();
+    m_isLive = false;
     m_activity = LiveClass::NoActivity;
     m_questions.clear();
     m_answers.clear();
@@ -104,6 +105,12 @@ void Lesson::hear(PresenterCollab *channel)
             });
     connect(channel, &PresenterCollab::remoteControl, this, &Lesson::remoteCame);
     connect(channel, &PresenterCollab::controllerRegister, this, &Lesson::tellRemote);
+}
+
+void Lesson::goLive()
+{
+    if (!std::exchange(m_isLive, true))
+        tellOf(m_roster.learners(), true);
 }
 
 void Lesson::end()
@@ -142,7 +149,7 @@ void Lesson::learnerJoined(const Learner &joined)
     if (m_isListing)
         m_joinedMeanwhile.insert(learner.deviceId);
     const Roster::Change change = m_roster.join(learner);
-    if (change != Roster::Nothing)
+    if (m_isLive && change != Roster::Nothing)
         tell(Notices::LearnersAre{{learner}, change == Roster::New});
     if (change == Roster::New && m_activity == LiveClass::Assessment && isOpen())
         giveActivityTo(learner.deviceId);
@@ -151,7 +158,7 @@ void Lesson::learnerJoined(const Learner &joined)
 void Lesson::learnerLeft(const QString &deviceId)
 {
     m_joinedMeanwhile.remove(deviceId);
-    if (m_roster.remove(deviceId))
+    if (m_roster.remove(deviceId) && m_isLive)
         tell(Notices::LearnerIsGone{deviceId, deviceId == m_removing});
 }
 
@@ -178,8 +185,10 @@ void Lesson::learnersAre(const QList<Learner> &listed)
         else if (change == Roster::Renamed)
             renamed.append(learner);
     }
-    tellOf(come, true);
-    tellOf(renamed, false);
+    if (m_isLive) {
+        tellOf(come, true);
+        tellOf(renamed, false);
+    }
 
     hearWaiting(come);
     awaitList();

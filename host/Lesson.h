@@ -44,6 +44,9 @@ public:
 
     // A session begins on this channel, which is not open yet.
     void begin(PresenterCollab *channel);
+    // The class is live: who is there already is told of, and from now on whoever comes and goes. A host
+    // that was told earlier could do nothing for a learner yet.
+    void goLive();
     // It is over; results and learners stay to be seen.
     void end();
     // How long an answer may wait for the list of learners to name its device, at most.
@@ -133,6 +136,7 @@ private:
     ToHost &m_host;
     QPointer<PresenterCollab> m_channel;
     Roster m_roster;
+    bool m_isLive = false;
 
     // The activity that runs; its questions are kept until the next one.
     LiveClass::Activity m_activity = LiveClass::NoActivity;

@@ -297,7 +297,8 @@ Q_SIGNALS:
     /// An operation has failed, or something went wrong by itself.
     void failed(const Tarvo::Failure &failure);
 
-    /// A learner has joined, or come back.
+    /// A learner has joined, or come back. Whoever joins while the class still starts is told of once it is
+    /// live, so that a host may ask at once.
     void learnerJoined(const Tarvo::Learner &learner);
     /// The learner of this device has left, is not listed any more, or the session is over.
     void learnerLeft(const QString &deviceId);

@@ -5,6 +5,7 @@
 #include <QtCore/QHash>
 #include <QtCore/QSet>
 #include <QtCore/QString>
+#include <QtCore/QStringList>
 #include <QtCore/QVector>
 
 namespace Tarvo
@@ -35,15 +36,19 @@ public:
     bool isThere(const QString &deviceId) const { return m_entries.contains(deviceId); }
     bool belongs(const QString &deviceId) const { return m_entries.value(deviceId).isListed; }
     QStringList deviceIds() const { return m_entries.keys(); }
+    // Everybody, in the order in which they came.
+    QVector<Learner> learners() const;
 
 private:
     struct Entry {
         Learner learner;
         bool isListed = false;
+        qint64 number = 0; // whoever came later has a higher one
     };
     Change put(const Learner &learner, bool isListed);
 
     QHash<QString, Entry> m_entries; // by device id
+    qint64 m_lastNumber = 0;
 };
 
 } // namespace Tarvo

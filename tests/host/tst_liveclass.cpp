@@ -15,6 +15,7 @@ private Q_SLOTS:
     void startShowsTheCodeThatLearnersTypeIn();
     void applicationsProxyIsNotUsed();
     void learnersAreShown();
+    void whoJoinsTooEarlyIsToldOfWhenTheClassIsLive();
     void answersOfAPollAreCounted();
     void questionWithWordsIsCountedByItsOptions();
     void pollsOfTheFixedKindsLeaveASecondApart();
@@ -127,6 +128,27 @@ void tst_LiveClass::learnersAreShown()
     QStringList names = lesson.texts(lesson.host->learners(), LiveClass::NameRole);
     names.sort();
     QCOMPARE(names, (QStringList{u"Ada"_s, u"Ben"_s, u"Cleo"_s, u"Dan"_s, u"Eva"_s}));
+}
+
+// The channel is open, and the list of learners is still on its way.
+void tst_LiveClass::whoJoinsTooEarlyIsToldOfWhenTheClassIsLive()
+{
+    ClassStage stage;
+    QVERIFY(stage.enter(LiveClass::SignedIn));
+    stage.hang(u"/vantora/session/getusers"_s);
+    QVector<LiveClass::State> toldIn;
+    Operation asked;
+    QObject::connect(stage.host.get(), &LiveClass::learnerJoined, this, [&] {
+        toldIn.append(stage.host->state());
+        asked = stage.host->ask(u"Are you there?"_s, PollType::MULTIPLE, {u"yes"_s, u"no"_s});
+    });
+    const Operation started = stage.host->start();
+    QVERIFY(stage.classroom.presenterIsRegistered());
+    stage.classroom.post(u"learners"_s, {});
+    QVERIFY(ClassStage::succeeds(started));
+    QTRY_COMPARE_WITH_TIMEOUT(toldIn.size(), 1, ClassStage::LIMIT_MS);
+    QCOMPARE(toldIn.first(), LiveClass::Live);
+    QVERIFY(ClassStage::succeeds(asked));
 }
 
 void tst_LiveClass::answersOfAPollAreCounted()

@@ -77,7 +77,8 @@ void tst_SockJSPatience::waitsOfThirtySeconds()
     handshakeThread.join();
     QVERIFY2(givenUpAfter > 29000 && givenUpAfter < 45000,
              qPrintable(QString::number(givenUpAfter)));
-    QCOMPARE(log.messages(), QStringList{"[SockJSXHRPolling] xhr_send error: Operation canceled"});
+    QCOMPARE(log.messages().join(u'\n'),
+             u"[SockJSXHRPolling] xhr_send error: Operation canceled"_s);
     QVERIFY(mute.requests(2).at(0).endsWith("next"));
     for (const Attempt &attempt : {handshake, connection}) {
         QVERIFY(!attempt.connected);
