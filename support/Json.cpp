@@ -185,7 +185,7 @@ private:
         QVarLengthArray<std::pair<std::string_view, int>, 16> names;
         for (int i = first; i < m_names.size(); ++i) {
             std::string_view name = m_names[i];
-            if (name.find('\\') != name.npos) {
+            if (name.find('\\') != std::string_view::npos) {
                 plain.push_back(plainlySpelt(name));
                 name = std::string_view(plain.back().constData(), std::size_t(plain.back().size()));
             }

@@ -38,11 +38,13 @@ int main(int argc, char *argv[])
 
     //! [ask]
     const int expected = 3;
-    QObject::connect(&lesson, &LiveClass::learnerJoined, &app, [&](const Learner &learner) {
-        out << learner.userName << " is there" << Qt::endl;
-        if (lesson.learners()->rowCount() == expected)
-            lesson.ask("Which of them is prime?", Tarvo::PollType::MULTIPLE, {"27", "37", "57"});
-    });
+    QObject::connect(&lesson, &LiveClass::learnerJoined, &app,
+                     [&, there = 0](const Learner &learner) mutable {
+                         out << learner.userName << " is there" << Qt::endl;
+                         if (++there == expected)
+                             lesson.ask("Which of them is prime?", Tarvo::PollType::MULTIPLE,
+                                        {"27", "37", "57"});
+                     });
     //! [ask]
 
     //! [results]
